@@ -1,0 +1,426 @@
+/* QUORVAN callable optimization library: the one public header.
+   Valid C (C99 and later) and C++. Every function returns 0 or an error number
+   unless its comment says otherwise. */
+#ifndef QUORVAN_H
+#define QUORVAN_H
+
+#include <stdio.h>
+#include <stddef.h>
+
+#if defined(_WIN32)
+#  define QVN_API __declspec(dllexport)
+#elif defined(__GNUC__)
+#  define QVN_API __attribute__((visibility("default")))
+#else
+#  define QVN_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Opaque handles. */
+typedef struct Environment *QVNENVptr;
+typedef const struct Environment *QVNCENVptr;
+typedef struct Problem *QVNLPptr;
+typedef const struct Problem *QVNCLPptr;
+typedef struct Channel *QVNCHANNELptr;
+typedef struct NetProblem *QVNNETptr;
+
+#define QVN_VERSION_TEXT "10.2.0"
+#define QVN_INFBOUND 1.0e+20
+#define QVN_MIN 1
+#define QVN_MAX (-1)
+
+/* ---- Error numbers ---------------------------------------------------- */
+#define QVNERR_NO_MEMORY             1001
+#define QVNERR_NO_ENVIRONMENT        1002
+#define QVNERR_BAD_ARGUMENT          1003
+#define QVNERR_NULL_POINTER          1004
+#define QVNERR_CALLBACK              1006
+#define QVNERR_NO_PROBLEM            1009
+#define QVNERR_LIMITS_TOO_BIG        1012
+#define QVNERR_BAD_PARAM_NUM         1013
+#define QVNERR_PARAM_TOO_SMALL       1014
+#define QVNERR_PARAM_TOO_BIG         1015
+#define QVNERR_NOT_FOR_MIP           1017
+#define QVNERR_NOT_FOR_QP            1018
+#define QVNERR_CHILD_OF_CHILD        1019
+#define QVNERR_TOO_MANY_THREADS      1020
+#define QVNERR_CANT_CLOSE_CHILD      1021
+#define QVNERR_BAD_PROB_TYPE         1022
+#define QVNERR_NOT_ONE_PROBLEM       1023
+#define QVNERR_NOT_MILPCLASS         1024
+#define QVNERR_STR_PARAM_TOO_LONG    1026
+#define QVNERR_DECOMPRESSION         1027
+#define QVNERR_BAD_PARAM_NAME        1028
+#define QVNERR_NOT_MIQPCLASS         1029
+#define QVNERR_NOT_MIQCPCLASS        1030
+#define QVNERR_NOT_FOR_QCP           1031
+#define QVNERR_NO_CHANNEL            1051
+#define QVNERR_NO_FILENAME           1052
+#define QVNERR_NO_FUNCTION           1053
+#define QVNERR_BOUNDS_INFEAS         1100
+#define QVNERR_PRESLV_INForUNBD      1101
+#define QVNERR_PRESLV_NO_PROB        1103
+#define QVNERR_PRESLV_ABORT          1106
+#define QVNERR_PRESLV_INF            1117
+#define QVNERR_PRESLV_UNBD           1118
+#define QVNERR_INDEX_RANGE           1200
+#define QVNERR_COL_INDEX_RANGE       1201
+#define QVNERR_ROW_INDEX_RANGE       1203
+#define QVNERR_INDEX_RANGE_LOW       1205
+#define QVNERR_INDEX_RANGE_HIGH      1206
+#define QVNERR_NEGATIVE_SURPLUS      1207
+#define QVNERR_ARRAY_TOO_LONG        1208
+#define QVNERR_NAME_CREATION         1209
+#define QVNERR_NAME_NOT_FOUND        1210
+#define QVNERR_NO_RHS_IN_OBJ         1211
+#define QVNERR_BAD_SENSE             1215
+#define QVNERR_NO_RNGVAL             1216
+#define QVNERR_NO_SOLN               1217
+#define QVNERR_NO_NAMES              1219
+#define QVNERR_NOT_FIXED             1221
+#define QVNERR_DUP_ENTRY             1222
+#define QVNERR_NO_BARRIER_SOLN       1223
+#define QVNERR_NULL_NAME             1224
+#define QVNERR_NAN                   1225
+#define QVNERR_ARRAY_NOT_ASCENDING   1226
+#define QVNERR_COUNT_RANGE           1227
+#define QVNERR_COUNT_OVERLAP         1228
+#define QVNERR_BAD_LUB               1229
+#define QVNERR_NODE_INDEX_RANGE      1230
+#define QVNERR_ARC_INDEX_RANGE       1231
+#define QVNERR_NO_DUAL_SOLN          1232
+#define QVNERR_DBL_MAX               1233
+#define QVNERR_NOT_BASIC             1251
+#define QVNERR_NEED_OPT_SOLN         1252
+#define QVNERR_BAD_STATUS            1253
+#define QVNERR_NOT_UNBOUNDED         1254
+#define QVNERR_SBASE_INCOMPAT        1255
+#define QVNERR_SINGULAR              1256
+#define QVNERR_PRIIND                1257
+#define QVNERR_NO_LU_FACTOR          1258
+#define QVNERR_NO_SENSIT             1260
+#define QVNERR_NO_BASIC_SOLN         1261
+#define QVNERR_NO_BASIS              1262
+#define QVNERR_ABORT_STRONGBRANCH    1263
+#define QVNERR_NO_NORMS              1264
+#define QVNERR_NOT_DUAL_UNBOUNDED    1265
+#define QVNERR_TILIM_STRONGBRANCH    1266
+#define QVNERR_BAD_PIVOT             1267
+#define QVNERR_TILIM_CONDITION_NO    1268
+#define QVNERR_ABORT_CONDITION_NO    1269
+#define QVNERR_BAD_METHOD            1292
+#define QVNERR_NO_FILENAME_GIVEN     1421
+#define QVNERR_FAIL_OPEN_WRITE       1422
+#define QVNERR_FAIL_OPEN_READ        1423
+#define QVNERR_BAD_FILETYPE          1424
+#define QVNERR_XML_PARSE             1425
+#define QVNERR_TOO_MANY_ROWS         1431
+#define QVNERR_TOO_MANY_COLS         1432
+#define QVNERR_TOO_MANY_COEFFS       1433
+#define QVNERR_BAD_NUMBER            1434
+#define QVNERR_BAD_EXPONENT          1435
+#define QVNERR_NO_OBJ_SENSE          1436
+#define QVNERR_PARAM_INCOMPATIBLE    1660
+#define QVNERR_BAD_PARAM_FILE_HEADER 1661
+#define QVNERR_NOT_MIP               3003
+#define QVNERR_NO_TREE               3412
+
+/* ---- Solution status numbers ------------------------------------------ */
+#define QVN_STAT_OPTIMAL                 1
+#define QVN_STAT_UNBOUNDED               2
+#define QVN_STAT_INFEASIBLE              3
+#define QVN_STAT_INForUNBD               4
+#define QVN_STAT_OPTIMAL_INFEAS          5
+#define QVN_STAT_NUM_BEST                6
+#define QVN_STAT_ABORT_IT_LIM           10
+#define QVN_STAT_ABORT_TIME_LIM         11
+#define QVN_STAT_ABORT_OBJ_LIM          12
+#define QVN_STAT_ABORT_USER             13
+#define QVN_STAT_OPTIMAL_FACE_UNBOUNDED 20
+#define QVN_STAT_ABORT_PRIM_OBJ_LIM     21
+#define QVN_STAT_ABORT_DUAL_OBJ_LIM     22
+#define QVN_STAT_CONFLICT_FEASIBLE      30
+#define QVN_STAT_CONFLICT_MINIMAL       31
+#define QVN_STAT_MIP_OPTIMAL           101
+#define QVN_STAT_MIP_OPTIMAL_TOL       102
+#define QVN_STAT_MIP_INFEASIBLE        103
+#define QVN_STAT_MIP_SOL_LIM           104
+#define QVN_STAT_MIP_NODE_LIM_FEAS     105
+#define QVN_STAT_MIP_NODE_LIM_INFEAS   106
+#define QVN_STAT_MIP_TIME_LIM_FEAS     107
+#define QVN_STAT_MIP_TIME_LIM_INFEAS   108
+#define QVN_STAT_MIP_FAIL_FEAS         109
+#define QVN_STAT_MIP_FAIL_INFEAS       110
+#define QVN_STAT_MIP_MEM_LIM_FEAS      111
+#define QVN_STAT_MIP_MEM_LIM_INFEAS    112
+#define QVN_STAT_MIP_ABORT_FEAS        113
+#define QVN_STAT_MIP_ABORT_INFEAS      114
+#define QVN_STAT_MIP_OPTIMAL_INFEAS    115
+#define QVN_STAT_MIP_UNBOUNDED         118
+#define QVN_STAT_MIP_INForUNBD         119
+
+/* ---- Problem types ---------------------------------------------------- */
+#define QVN_PROB_LP        0
+#define QVN_PROB_MILP      1
+#define QVN_PROB_FIXEDMILP 3
+#define QVN_PROB_NODELP    4
+#define QVN_PROB_QP        5
+#define QVN_PROB_MIQP      7
+#define QVN_PROB_FIXEDMIQP 8
+#define QVN_PROB_NODEQP    9
+#define QVN_PROB_QCP      10
+#define QVN_PROB_MIQCP    11
+#define QVN_PROB_NODEQCP  12
+#define QVN_PROB_FIXEDMIQCP 13
+
+/* ---- Parameter numbers ------------------------------------------------ */
+/* Kept in step with the library's parameter table by static assertions. */
+#define QVN_PARAM_ADVIND                 1001
+#define QVN_PARAM_AGGFILL                1002
+#define QVN_PARAM_AGGIND                 1003
+#define QVN_PARAM_CFILEMUL               1005
+#define QVN_PARAM_CLOCKTYPE              1006
+#define QVN_PARAM_CRAIND                 1007
+#define QVN_PARAM_DEPIND                 1008
+#define QVN_PARAM_DPRIIND                1009
+#define QVN_PARAM_PRICELIM               1010
+#define QVN_PARAM_EPMRK                  1013
+#define QVN_PARAM_EPOPT                  1014
+#define QVN_PARAM_EPPER                  1015
+#define QVN_PARAM_EPRHS                  1016
+#define QVN_PARAM_SIMDISPLAY             1019
+#define QVN_PARAM_ITLIM                  1020
+#define QVN_PARAM_ROWREADLIM             1021
+#define QVN_PARAM_NETFIND                1022
+#define QVN_PARAM_COLREADLIM             1023
+#define QVN_PARAM_NZREADLIM              1024
+#define QVN_PARAM_OBJLLIM                1025
+#define QVN_PARAM_OBJULIM                1026
+#define QVN_PARAM_PERIND                 1027
+#define QVN_PARAM_PERLIM                 1028
+#define QVN_PARAM_PPRIIND                1029
+#define QVN_PARAM_PREIND                 1030
+#define QVN_PARAM_REINV                  1031
+#define QVN_PARAM_RFILEMUL               1033
+#define QVN_PARAM_SCAIND                 1034
+#define QVN_PARAM_SCRIND                 1035
+#define QVN_PARAM_SINGLIM                1037
+#define QVN_PARAM_SINGTOL                1038
+#define QVN_PARAM_TILIM                  1039
+#define QVN_PARAM_PREDUAL                1044
+#define QVN_PARAM_PREPASS                1052
+#define QVN_PARAM_DATACHECK              1056
+#define QVN_PARAM_REDUCE                 1057
+#define QVN_PARAM_PRELINEAR              1058
+#define QVN_PARAM_LPMETHOD               1062
+#define QVN_PARAM_QPMETHOD               1063
+#define QVN_PARAM_WORKDIR                1064
+#define QVN_PARAM_WORKMEM                1065
+#define QVN_PARAM_THREADS                1067
+#define QVN_PARAM_CONFLICTDISPLAY        1074
+#define QVN_PARAM_SIFTDISPLAY            1076
+#define QVN_PARAM_SIFTALG                1077
+#define QVN_PARAM_SIFTITLIM              1078
+#define QVN_PARAM_MPSLONGNUM             1081
+#define QVN_PARAM_MEMORYEMPHASIS         1082
+#define QVN_PARAM_NUMERICALEMPHASIS      1083
+#define QVN_PARAM_FEASOPTMODE            1084
+#define QVN_PARAM_BRDIR                  2001
+#define QVN_PARAM_BTTOL                  2002
+#define QVN_PARAM_CLIQUES                2003
+#define QVN_PARAM_COEREDIND              2004
+#define QVN_PARAM_COVERS                 2005
+#define QVN_PARAM_CUTLO                  2006
+#define QVN_PARAM_CUTUP                  2007
+#define QVN_PARAM_EPAGAP                 2008
+#define QVN_PARAM_EPGAP                  2009
+#define QVN_PARAM_EPINT                  2010
+#define QVN_PARAM_MIPDISPLAY             2012
+#define QVN_PARAM_MIPINTERVAL            2013
+#define QVN_PARAM_MIPTHREADS             2014
+#define QVN_PARAM_INTSOLLIM              2015
+#define QVN_PARAM_NODEFILEIND            2016
+#define QVN_PARAM_NODELIM                2017
+#define QVN_PARAM_NODESEL                2018
+#define QVN_PARAM_OBJDIF                 2019
+#define QVN_PARAM_MIPORDIND              2020
+#define QVN_PARAM_RELOBJDIF              2022
+#define QVN_PARAM_STARTALG               2025
+#define QVN_PARAM_SUBALG                 2026
+#define QVN_PARAM_TRELIM                 2027
+#define QVN_PARAM_VARSEL                 2028
+#define QVN_PARAM_BNDSTRENIND            2029
+#define QVN_PARAM_HEURFREQ               2031
+#define QVN_PARAM_MIPORDTYPE             2032
+#define QVN_PARAM_CUTSFACTOR             2033
+#define QVN_PARAM_RELAXPREIND            2034
+#define QVN_PARAM_PRESLVND               2037
+#define QVN_PARAM_BBINTERVAL             2039
+#define QVN_PARAM_FLOWCOVERS             2040
+#define QVN_PARAM_IMPLBD                 2041
+#define QVN_PARAM_PROBE                  2042
+#define QVN_PARAM_GUBCOVERS              2044
+#define QVN_PARAM_STRONGCANDLIM          2045
+#define QVN_PARAM_STRONGITLIM            2046
+#define QVN_PARAM_STRONGTHREADLIM        2047
+#define QVN_PARAM_FRACCAND               2048
+#define QVN_PARAM_FRACCUTS               2049
+#define QVN_PARAM_FRACPASS               2050
+#define QVN_PARAM_FLOWPATHS              2051
+#define QVN_PARAM_MIRCUTS                2052
+#define QVN_PARAM_DISJCUTS               2053
+#define QVN_PARAM_AGGCUTLIM              2054
+#define QVN_PARAM_MIPCBREDLP             2055
+#define QVN_PARAM_CUTPASS                2056
+#define QVN_PARAM_MIPEMPHASIS            2058
+#define QVN_PARAM_SYMMETRY               2059
+#define QVN_PARAM_DIVETYPE               2060
+#define QVN_PARAM_RINSHEUR               2061
+#define QVN_PARAM_SUBMIPNODELIM          2062
+#define QVN_PARAM_LBHEUR                 2063
+#define QVN_PARAM_REPEATPRESOLVE         2064
+#define QVN_PARAM_PROBETIME              2065
+#define QVN_PARAM_POLISHTIME             2066
+#define QVN_PARAM_REPAIRTRIES            2067
+#define QVN_PARAM_EPRELAX                2073
+#define QVN_PARAM_BAREPCOMP              3002
+#define QVN_PARAM_BARGROWTH              3003
+#define QVN_PARAM_BAROBJRNG              3004
+#define QVN_PARAM_BARALG                 3007
+#define QVN_PARAM_BARCOLNZ               3009
+#define QVN_PARAM_BARDISPLAY             3010
+#define QVN_PARAM_BARITLIM               3012
+#define QVN_PARAM_BARMAXCOR              3013
+#define QVN_PARAM_BARORDER               3014
+#define QVN_PARAM_BARTHREADS             3016
+#define QVN_PARAM_BARSTARTALG            3017
+#define QVN_PARAM_BARCROSSALG            3018
+#define QVN_PARAM_BARQCPEPCOMP           3020
+#define QVN_PARAM_QPNZREADLIM            4001
+#define QVN_PARAM_QPMAKEPSDIND           4010
+#define QVN_PARAM_NETITLIM               5001
+#define QVN_PARAM_NETEPOPT               5002
+#define QVN_PARAM_NETEPRHS               5003
+#define QVN_PARAM_NETPPRIIND             5004
+#define QVN_PARAM_NETDISPLAY             5005
+
+/* ---- Environment and call frame --------------------------------------- */
+QVN_API QVNENVptr QVNopenQUORVAN(int *status);
+QVN_API int QVNcloseQUORVAN(QVNENVptr *envPointer);
+QVN_API QVNENVptr QVNparenv(QVNENVptr env, int *status);
+QVN_API int QVNfreeparenv(QVNENVptr env, QVNENVptr *childPointer);
+QVN_API const char *QVNversion(QVNCENVptr env);
+QVN_API int QVNgetchannels(QVNCENVptr env, QVNCHANNELptr *results, QVNCHANNELptr *warning,
+                           QVNCHANNELptr *error, QVNCHANNELptr *log);
+QVN_API int QVNflushstdchannels(QVNCENVptr env);
+QVN_API int QVNsetterminate(QVNENVptr env, volatile int *flagPointer);
+QVN_API int QVNputenv(const char *text);
+QVN_API double QVNEgetbigreal(QVNCENVptr env);
+QVN_API int QVNEgetThreadNumber(QVNCENVptr env);
+
+/* ---- Errors and status texts ------------------------------------------ */
+/* buffer must hold 1024 characters. */
+QVN_API const char *QVNgeterrorstring(QVNCENVptr env, int errcode, char *buffer);
+QVN_API const char *QVNgetstatstring(QVNCENVptr env, int statind, char *buffer);
+
+/* ---- Message channels ------------------------------------------------- */
+QVN_API QVNCHANNELptr QVNaddchannel(QVNENVptr env);
+QVN_API int QVNdelchannel(QVNENVptr env, QVNCHANNELptr *channelPointer);
+QVN_API int QVNdisconnectchannel(QVNCENVptr env, QVNCHANNELptr channel);
+QVN_API int QVNflushchannel(QVNCENVptr env, QVNCHANNELptr channel);
+QVN_API int QVNaddfpdest(QVNCENVptr env, QVNCHANNELptr channel, FILE *file);
+QVN_API int QVNdelfpdest(QVNCENVptr env, QVNCHANNELptr channel, FILE *file);
+QVN_API int QVNaddfuncdest(QVNCENVptr env, QVNCHANNELptr channel, void *userHandle,
+                           void (*function)(void *userHandle, const char *text));
+QVN_API int QVNdelfuncdest(QVNCENVptr env, QVNCHANNELptr channel, void *userHandle,
+                           void (*function)(void *userHandle, const char *text));
+QVN_API int QVNmsg(QVNCHANNELptr channel, const char *format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 2, 3)))
+#endif
+    ;
+QVN_API int QVNmsgstr(QVNCHANNELptr channel, const char *text);
+QVN_API int QVNsetlogfile(QVNENVptr env, FILE *file);
+QVN_API int QVNgetlogfile(QVNCENVptr env, FILE **filePointer);
+
+/* ---- Parameters ------------------------------------------------------- */
+QVN_API int QVNsetintparam(QVNENVptr env, int number, int value);
+QVN_API int QVNsetdblparam(QVNENVptr env, int number, double value);
+QVN_API int QVNsetstrparam(QVNENVptr env, int number, const char *text);
+QVN_API int QVNgetintparam(QVNCENVptr env, int number, int *valuePointer);
+QVN_API int QVNgetdblparam(QVNCENVptr env, int number, double *valuePointer);
+QVN_API int QVNgetstrparam(QVNCENVptr env, int number, char *buffer);
+QVN_API int QVNinfointparam(QVNCENVptr env, int number, int *defaultPointer, int *minPointer,
+                            int *maxPointer);
+QVN_API int QVNinfodblparam(QVNCENVptr env, int number, double *defaultPointer,
+                            double *minPointer, double *maxPointer);
+QVN_API int QVNinfostrparam(QVNCENVptr env, int number, char *buffer);
+QVN_API int QVNgetparamname(QVNCENVptr env, int number, char *buffer);
+QVN_API int QVNgetparamnum(QVNCENVptr env, const char *name, int *numberPointer);
+QVN_API int QVNsetdefaults(QVNENVptr env);
+
+/* ---- Memory and file services ----------------------------------------- */
+QVN_API void *QVNmalloc(size_t size);
+QVN_API void *QVNrealloc(void *block, size_t size);
+QVN_API void QVNfree(void *block);
+
+/* ---- Problem object --------------------------------------------------- */
+QVN_API QVNLPptr QVNcreateprob(QVNCENVptr env, int *status, const char *name);
+QVN_API QVNLPptr QVNcloneprob(QVNCENVptr env, QVNCLPptr lp, int *status);
+QVN_API int QVNfreeprob(QVNCENVptr env, QVNLPptr *lpPointer);
+QVN_API int QVNcopylp(QVNCENVptr env, QVNLPptr lp, int numCols, int numRows, int objSense,
+                      const double *objCoef, const double *rhs, const char *sense,
+                      const int *colStart, const int *colCount, const int *rowIndex,
+                      const double *coefValue, const double *lowerBound,
+                      const double *upperBound, const double *rangeValue);
+QVN_API int QVNcopylpwnames(QVNCENVptr env, QVNLPptr lp, int numCols, int numRows, int objSense,
+                            const double *objCoef, const double *rhs, const char *sense,
+                            const int *colStart, const int *colCount, const int *rowIndex,
+                            const double *coefValue, const double *lowerBound,
+                            const double *upperBound, const double *rangeValue,
+                            char **colNames, char **rowNames);
+QVN_API int QVNcompletelp(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNEcacheNewCols(QVNCENVptr env, QVNLPptr lp, int count, const double *objCoef,
+                             const double *lowerBound, const double *upperBound,
+                             const char *ctype, char **names);
+QVN_API int QVNEcacheNewRows(QVNCENVptr env, QVNLPptr lp, int count, const double *rhs,
+                             const char *sense, const double *rangeValue, char **names);
+QVN_API int QVNEcacheNewNZsByNZ(QVNCENVptr env, QVNLPptr lp, int count, const int *rowList,
+                                const int *colList, const double *valueList);
+QVN_API int QVNgetprobtype(QVNCENVptr env, QVNCLPptr lp);
+
+/* ---- Reading back a problem ------------------------------------------- */
+QVN_API int QVNgetnumcols(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetnumrows(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetnumnz(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetobjsen(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetstat(QVNCENVptr env, QVNCLPptr lp);
+
+/* ---- Building and changing a problem ---------------------------------- */
+
+/* ---- Integer, SOS, order and MIP start data --------------------------- */
+
+/* ---- Quadratic data --------------------------------------------------- */
+
+/* ---- Model files ------------------------------------------------------ */
+
+/* ---- Optimizers and solution access ----------------------------------- */
+
+/* ---- Basis and factorization ------------------------------------------ */
+
+/* ---- Presolve and crush ----------------------------------------------- */
+
+/* ---- Mixed integer optimizer ------------------------------------------ */
+
+/* ---- Network problems ------------------------------------------------- */
+
+/* ---- Diagnostics ------------------------------------------------------ */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QUORVAN_H */

@@ -1,0 +1,37 @@
+// Release of attached blocks. Blocks whose subsystems do not exist yet are never
+// created, so their release has nothing to do.
+#include "model/attachments.h"
+
+namespace qvn {
+
+void freeFactor(Problem *lp) { lp->factor = nullptr; lp->factorStale = false; }
+void freeSimplexWork(Problem *lp) { lp->simplexWork = nullptr; }
+void invalidateSimplexWork(Problem *) {}
+void freePrimalState(Problem *lp) { lp->primalState = nullptr; }
+void freeDualState(Problem *lp) { lp->dualState = nullptr; }
+void markDualNormsStale(Problem *) {}
+void freeQpState(Problem *lp) { lp->qpState = nullptr; }
+void freeStartVectors(Problem *lp) { lp->startVectors = nullptr; lp->extraStart = nullptr; }
+void freePresolved(Problem *lp) { lp->presolved = nullptr; }
+void freeMipData(Problem *lp) { lp->mipData = nullptr; }
+void freeMipSearch(Problem *lp) { lp->mipSearch = nullptr; }
+void freeMipHeuristicStart(Problem *) {}
+void freeQpData(Problem *lp) { lp->qpData = nullptr; }
+void freeQpCopy(Problem *) {}
+void markQpCopyStale(Problem *) {}
+void resetQpStart(Problem *) {}
+void freeQconstrData(Problem *lp) { lp->qconstrData = nullptr; }
+void freeRefineData(Problem *lp) { lp->refineData = nullptr; }
+void freeBarrierSolution(Problem *lp) { lp->barrierSolution = nullptr; }
+void resetSiftState(Problem *) {}
+void freeSiftState(Problem *lp) { lp->siftState = nullptr; }
+void freeQpExtra(Problem *lp) { lp->qpExtra = nullptr; }
+
+void freeScaleFactors(Problem *lp) {
+  LpData &d = *lp->lpData;
+  d.rowScale = d.colScale = nullptr;
+  d.rowScaleSpace = EnvVector<double>();
+  d.colScaleSpace = EnvVector<double>();
+}
+
+} // namespace qvn

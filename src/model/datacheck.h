@@ -1,0 +1,24 @@
+// Argument checks shared by every function that takes model arrays. Each check
+// stops at the first fault and returns its error number (negated after
+// printing the details) or 0.
+#pragma once
+#include <cstdint>
+
+#include "model/problem.h"
+
+namespace qvn {
+
+int checkNumbers(const Environment *env, const double *values, int count);
+int checkSenses(const Environment *env, const char *sense, int count);
+int checkRangesGiven(const Environment *env, const char *sense, const double *range, int count);
+// Column-wise matrix: starts non-decreasing, counts within 0..numRows, no
+// overlap, row indices within 0..numRows-1 and no repeats inside a column.
+// `repeats` checks for repeated row indices and is only asked for under the
+// data-check parameter; the structure itself is always checked since a bad
+// index would corrupt memory later.
+int checkColumnMatrix(const Environment *env, int numCols, int numRows, const int *colStart,
+                      const int *colCount, const int *rowIndex, const double *value,
+                      bool thorough);
+int checkNames(const Environment *env, char *const *names, int count);
+
+} // namespace qvn

@@ -1,0 +1,173 @@
+#include "model/problem.h"
+
+#include <cstring>
+
+#include "model/attachments.h"
+#include "runtime/environment.h"
+
+namespace qvn {
+
+bool checkProblemFast(const Problem *lp) {
+  return lp && lp->lpData && lp->self0 == lp && lp->self1 == lp;
+}
+
+bool checkProblem(const Problem **lp) {
+  const Problem *p = *lp;
+  if (p && checkProblemFast(p) && isFixedType(p->probType)) *lp = p->fixedProblem;
+  return checkProblemFast(*lp);
+}
+
+void recomputeType(Problem *lp) {
+  if (isFixedType(lp->probType) || isNodeType(lp->probType)) return;
+  const bool integer = !lp->lpData->ctype.empty();
+  const bool qconstr = lp->qconstrData != nullptr;
+  const bool qobj = lp->qpData != nullptr;
+  if (qconstr)
+    lp->probType = integer ? kProbMIQCP : kProbQCP;
+  else if (qobj)
+    lp->probType = integer ? kProbMIQP : kProbQP;
+  else
+    lp->probType = integer ? kProbMILP : kProbLP;
+}
+
+int createProblem(Environment *env, const char *name, Problem **out) {
+  *out = nullptr;
+  auto *lp = static_cast<Problem *>(envCalloc(1, sizeof(Problem)));
+  if (!lp) return QVNERR_NO_MEMORY;
+  int status = runCaught([&]() -> int {
+    lp->lpData = envNew<LpData>();
+    LpData &d = *lp->lpData;
+    d.probName = envStrdup(name);
+    if (!d.probName) return QVNERR_NO_MEMORY;
+    d.objCoef.resize(1);
+    d.rhs.resize(1);
+    d.sense.resize(1);
+    d.colStart.resize(1);
+    d.colCount.resize(1);
+    d.colEnd.resize(1);
+    d.rowIndex.resize(1);
+    d.coefValue.resize(1);
+    d.lowerBound.resize(1);
+    d.upperBound.resize(1);
+    d.slackRow.resize(1);
+    d.slackCoef.resize(1);
+    d.rowFileMultiplier = env->generalParams->rfilemul;
+    d.colFileMultiplier = env->generalParams->cfilemul;
+    d.tol1049 = env->generalParams->p1049;
+    d.tol1050 = env->generalParams->p1050;
+    return 0;
+  });
+  if (status == 0) {
+    lp->self0 = lp->self1 = lp;
+    lp->status = -1;
+    lp->probType = kProbLP;
+    lp->env = env;
+    rebuildLogicals(lp);
+    status = addResource(env, kResProblem, lp);
+  }
+  if (status != 0) {
+    lp->self0 = lp->self1 = nullptr;
+    if (lp->lpData) {
+      envFree(lp->lpData->probName);
+      envDelete(lp->lpData);
+    }
+    envFree(lp);
+    return status;
+  }
+  *out = lp;
+  return 0;
+}
+
+void freeProblem(Environment *env, Problem *&lp) {
+  if (!lp) return;
+  freeQconstrData(lp);
+  freeSiftState(lp);
+  freeQpData(lp);
+  freeQpExtra(lp);
+  freeBarrierSolution(lp);
+  modelChanged(env, lp, 23);  // frees the fixed problem (with the basis copy-up) and the node problem
+  freeMipSearch(lp);
+  freeMipData(lp);
+  freePresolved(lp);
+  envDelete(lp->rowCopy);
+  freeDualState(lp);
+  freeStartVectors(lp);
+  freePrimalState(lp);
+  freeQpState(lp);
+  freeSimplexWork(lp);
+  freeFactor(lp);
+  envDelete(lp->solution);
+  envDelete(lp->basisData);
+  freeRefineData(lp);
+  if (lp->lpData) {
+    envFree(lp->lpData->probName);
+    envFree(lp->lpData->objName);
+    envDelete(lp->lpData);
+  }
+  Environment *owner = lp->env ? lp->env : env;
+  lp->self0 = lp->self1 = nullptr;
+  removeResource(owner, kResProblem, lp);
+  envFree(lp);
+}
+
+} // namespace qvn
+
+using namespace qvn;
+
+extern "C" {
+
+QVN_API QVNLPptr QVNcreateprob(QVNCENVptr cenv, int *status, const char *name) {
+  auto *env = const_cast<Environment *>(cenv);
+  Problem *lp = nullptr;
+  int s = guarded(env, [&]() -> int {
+    if (!name) return QVNERR_NULL_POINTER;
+    return createProblem(env, name, &lp);
+  });
+  if (status) *status = s;
+  return s ? nullptr : lp;
+}
+
+QVN_API int QVNfreeprob(QVNCENVptr cenv, QVNLPptr *lpPointer) {
+  auto *env = const_cast<Environment *>(cenv);
+  return guarded(env, [&]() -> int {
+    if (!lpPointer) return QVNERR_NULL_POINTER;
+    if (!*lpPointer) return 0;
+    if (!checkProblemFast(*lpPointer)) return QVNERR_NO_PROBLEM;
+    // A problem belongs to the Environment that made it; freeing it through
+    // another one would leave that one's resource list pointing at freed memory.
+    if ((*lpPointer)->env != env) return QVNERR_BAD_ARGUMENT;
+    freeProblem(env, *lpPointer);
+    return 0;
+  });
+}
+
+QVN_API int QVNgetprobtype(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, -1, [](Problem *p) { return p->probType; });
+}
+
+QVN_API int QVNgetstat(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) { return p->status < 0 ? 0 : p->status; });
+}
+
+QVN_API int QVNgetnumcols(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) { return p->lpData->numCols + p->lpData->cache.numCols; });
+}
+
+QVN_API int QVNgetnumrows(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) { return p->lpData->numRows + p->lpData->cache.numRows; });
+}
+
+QVN_API int QVNgetnumnz(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) {
+    const LpData &d = *p->lpData;
+    int64_t nz = static_cast<int64_t>(d.cache.nzValue.size());
+    for (int j = 0; j < d.numCols; ++j) nz += d.colCount[j];
+    return static_cast<int>(nz);
+  });
+}
+
+QVN_API int QVNgetobjsen(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) { return p->lpData->objSense; });
+}
+
+} // extern "C"

@@ -1,0 +1,224 @@
+// The Problem record and its core, LpData: a column-wise sparse matrix with spare
+// capacity in every array, so that rows, columns and nonzeros can be added
+// without rebuilding.
+//
+// Column j's entries are rowIndex/coefValue[colStart[j] .. colStart[j]+colCount[j]-1];
+// a column may leave a gap behind it. Columns numCols .. numColsWithRanges-1 are
+// the range columns of 'R' rows (one entry -1.0 in their row). 'L' and 'G' rows
+// own a slack (+1.0 / -1.0) held only in slackRow/slackCoef.
+#pragma once
+#include <cstdint>
+
+#include "quorvan.h"
+#include "runtime/alloc.h"
+#include "runtime/frame.h"
+
+struct Environment;
+
+namespace qvn {
+
+constexpr double kInfinity = 1e20;
+
+enum ProbType {
+  kProbLP = 0, kProbMILP = 1, kProbFixedMILP = 3, kProbNodeLP = 4, kProbQP = 5,
+  kProbMIQP = 7, kProbFixedMIQP = 8, kProbNodeQP = 9, kProbQCP = 10, kProbMIQCP = 11,
+  kProbNodeQCP = 12, kProbFixedMIQCP = 13
+};
+
+inline bool isMipType(int t) { return t == 1 || t == 7 || t == 11; }
+inline bool hasQuadObjType(int t) { return t == 5 || t == 7 || t == 8 || t == 9; }
+inline bool hasQuadConstrType(int t) { return t >= 10 && t <= 13; }
+inline bool isFixedType(int t) { return t == 3 || t == 8 || t == 13; }
+inline bool isNodeType(int t) { return t == 4 || t == 9 || t == 12; }
+
+// Names of one kind (rows or columns): consecutive null-terminated texts and the
+// offset of each name, so that growing the store needs no rebasing.
+struct NameStore {
+  bool exists = false;
+  EnvVector<char> text;
+  EnvVector<int64_t> offset;  // one per entry while exists
+  const char *name(int i) const { return text.data() + offset[i]; }
+  void clear() {
+    exists = false;
+    text = EnvVector<char>();
+    offset = EnvVector<int64_t>();
+  }
+};
+
+// Rows, columns and nonzeros announced by a modelling layer but not yet merged.
+struct PendingData {
+  int baseCols = 0, baseRows = 0, baseNzs = 0;
+  bool isEmpty = true;
+  // columns
+  int numCols = 0;
+  EnvVector<double> colObj, colLower, colUpper;
+  EnvVector<char> colType;  // empty until a type is given
+  NameStore colNames;
+  // rows
+  int numRows = 0;
+  EnvVector<double> rowRhs, rowRange;
+  EnvVector<char> rowSense;
+  NameStore rowNames;
+  // nonzeros as triplets
+  int nzMode = 0;  // 0 none, 1 column-wise, 2 row-wise, 3 triplets
+  EnvVector<int> nzRow, nzCol;
+  EnvVector<double> nzValue;
+};
+
+struct RowCopy {
+  bool upToDate = false;
+  int numRows = 0;
+  EnvVector<int> rowStart, rowCount, colIndex;
+  EnvVector<double> value;
+};
+
+struct LpData {
+  char *probName = nullptr;
+  int numRows = 0, numCols = 0;
+  int rowSpace = 1, colSpace = 1;
+  int64_t nzSpace = 1;
+  int objSense = 1;
+  EnvVector<double> objCoef;        // colSpace
+  EnvVector<double> rhs;            // rowSpace
+  EnvVector<char> sense;            // rowSpace
+  char *objName = nullptr;
+  NameStore rowNames, colNames;
+  EnvVector<int64_t> colStart;      // colSpace
+  EnvVector<int> colCount;          // colSpace
+  EnvVector<int64_t> colEnd;        // colSpace
+  EnvVector<int> rowIndex;          // nzSpace
+  EnvVector<double> coefValue;      // nzSpace
+  EnvVector<double> lowerBound, upperBound;  // colSpace
+  EnvVector<double> rangeValue;     // rowSpace, empty when no row is ranged
+  EnvVector<char> ctype;            // colSpace, empty for a continuous problem
+  int numColsWithRanges = 0;
+  int numColsWithSlacks = 0;
+  int numColsAtFactor = 0;
+  int matrixStamp = -1;
+  int colDefaultNames = -1, rowDefaultNames = -1;
+  EnvVector<int> slackRow;          // rowSpace
+  EnvVector<double> slackCoef;      // rowSpace
+  EnvVector<double> rowScaleSpace, colScaleSpace;
+  double *rowScale = nullptr, *colScale = nullptr;  // aliases while scaled
+  double rowFileMultiplier = 3.0, colFileMultiplier = 3.0;
+  double objOffset = 0.0;
+  double tol1049 = 1e-6, tol1050 = 1e-6;
+  PendingData cache;
+};
+
+// Results and the basis of the last solve.
+struct SolutionBlock {
+  bool primalComputed = false, dualComputed = false;
+  int method = 0;
+  bool primalFeasible = false, dualFeasible = false;
+  double objValue = 0.0;
+  EnvVector<int> colStatus;   // per column including logicals
+  EnvVector<int> head;        // basis head
+  EnvVector<double> basicValue;
+  EnvVector<double> dualValue;
+  EnvVector<int> superbasics;
+};
+
+// The basis held across changes: statuses and start vectors.
+struct BasisData {
+  EnvVector<int> colStatus, rowStatus;
+  EnvVector<double> primalStart, dualStart;
+  EnvVector<double> norms;
+};
+
+} // namespace qvn
+
+// Blocks that later subsystems attach; each is created by the code that needs
+// it and freed through freeAttachment() (model/attachments.cpp).
+struct LuFactor;
+struct SimplexWork;
+struct PrimalState;
+struct DualState;
+struct QpState;
+struct StartVectors;
+struct PresolveState;
+struct MipData;
+struct MipSearch;
+struct QpData;
+struct QconstrData;
+struct RefineData;
+struct BarrierSolution;
+struct SiftState;
+
+struct Problem {
+  Problem *self0;
+  Problem *self1;
+  int status;
+  int probType;
+  qvn::LpData *lpData;
+  qvn::BasisData *basisData;
+  RefineData *refineData;
+  qvn::SolutionBlock *solution;
+  LuFactor *factor;
+  bool factorStale;
+  SimplexWork *simplexWork;
+  PrimalState *primalState;
+  QpState *qpState;
+  StartVectors *startVectors;
+  StartVectors *extraStart;
+  DualState *dualState;
+  qvn::RowCopy *rowCopy;
+  int pricingStamp;
+  PresolveState *presolved;
+  MipData *mipData;
+  MipSearch *mipSearch;
+  Problem *fixedProblem;
+  Problem *nodeProblem;
+  BarrierSolution *barrierSolution;
+  QpData *qpData;
+  void *qpExtra;
+  SiftState *siftState;
+  QconstrData *qconstrData;
+  Environment *env;  // the Environment whose resources list this problem
+};
+
+namespace qvn {
+
+bool checkProblemFast(const Problem *lp);
+// May replace lp by the held fixed problem of a fixed-type handle.
+bool checkProblem(const Problem **lp);
+
+int createProblem(Environment *env, const char *name, Problem **out);
+void freeProblem(Environment *env, Problem *&lp);
+void recomputeType(Problem *lp);
+
+// Rebuilds range columns and slacks from the row senses, then clamps bounds
+// to the infinity and recomputes colEnd. 1401 when capacity does not fit.
+int rebuildLogicals(Problem *lp);
+// Grows capacities so that the given counts fit; never shrinks.
+int ensureSpace(Environment *env, Problem *lp, int cols, int rows, int64_t nzs, int64_t colNameBytes,
+                int64_t rowNameBytes, bool growing);
+
+// The one gate for every change of model data: discards what the change makes wrong.
+void modelChanged(Environment *env, Problem *lp, int event);
+
+// Moves pending data into the matrix.
+int flushCache(Environment *env, Problem *lp);
+
+// Frame of every exported function that takes a problem: environment test
+// (1002), problem test (1009), then the body with the checked problem.
+template <class Body> int guardedProblem(const Environment *env, const Problem *lp, Body &&body) noexcept {
+  return guarded(env, [&]() -> int {
+    if (!checkProblem(&lp)) return QVNERR_NO_PROBLEM;
+    return body(const_cast<Problem *>(lp));
+  });
+}
+
+// Count and value getters: failure yields `failed` in the result, and the error
+// reaches only the error channel.
+template <class T, class Body>
+T problemValue(const Environment *env, const Problem *lp, T failed, Body &&body) noexcept {
+  T result = failed;
+  guardedProblem(env, lp, [&](Problem *p) -> int {
+    result = body(p);
+    return 0;
+  });
+  return result;
+}
+
+} // namespace qvn

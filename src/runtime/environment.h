@@ -1,0 +1,98 @@
+// The Environment: root of everything the library does. No global mutable state
+// exists; two Environments are independent.
+#pragma once
+#include <mutex>
+
+#include "quorvan.h"
+#include "runtime/channels.h"
+#include "runtime/params.h"
+
+namespace qvn {
+
+constexpr int kErrorIndexSize = 479;
+constexpr int kMessageBufferSize = 1024;
+// Upper bound on children and worker threads of one Environment.
+constexpr int kThreadLimit = 64;
+
+enum ResourceKind { kResProblem = 1, kResChannel = 2, kResChild = 3, kResNetProblem = 4 };
+
+struct Resource {
+  int kind;
+  void *object;
+  Resource *next;
+};
+
+// Table of thread operations that a language binding may supply.
+struct ThreadHooks {
+  void *(*createLock)();
+  void (*destroyLock)(void *);
+  int (*runThreads)(void *table, void (*routine)(void *), int count, void **arguments);
+  void (*lock)(void *);
+  void (*unlock)(void *);
+};
+
+struct NameHooks {
+  void *userHandle;
+  const char *(*colName)(void *, int, char *);
+  const char *(*rowName)(void *, int, char *);
+  const char *(*indicatorName)(void *, int, char *);
+  const char *(*sosName)(void *, int, char *);
+  const char *(*qconstrName)(void *, int, char *);
+};
+
+} // namespace qvn
+
+struct Environment {
+  const qvn::ThreadHooks *threadHooks;
+  Environment *self;
+  int cloneCount;
+  Environment **clones;
+  qvn::GeneralParams *generalParams;
+  qvn::MipParams *mipParams;
+  qvn::BarrierParams *barrierParams;
+  qvn::QpParams *qpParams;
+  qvn::NetParams *netParams;
+  Channel *errorChannel;
+  Channel *warningChannel;
+  Channel *resultsChannel;
+  Channel *logChannel;
+  Environment *parent;
+  int cloning;
+  int childCount;
+  int threadNumber;
+  char defaultColName[32];
+  char defaultRowName[32];
+  char messageBuffer[qvn::kMessageBufferSize];
+  int errorIndex[qvn::kErrorIndexSize];
+  qvn::Resource *resourceList;
+  int resourceTracking;
+  char versionText[16];
+  char productTag[32];
+  qvn::NameHooks nameHooks;
+  std::mutex *lock;
+  int lockUsers;
+  int runningThreads;
+  void *constraintTypes;
+  int constraintTypeCount;
+};
+
+namespace qvn {
+
+bool checkEnv(const Environment *env);
+bool terminateRequested(const Environment *env);
+int addResource(Environment *env, int kind, void *object);
+void removeResource(Environment *env, int kind, void *object);
+Environment *openSubEnvironment(Environment *env, int *status);
+int threadsAllowed(const Environment *env, int kind);
+// Processor count capped by the thread limit, at least 1.
+int threadMax();
+int makeClones(Environment *env, int count);
+void releaseClones(Environment *env);
+
+void envLockCreate(Environment *env, int n);
+void envLock(Environment *env);
+void envUnlock(Environment *env);
+void envLockDestroy(Environment *env);
+void runThreads(Environment *env, void (*routine)(void *), int count, void **arguments);
+
+} // namespace qvn

@@ -1,0 +1,32 @@
+// Error numbers, their texts, and the reporting conventions.
+//
+// A status inside a function starts at 0. A detailed error is printed where it
+// happens and stored negated; a plain one is stored positive. recordError at the
+// single exit prints plain errors and leaves the positive number.
+#pragma once
+#include "quorvan.h"
+
+struct Environment;
+
+namespace qvn {
+
+void buildErrorIndex(Environment *env);
+// The format text of an error row, or null when the number has none.
+const char *errorRowText(const Environment *env, int number);
+void recordError(const Environment *env, int *status);
+// Formats "QUORVAN Error %5d: <row text>.\n" into the Environment's message
+// buffer and returns it, ready as a format for the row's arguments; null for an
+// unknown number (the buffer then holds "Unknown error code %d.\n").
+const char *errorText(Environment *env, int number);
+// Prints a detailed error with the row's arguments on the error channel and
+// returns the negated number, to be stored in the caller's status.
+int reportError(const Environment *env, int number, ...);
+
+// Propagates the first nonzero status.
+#define QVN_TRY(expr)                        \
+  do {                                       \
+    int qvnTryStatus_ = (expr);              \
+    if (qvnTryStatus_ != 0) return qvnTryStatus_; \
+  } while (0)
+
+} // namespace qvn

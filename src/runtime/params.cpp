@@ -1,0 +1,175 @@
+#include "runtime/params.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <thread>
+
+#include "runtime/alloc.h"
+#include "runtime/environment.h"
+#include "runtime/frame.h"
+
+namespace qvn {
+
+namespace {
+
+constexpr const char *nameOf(const char *token) {
+  return std::string_view(token) == "QVN_NONAME" ? "" : token;
+}
+
+#define QVN_IPARAM(num, name, field, def, lo, hi)                                         \
+  ParamDescriptor{ParamKind::integer, nameOf(#name), num, def, lo, hi, 0.0, 0.0, 0.0,     \
+                  nullptr, BLOCK, offsetof(STRUCT, field)},
+#define QVN_DPARAM(num, name, field, def, lo, hi)                                         \
+  ParamDescriptor{ParamKind::real, nameOf(#name), num, 0, 0, 0, def, lo, hi, nullptr,     \
+                  BLOCK, offsetof(STRUCT, field)},
+#define QVN_SPARAM(num, name, field, def)                                                 \
+  ParamDescriptor{ParamKind::text, nameOf(#name), num, 0, 0, 0, 0.0, 0.0, 0.0, def,       \
+                  BLOCK, offsetof(STRUCT, field)},
+
+// Groups in the order they are registered: general, MIP, barrier, network, quadratic.
+const ParamDescriptor kParams[] = {
+#define BLOCK ParamBlock::general
+#define STRUCT GeneralParams
+#include "runtime/params_general.inc"
+#undef BLOCK
+#undef STRUCT
+#define BLOCK ParamBlock::mip
+#define STRUCT MipParams
+#include "runtime/params_mip.inc"
+#undef BLOCK
+#undef STRUCT
+#define BLOCK ParamBlock::barrier
+#define STRUCT BarrierParams
+#include "runtime/params_barrier.inc"
+#undef BLOCK
+#undef STRUCT
+#define BLOCK ParamBlock::net
+#define STRUCT NetParams
+#include "runtime/params_network.inc"
+#undef BLOCK
+#undef STRUCT
+#define BLOCK ParamBlock::qp
+#define STRUCT QpParams
+#include "runtime/params_quadratic.inc"
+#undef BLOCK
+#undef STRUCT
+};
+#undef QVN_IPARAM
+#undef QVN_DPARAM
+#undef QVN_SPARAM
+
+// The public header's numbers must agree with the table.
+#define QVN_IPARAM(num, name, ...) static_assert(name == 0 || name == num, #name);
+#define QVN_DPARAM QVN_IPARAM
+#define QVN_SPARAM QVN_IPARAM
+#include "runtime/params_barrier.inc"
+#include "runtime/params_general.inc"
+#include "runtime/params_mip.inc"
+#include "runtime/params_network.inc"
+#include "runtime/params_quadratic.inc"
+#undef QVN_IPARAM
+#undef QVN_DPARAM
+#undef QVN_SPARAM
+
+constexpr size_t kParamCount = sizeof(kParams) / sizeof(kParams[0]);
+
+// Numbers by group are ascending in the table, so a binary search per group finds
+// a number; the whole table is one sorted run because groups are disjoint ranges
+// listed in rising order except network before quadratic.
+const ParamDescriptor *searchNumber(int number) {
+  for (size_t lo = 0; lo < kParamCount;) {
+    size_t hi = lo;
+    while (hi + 1 < kParamCount && kParams[hi + 1].number > kParams[hi].number) ++hi;
+    if (number >= kParams[lo].number && number <= kParams[hi].number) {
+      const ParamDescriptor *first = kParams + lo, *last = kParams + hi + 1;
+      const ParamDescriptor *it = std::lower_bound(
+          first, last, number, [](const ParamDescriptor &d, int n) { return d.number < n; });
+      return it != last && it->number == number ? it : nullptr;
+    }
+    lo = hi + 1;
+  }
+  return nullptr;
+}
+
+} // namespace
+
+const ParamDescriptor *paramTable(size_t *count) {
+  *count = kParamCount;
+  return kParams;
+}
+
+const ParamDescriptor *findParam(int number) { return searchNumber(number); }
+
+const ParamDescriptor *findParamByName(const char *name) {
+  if (!name || !*name) return nullptr;
+  for (const ParamDescriptor &d : kParams)
+    if (std::strcmp(d.name, name) == 0) return &d;
+  return nullptr;
+}
+
+int threadMax() {
+  const unsigned hw = std::thread::hardware_concurrency();
+  return std::clamp(static_cast<int>(hw), 1, kThreadLimit);
+}
+
+int paramIntMin(const ParamDescriptor &d) { return d.intMin == kThreadMax ? threadMax() : d.intMin; }
+int paramIntMax(const ParamDescriptor &d) { return d.intMax == kThreadMax ? threadMax() : d.intMax; }
+
+void *paramSlot(const Environment *env, const ParamDescriptor &d) {
+  char *base = nullptr;
+  switch (d.block) {
+  case ParamBlock::general: base = reinterpret_cast<char *>(env->generalParams); break;
+  case ParamBlock::mip: base = reinterpret_cast<char *>(env->mipParams); break;
+  case ParamBlock::barrier: base = reinterpret_cast<char *>(env->barrierParams); break;
+  case ParamBlock::qp: base = reinterpret_cast<char *>(env->qpParams); break;
+  case ParamBlock::net: base = reinterpret_cast<char *>(env->netParams); break;
+  }
+  return base + d.offset;
+}
+
+bool createParamBlocks(Environment *env) {
+  env->generalParams = static_cast<GeneralParams *>(envCalloc(1, sizeof(GeneralParams)));
+  env->mipParams = static_cast<MipParams *>(envCalloc(1, sizeof(MipParams)));
+  env->barrierParams = static_cast<BarrierParams *>(envCalloc(1, sizeof(BarrierParams)));
+  env->qpParams = static_cast<QpParams *>(envCalloc(1, sizeof(QpParams)));
+  env->netParams = static_cast<NetParams *>(envCalloc(1, sizeof(NetParams)));
+  return env->generalParams && env->mipParams && env->barrierParams && env->qpParams &&
+         env->netParams;
+}
+
+void freeParamBlocks(Environment *env) {
+  envFree(env->generalParams);
+  envFree(env->mipParams);
+  envFree(env->netParams);
+  envFree(env->barrierParams);
+  envFree(env->qpParams);
+}
+
+void copyParamBlocks(Environment *to, const Environment *from) {
+  *to->generalParams = *from->generalParams;
+  *to->mipParams = *from->mipParams;
+  *to->barrierParams = *from->barrierParams;
+  *to->qpParams = *from->qpParams;
+  *to->netParams = *from->netParams;
+}
+
+void storeParamDefaults(Environment *env) {
+  for (const ParamDescriptor &d : kParams) {
+    void *slot = paramSlot(env, d);
+    switch (d.kind) {
+    case ParamKind::integer: {
+      int value = d.intDefault;
+      *static_cast<int *>(slot) = value;
+      break;
+    }
+    case ParamKind::real: *static_cast<double *>(slot) = d.dblDefault; break;
+    case ParamKind::text:
+      std::snprintf(static_cast<char *>(slot), kStrParamSize, "%s", d.strDefault);
+      break;
+    case ParamKind::none: break;
+    }
+  }
+}
+
+} // namespace qvn

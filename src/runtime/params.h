@@ -1,0 +1,97 @@
+// The parameter blocks of an Environment and the one table that describes them.
+// Hot paths read a block field (env->generalParams->itlim); everything that
+// works by number (setters, getters, files, listings) goes through the table.
+#pragma once
+#include <cstdio>
+#include <cstddef>
+
+#include "quorvan.h"
+
+struct Environment;
+
+namespace qvn {
+
+constexpr int kStrParamSize = 512;
+// Stands for "the largest thread count this machine allows" in the table.
+constexpr int kThreadMax = -2147483647 - 1;
+// Stands for a parameter without a name in the table.
+constexpr int QVN_NONAME = 0;
+
+using LpCallback = int (*)(QVNCENVptr, void *cbdata, int wherefrom, void *cbhandle);
+
+#define QVN_IPARAM(num, name, field, def, lo, hi) int field;
+#define QVN_DPARAM(num, name, field, def, lo, hi) double field;
+#define QVN_SPARAM(num, name, field, def) char field[kStrParamSize];
+
+struct GeneralParams {
+  FILE *logFile;  // first field: the log file attached to the four standard channels
+  LpCallback lpCallback;
+  void *lpCallbackHandle;
+  void *profileCallback;
+  void *profileCallbackHandle;
+  void *conflictCallback;
+  void *conflictCallbackHandle;
+  volatile int *terminateFlag;
+#include "runtime/params_general.inc"
+};
+
+struct MipParams {
+  void *infoCallback;
+  void *infoCallbackHandle;
+  void *mipCallbacks[16];
+  void *mipCallbackHandles[16];
+#include "runtime/params_mip.inc"
+};
+
+struct BarrierParams {
+#include "runtime/params_barrier.inc"
+};
+
+struct QpParams {
+#include "runtime/params_quadratic.inc"
+};
+
+struct NetParams {
+  void *netCallback;
+  void *netCallbackHandle;
+#include "runtime/params_network.inc"
+};
+
+#undef QVN_IPARAM
+#undef QVN_DPARAM
+#undef QVN_SPARAM
+
+enum class ParamKind : unsigned char { none = 0, integer = 1, real = 2, text = 3 };
+enum class ParamBlock : unsigned char { general, mip, barrier, qp, net };
+
+struct ParamDescriptor {
+  ParamKind kind;
+  const char *name;  // "" for a parameter without a name
+  int number;
+  int intDefault, intMin, intMax;  // kThreadMax resolved by paramIntMax()
+  double dblDefault, dblMin, dblMax;
+  const char *strDefault;
+  ParamBlock block;
+  size_t offset;     // of the slot within its block
+  bool hidden() const { return name[0] == '\0'; }
+};
+
+// The descriptor of a parameter number, or null when there is no such parameter.
+const ParamDescriptor *findParam(int number);
+// Descriptor by exact name, or null.
+const ParamDescriptor *findParamByName(const char *name);
+// All descriptors in group order and rising number within each group.
+const ParamDescriptor *paramTable(size_t *count);
+
+int paramIntMin(const ParamDescriptor &d);
+int paramIntMax(const ParamDescriptor &d);
+void *paramSlot(const Environment *env, const ParamDescriptor &d);
+
+// Creates the five blocks; false on allocation failure (the caller releases).
+bool createParamBlocks(Environment *env);
+void freeParamBlocks(Environment *env);
+void copyParamBlocks(Environment *to, const Environment *from);
+// Stores every default (no channel side effects).
+void storeParamDefaults(Environment *env);
+
+} // namespace qvn

@@ -1,0 +1,9 @@
+list(APPEND QUORVAN_SOURCES
+  src/runtime/alloc.cpp
+  src/runtime/channels.cpp
+  src/runtime/environment.cpp
+  src/runtime/errors.cpp
+  src/runtime/params.cpp
+  src/runtime/params_api.cpp
+  src/runtime/threads.cpp
+)

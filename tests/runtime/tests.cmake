@@ -1,0 +1,6 @@
+list(APPEND QUORVAN_TEST_SOURCES
+  runtime/alloc_test.cpp
+  runtime/environment_test.cpp
+  runtime/errors_test.cpp
+  runtime/channels_test.cpp
+)

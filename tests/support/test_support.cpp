@@ -1,0 +1,38 @@
+#include "support/test_support.h"
+
+#include <filesystem>
+
+namespace qvntest {
+
+namespace {
+void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+} // namespace
+
+void EnvFixture::SetUp() {
+  int status = -1;
+  env = QVNopenQUORVAN(&status);
+  ASSERT_NE(env, nullptr);
+  ASSERT_EQ(status, 0);
+  QVNCHANNELptr error = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, nullptr, nullptr, &error, nullptr), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, error, &errors, collect), 0);
+}
+
+void EnvFixture::TearDown() {
+  if (env) {
+    EXPECT_EQ(QVNcloseQUORVAN(&env), 0);
+  }
+}
+
+std::string EnvFixture::takeErrors() {
+  std::string out;
+  out.swap(errors);
+  return out;
+}
+
+std::string sharedDataDir() {
+  const std::filesystem::path dir = std::filesystem::path(QUORVAN_SOURCE_DIR) / ".." / "shared" / "data";
+  return std::filesystem::is_directory(dir) ? dir.lexically_normal().string() : std::string();
+}
+
+} // namespace qvntest
