@@ -408,6 +408,21 @@ QVN_API int QVNgetstat(QVNCENVptr env, QVNCLPptr lp);
 /* ---- Model files ------------------------------------------------------ */
 
 /* ---- Optimizers and solution access ----------------------------------- */
+QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNprimopt(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNdualopt(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNsolution(QVNCENVptr env, QVNCLPptr lp, int *statusOut, double *objectiveOut,
+                        double *x, double *pi, double *slack, double *dj);
+QVN_API int QVNsolninfo(QVNCENVptr env, QVNCLPptr lp, int *methodOut, int *typeOut,
+                        int *primalFeasOut, int *dualFeasOut);
+QVN_API int QVNgetobjval(QVNCENVptr env, QVNCLPptr lp, double *valuePointer);
+QVN_API int QVNgetx(QVNCENVptr env, QVNCLPptr lp, double *x, int begin, int end);
+QVN_API int QVNgetslack(QVNCENVptr env, QVNCLPptr lp, double *slack, int begin, int end);
+QVN_API int QVNgetpi(QVNCENVptr env, QVNCLPptr lp, double *pi, int begin, int end);
+QVN_API int QVNgetdj(QVNCENVptr env, QVNCLPptr lp, double *dj, int begin, int end);
+QVN_API int QVNgetitcnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetphase1cnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetmethod(QVNCENVptr env, QVNCLPptr lp);
 
 /* ---- Basis and factorization ------------------------------------------ */
 

@@ -106,20 +106,19 @@ struct LpData {
   PendingData cache;
 };
 
-// Results and the basis of the last solve.
+// Results of the last solve, in the caller's units and sense.
 struct SolutionBlock {
   bool primalComputed = false, dualComputed = false;
-  int method = 0;
+  int method = -1;  // 1 primal simplex, 2 dual simplex
   bool primalFeasible = false, dualFeasible = false;
   double objValue = 0.0;
-  EnvVector<int> colStatus;   // per column including logicals
-  EnvVector<int> head;        // basis head
-  EnvVector<double> basicValue;
-  EnvVector<double> dualValue;
-  EnvVector<int> superbasics;
+  int iterationCount = 0, phase1Count = 0;
+  EnvVector<double> x, slack;  // per column, per row
+  EnvVector<double> pi, dj;    // per row, per column
 };
 
-// The basis held across changes: statuses and start vectors.
+// The basis held across changes: statuses and start vectors. Row statuses
+// describe the row's activity: 0 at its lower limit, 1 basic, 2 at its upper.
 struct BasisData {
   EnvVector<int> colStatus, rowStatus;
   EnvVector<double> primalStart, dualStart;

@@ -1,0 +1,337 @@
+// The bounded dual simplex: dual steepest-edge choice of the leaving row, a
+// bound-flipping ratio test with Harris tolerances, and cost shifting instead
+// of backward steps. Dual phase 1 solves the same matrix over artificial
+// boxes, which makes every variable boxed and so dual feasible by flips; its
+// optimal basis is dual feasible for the real bounds when the problem's dual is.
+#include <algorithm>
+#include <cmath>
+
+#include "simplex/loops.h"
+
+namespace qvn {
+
+namespace {
+
+struct Candidate {
+  int j;
+  double alpha;  // sign-adjusted pivot row entry: positive moves dj towards zero
+  double ratio;  // dj / alpha, the dual step at which dj reaches zero
+};
+
+struct DualWork {
+  EnvVector<double> weight;  // squared row norms of B^{-1}
+  EnvVector<Candidate> candidates;
+  EnvVector<int> flipped;
+  EnvVector<double> savedLower, savedUpper;
+};
+
+// Puts every boxed nonbasic at the bound that its reduced cost asks for.
+// Returns true when a variable moved, so that x_B must be recomputed.
+bool flipBoxedToDualFeasible(SimplexEngine &e) {
+  bool moved = false;
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0 || !isBoxed(e, j)) continue;
+    // A reduced cost of zero leaves the variable where it is: flipping it
+    // would disturb the primal values for nothing.
+    signed char want = e.move[j];
+    if (e.dj[j] < -e.dualTol)
+      want = kAtUpper;
+    else if (e.dj[j] > e.dualTol || e.move[j] == kAtZero)
+      want = kAtLower;
+    if (e.move[j] != want) {
+      e.move[j] = want;
+      placeNonbasic(e, j);
+      moved = true;
+    }
+  }
+  return moved;
+}
+
+// Dual ratio test with bound flipping. Returns the entering variable or -1 when
+// no breakpoint limits the dual step (the primal is infeasible); the boxed
+// variables passed on the way are left in w.flipped.
+int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
+  const double sign = delta > 0 ? 1.0 : -1.0;
+  const double *alphaRow = e.rowAlpha.array.data();
+  w.candidates.clear();
+  w.flipped.clear();
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
+    const double a = sign * alphaRow[j];
+    if (std::fabs(a) < 1e-9) continue;
+    const signed char mv = e.move[j];
+    if ((mv == kAtLower && a > 0) || (mv == kAtUpper && a < 0) || mv == kAtZero)
+      w.candidates.push_back(Candidate{j, a, e.dj[j] / a});
+  }
+  double slope = std::fabs(delta);
+  size_t live = w.candidates.size();
+  while (live > 0) {
+    double thetaMax = kInfinity;
+    for (size_t k = 0; k < live; ++k) {
+      const Candidate &c = w.candidates[k];
+      const double relaxed = (e.dj[c.j] + (c.alpha > 0 ? e.dualTol : -e.dualTol)) / c.alpha;
+      thetaMax = std::min(thetaMax, relaxed);
+    }
+    // The group of breakpoints within the relaxed step; its largest pivot wins.
+    int best = -1;
+    double bestAbs = 0.0, passSlope = 0.0;
+    bool allBoxed = true;
+    for (size_t k = 0; k < live; ++k) {
+      const Candidate &c = w.candidates[k];
+      if (c.ratio > thetaMax) continue;
+      if (std::fabs(c.alpha) > bestAbs) bestAbs = std::fabs(c.alpha), best = static_cast<int>(k);
+      if (isBoxed(e, c.j))
+        passSlope += std::fabs(c.alpha) * (e.upper[c.j] - e.lower[c.j]);
+      else
+        allBoxed = false;
+    }
+    if (best < 0) return -1;
+    if (allBoxed && slope - passSlope > 0 && passSlope < kInfinity) {
+      // The whole group can be passed: its variables flip to their other bound.
+      slope -= passSlope;
+      size_t keep = 0;
+      for (size_t k = 0; k < live; ++k) {
+        if (w.candidates[k].ratio <= thetaMax)
+          w.flipped.push_back(w.candidates[k].j);
+        else
+          w.candidates[keep++] = w.candidates[k];
+      }
+      live = keep;
+      continue;
+    }
+    return w.candidates[best].j;
+  }
+  return -1;
+}
+
+void logDual(SimplexEngine &e, int phase) {
+  if (e.display <= 0) return;
+  if (!e.logStarted) {
+    QVNmsg(e.env->resultsChannel, "\nIteration log . . .\n");
+    e.logStarted = true;
+  }
+  if (phase == 1)
+    QVNmsg(e.env->resultsChannel, "Iteration: %5d   Dual infeasibility = %20.6f\n", e.iterations,
+           dualInfeasibility(e, true));
+  else
+    QVNmsg(e.env->resultsChannel, "Iteration: %5d   Dual objective     = %20.6f\n", e.iterations,
+           e.lp->sense * objectiveValue(e) + e.lp->offset);
+}
+
+// Recomputes everything from a fresh factorization.
+int rebuild(SimplexEngine &e) {
+  QVN_TRY(refactor(e));
+  computePrimal(e);
+  computeDual(e);
+  return 0;
+}
+
+// Iterates until no primal infeasibility is left or a limit is hit.
+int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
+  bool fresh = true;
+  int sinceLog = 0;
+  for (;;) {
+    if (int s = checkLimits(e)) return s;
+    if (refactorDue(e.factor)) {
+      QVN_TRY(rebuild(e));
+      if (flipBoxedToDualFeasible(e)) computePrimal(e);
+      fresh = true;
+      if (++sinceLog >= 1) logDual(e, phase), sinceLog = 0;
+    }
+    // Leaving row: largest infeasibility relative to its row norm.
+    int r = -1;
+    double best = 0.0, delta = 0.0;
+    for (int k = 0; k < e.m; ++k) {
+      const int j = e.head[k];
+      double infeas = 0.0;
+      if (e.x[j] < e.lower[j] - e.primalTol)
+        infeas = e.x[j] - e.lower[j];
+      else if (e.x[j] > e.upper[j] + e.primalTol)
+        infeas = e.x[j] - e.upper[j];
+      else
+        continue;
+      const double merit = infeas * infeas / w.weight[k];
+      if (merit > best) best = merit, r = k, delta = infeas;
+    }
+    if (r < 0) {
+      if (!fresh) {
+        QVN_TRY(rebuild(e));
+        if (flipBoxedToDualFeasible(e)) computePrimal(e);
+        fresh = true;
+        continue;
+      }
+      return kRunOptimal;
+    }
+
+    HVector &rho = e.rowRho;
+    rho.clear();
+    rho.array[r] = 1.0;
+    rho.index[0] = r;
+    rho.count = 1;
+    btran(e.factor, rho);
+    computePivotRow(e);
+    const int q = chooseEntering(e, w, delta);
+    if (q < 0) {
+      if (!fresh) {
+        QVN_TRY(rebuild(e));
+        fresh = true;
+        continue;
+      }
+      return kRunInfeasible;
+    }
+
+    HVector &col = e.column;
+    col.clear();
+    addColumn(*e.lp, q, 1.0, col.array.data());
+    col.count = -1;
+    ftran(e.factor, col);
+    const double alphaCol = col.array[r];
+    const double alphaRow = e.rowAlpha.array[q];
+    if (std::fabs(alphaCol - alphaRow) > 1e-8 * std::max(1.0, std::fabs(alphaCol)) || std::fabs(alphaCol) < 1e-11) {
+      if (!fresh) {
+        QVN_TRY(rebuild(e));
+        fresh = true;
+        continue;
+      }
+      return kRunNonOptimal;
+    }
+
+    // Dual step; a reduced cost on the wrong side of zero is shifted to zero
+    // rather than stepping backwards.
+    double thetaD = e.dj[q] / alphaRow;
+    if ((delta > 0 && thetaD < 0) || (delta < 0 && thetaD > 0)) {
+      e.cost[q] -= e.dj[q];
+      e.dj[q] = 0.0;
+      e.costsShifted = true;
+      thetaD = 0.0;
+    }
+    const int leaving = e.head[r];
+    if (thetaD != 0.0) {
+      const double *alpha = e.rowAlpha.array.data();
+      for (int j = 0; j < e.nt; ++j)
+        if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
+      for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
+    }
+
+    // Bound flips of the passed breakpoints move x_B through one FTRAN.
+    if (!w.flipped.empty()) {
+      HVector &f = e.flips;
+      f.clear();
+      for (int j : w.flipped) {
+        const double from = e.x[j];
+        e.move[j] = e.move[j] == kAtLower ? kAtUpper : kAtLower;
+        placeNonbasic(e, j);
+        addColumn(*e.lp, j, -(e.x[j] - from), f.array.data());
+      }
+      f.count = -1;
+      ftran(e.factor, f);
+      for (int k = 0; k < f.count; ++k) {
+        const int pos = f.index[k];
+        e.x[e.head[pos]] += f.array[pos];
+      }
+      f.clear();
+    }
+
+    // Primal step: the leaving variable reaches the bound it violated.
+    const double xr = e.x[leaving];
+    const bool toLower = xr < e.lower[leaving];
+    const double bound = toLower ? e.lower[leaving] : e.upper[leaving];
+    const double thetaP = (xr - bound) / alphaCol;
+    for (int k = 0; k < col.count; ++k) {
+      const int pos = col.index[k];
+      e.x[e.head[pos]] -= thetaP * col.array[pos];
+    }
+    e.x[q] += thetaP;
+
+    // Dual steepest-edge weights (exact for the leaving row).
+    double rhoNorm = 0.0;
+    for (int k = 0; k < rho.count; ++k) rhoNorm += rho.array[rho.index[k]] * rho.array[rho.index[k]];
+    HVector &tau = e.tau;
+    tau.clear();
+    for (int k = 0; k < rho.count; ++k) tau.array[rho.index[k]] = rho.array[rho.index[k]];
+    tau.count = -1;
+    ftran(e.factor, tau);
+    for (int k = 0; k < col.count; ++k) {
+      const int pos = col.index[k];
+      if (pos == r) continue;
+      const double ratio = col.array[pos] / alphaCol;
+      const double updated = w.weight[pos] - 2.0 * ratio * tau.array[pos] + ratio * ratio * rhoNorm;
+      w.weight[pos] = std::max(updated, 1e-6);
+    }
+    w.weight[r] = std::max(rhoNorm / (alphaCol * alphaCol), 1e-6);
+    tau.clear();
+
+    updateFactor(e.factor, r, col);
+    changeBasis(e, q, r, toLower ? kAtLower : kAtUpper);
+    e.x[leaving] = bound;
+    e.dj[leaving] = -thetaD;
+    rho.clear();
+    e.rowAlpha.clear();
+    col.clear();
+    ++e.iterations;
+    if (phase == 1) ++e.phase1Iterations;
+    fresh = false;
+  }
+}
+
+// Dual phase 1 over artificial boxes. Returns 0 when the basis found is dual
+// feasible for the real bounds, kRunUnbounded when the dual is infeasible, or
+// a limit status or an error.
+int dualPhase1(SimplexEngine &e, DualWork &w) {
+  w.savedLower.assign(e.lower.begin(), e.lower.end());
+  w.savedUpper.assign(e.upper.begin(), e.upper.end());
+  for (int j = 0; j < e.nt; ++j) {
+    const bool lo = e.lower[j] > -kInfinity, up = e.upper[j] < kInfinity;
+    e.lower[j] = lo ? 0.0 : -1.0;
+    e.upper[j] = up ? 0.0 : 1.0;
+    if (lo && up) e.lower[j] = e.upper[j] = 0.0;
+    if (e.basicPos[j] < 0) {
+      e.move[j] = e.dj[j] >= 0 ? kAtLower : kAtUpper;
+      placeNonbasic(e, j);
+    }
+  }
+  computePrimal(e);
+  logDual(e, 1);
+  int status = dualIterate(e, w, 1);
+  e.lower.swap(w.savedLower);
+  e.upper.swap(w.savedUpper);
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0) continue;
+    const bool lo = e.lower[j] > -kInfinity, up = e.upper[j] < kInfinity;
+    if (lo && up)
+      e.move[j] = e.dj[j] >= 0 ? kAtLower : kAtUpper;
+    else if (lo)
+      e.move[j] = kAtLower;
+    else if (up)
+      e.move[j] = kAtUpper;
+    else {
+      e.move[j] = kAtZero;
+      e.x[j] = 0.0;
+    }
+    placeNonbasic(e, j);
+  }
+  if (status != kRunOptimal && status != kRunInfeasible) return status;
+  QVN_TRY(rebuild(e));
+  return dualInfeasibility(e, true) > 0 ? kRunUnbounded : 0;
+}
+
+} // namespace
+
+int runDualSimplex(SimplexEngine &e) {
+  DualWork w;
+  w.weight.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 1.0);
+  QVN_TRY(rebuild(e));
+  flipBoxedToDualFeasible(e);
+  if (dualInfeasibility(e, true) > 0) {
+    const int s = dualPhase1(e, w);
+    if (s != 0) return s;
+    std::fill(w.weight.begin(), w.weight.end(), 1.0);
+  }
+  computePrimal(e);
+  logDual(e, 2);
+  const int status = dualIterate(e, w, 2);
+  logDual(e, 2);
+  return status;
+}
+
+} // namespace qvn

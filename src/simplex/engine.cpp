@@ -1,0 +1,229 @@
+#include "simplex/engine.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace qvn {
+
+void engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
+  e.env = env;
+  e.lp = &lp;
+  e.n = lp.numCol;
+  e.m = lp.numRow;
+  e.nt = lp.numTot;
+  const size_t m = static_cast<size_t>(e.m > 0 ? e.m : 1), nt = static_cast<size_t>(e.nt > 0 ? e.nt : 1);
+  e.head.assign(m, 0);
+  e.basicPos.assign(nt, -1);
+  e.move.assign(nt, kAtLower);
+  e.x.assign(nt, 0.0);
+  e.cost.assign(lp.cost.begin(), lp.cost.end());
+  e.lower.assign(lp.lower.begin(), lp.lower.end());
+  e.upper.assign(lp.upper.begin(), lp.upper.end());
+  e.dual.assign(m, 0.0);
+  e.dj.assign(nt, 0.0);
+  e.column.setup(e.m);
+  e.rowRho.setup(e.m);
+  e.tau.setup(e.m);
+  e.flips.setup(e.m);
+  e.rowAlpha.setup(e.nt);
+  const GeneralParams &gp = *env->generalParams;
+  e.iterationLimit = gp.itlim;
+  e.timeLimit = gp.tilim;
+  e.primalTol = gp.eprhs;
+  e.dualTol = gp.epopt;
+  e.display = gp.simdisplay;
+  e.start = std::chrono::steady_clock::now();
+}
+
+void placeNonbasic(SimplexEngine &e, int j) {
+  switch (e.move[j]) {
+  case kAtLower: e.x[j] = e.lower[j] > -kInfinity ? e.lower[j] : (e.upper[j] < kInfinity ? e.upper[j] : 0.0); break;
+  case kAtUpper: e.x[j] = e.upper[j] < kInfinity ? e.upper[j] : (e.lower[j] > -kInfinity ? e.lower[j] : 0.0); break;
+  default: break;  // a free or superbasic variable keeps its value
+  }
+}
+
+namespace {
+signed char defaultMove(const SimplexEngine &e, int j) {
+  if (e.lower[j] > -kInfinity) return kAtLower;
+  if (e.upper[j] < kInfinity) return kAtUpper;
+  return kAtZero;
+}
+} // namespace
+
+void setSlackBasis(SimplexEngine &e) {
+  for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
+  for (int i = 0; i < e.m; ++i) {
+    e.head[i] = e.n + i;
+    e.basicPos[e.n + i] = i;
+  }
+  for (int j = 0; j < e.n; ++j) {
+    e.move[j] = defaultMove(e, j);
+    e.x[j] = 0.0;
+    placeNonbasic(e, j);
+  }
+}
+
+void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus) {
+  int pos = 0;
+  for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
+  for (int j = 0; j < e.nt && pos < e.m; ++j) {
+    const int s = j < e.n ? colStatus[j] : rowStatus[j - e.n];
+    if (s == 1) {
+      e.head[pos] = j;
+      e.basicPos[j] = pos++;
+    }
+  }
+  // Too few basics: fill with logicals of rows that have none yet; the factor
+  // repair below sorts out any dependence.
+  for (int i = 0; i < e.m && pos < e.m; ++i) {
+    if (e.basicPos[e.n + i] < 0) {
+      e.head[pos] = e.n + i;
+      e.basicPos[e.n + i] = pos++;
+    }
+  }
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0) continue;
+    const int s = j < e.n ? colStatus[j] : rowStatus[j - e.n];
+    if (s == 2 && e.upper[j] < kInfinity)
+      e.move[j] = kAtUpper;
+    else if (s == 3 && e.lower[j] <= -kInfinity && e.upper[j] >= kInfinity)
+      e.move[j] = kAtZero;
+    else
+      e.move[j] = defaultMove(e, j);
+    if (e.move[j] == kAtZero) e.x[j] = 0.0;
+    placeNonbasic(e, j);
+  }
+}
+
+int refactor(SimplexEngine &e) {
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    const int bad = factorBasis(e.factor, *e.lp, e.head.data(), e.deficient, e.freeRows);
+    if (bad == 0) return 0;
+    ++e.repairs;
+    if (e.display > 0) QVNmsg(e.env->resultsChannel, "Repairing basis singularity.\n");
+    for (int k = 0; k < bad; ++k) {
+      const int pos = e.deficient[k];
+      const int leaving = e.head[pos];
+      const int entering = e.n + e.freeRows[k];
+      e.basicPos[leaving] = -1;
+      // The dropped variable goes to the bound nearer its current value.
+      const double v = e.x[leaving];
+      if (e.lower[leaving] > -kInfinity && e.upper[leaving] < kInfinity)
+        e.move[leaving] = (v - e.lower[leaving] <= e.upper[leaving] - v) ? kAtLower : kAtUpper;
+      else
+        e.move[leaving] = defaultMove(e, leaving);
+      if (e.move[leaving] == kAtZero) e.x[leaving] = 0.0;
+      placeNonbasic(e, leaving);
+      e.head[pos] = entering;
+      e.basicPos[entering] = pos;
+    }
+  }
+  return QVNERR_SINGULAR;
+}
+
+void computePrimal(SimplexEngine &e) {
+  HVector &rhs = e.column;
+  rhs.clear();
+  double *b = rhs.array.data();
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0 || e.x[j] == 0.0) continue;
+    addColumn(*e.lp, j, -e.x[j], b);
+  }
+  rhs.count = -1;
+  ftran(e.factor, rhs);
+  for (int k = 0; k < e.m; ++k) e.x[e.head[k]] = b[k];
+  rhs.clear();
+}
+
+void computeDual(SimplexEngine &e) {
+  HVector &y = e.rowRho;
+  y.clear();
+  for (int k = 0; k < e.m; ++k) y.array[k] = e.cost[e.head[k]];
+  y.count = -1;
+  btran(e.factor, y);
+  for (int i = 0; i < e.m; ++i) e.dual[i] = y.array[i];
+  y.clear();
+  for (int j = 0; j < e.nt; ++j)
+    e.dj[j] = e.basicPos[j] >= 0 ? 0.0 : e.cost[j] - columnDot(*e.lp, j, e.dual.data());
+}
+
+double objectiveValue(const SimplexEngine &e) {
+  double s = 0.0;
+  for (int j = 0; j < e.n; ++j) s += e.lp->cost[j] * e.x[j];
+  return s;
+}
+
+void computePivotRow(SimplexEngine &e) {
+  const WorkLp &lp = *e.lp;
+  HVector &row = e.rowAlpha;
+  row.clear();
+  double *a = row.array.data();
+  const HVector &rho = e.rowRho;
+  const bool sparse = rho.count >= 0 && rho.count < 0.1 * e.m;
+  if (sparse) {
+    for (int k = 0; k < rho.count; ++k) {
+      const int i = rho.index[k];
+      const double r = rho.array[i];
+      for (int p = lp.arStart[i]; p < lp.arStart[i + 1]; ++p) a[lp.arIndex[p]] += r * lp.arValue[p];
+      a[e.n + i] = -r;
+    }
+  } else {
+    for (int j = 0; j < e.n; ++j) a[j] = columnDot(lp, j, rho.array.data());
+    for (int i = 0; i < e.m; ++i) a[e.n + i] = -rho.array[i];
+  }
+  row.count = -1;
+}
+
+void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove) {
+  const int leaving = e.head[r];
+  e.head[r] = q;
+  e.basicPos[q] = r;
+  e.basicPos[leaving] = -1;
+  e.move[leaving] = leaveMove;
+  e.dj[q] = 0.0;
+}
+
+double maxPrimalInfeasibility(const SimplexEngine &e, int *where) {
+  double worst = 0.0;
+  int at = -1;
+  for (int k = 0; k < e.m; ++k) {
+    const int j = e.head[k];
+    const double v = std::max(e.lower[j] - e.x[j], e.x[j] - e.upper[j]);
+    if (v > worst) worst = v, at = k;
+  }
+  if (where) *where = at;
+  return worst;
+}
+
+double dualInfeasibility(const SimplexEngine &e, bool flipBoxed, int *count) {
+  double sum = 0.0;
+  int c = 0;
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
+    const double d = e.dj[j];
+    double v = 0.0;
+    if (flipBoxed && isBoxed(e, j)) continue;
+    if (e.move[j] == kAtZero)
+      v = std::fabs(d);
+    else if (e.move[j] == kAtLower)
+      v = -d;
+    else
+      v = d;
+    if (v > e.dualTol) sum += v, ++c;
+  }
+  if (count) *count = c;
+  return sum;
+}
+
+int checkLimits(SimplexEngine &e) {
+  if (e.iterations >= e.iterationLimit) return kRunIterLimit;
+  if (terminateRequested(e.env)) return kRunAborted;
+  if (e.iterations > 0 && e.iterations % 100 == 0 && e.timeLimit < 1e74) {
+    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - e.start).count();
+    if (elapsed > e.timeLimit) return kRunTimeLimit;
+  }
+  return kRunGoing;
+}
+
+} // namespace qvn

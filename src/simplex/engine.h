@@ -1,0 +1,82 @@
+// State shared by the primal and the dual simplex loops: the basis, the values
+// of all variables, duals and reduced costs of the computational form, the
+// factorization and the limits of the run.
+#pragma once
+#include <chrono>
+
+#include "runtime/environment.h"
+#include "simplex/basis_factor.h"
+#include "simplex/hvector.h"
+#include "simplex/work_lp.h"
+
+namespace qvn {
+
+// Nonbasic position of a variable; basic ones are found through basicPos.
+enum NonbasicMove : signed char { kAtLower = 0, kAtUpper = 2, kAtZero = 3 };
+
+// Outcome of a loop, in the numbers of the status table.
+enum RunStatus {
+  kRunGoing = 0, kRunOptimal = 1, kRunUnbounded = 2, kRunInfeasible = 3, kRunInfOrUnbd = 4,
+  kRunNonOptimal = 6, kRunIterLimit = 10, kRunTimeLimit = 11, kRunObjLimit = 12, kRunAborted = 13
+};
+
+struct SimplexEngine {
+  Environment *env = nullptr;
+  const WorkLp *lp = nullptr;
+  int n = 0, m = 0, nt = 0;
+
+  EnvVector<int> head;          // basic variable of each position
+  EnvVector<int> basicPos;      // position of a basic variable, -1 for nonbasic
+  EnvVector<signed char> move;  // where a nonbasic variable sits
+  EnvVector<double> x;          // values of all variables
+  EnvVector<double> cost, lower, upper;  // working costs and bounds
+  EnvVector<double> dual;       // row duals y with B^T y = c_B
+  EnvVector<double> dj;         // reduced costs c - [A,-I]^T y
+  BasisFactor factor;
+  EnvVector<int> deficient, freeRows;
+
+  // Work vectors, sized once.
+  HVector column, rowRho, rowAlpha, tau, flips;
+
+  // Counters and limits.
+  int iterations = 0, phase1Iterations = 0;
+  int iterationLimit = 0;
+  double timeLimit = 0.0;
+  std::chrono::steady_clock::time_point start;
+  double primalTol = 1e-6, dualTol = 1e-6;
+  int display = 1;
+  bool logStarted = false;
+  int repairs = 0;
+  bool costsShifted = false;
+};
+
+// Sizes the engine for lp and starts the clock.
+void engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp);
+// All logicals basic, structurals at a finite bound (or 0 when free).
+void setSlackBasis(SimplexEngine &e);
+// Installs a given basis: basic flags from status codes 1, and nonbasic moves.
+void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus);
+// Places a nonbasic variable at the bound its move names and sets its value.
+void placeNonbasic(SimplexEngine &e, int j);
+// Factors the basis, replacing dependent columns by logicals. 0 or 1256.
+int refactor(SimplexEngine &e);
+void computePrimal(SimplexEngine &e);
+void computeDual(SimplexEngine &e);
+double objectiveValue(const SimplexEngine &e);
+// The pivot row alpha_r = rho^T [A, -I] over nonbasic variables, from rowRho.
+void computePivotRow(SimplexEngine &e);
+// Makes q basic at position r; the leaving variable becomes nonbasic at `leaveMove`.
+void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove);
+// Largest violation of a basic variable's bounds.
+double maxPrimalInfeasibility(const SimplexEngine &e, int *where = nullptr);
+// Sum and largest of nonbasic reduced cost violations, with boxed variables
+// counted as feasible when `flipBoxed`.
+double dualInfeasibility(const SimplexEngine &e, bool flipBoxed, int *count = nullptr);
+// Limits tested at the head of each iteration; kRunGoing when none is hit.
+int checkLimits(SimplexEngine &e);
+
+inline bool isBoxed(const SimplexEngine &e, int j) {
+  return e.lower[j] > -kInfinity && e.upper[j] < kInfinity;
+}
+
+} // namespace qvn

@@ -1,0 +1,9 @@
+list(APPEND QUORVAN_SOURCES
+  src/simplex/basis_factor.cpp
+  src/simplex/dual_simplex.cpp
+  src/simplex/engine.cpp
+  src/simplex/optimizer.cpp
+  src/simplex/primal_simplex.cpp
+  src/simplex/solution.cpp
+  src/simplex/work_lp.cpp
+)

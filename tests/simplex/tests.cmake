@@ -1,0 +1,3 @@
+list(APPEND QUORVAN_TEST_SOURCES
+  simplex/lp_solve_test.cpp
+)
