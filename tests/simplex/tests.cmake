@@ -1,0 +1,4 @@
+list(APPEND QUORVAN_TEST_SOURCES
+  simplex/lu_factor_test.cpp
+  simplex/lu_update_test.cpp
+)
