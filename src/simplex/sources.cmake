@@ -6,4 +6,9 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/primal_simplex.cpp
   src/simplex/solution.cpp
   src/simplex/work_lp.cpp
+  src/simplex/lu/factor_build.cpp
+  src/simplex/lu/factor_loop.cpp
+  src/simplex/lu/line_file.cpp
+  src/simplex/lu/solve.cpp
+  src/simplex/lu/update.cpp
 )

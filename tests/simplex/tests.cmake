@@ -1,3 +1,5 @@
 list(APPEND QUORVAN_TEST_SOURCES
   simplex/lp_solve_test.cpp
+  simplex/lu_factor_test.cpp
+  simplex/lu_update_test.cpp
 )

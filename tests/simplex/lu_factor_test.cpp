@@ -1,0 +1,360 @@
+// Factorization of random, structured and singular bases in both kinds, with
+// FTRAN and BTRAN residuals checked against the basis matrix itself.
+#include <string>
+
+#include "runtime/alloc.h"
+#include "simplex/lu/lu_factor.h"
+#include "support/test_support.h"
+#include "simplex/lu_test_support.h"
+
+namespace qvntest {
+namespace {
+
+using qvn::LuBasis;
+using qvn::LuFactor;
+
+void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+
+class LuFactorTest : public EnvFixture {
+protected:
+  void SetUp() override {
+    EnvFixture::SetUp();
+    QVNCHANNELptr log = nullptr;
+    ASSERT_EQ(QVNgetchannels(env, nullptr, nullptr, nullptr, &log), 0);
+    ASSERT_EQ(QVNaddfuncdest(env, log, &logText, collect), 0);
+  }
+  LuFactor *create(int m, int kind) {
+    int status = -1;
+    LuFactor *f = qvn::luCreate(env, m, &status);
+    EXPECT_EQ(status, 0);
+    if (f && kind != f->kind) EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
+    return f;
+  }
+  int factor(LuFactor &f, ColumnPool &pool, double *threshold = nullptr) {
+    LuBasis basis = pool.basis();
+    double u = 0.01;
+    const int status = qvn::factorBasis(env, f, basis, threshold ? threshold : &u, 1e-13, true, 0);
+    return status;
+  }
+  std::string logText;
+};
+
+double tolerance(int kind) { return kind == 0 ? 1e-12 : 1e-15; }
+
+// Column k: an entry on row perm[k] of magnitude 1..2 and perCol-1 others in [-1, 1].
+void randomSparse(ColumnPool &pool, int perCol, std::mt19937 &rng) {
+  const int m = pool.m;
+  std::vector<int> perm(m);
+  for (int i = 0; i < m; ++i) perm[i] = i;
+  std::shuffle(perm.begin(), perm.end(), rng);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  std::uniform_int_distribution<int> row(0, m - 1);
+  for (int k = 0; k < m; ++k) {
+    std::vector<int> idx{perm[k]};
+    std::vector<double> val{(u(rng) < 0 ? -1.0 : 1.0) * (1.0 + std::fabs(u(rng)))};
+    for (int e = 1; e < perCol; ++e) {
+      const int i = row(rng);
+      if (std::find(idx.begin(), idx.end(), i) != idx.end()) continue;
+      idx.push_back(i);
+      val.push_back(u(rng));
+    }
+    pool.head[k] = pool.add(idx, val);
+  }
+}
+
+void bidiagonal(ColumnPool &pool) {
+  for (int k = 0; k < pool.m; ++k) {
+    if (k + 1 < pool.m)
+      pool.head[k] = pool.add({k, k + 1}, {2.0, -1.0});
+    else
+      pool.head[k] = pool.add({k}, {2.0});
+  }
+}
+
+// Blocks of 4 rows; each block's columns also reach into the next block.
+void staircase(ColumnPool &pool, std::mt19937 &rng) {
+  std::uniform_real_distribution<double> u(0.5, 1.5);
+  const int m = pool.m;
+  for (int k = 0; k < m; ++k) {
+    const int block = k / 4 * 4;
+    std::vector<int> idx;
+    std::vector<double> val;
+    for (int i = block; i < std::min(block + 4, m); ++i) {
+      idx.push_back(i);
+      val.push_back(i == k ? 4.0 + u(rng) : u(rng));
+    }
+    if (block + 4 + (k % 4) < m) {
+      idx.push_back(block + 4 + (k % 4));
+      val.push_back(-u(rng));
+    }
+    pool.head[k] = pool.add(idx, val);
+  }
+}
+
+// Upper triangular with random rows and columns permuted.
+void permutedTriangular(ColumnPool &pool, std::mt19937 &rng) {
+  const int m = pool.m;
+  std::vector<int> rowPerm(m), colPerm(m);
+  for (int i = 0; i < m; ++i) rowPerm[i] = colPerm[i] = i;
+  std::shuffle(rowPerm.begin(), rowPerm.end(), rng);
+  std::shuffle(colPerm.begin(), colPerm.end(), rng);
+  std::uniform_real_distribution<double> u(-1.0, 1.0), pick(0.0, 1.0);
+  std::vector<std::vector<int>> idx(m);
+  std::vector<std::vector<double>> val(m);
+  for (int k = 0; k < m; ++k) {
+    for (int i = 0; i < k; ++i)
+      if (pick(rng) < 0.02) idx[k].push_back(rowPerm[i]), val[k].push_back(u(rng));
+    idx[k].push_back(rowPerm[k]);
+    val[k].push_back(1.0 + pick(rng));
+  }
+  for (int k = 0; k < m; ++k) pool.head[colPerm[k]] = pool.add(idx[k], val[k]);
+}
+
+// A dense block of size d in the middle of unit columns, diagonally weighted.
+void denseBlock(ColumnPool &pool, int d, std::mt19937 &rng) {
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  const int m = pool.m, first = (m - d) / 2;
+  for (int k = 0; k < m; ++k) {
+    if (k < first || k >= first + d) {
+      pool.head[k] = pool.add({k}, {1.0 + 0.5 * u(rng)});
+      continue;
+    }
+    std::vector<int> idx;
+    std::vector<double> val;
+    for (int i = first; i < first + d; ++i) {
+      idx.push_back(i);
+      val.push_back(i == k ? 0.5 * d : u(rng));
+    }
+    pool.head[k] = pool.add(idx, val);
+  }
+}
+
+TEST_F(LuFactorTest, SlackBasisFactorsWithoutElimination) {
+  for (int kind = 0; kind < 2; ++kind) {
+    ColumnPool pool(50);
+    for (int i = 0; i < 50; ++i) pool.head[i] = i;  // no structural columns: variable i is row i's unit column
+    LuFactor *f = create(50, kind);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(factor(*f, pool), 0);
+    EXPECT_EQ(f->lCount, 0);
+    EXPECT_EQ(f->factorNz, 50);
+    std::mt19937 rng(7);
+    EXPECT_EQ(worstResidual(*f, pool, rng, 6), 0.0);
+    qvn::luFree(f);
+  }
+}
+
+TEST_F(LuFactorTest, RandomAndStructuredBasesSolveAccurately) {
+  for (int kind = 0; kind < 2; ++kind) {
+    for (int shape = 0; shape < 6; ++shape) {
+      SCOPED_TRACE("kind " + std::to_string(kind) + " shape " + std::to_string(shape));
+      std::mt19937 rng(100 + shape);
+      const int m = shape == 1 ? 400 : 300;
+      ColumnPool pool(m);
+      switch (shape) {
+      case 0: randomSparse(pool, 4, rng); break;
+      case 1: randomSparse(pool, 8, rng); break;
+      case 2: bidiagonal(pool); break;
+      case 3: staircase(pool, rng); break;
+      case 4: permutedTriangular(pool, rng); break;
+      default: denseBlock(pool, 80, rng); break;
+      }
+      LuFactor *f = create(m, kind);
+      ASSERT_NE(f, nullptr);
+      ASSERT_EQ(factor(*f, pool), 0);
+      EXPECT_TRUE(f->valid);
+      EXPECT_EQ(f->rank, m);
+      EXPECT_LT(worstResidual(*f, pool, rng, 12), tolerance(kind));
+      // Row i of B^-1 through the unit form: B' y = e_p.
+      qvn::LuVector v;
+      qvn::luVectorInit(v, m);
+      for (int p = 0; p < m; p += 37) {
+        ASSERT_EQ(f->ops->btranUnit(*f, p, v), 0);
+        std::vector<double> y(v.array.begin(), v.array.end()), e(m, 0.0);
+        e[p] = 1.0;
+        EXPECT_LT(btranResidual(pool, y, e), tolerance(kind));
+      }
+      qvn::luFree(f);
+    }
+  }
+}
+
+TEST_F(LuFactorTest, DenseNucleusGoesThroughTheDensePhase) {
+  std::mt19937 rng(5);
+  ColumnPool pool(120);
+  denseBlock(pool, 120, rng);
+  LuFactor *f = create(120, 0);
+  ASSERT_NE(f, nullptr);
+  ASSERT_EQ(factor(*f, pool), 0);
+  EXPECT_GT(f->workEstimate, 0.0);
+  EXPECT_LT(worstResidual(*f, pool, rng, 6), 1e-12);
+  qvn::luFree(f);
+}
+
+// Singular bases: a duplicate column, a zero column and a scaled copy.
+TEST_F(LuFactorTest, SingularBasesAreRepairedBySlacks) {
+  for (int kind = 0; kind < 2; ++kind) {
+    for (int fault = 0; fault < 3; ++fault) {
+      SCOPED_TRACE("kind " + std::to_string(kind) + " fault " + std::to_string(fault));
+      std::mt19937 rng(11 + fault);
+      const int m = 60;
+      ColumnPool pool(m);
+      randomSparse(pool, 4, rng);
+      const int bad = 17;
+      if (fault == 0) pool.head[bad] = pool.head[3];
+      if (fault == 1) pool.head[bad] = pool.add({}, {});
+      if (fault == 2) {
+        std::vector<double> scaled = pool.value[pool.head[5]];
+        for (double &x : scaled) x *= -3.5;
+        pool.head[bad] = pool.add(pool.index[pool.head[5]], scaled);
+      }
+      const std::vector<int> before = pool.head;
+
+      // Without repair: factorColumns reports the singular basis and solves refuse.
+      LuFactor *f = create(m, kind);
+      ASSERT_NE(f, nullptr);
+      LuBasis basis = pool.basis();
+      EXPECT_EQ(qvn::factorColumns(env, *f, basis, 0.01, 1e-13), qvn::kLuBasisChanged);
+      EXPECT_FALSE(f->valid);
+      EXPECT_EQ(f->rank, m - 1);
+      std::vector<double> x(m, 1.0);
+      EXPECT_EQ(f->ops->ftran(*f, x.data()), qvn::kLuNeedFactor);
+      EXPECT_EQ(pool.head, before);
+      double u = 0.01;
+      EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, false, 0), QVNERR_SINGULAR);
+      EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, qvn::kLuModeNoRepairReturn),
+                qvn::kLuBasisChanged);
+      EXPECT_EQ(pool.head, before);
+
+      // With repair: one column leaves, a row's unit column enters at its place.
+      logText.clear();
+      u = 0.01;
+      EXPECT_EQ(factor(*f, pool, &u), qvn::kLuBasisChanged);
+      EXPECT_DOUBLE_EQ(u, 0.1);
+      ASSERT_EQ(f->repairPosition.size(), 1u);
+      const int position = f->repairPosition[0];
+      EXPECT_TRUE(position == bad || pool.head[bad] == before[bad]);
+      EXPECT_EQ(f->repairLeaving[0], before[position]);
+      EXPECT_EQ(pool.head[position], f->repairEntering[0]);
+      EXPECT_GE(pool.head[position], pool.columns());  // a logical
+      EXPECT_EQ(f->singularCount, 1);
+      EXPECT_NE(logText.find("Repairing basis singularity.\n"), std::string::npos);
+      EXPECT_NE(logText.find("Markowitz threshold set to 0.1\n"), std::string::npos);
+      EXPECT_TRUE(f->valid);
+      EXPECT_LT(worstResidual(*f, pool, rng, 6), tolerance(kind));
+      qvn::luFree(f);
+    }
+  }
+}
+
+TEST_F(LuFactorTest, SingularityLimitStopsTheRepair) {
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SINGLIM, 0), 0);
+  std::mt19937 rng(3);
+  ColumnPool pool(30);
+  randomSparse(pool, 3, rng);
+  pool.head[4] = pool.head[9];
+  const std::vector<int> before = pool.head;
+  LuFactor *f = create(30, 0);
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(factor(*f, pool), QVNERR_SINGULAR);
+  EXPECT_EQ(pool.head, before);
+  EXPECT_FALSE(f->valid);
+  qvn::luFree(f);
+}
+
+// Nearly dependent columns are either repaired or solved to full accuracy.
+TEST_F(LuFactorTest, NearlySingularBasesNeverSolveWrongly) {
+  for (double gap : {1e-15, 1e-11, 1e-7}) {
+    SCOPED_TRACE(gap);
+    std::mt19937 rng(21);
+    const int m = 80;
+    ColumnPool pool(m);
+    randomSparse(pool, 4, rng);
+    std::vector<double> near = pool.value[pool.head[2]];
+    near[0] += gap;
+    pool.head[40] = pool.add(pool.index[pool.head[2]], near);
+    LuFactor *f = create(m, 0);
+    ASSERT_NE(f, nullptr);
+    const int status = factor(*f, pool);
+    EXPECT_TRUE(status == 0 || status == qvn::kLuBasisChanged) << status;
+    ASSERT_TRUE(f->valid);
+    if (gap < 1e-13) EXPECT_EQ(status, qvn::kLuBasisChanged);
+    // A residual check in the backward sense: what the solve returns satisfies the system.
+    EXPECT_LT(worstResidual(*f, pool, rng, 6), 1e-9);
+    double kappa = 0.0;
+    EXPECT_EQ(f->ops->estimateCondition(*f, pool.basis(), &kappa), 0);
+    EXPECT_GT(kappa, 1.0);
+    qvn::luFree(f);
+  }
+}
+
+TEST_F(LuFactorTest, ConditionEstimateOfADiagonalBasis) {
+  ColumnPool pool(10);
+  for (int k = 0; k < 10; ++k) pool.head[k] = pool.add({k}, {k == 4 ? 1e-6 : 2.0});
+  for (int kind = 0; kind < 2; ++kind) {
+    LuFactor *f = create(10, kind);
+    ASSERT_NE(f, nullptr);
+    ASSERT_EQ(factor(*f, pool), 0);
+    double kappa = 0.0;
+    ASSERT_EQ(f->ops->estimateCondition(*f, pool.basis(), &kappa), 0);
+    EXPECT_NEAR(kappa, 2.0e6, 1.0);
+    qvn::luFree(f);
+  }
+}
+
+// Every allocation of creation and factorization may fail: the result is 1001
+// or a correct factor, and a later factorization works.
+TEST_F(LuFactorTest, MemoryFailuresAreReportedAndRecovered) {
+  std::mt19937 rng(9);
+  ColumnPool pool(40);
+  randomSparse(pool, 5, rng);
+  int failures = 0;
+  for (long n = 1; n < 400; ++n) {
+    qvn::allocFailAfter(n);
+    int status = -1;
+    LuFactor *f = qvn::luCreate(env, 40, &status);
+    int result = status;
+    if (f) {
+      LuBasis basis = pool.basis();
+      double u = 0.01;
+      result = qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0);
+    }
+    qvn::allocFailAfter(0);
+    EXPECT_TRUE(result == 0 || result == QVNERR_NO_MEMORY) << "n=" << n << " result " << result;
+    if (result != 0) ++failures;
+    if (f) {
+      LuBasis basis = pool.basis();
+      double u = 0.01;
+      ASSERT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), 0);
+      EXPECT_LT(worstResidual(*f, pool, rng, 2), 1e-12);
+      qvn::luFree(f);
+    }
+  }
+  EXPECT_GT(failures, 0);
+}
+
+TEST_F(LuFactorTest, KindsShareOneTableOfOperations) {
+  EXPECT_EQ(qvn::luOpsForKind(0)->kind, 0);
+  EXPECT_EQ(qvn::luOpsForKind(1)->kind, 1);
+  EXPECT_NE(qvn::luOpsForKind(0)->ftran, reinterpret_cast<decltype(qvn::luOpsForKind(1)->ftran)>(
+                                              qvn::luOpsForKind(1)->ftran));
+  ASSERT_EQ(QVNsetintparam(env, 1093, 1), 0);
+  LuFactor *f = create(20, 1);
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(f->kind, 1);
+  EXPECT_EQ(f->ops, qvn::luOpsForKind(1));
+  EXPECT_EQ(f->singletonOrder, 1);
+  std::mt19937 rng(4);
+  ColumnPool pool(20);
+  randomSparse(pool, 3, rng);
+  ASSERT_EQ(factor(*f, pool), 0);
+  EXPECT_LT(worstResidual(*f, pool, rng, 4), 1e-15);
+  ASSERT_EQ(qvn::luSetKind(*f, 0), 0);
+  EXPECT_FALSE(f->valid);
+  ASSERT_EQ(factor(*f, pool), 0);
+  EXPECT_LT(worstResidual(*f, pool, rng, 4), 1e-12);
+  qvn::luFree(f);
+}
+
+} // namespace
+} // namespace qvntest
