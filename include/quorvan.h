@@ -406,6 +406,13 @@ QVN_API int QVNgetstat(QVNCENVptr env, QVNCLPptr lp);
 /* ---- Quadratic data --------------------------------------------------- */
 
 /* ---- Model files ------------------------------------------------------ */
+/* typeWord may be null: the name's extension or the file's first bytes decide. */
+QVN_API int QVNreadcopyprob(QVNENVptr env, QVNLPptr lp, const char *fileName, const char *typeWord);
+QVN_API int QVNwriteprob(QVNCENVptr env, QVNCLPptr lp, const char *fileName, const char *typeWord);
+QVN_API int QVNmpswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+QVN_API int QVNmpsrewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+QVN_API int QVNlpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+QVN_API int QVNlprewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 
 /* ---- Optimizers and solution access ----------------------------------- */
 QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);

@@ -1,0 +1,34 @@
+// Entry points of the model file formats inside the library.
+#pragma once
+#include "formats/model_image.h"
+
+struct Environment;
+
+namespace qvn {
+
+// Readers fill `image` from the file; on failure the error has been printed
+// and the negated number comes back, `image` then holds nothing of use.
+int readMpsFile(Environment *env, const char *path, ModelImage &image);
+int readLpFile(Environment *env, const char *path, ModelImage &image);
+
+// The format chosen by type word, name or first bytes (null type word allowed).
+int readModelImage(Environment *env, const char *fileName, const char *typeWord, ModelImage &image);
+int writeModelImage(Environment *env, const ModelImage &image, const char *fileName, const char *typeWord);
+
+// Writers; `genericNames` writes generated names in place of the model's own.
+int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
+int writeLpFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
+
+// LP name repair: whether a name must be changed to stand in an LP file, and
+// the repaired text (at most 256 characters with the terminating NUL).
+bool lpNameNeedsRepair(const char *name);
+void repairLpName(const char *name, char *out);
+
+// Fixes the types and bounds of indicator columns (shared by LP and MPS).
+void checkIndicatorColumns(Environment *env, ModelImage &image);
+// Gives sets whose weights are all zero the weights 1, 2, ...
+void defaultSosWeights(Environment *env, ModelImage &image);
+
+constexpr int kMaxEntries = 262499999;
+
+} // namespace qvn

@@ -1,0 +1,11 @@
+list(APPEND QUORVAN_SOURCES
+  src/formats/char_classes.cpp
+  src/formats/dispatch.cpp
+  src/formats/lp_reader.cpp
+  src/formats/lp_writer.cpp
+  src/formats/model_image.cpp
+  src/formats/mps_reader.cpp
+  src/formats/mps_writer.cpp
+  src/formats/number_format.cpp
+  src/formats/text_input.cpp
+)
