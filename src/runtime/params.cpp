@@ -101,10 +101,55 @@ const ParamDescriptor *paramTable(size_t *count) {
 
 const ParamDescriptor *findParam(int number) { return searchNumber(number); }
 
+unsigned paramNameHash(const char *text, unsigned bucketCount) {
+  unsigned h = 0;
+  for (unsigned i = 0; text[i] != '\0'; ++i)
+    h ^= static_cast<unsigned>(static_cast<unsigned char>(text[i])) << (8 * (i % 4));
+  return h % bucketCount;
+}
+
+namespace {
+
+// The descriptors never change, so the list of named ones and its chained hash
+// are built once for the process and shared by every Environment.
+struct ParamNameIndex {
+  const ParamDescriptor *list[kParamCount];
+  size_t count = 0;
+  int bucketHead[kParamNameBuckets];
+  int next[kParamCount];
+};
+
+const ParamNameIndex &nameIndex() {
+  static const ParamNameIndex index = [] {
+    ParamNameIndex built;
+    for (int &head : built.bucketHead) head = -1;
+    for (const ParamDescriptor &d : kParams) {
+      if (d.hidden()) continue;
+      const int position = static_cast<int>(built.count++);
+      built.list[position] = &d;
+      // New entries go to the front of their chain.
+      const unsigned bucket = paramNameHash(d.name, kParamNameBuckets);
+      built.next[position] = built.bucketHead[bucket];
+      built.bucketHead[bucket] = position;
+    }
+    return built;
+  }();
+  return index;
+}
+
+} // namespace
+
+const ParamDescriptor *const *paramList(size_t *count) {
+  const ParamNameIndex &index = nameIndex();
+  *count = index.count;
+  return index.list;
+}
+
 const ParamDescriptor *findParamByName(const char *name) {
   if (!name || !*name) return nullptr;
-  for (const ParamDescriptor &d : kParams)
-    if (std::strcmp(d.name, name) == 0) return &d;
+  const ParamNameIndex &index = nameIndex();
+  for (int p = index.bucketHead[paramNameHash(name, kParamNameBuckets)]; p >= 0; p = index.next[p])
+    if (std::strcmp(index.list[p]->name, name) == 0) return index.list[p];
   return nullptr;
 }
 
