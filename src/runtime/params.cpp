@@ -74,22 +74,31 @@ const ParamDescriptor kParams[] = {
 
 constexpr size_t kParamCount = sizeof(kParams) / sizeof(kParams[0]);
 
-// Numbers by group are ascending in the table, so a binary search per group finds
-// a number; the whole table is one sorted run because groups are disjoint ranges
-// listed in rising order except network before quadratic.
+// The groups in registration order with their ranges of numbers. Within a group
+// the descriptors are in rising number order, so a binary search finds one.
+struct ParamGroup {
+  int low, high;
+  ParamBlock block;
+};
+constexpr ParamGroup kGroups[] = {{1001, 1108, ParamBlock::general},
+                                  {2000, 2102, ParamBlock::mip},
+                                  {3001, 3031, ParamBlock::barrier},
+                                  {5001, 5005, ParamBlock::net},
+                                  {4001, 4010, ParamBlock::qp}};
+
 const ParamDescriptor *searchNumber(int number) {
-  for (size_t lo = 0; lo < kParamCount;) {
-    size_t hi = lo;
-    while (hi + 1 < kParamCount && kParams[hi + 1].number > kParams[hi].number) ++hi;
-    if (number >= kParams[lo].number && number <= kParams[hi].number) {
-      const ParamDescriptor *first = kParams + lo, *last = kParams + hi + 1;
-      const ParamDescriptor *it = std::lower_bound(
-          first, last, number, [](const ParamDescriptor &d, int n) { return d.number < n; });
-      return it != last && it->number == number ? it : nullptr;
-    }
-    lo = hi + 1;
-  }
-  return nullptr;
+  // The last group whose range holds the number; the ranges do not overlap.
+  const ParamGroup *group = nullptr;
+  for (const ParamGroup &g : kGroups)
+    if (number >= g.low && number <= g.high) group = &g;
+  if (!group) return nullptr;
+  const ParamDescriptor *first = kParams, *end = kParams + kParamCount;
+  while (first != end && first->block != group->block) ++first;
+  const ParamDescriptor *last = first;
+  while (last != end && last->block == group->block) ++last;
+  const ParamDescriptor *it = std::lower_bound(
+      first, last, number, [](const ParamDescriptor &d, int n) { return d.number < n; });
+  return it != last && it->number == number ? it : nullptr;
 }
 
 } // namespace
