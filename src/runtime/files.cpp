@@ -59,7 +59,11 @@ gzFile gzStream(QvnFile *file) { return static_cast<gzFile>(file->stream); }
 long gzipRead(QvnFile *file, char *dst, size_t n) {
   const unsigned chunk = static_cast<unsigned>(std::min<size_t>(n, INT_MAX));
   const int got = gzread(gzStream(file), dst, chunk);
-  return got < 0 ? -1 : got;
+  if (got != 0) return got < 0 ? -1 : got;
+  // zlib reports a stream cut short only as a state, not as a failed read.
+  int err = Z_OK;
+  gzerror(gzStream(file), &err);
+  return err == Z_OK ? 0 : -1;
 }
 
 bool gzipWrite(QvnFile *file, const char *src, size_t n) {
