@@ -193,6 +193,175 @@ bool bzipClose(QvnFile *file) {
 
 constexpr FileOps kBzipOps = {bzipRead, bzipWrite, bzipClose};
 
+// ---- compress(1) files, which "gzip -cd" also reads ----
+// LZW with codes of 9 up to maxbits bits, least significant bit first. The
+// compressor writes codes in groups of eight; when the code width changes (and on
+// a clear code) the rest of the current group is padding, which must be skipped.
+
+constexpr int kLzwClear = 256;
+constexpr int kLzwMaxBits = 16;
+
+struct LzwState {
+  FILE *fp;
+  int maxBits;
+  bool blockMode;
+  int nBits;
+  long maxCode, maxMaxCode, freeEnt;
+  long oldCode;
+  int finChar;
+  int codesInGroup;  // codes read at the current width since the last group start
+  unsigned long bitBuffer;
+  int bitCount;
+  bool inputEnded, finished;
+  size_t chunkPos, chunkEnd;
+  size_t stackTop;  // decoded bytes waiting in stack[0, stackTop), last first
+  unsigned short prefix[1 << kLzwMaxBits];
+  unsigned char suffix[1 << kLzwMaxBits];
+  unsigned char stack[1 << kLzwMaxBits];
+  unsigned char chunk[kBzChunk];
+};
+
+LzwState *lzwStream(QvnFile *file) { return static_cast<LzwState *>(file->stream); }
+
+// The next input byte, or -1 at the end; false on a read error.
+bool lzwByte(LzwState *st, int *byte) {
+  if (st->chunkPos == st->chunkEnd) {
+    if (st->inputEnded) {
+      *byte = -1;
+      return true;
+    }
+    st->chunkEnd = std::fread(st->chunk, 1, kBzChunk, st->fp);
+    st->chunkPos = 0;
+    if (st->chunkEnd == 0) {
+      if (std::ferror(st->fp)) return false;
+      st->inputEnded = true;
+      *byte = -1;
+      return true;
+    }
+  }
+  *byte = st->chunk[st->chunkPos++];
+  return true;
+}
+
+// One code of the current width, or -1 at the end; -2 on a read error.
+long lzwCode(LzwState *st) {
+  while (st->bitCount < st->nBits) {
+    int byte = 0;
+    if (!lzwByte(st, &byte)) return -2;
+    if (byte < 0) return -1;  // a partial code at the end is padding
+    st->bitBuffer |= static_cast<unsigned long>(byte) << st->bitCount;
+    st->bitCount += 8;
+  }
+  const long code = static_cast<long>(st->bitBuffer & ((1ul << st->nBits) - 1));
+  st->bitBuffer >>= st->nBits;
+  st->bitCount -= st->nBits;
+  ++st->codesInGroup;
+  return code;
+}
+
+bool lzwSkipGroup(LzwState *st) {
+  const int rest = (8 - st->codesInGroup % 8) % 8;
+  for (int i = 0; i < rest; ++i)
+    if (lzwCode(st) == -2) return false;
+  st->codesInGroup = 0;
+  return true;
+}
+
+long lzwRead(QvnFile *file, char *dst, size_t n) {
+  LzwState *st = lzwStream(file);
+  size_t done = 0;
+  while (done < n) {
+    while (st->stackTop > 0 && done < n) dst[done++] = static_cast<char>(st->stack[--st->stackTop]);
+    if (done == n || st->finished) break;
+    if (st->freeEnt > st->maxCode) {
+      if (!lzwSkipGroup(st)) return -1;
+      ++st->nBits;
+      st->maxCode = st->nBits == st->maxBits ? st->maxMaxCode : (1l << st->nBits) - 1;
+    }
+    long code = lzwCode(st);
+    if (code == -2) return -1;
+    if (code == -1) {
+      st->finished = true;
+      break;
+    }
+    if (st->oldCode == -1) {
+      if (code >= 256) return -1;
+      st->oldCode = code;
+      st->finChar = static_cast<int>(code);
+      st->stack[st->stackTop++] = static_cast<unsigned char>(code);
+      continue;
+    }
+    if (code == kLzwClear && st->blockMode) {
+      if (!lzwSkipGroup(st)) return -1;
+      st->freeEnt = kLzwClear;
+      st->nBits = 9;
+      st->maxCode = (1l << 9) - 1;
+      continue;
+    }
+    const long inCode = code;
+    if (code >= st->freeEnt) {
+      if (code > st->freeEnt) return -1;  // no such entry: damaged data
+      st->stack[st->stackTop++] = static_cast<unsigned char>(st->finChar);
+      code = st->oldCode;
+    }
+    while (code >= 256) {
+      if (st->stackTop >= sizeof st->stack) return -1;
+      st->stack[st->stackTop++] = st->suffix[code];
+      code = st->prefix[code];
+    }
+    st->finChar = static_cast<int>(code);
+    st->stack[st->stackTop++] = static_cast<unsigned char>(code);
+    if (st->freeEnt < st->maxMaxCode) {
+      st->prefix[st->freeEnt] = static_cast<unsigned short>(st->oldCode);
+      st->suffix[st->freeEnt] = static_cast<unsigned char>(st->finChar);
+      ++st->freeEnt;
+    }
+    st->oldCode = inCode;
+  }
+  return static_cast<long>(done);
+}
+
+bool lzwWrite(QvnFile *, const char *, size_t) { return false; }
+
+bool lzwClose(QvnFile *file) {
+  LzwState *st = lzwStream(file);
+  const bool ok = std::fclose(st->fp) == 0;
+  envFree(st);
+  return ok;
+}
+
+constexpr FileOps kLzwOps = {lzwRead, lzwWrite, lzwClose};
+
+// A ".Z" or ".gz" name may hold compress(1) data; true with the state made when
+// the file starts with its magic bytes.
+bool openLzw(const char *name, LzwState **out) {
+  *out = nullptr;
+  FILE *fp = std::fopen(name, "rb");
+  if (!fp) return false;
+  unsigned char head[3] = {0, 0, 0};
+  const size_t got = std::fread(head, 1, 3, fp);
+  if (got < 2 || head[0] != 0x1f || head[1] != 0x9d) {
+    std::fclose(fp);
+    return false;
+  }
+  auto *st = static_cast<LzwState *>(envCalloc(1, sizeof(LzwState)));
+  if (!st) {
+    std::fclose(fp);
+    return true;
+  }
+  st->fp = fp;
+  st->maxBits = std::clamp(head[2] & 0x1f, 9, kLzwMaxBits);
+  st->blockMode = (head[2] & 0x80) != 0;
+  st->nBits = 9;
+  st->maxCode = (1l << 9) - 1;
+  st->maxMaxCode = 1l << st->maxBits;
+  st->freeEnt = st->blockMode ? 257 : 256;
+  st->oldCode = -1;
+  st->inputEnded = got < 3;
+  *out = st;
+  return true;
+}
+
 // ---- handles ----
 
 QvnFile *newHandle(const FileOps *ops, void *stream, bool writing) {
@@ -216,7 +385,14 @@ QvnFile *openBackend(const char *name, const char *mode, int compression, bool w
                      bool *noMemory) {
   *noMemory = false;
   QvnFile *file = nullptr;
-  if (compression == kCompressGzip) {
+  LzwState *lzw = nullptr;
+  if (compression == kCompressGzip && !writing && openLzw(name, &lzw)) {
+    if (lzw) file = newHandle(&kLzwOps, lzw, false);
+    if (lzw && !file) {
+      std::fclose(lzw->fp);
+      envFree(lzw);
+    }
+  } else if (compression == kCompressGzip) {
     gzFile g = gzopen(name, writing ? "wb" : "rb");
     if (!g) return nullptr;
     gzbuffer(g, 1u << 17);

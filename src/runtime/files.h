@@ -5,7 +5,9 @@
 // - A handle is opened either for reading (openRead, fileFromStream(.., false)) or
 //   for writing (openWrite, fileFromStream(.., true)), never both.
 // - Compression is decided by the name alone (compressionOf) and done in-process
-//   through zlib and libbz2; the caller sees the uncompressed bytes.
+//   through zlib and libbz2; the caller sees the uncompressed bytes. A gzip name
+//   whose file holds compress(1) data is read too, as "gzip -cd" would; writing a
+//   gzip name always writes gzip data.
 // - Reading is buffered in one block of kFileBufferSize bytes. fileGetc is an
 //   inline fast path; fileGets has the C rules of fgets; fileReadLine hands out
 //   whole lines of any length without copying.
