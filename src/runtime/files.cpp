@@ -52,6 +52,23 @@ bool plainClose(QvnFile *file) {
 
 constexpr FileOps kPlainOps = {plainRead, plainWrite, plainClose};
 
+// A caller's stream may be a terminal or a pipe that is still being written: a read
+// returns as soon as a line is complete instead of waiting for a full buffer.
+long streamRead(QvnFile *file, char *dst, size_t n) {
+  FILE *fp = plainStream(file);
+  size_t got = 0;
+  while (got < n) {
+    const int c = getc_unlocked(fp);
+    if (c == EOF) break;
+    dst[got++] = static_cast<char>(c);
+    if (c == '\n') break;
+  }
+  if (got == 0 && std::ferror(fp)) return -1;
+  return static_cast<long>(got);
+}
+
+constexpr FileOps kStreamOps = {streamRead, plainWrite, plainClose};
+
 // ---- gzip through zlib ----
 
 gzFile gzStream(QvnFile *file) { return static_cast<gzFile>(file->stream); }
@@ -519,7 +536,7 @@ QvnFile *openWrite(const char *name, const char *mode, int allowCompressed) {
 
 QvnFile *fileFromStream(FILE *stream, bool writing) {
   if (!stream) return nullptr;
-  QvnFile *file = newHandle(&kPlainOps, stream, writing);
+  QvnFile *file = newHandle(&kStreamOps, stream, writing);
   if (file) file->ownsStream = false;
   return file;
 }

@@ -71,7 +71,9 @@ QvnFile *openRead(const Environment *env, const char *name, const char *mode,
 // Opens a file for writing, compressing by name when allowed; null on failure
 // (the caller reports 1422 with the name).
 QvnFile *openWrite(const char *name, const char *mode, int allowCompressed);
-// Wraps a stream that the caller keeps: closeFile flushes but does not close it.
+// Wraps a stream that the caller keeps (standard input or output, say): closeFile
+// flushes but does not close it. Reads return at each line end, so that a terminal
+// or a pipe is read as its lines arrive.
 QvnFile *fileFromStream(FILE *stream, bool writing);
 // 0 when every write and the close succeeded, else -1. Clears *filePointer.
 int closeFile(QvnFile **filePointer);

@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <map>
+#include <unordered_map>
 #include <random>
 #include <string>
 #include <vector>
@@ -28,7 +29,7 @@ using namespace qvn;
 std::string sampleText() {
   std::string text;
   std::mt19937 rng(7);
-  for (int i = 0; i < 40000; ++i) {
+  for (int i = 0; i < 15000; ++i) {
     text += "row" + std::to_string(i) + ": ";
     text.append(rng() % 60, static_cast<char>('a' + i % 26));
     text += '\n';
@@ -241,7 +242,7 @@ std::string lzwCompress(const std::string &in, int maxBits, bool clearWhenFull) 
       maxCode = nBits == maxBits ? maxMax : (1l << nBits) - 1;
     }
   };
-  std::map<long, long> dict;
+  std::unordered_map<long, long> dict;
   long ent = static_cast<unsigned char>(in[0]);
   for (size_t i = 1; i < in.size(); ++i) {
     const long c = static_cast<unsigned char>(in[i]);
@@ -391,6 +392,41 @@ TEST_F(FileTest, TemporaryDirectories) {
   const std::string parent = dir.file("missing");
   EXPECT_EQ(makeTempDirectory(env, parent.c_str(), "qvn", name, sizeof name), -QVNERR_FAIL_OPEN_WRITE);
   EXPECT_EQ(takeErrors().rfind("QUORVAN Error  1422: Could not open file '" + parent + "/qvn", 0), 0u);
+}
+
+// A caller's stream: written through the buffer and left open; read line by line
+// as the lines arrive, without waiting for the writer to finish.
+TEST(Files, CallerStreams) {
+  FILE *tmp = std::tmpfile();
+  ASSERT_NE(tmp, nullptr);
+  QvnFile *out = fileFromStream(tmp, true);
+  ASSERT_NE(out, nullptr);
+  ASSERT_TRUE(filePrintf(out, "%d %s\n", 7, "seven"));
+  ASSERT_EQ(closeFile(&out), 0);
+  EXPECT_EQ(std::ftell(tmp), 8);  // flushed, and the stream still usable
+  std::rewind(tmp);
+  QvnFile *in = fileFromStream(tmp, false);
+  ASSERT_NE(in, nullptr);
+  size_t length = 0;
+  EXPECT_STREQ(fileReadLine(in, &length), "7 seven\n");
+  EXPECT_EQ(fileReadLine(in, &length), nullptr);
+  EXPECT_EQ(closeFile(&in), 0);
+  EXPECT_EQ(std::fclose(tmp), 0);
+
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  FILE *reader = fdopen(fds[0], "r");
+  ASSERT_NE(reader, nullptr);
+  ASSERT_EQ(write(fds[1], "first\nsecond", 13), 13);
+  in = fileFromStream(reader, false);
+  ASSERT_NE(in, nullptr);
+  EXPECT_STREQ(fileReadLine(in, &length), "first\n");  // the writer is still open
+  close(fds[1]);
+  EXPECT_STREQ(fileReadLine(in, &length), "second");
+  EXPECT_EQ(fileReadLine(in, &length), nullptr);
+  closeFile(&in);
+  std::fclose(reader);
+  EXPECT_EQ(fileFromStream(nullptr, false), nullptr);
 }
 
 TEST(Files, ExportedWrappersAndSorts) {
