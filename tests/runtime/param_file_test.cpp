@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "runtime/alloc.h"
 #include "runtime/temp_dir.h"
 #include "support/test_support.h"
 
@@ -160,6 +161,38 @@ TEST_F(ParamFileTest, ApplyStopsAtFirstFailureAfterDefaults) {
   EXPECT_EQ(intParam(QVN_PARAM_NODELIM), 2100000000);
   EXPECT_EQ(intParam(QVN_PARAM_BARITLIM), 2100000000);
   EXPECT_EQ(strParam(QVN_PARAM_WORKDIR), ".");
+}
+
+// Memory failing at any allocation of a read: 1001 and nothing changed, or a
+// complete read; never a leak.
+TEST_F(ParamFileTest, AllocationFailureDuringRead) {
+  std::string text = kHeader;
+  for (int i = 0; i < 40; ++i) text += "QVN_PARAM_WORKDIR \"/dir/number/" + std::to_string(i) + "\"\n";
+  text += "QVN_PARAM_ITLIM 3\n";
+  const std::string path = dir.file("many.prm");
+  qvntest::writeText(path, text);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_NODELIM, 8), 0);
+  bool completed = false;
+  for (long n = 1; n < 200 && !completed; ++n) {
+    SCOPED_TRACE(n);
+    const long live = qvn::allocLive();
+    qvn::allocFailAfter(n);
+    const int status = QVNreadcopyparam(env, path.c_str());
+    qvn::allocFailAfter(0);
+    EXPECT_EQ(qvn::allocLive(), live);
+    if (status == 0) {
+      completed = true;
+      EXPECT_EQ(intParam(QVN_PARAM_ITLIM), 3);
+      EXPECT_EQ(strParam(QVN_PARAM_WORKDIR), "/dir/number/39");
+      EXPECT_EQ(intParam(QVN_PARAM_NODELIM), 2100000000);
+    } else {
+      EXPECT_EQ(status, QVNERR_NO_MEMORY);
+      EXPECT_EQ(takeErrors(), "QUORVAN Error  1001: Out of memory.\n");
+      EXPECT_EQ(intParam(QVN_PARAM_NODELIM), 8);
+      EXPECT_EQ(intParam(QVN_PARAM_ITLIM), 2100000000);
+    }
+  }
+  EXPECT_TRUE(completed);
 }
 
 TEST_F(ParamFileTest, FileNamesExtensionAndCompression) {
