@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <random>
+#include <set>
 #include <string>
 
 #include "runtime/alloc.h"
@@ -147,6 +149,36 @@ TEST_F(ParamFileTest, ParseErrorsChangeNothing) {
     EXPECT_EQ(strParam(QVN_PARAM_WORKDIR), "/keep");
   }
   EXPECT_EQ(takeWarnings(), "");
+}
+
+// Random lines built from the pieces the parser reacts to: any outcome is one of
+// the documented numbers, and a failure before applying changes nothing.
+TEST_F(ParamFileTest, RandomFilesNeverCrash) {
+  const std::string longPiece(300, 'x');
+  const char *const pieces[] = {"QVN_PARAM_ITLIM", "QVN_PARAM_EPOPT", "QVN_PARAM_WORKDIR", "1020", "1053",
+                                "1011", "\"", "#", " ", "\t", "-", ".", "5", "1e-7", "abc", "\r",
+                                "QUORVAN Parameter File Version", "10.2.0", longPiece.c_str()};
+  std::mt19937 rng(5);
+  const std::set<int> allowed = {0, 1013, 1014, 1015, 1026, 1028, 1434, 1660, 1661};
+  for (int round = 0; round < 200; ++round) {
+    std::string text = rng() % 4 ? kHeader : "";
+    const int lines = static_cast<int>(rng() % 6);
+    for (int l = 0; l < lines; ++l) {
+      const int parts = static_cast<int>(rng() % 6);
+      for (int p = 0; p < parts; ++p) text += pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+      text += '\n';
+    }
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_NODELIM, 8), 0);
+    const int status = readText(text);
+    ASSERT_TRUE(allowed.count(status)) << status << " for:\n" << text;
+    if (status == 0) {
+      EXPECT_EQ(intParam(QVN_PARAM_NODELIM), 2100000000) << text;
+    } else if (status != QVNERR_STR_PARAM_TOO_LONG) {
+      EXPECT_EQ(intParam(QVN_PARAM_NODELIM), 8) << text;
+    }
+    takeErrors();
+    takeWarnings();
+  }
 }
 
 TEST_F(ParamFileTest, ApplyStopsAtFirstFailureAfterDefaults) {
