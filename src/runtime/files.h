@@ -16,7 +16,11 @@
 //   the end.
 // - closeFile flushes, finishes the compressed stream, closes, frees the handle
 //   and clears the caller's pointer; it tolerates a null handle.
-// - All memory comes from envAlloc; opening fails (null) when memory does.
+// - A read error or damaged compressed data ends the input and sets the sticky
+//   error (fileFailed), so a reader tells a truncated file from a complete one.
+// - The handle, its buffer and the bzip2 and compress(1) states come from
+//   envAlloc (zlib keeps its own); opening fails (null) when memory does.
+// - The backends live in file_backends.cpp; nothing outside this service sees them.
 #pragma once
 #include <cstddef>
 #include <cstdio>
@@ -31,7 +35,8 @@ enum FileCompression { kCompressNone = 0, kCompressGzip = 1, kCompressBzip2 = 2 
 
 struct QvnFile;
 
-// Raw transfer of one backend (plain FILE*, gzFile, bzip2 stream).
+// Raw transfer of one backend (plain FILE*, caller stream, gzFile, bzip2 or
+// compress(1) state).
 struct FileOps {
   // Up to n bytes into dst: the count, 0 at the end, -1 on error.
   long (*read)(QvnFile *file, char *dst, size_t n);
