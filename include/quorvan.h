@@ -361,11 +361,27 @@ QVN_API int QVNinfostrparam(QVNCENVptr env, int number, char *buffer);
 QVN_API int QVNgetparamname(QVNCENVptr env, int number, char *buffer);
 QVN_API int QVNgetparamnum(QVNCENVptr env, const char *name, int *numberPointer);
 QVN_API int QVNsetdefaults(QVNENVptr env);
+/* Numbers, in rising order, of the named parameters that differ from their
+   defaults; numberArray (may be null to count only) must have room for them all. */
+QVN_API int QVNgetchgparams(QVNCENVptr env, int *countPointer, int *numberArray);
+/* Parameter files (".prm"); compressed by name (".gz", ".bz2"). */
+QVN_API int QVNwriteparam(QVNCENVptr env, const char *fileName);
+QVN_API int QVNreadcopyparam(QVNENVptr env, const char *fileName);
 
 /* ---- Memory and file services ----------------------------------------- */
 QVN_API void *QVNmalloc(size_t size);
 QVN_API void *QVNrealloc(void *block, size_t size);
 QVN_API void QVNfree(void *block);
+QVN_API void *QVNmemcpy(void *target, const void *source, size_t count);
+QVN_API char *QVNstrcpy(char *target, const char *source);
+QVN_API size_t QVNstrlen(const char *text);
+/* Files of the library's own C runtime, for callers linked against another one. */
+QVN_API FILE *QVNfopen(const char *name, const char *mode);
+QVN_API int QVNfclose(FILE *file);
+QVN_API int QVNfputs(const char *text, FILE *file);
+/* Ascending sorts of integer keys; QVNEisort moves permutation along with keys. */
+QVN_API void QVNEisort(int count, int *keys, int *permutation);
+QVN_API void QVNEinsort(int count, int *keys);
 
 /* ---- Problem object --------------------------------------------------- */
 QVN_API QVNLPptr QVNcreateprob(QVNCENVptr env, int *status, const char *name);

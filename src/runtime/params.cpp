@@ -74,22 +74,31 @@ const ParamDescriptor kParams[] = {
 
 constexpr size_t kParamCount = sizeof(kParams) / sizeof(kParams[0]);
 
-// Numbers by group are ascending in the table, so a binary search per group finds
-// a number; the whole table is one sorted run because groups are disjoint ranges
-// listed in rising order except network before quadratic.
+// The groups in registration order with their ranges of numbers. Within a group
+// the descriptors are in rising number order, so a binary search finds one.
+struct ParamGroup {
+  int low, high;
+  ParamBlock block;
+};
+constexpr ParamGroup kGroups[] = {{1001, 1108, ParamBlock::general},
+                                  {2000, 2102, ParamBlock::mip},
+                                  {3001, 3031, ParamBlock::barrier},
+                                  {5001, 5005, ParamBlock::net},
+                                  {4001, 4010, ParamBlock::qp}};
+
 const ParamDescriptor *searchNumber(int number) {
-  for (size_t lo = 0; lo < kParamCount;) {
-    size_t hi = lo;
-    while (hi + 1 < kParamCount && kParams[hi + 1].number > kParams[hi].number) ++hi;
-    if (number >= kParams[lo].number && number <= kParams[hi].number) {
-      const ParamDescriptor *first = kParams + lo, *last = kParams + hi + 1;
-      const ParamDescriptor *it = std::lower_bound(
-          first, last, number, [](const ParamDescriptor &d, int n) { return d.number < n; });
-      return it != last && it->number == number ? it : nullptr;
-    }
-    lo = hi + 1;
-  }
-  return nullptr;
+  // The last group whose range holds the number; the ranges do not overlap.
+  const ParamGroup *group = nullptr;
+  for (const ParamGroup &g : kGroups)
+    if (number >= g.low && number <= g.high) group = &g;
+  if (!group) return nullptr;
+  const ParamDescriptor *first = kParams, *end = kParams + kParamCount;
+  while (first != end && first->block != group->block) ++first;
+  const ParamDescriptor *last = first;
+  while (last != end && last->block == group->block) ++last;
+  const ParamDescriptor *it = std::lower_bound(
+      first, last, number, [](const ParamDescriptor &d, int n) { return d.number < n; });
+  return it != last && it->number == number ? it : nullptr;
 }
 
 } // namespace
@@ -101,10 +110,55 @@ const ParamDescriptor *paramTable(size_t *count) {
 
 const ParamDescriptor *findParam(int number) { return searchNumber(number); }
 
+unsigned paramNameHash(const char *text, unsigned bucketCount) {
+  unsigned h = 0;
+  for (unsigned i = 0; text[i] != '\0'; ++i)
+    h ^= static_cast<unsigned>(static_cast<unsigned char>(text[i])) << (8 * (i % 4));
+  return h % bucketCount;
+}
+
+namespace {
+
+// The descriptors never change, so the list of named ones and its chained hash
+// are built once for the process and shared by every Environment.
+struct ParamNameIndex {
+  const ParamDescriptor *list[kParamCount];
+  size_t count = 0;
+  int bucketHead[kParamNameBuckets];
+  int next[kParamCount];
+};
+
+const ParamNameIndex &nameIndex() {
+  static const ParamNameIndex index = [] {
+    ParamNameIndex built;
+    for (int &head : built.bucketHead) head = -1;
+    for (const ParamDescriptor &d : kParams) {
+      if (d.hidden()) continue;
+      const int position = static_cast<int>(built.count++);
+      built.list[position] = &d;
+      // New entries go to the front of their chain.
+      const unsigned bucket = paramNameHash(d.name, kParamNameBuckets);
+      built.next[position] = built.bucketHead[bucket];
+      built.bucketHead[bucket] = position;
+    }
+    return built;
+  }();
+  return index;
+}
+
+} // namespace
+
+const ParamDescriptor *const *paramList(size_t *count) {
+  const ParamNameIndex &index = nameIndex();
+  *count = index.count;
+  return index.list;
+}
+
 const ParamDescriptor *findParamByName(const char *name) {
   if (!name || !*name) return nullptr;
-  for (const ParamDescriptor &d : kParams)
-    if (std::strcmp(d.name, name) == 0) return &d;
+  const ParamNameIndex &index = nameIndex();
+  for (int p = index.bucketHead[paramNameHash(name, kParamNameBuckets)]; p >= 0; p = index.next[p])
+    if (std::strcmp(index.list[p]->name, name) == 0) return index.list[p];
   return nullptr;
 }
 

@@ -78,10 +78,19 @@ struct ParamDescriptor {
 
 // The descriptor of a parameter number, or null when there is no such parameter.
 const ParamDescriptor *findParam(int number);
-// Descriptor by exact name, or null.
+// Descriptor by exact name through the name hash, or null.
 const ParamDescriptor *findParamByName(const char *name);
 // All descriptors in group order and rising number within each group.
 const ParamDescriptor *paramTable(size_t *count);
+// The named descriptors (the name hash maps a name to a position here).
+const ParamDescriptor *const *paramList(size_t *count);
+
+// Bucket count of the name hash: the smallest of the name-table sizes that holds
+// 0.35 times the number of names.
+constexpr unsigned kParamNameBuckets = 1021;
+// Exclusive or of the bytes, byte i shifted left by 8 * (i mod 4) bits, modulo
+// the bucket count.
+unsigned paramNameHash(const char *text, unsigned bucketCount);
 
 int paramIntMin(const ParamDescriptor &d);
 int paramIntMax(const ParamDescriptor &d);
@@ -93,5 +102,20 @@ void freeParamBlocks(Environment *env);
 void copyParamBlocks(Environment *to, const Environment *from);
 // Stores every default (no channel side effects).
 void storeParamDefaults(Environment *env);
+
+// ---- setting by descriptor (params_api.cpp) ----
+// The test of every function that takes a number: 1013 unless 1000 < number < 6000
+// and a parameter of that kind (any kind for ParamKind::none) has the number.
+int lookupParam(int number, ParamKind kind, const ParamDescriptor **out);
+// 0, 1014 below the range or 1015 above it; doubles without a range accept all.
+int checkIntParam(const ParamDescriptor &d, int value);
+int checkDblParam(const ParamDescriptor &d, double value);
+// Range test, store, the screen switch for 1035 and the echo under 1075.
+int setIntParamValue(Environment *env, const ParamDescriptor &d, int value);
+int setDblParamValue(Environment *env, const ParamDescriptor &d, double value);
+int setStrParamValue(Environment *env, const ParamDescriptor &d, const char *text);
+// Every default, then the screen as the default of 1035 asks.
+void resetParams(Environment *env);
+bool paramIsDefault(const Environment *env, const ParamDescriptor &d);
 
 } // namespace qvn
