@@ -1,39 +1,41 @@
-// The factorized basis as the simplex loops see it: factor, FTRAN, BTRAN and
-// column replacement. The basis matrix has column k equal to column head[k]
-// of [A, -I].
+// The factorized basis as the simplex loops see it: the sparse LU of the
+// basis columns of [A, -I] with its table of operations, and the description
+// of those columns that the factor reads.
 #pragma once
 #include "runtime/alloc.h"
 #include "simplex/hvector.h"
+#include "simplex/lu/lu_factor.h"
 #include "simplex/work_lp.h"
 
 namespace qvn {
 
 struct BasisFactor {
-  int m = 0;
-  // LU of the basis at the last factorization, dense column-major.
-  EnvVector<double> lu;
-  EnvVector<int> pivotRow;  // pivot row of each basis position
-  EnvVector<int> rowStep;   // elimination step at which each row was pivoted
-  // Product-form updates since then: for each, the position and the FTRAN'd column.
-  EnvVector<int> etaPos, etaStart, etaIndex;
-  EnvVector<double> etaPivot, etaValue;
-  int updateCount = 0;
-  EnvVector<double> work;
+  Environment *env = nullptr;
+  const WorkLp *lp = nullptr;
+  LuFactor *lu = nullptr;
+  LuBasis basis;
+  double markowitz = 0.01;
+  EnvVector<int> logicalIndex;     // row i of the logical column of row i
+  EnvVector<double> logicalValue;  // its value, -1
+  bool mustRefactor = false;
+  ~BasisFactor() { luFree(lu); }
 };
 
-// Factors the basis given by head. Positions whose column is dependent on the
-// others are returned in `deficient`, and rows that got no pivot in `freeRows`
-// (same length); the caller replaces those columns by the rows' logicals and
-// factors again. Returns the number of deficient positions.
-int factorBasis(BasisFactor &f, const WorkLp &lp, const int *head, EnvVector<int> &deficient,
-                EnvVector<int> &freeRows);
-// x := B^{-1} x (x indexed by row on entry, by basis position on exit).
-void ftran(const BasisFactor &f, HVector &x);
-// y := B^{-T} y (y indexed by basis position on entry, by row on exit).
-void btran(const BasisFactor &f, HVector &y);
-// Records that the column at `pos` was replaced; alpha is B^{-1} a_q of the
-// entering column, computed before the change.
-void updateFactor(BasisFactor &f, int pos, const HVector &alpha);
-bool refactorDue(const BasisFactor &f);
+// Sizes the factor for lp; head is the caller's basis header.
+int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head);
+// Factors the basis in head. 0, kLuBasisChanged when dependent columns were
+// replaced by logicals (listed in the factor's repair arrays), or an error.
+int factorHead(BasisFactor &f);
+// x := B^{-1} x (by rows in, by basis position out).
+inline void ftran(BasisFactor &f, HVector &x) { f.lu->ops->ftranSparse(*f.lu, x); }
+// As ftran, keeping the result for the column replacement that follows.
+inline void ftranForUpdate(BasisFactor &f, HVector &x) { f.lu->ops->ftranForUpdate(*f.lu, x); }
+// y := B^{-T} y (by basis position in, by rows out).
+inline void btran(BasisFactor &f, HVector &y) { f.lu->ops->btranSparse(*f.lu, y); }
+// Replaces the column at `pos` by the one last given to ftranForUpdate.
+inline void updateFactor(BasisFactor &f, int pos, double alpha) {
+  if (f.lu->ops->update(*f.lu, pos, alpha) != 0) f.mustRefactor = true;
+}
+inline bool refactorDue(const BasisFactor &f) { return f.mustRefactor || needFactor(*f.lu); }
 
 } // namespace qvn

@@ -164,7 +164,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     }
 
     HVector &rho = e.rowRho;
-    rho.clear();
+    hvClear(rho);
     rho.array[r] = 1.0;
     rho.index[0] = r;
     rho.count = 1;
@@ -181,10 +181,10 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     }
 
     HVector &col = e.column;
-    col.clear();
+    hvClear(col);
     addColumn(*e.lp, q, 1.0, col.array.data());
     col.count = -1;
-    ftran(e.factor, col);
+    ftranForUpdate(e.factor, col);
     const double alphaCol = col.array[r];
     const double alphaRow = e.rowAlpha.array[q];
     if (std::fabs(alphaCol - alphaRow) > 1e-8 * std::max(1.0, std::fabs(alphaCol)) || std::fabs(alphaCol) < 1e-11) {
@@ -216,7 +216,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     // Bound flips of the passed breakpoints move x_B through one FTRAN.
     if (!w.flipped.empty()) {
       HVector &f = e.flips;
-      f.clear();
+      hvClear(f);
       for (int j : w.flipped) {
         const double from = e.x[j];
         e.move[j] = e.move[j] == kAtLower ? kAtUpper : kAtLower;
@@ -229,7 +229,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
         const int pos = f.index[k];
         e.x[e.head[pos]] += f.array[pos];
       }
-      f.clear();
+      hvClear(f);
     }
 
     // Primal step: the leaving variable reaches the bound it violated.
@@ -247,7 +247,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     double rhoNorm = 0.0;
     for (int k = 0; k < rho.count; ++k) rhoNorm += rho.array[rho.index[k]] * rho.array[rho.index[k]];
     HVector &tau = e.tau;
-    tau.clear();
+    hvClear(tau);
     for (int k = 0; k < rho.count; ++k) tau.array[rho.index[k]] = rho.array[rho.index[k]];
     tau.count = -1;
     ftran(e.factor, tau);
@@ -259,15 +259,15 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
       w.weight[pos] = std::max(updated, 1e-6);
     }
     w.weight[r] = std::max(rhoNorm / (alphaCol * alphaCol), 1e-6);
-    tau.clear();
+    hvClear(tau);
 
-    updateFactor(e.factor, r, col);
+    updateFactor(e.factor, r, alphaCol);
     changeBasis(e, q, r, toLower ? kAtLower : kAtUpper);
     e.x[leaving] = bound;
     e.dj[leaving] = -thetaD;
-    rho.clear();
-    e.rowAlpha.clear();
-    col.clear();
+    hvClear(rho);
+    hvClear(e.rowAlpha);
+    hvClear(col);
     ++e.iterations;
     if (phase == 1) ++e.phase1Iterations;
     fresh = false;

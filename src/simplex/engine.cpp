@@ -5,7 +5,7 @@
 
 namespace qvn {
 
-void engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
+int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   e.env = env;
   e.lp = &lp;
   e.n = lp.numCol;
@@ -21,11 +21,11 @@ void engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   e.upper.assign(lp.upper.begin(), lp.upper.end());
   e.dual.assign(m, 0.0);
   e.dj.assign(nt, 0.0);
-  e.column.setup(e.m);
-  e.rowRho.setup(e.m);
-  e.tau.setup(e.m);
-  e.flips.setup(e.m);
-  e.rowAlpha.setup(e.nt);
+  hvSetup(e.column, e.m);
+  hvSetup(e.rowRho, e.m);
+  hvSetup(e.tau, e.m);
+  hvSetup(e.flips, e.m);
+  hvSetup(e.rowAlpha, e.nt);
   const GeneralParams &gp = *env->generalParams;
   e.iterationLimit = gp.itlim;
   e.timeLimit = gp.tilim;
@@ -33,6 +33,7 @@ void engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   e.dualTol = gp.epopt;
   e.display = gp.simdisplay;
   e.start = std::chrono::steady_clock::now();
+  return factorSetup(e.factor, env, lp, e.head.data());
 }
 
 void placeNonbasic(SimplexEngine &e, int j) {
@@ -97,34 +98,31 @@ void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus) 
 }
 
 int refactor(SimplexEngine &e) {
-  for (int attempt = 0; attempt < 3; ++attempt) {
-    const int bad = factorBasis(e.factor, *e.lp, e.head.data(), e.deficient, e.freeRows);
-    if (bad == 0) return 0;
-    ++e.repairs;
-    if (e.display > 0) QVNmsg(e.env->resultsChannel, "Repairing basis singularity.\n");
-    for (int k = 0; k < bad; ++k) {
-      const int pos = e.deficient[k];
-      const int leaving = e.head[pos];
-      const int entering = e.n + e.freeRows[k];
-      e.basicPos[leaving] = -1;
-      // The dropped variable goes to the bound nearer its current value.
-      const double v = e.x[leaving];
-      if (e.lower[leaving] > -kInfinity && e.upper[leaving] < kInfinity)
-        e.move[leaving] = (v - e.lower[leaving] <= e.upper[leaving] - v) ? kAtLower : kAtUpper;
-      else
-        e.move[leaving] = defaultMove(e, leaving);
-      if (e.move[leaving] == kAtZero) e.x[leaving] = 0.0;
-      placeNonbasic(e, leaving);
-      e.head[pos] = entering;
-      e.basicPos[entering] = pos;
-    }
+  const int status = factorHead(e.factor);
+  if (status == 0) return 0;
+  if (status != kLuBasisChanged) return status;
+  // The factor replaced dependent columns by logicals in head: bring the
+  // basic flags and the dropped variables' positions in line.
+  ++e.repairs;
+  const LuFactor &f = *e.factor.lu;
+  for (size_t k = 0; k < f.repairPosition.size(); ++k) {
+    const int leaving = f.repairLeaving[k], entering = f.repairEntering[k];
+    e.basicPos[leaving] = -1;
+    e.basicPos[entering] = f.repairPosition[k];
+    const double v = e.x[leaving];
+    if (e.lower[leaving] > -kInfinity && e.upper[leaving] < kInfinity)
+      e.move[leaving] = (v - e.lower[leaving] <= e.upper[leaving] - v) ? kAtLower : kAtUpper;
+    else
+      e.move[leaving] = defaultMove(e, leaving);
+    if (e.move[leaving] == kAtZero) e.x[leaving] = 0.0;
+    placeNonbasic(e, leaving);
   }
-  return QVNERR_SINGULAR;
+  return 0;
 }
 
 void computePrimal(SimplexEngine &e) {
   HVector &rhs = e.column;
-  rhs.clear();
+  hvClear(rhs);
   double *b = rhs.array.data();
   for (int j = 0; j < e.nt; ++j) {
     if (e.basicPos[j] >= 0 || e.x[j] == 0.0) continue;
@@ -133,17 +131,17 @@ void computePrimal(SimplexEngine &e) {
   rhs.count = -1;
   ftran(e.factor, rhs);
   for (int k = 0; k < e.m; ++k) e.x[e.head[k]] = b[k];
-  rhs.clear();
+  hvClear(rhs);
 }
 
 void computeDual(SimplexEngine &e) {
   HVector &y = e.rowRho;
-  y.clear();
+  hvClear(y);
   for (int k = 0; k < e.m; ++k) y.array[k] = e.cost[e.head[k]];
   y.count = -1;
   btran(e.factor, y);
   for (int i = 0; i < e.m; ++i) e.dual[i] = y.array[i];
-  y.clear();
+  hvClear(y);
   for (int j = 0; j < e.nt; ++j)
     e.dj[j] = e.basicPos[j] >= 0 ? 0.0 : e.cost[j] - columnDot(*e.lp, j, e.dual.data());
 }
@@ -157,7 +155,7 @@ double objectiveValue(const SimplexEngine &e) {
 void computePivotRow(SimplexEngine &e) {
   const WorkLp &lp = *e.lp;
   HVector &row = e.rowAlpha;
-  row.clear();
+  hvClear(row);
   double *a = row.array.data();
   const HVector &rho = e.rowRho;
   const bool sparse = rho.count >= 0 && rho.count < 0.1 * e.m;

@@ -33,7 +33,6 @@ struct SimplexEngine {
   EnvVector<double> dual;       // row duals y with B^T y = c_B
   EnvVector<double> dj;         // reduced costs c - [A,-I]^T y
   BasisFactor factor;
-  EnvVector<int> deficient, freeRows;
 
   // Work vectors, sized once.
   HVector column, rowRho, rowAlpha, tau, flips;
@@ -51,14 +50,14 @@ struct SimplexEngine {
 };
 
 // Sizes the engine for lp and starts the clock.
-void engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp);
+int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp);
 // All logicals basic, structurals at a finite bound (or 0 when free).
 void setSlackBasis(SimplexEngine &e);
 // Installs a given basis: basic flags from status codes 1, and nonbasic moves.
 void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus);
 // Places a nonbasic variable at the bound its move names and sets its value.
 void placeNonbasic(SimplexEngine &e, int j);
-// Factors the basis, replacing dependent columns by logicals. 0 or 1256.
+// Factors the basis, replacing dependent columns by logicals. 0 or an error.
 int refactor(SimplexEngine &e);
 void computePrimal(SimplexEngine &e);
 void computeDual(SimplexEngine &e);

@@ -101,7 +101,7 @@ int optimize(Environment *env, Problem *lp, int method) {
     WorkLp w;
     buildWorkLp(*lp->lpData, w);
     SimplexEngine e;
-    engineSetup(e, env, w);
+    QVN_TRY(engineSetup(e, env, w));
     startBasis(e, lp);
     int run = runMethod(e, method);
     if (run >= 1000) return run;
@@ -129,7 +129,7 @@ int chooseMethod(Environment *env, Problem *lp) {
   if (static_cast<int>(b->colStatus.size()) < w.numCol || static_cast<int>(b->rowStatus.size()) < w.numRow)
     return kDual;
   SimplexEngine e;
-  engineSetup(e, env, w);
+  if (engineSetup(e, env, w) != 0) return kDual;
   installBasis(e, b->colStatus.data(), b->rowStatus.data());
   if (refactor(e) != 0) return kDual;
   computePrimal(e);

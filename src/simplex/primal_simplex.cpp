@@ -169,14 +169,14 @@ int runPrimalSimplex(SimplexEngine &e) {
     }
     const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
     HVector &col = e.column;
-    col.clear();
+    hvClear(col);
     addColumn(lp, q, 1.0, col.array.data());
     col.count = -1;
-    ftran(e.factor, col);
+    ftranForUpdate(e.factor, col);
     double step = 0.0;
     const int r = ratioTest(e, q, dir, step);
     if (r == -2) {
-      col.clear();
+      hvClear(col);
       if (!fresh) {
         QVN_TRY(rebuild(e));
         phase = setPhase(e);
@@ -195,7 +195,7 @@ int runPrimalSimplex(SimplexEngine &e) {
     if (r == -1) {
       e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
       placeNonbasic(e, q);
-      col.clear();
+      hvClear(col);
     } else {
       e.x[q] += dir * step;
       const int leaving = e.head[r];
@@ -211,7 +211,7 @@ int runPrimalSimplex(SimplexEngine &e) {
                                                                                                   : kAtLower;
       // Reduced costs by the pivot row.
       HVector &rho = e.rowRho;
-      rho.clear();
+      hvClear(rho);
       rho.array[r] = 1.0;
       rho.index[0] = r;
       rho.count = 1;
@@ -222,13 +222,13 @@ int runPrimalSimplex(SimplexEngine &e) {
       for (int j = 0; j < e.nt; ++j)
         if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
       for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
-      updateFactor(e.factor, r, col);
+      updateFactor(e.factor, r, alphaR);
       changeBasis(e, q, r, leaveMove);
       e.x[leaving] = bound;
       e.dj[leaving] = -thetaD;
-      rho.clear();
-      e.rowAlpha.clear();
-      col.clear();
+      hvClear(rho);
+      hvClear(e.rowAlpha);
+      hvClear(col);
       ++e.iterations;
       if (phase == 1) ++e.phase1Iterations;
       fresh = false;
