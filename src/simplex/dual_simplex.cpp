@@ -23,6 +23,9 @@ struct DualWork {
   EnvVector<Candidate> candidates;
   EnvVector<int> flipped;
   EnvVector<double> savedLower, savedUpper;
+  EnvVector<char> banned;  // rows refused as leaving rows until the next factorization
+  bool anyBanned = false;
+  int unbanRounds = 0;
 };
 
 // Puts every boxed nonbasic at the bound that its reduced cost asks for.
@@ -119,7 +122,8 @@ void logDual(SimplexEngine &e, int phase) {
 }
 
 // Recomputes everything from a fresh factorization.
-int rebuild(SimplexEngine &e) {
+int rebuild(SimplexEngine &e, DualWork &w) {
+  if (w.anyBanned) std::fill(w.banned.begin(), w.banned.end(), 0), w.anyBanned = false;
   QVN_TRY(refactor(e));
   computePrimal(e);
   computeDual(e);
@@ -133,7 +137,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
   for (;;) {
     if (int s = checkLimits(e)) return s;
     if (refactorDue(e.factor)) {
-      QVN_TRY(rebuild(e));
+      QVN_TRY(rebuild(e, w));
       if (flipBoxedToDualFeasible(e)) computePrimal(e);
       fresh = true;
       if (++sinceLog >= 1) logDual(e, phase), sinceLog = 0;
@@ -150,12 +154,22 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
         infeas = e.x[j] - e.upper[j];
       else
         continue;
+      if (w.anyBanned && w.banned[k]) continue;
       const double merit = infeas * infeas / w.weight[k];
       if (merit > best) best = merit, r = k, delta = infeas;
     }
+    if (r < 0 && w.anyBanned) {
+      // Only refused rows are left: a tighter factorization may accept them.
+      if (++w.unbanRounds > 5) return kRunNonOptimal;
+      e.factor.markowitz = std::min(0.99999, std::max(0.1, e.factor.markowitz + 0.1));
+      if (e.display > 0) QVNmsg(e.env->resultsChannel, "Markowitz threshold set to %g\n", e.factor.markowitz);
+      QVN_TRY(rebuild(e, w));
+      fresh = true;
+      continue;
+    }
     if (r < 0) {
       if (!fresh) {
-        QVN_TRY(rebuild(e));
+        QVN_TRY(rebuild(e, w));
         if (flipBoxedToDualFeasible(e)) computePrimal(e);
         fresh = true;
         continue;
@@ -173,7 +187,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     const int q = chooseEntering(e, w, delta);
     if (q < 0) {
       if (!fresh) {
-        QVN_TRY(rebuild(e));
+        QVN_TRY(rebuild(e, w));
         fresh = true;
         continue;
       }
@@ -187,13 +201,22 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     ftranForUpdate(e.factor, col);
     const double alphaCol = col.array[r];
     const double alphaRow = e.rowAlpha.array[q];
-    if (std::fabs(alphaCol - alphaRow) > 1e-8 * std::max(1.0, std::fabs(alphaCol)) || std::fabs(alphaCol) < 1e-11) {
+    // The pivot seen from the row and from the column must agree; when they do
+    // not, the factors have drifted (refactor) or this pivot is unsafe (ban
+    // the row until the next factorization).
+    const double mismatch = std::fabs(alphaCol - alphaRow) / std::max(1e-9, std::fabs(alphaCol));
+    if (mismatch > 1e-7 || std::fabs(alphaCol) < 1e-11) {
       if (!fresh) {
-        QVN_TRY(rebuild(e));
+        QVN_TRY(rebuild(e, w));
         fresh = true;
         continue;
       }
-      return kRunNonOptimal;
+      if (mismatch > 1e-5 || std::fabs(alphaCol) < 1e-11) {
+        w.banned[r] = 1;
+        w.anyBanned = true;
+        hvClear(col);
+        continue;
+      }
     }
 
     // Dual step; a reduced cost on the wrong side of zero is shifted to zero
@@ -311,7 +334,7 @@ int dualPhase1(SimplexEngine &e, DualWork &w) {
     placeNonbasic(e, j);
   }
   if (status != kRunOptimal && status != kRunInfeasible) return status;
-  QVN_TRY(rebuild(e));
+  QVN_TRY(rebuild(e, w));
   return dualInfeasibility(e, true) > 0 ? kRunUnbounded : 0;
 }
 
@@ -320,7 +343,8 @@ int dualPhase1(SimplexEngine &e, DualWork &w) {
 int runDualSimplex(SimplexEngine &e) {
   DualWork w;
   w.weight.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 1.0);
-  QVN_TRY(rebuild(e));
+  w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
+  QVN_TRY(rebuild(e, w));
   flipBoxedToDualFeasible(e);
   if (dualInfeasibility(e, true) > 0) {
     const int s = dualPhase1(e, w);

@@ -97,6 +97,16 @@ void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus) 
   }
 }
 
+void extractStatuses(const SimplexEngine &e, int *colStatus, int *rowStatus) {
+  for (int j = 0; j < e.nt; ++j) {
+    const int s = e.basicPos[j] >= 0 ? 1 : e.move[j] == kAtUpper ? 2 : e.move[j] == kAtZero ? 3 : 0;
+    if (j < e.n)
+      colStatus[j] = s;
+    else
+      rowStatus[j - e.n] = s;
+  }
+}
+
 int refactor(SimplexEngine &e) {
   const int status = factorHead(e.factor);
   if (status == 0) return 0;

@@ -55,6 +55,8 @@ int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp);
 void setSlackBasis(SimplexEngine &e);
 // Installs a given basis: basic flags from status codes 1, and nonbasic moves.
 void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus);
+// Basis status codes of every variable: 0 at lower, 1 basic, 2 at upper, 3 free.
+void extractStatuses(const SimplexEngine &e, int *colStatus, int *rowStatus);
 // Places a nonbasic variable at the bound its move names and sets its value.
 void placeNonbasic(SimplexEngine &e, int j);
 // Factors the basis, replacing dependent columns by logicals. 0 or an error.

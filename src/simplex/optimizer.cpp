@@ -4,6 +4,7 @@
 
 #include "model/problem.h"
 #include "simplex/loops.h"
+#include "simplex/scaling.h"
 
 namespace qvn {
 
@@ -52,20 +53,29 @@ int runMethod(SimplexEngine &e, int method) {
   return status;
 }
 
+// The basis of the scaled run on the unscaled LP: an optimum must meet the
+// tolerances here too; otherwise the loop that suits the basis finishes.
+int finishUnscaled(SimplexEngine &e, int run, int method) {
+  QVN_TRY(refactor(e));
+  computePrimal(e);
+  computeDual(e);
+  if (run != kRunOptimal) return run;
+  const bool primalOk = maxPrimalInfeasibility(e) <= e.primalTol;
+  const bool dualOk = dualInfeasibility(e, false) == 0.0;
+  if (primalOk && dualOk) return run;
+  if (primalOk) return runPrimalSimplex(e);
+  if (dualOk) return runDualSimplex(e);
+  return runMethod(e, method);
+}
+
 void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus, int method) {
   const WorkLp &w = *e.lp;
   const LpData &d = *lp->lpData;
   if (!lp->basisData) lp->basisData = envNew<BasisData>();
   BasisData &b = *lp->basisData;
-  b.colStatus.assign(static_cast<size_t>(e.n), 0);
-  b.rowStatus.assign(static_cast<size_t>(e.m), 0);
-  for (int j = 0; j < e.nt; ++j) {
-    const int s = e.basicPos[j] >= 0 ? 1 : e.move[j] == kAtUpper ? 2 : e.move[j] == kAtZero ? 3 : 0;
-    if (j < e.n)
-      b.colStatus[j] = s;
-    else
-      b.rowStatus[j - e.n] = s;
-  }
+  b.colStatus.assign(static_cast<size_t>(e.n > 0 ? e.n : 1), 0);
+  b.rowStatus.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
+  extractStatuses(e, b.colStatus.data(), b.rowStatus.data());
   if (!lp->solution) lp->solution = envNew<SolutionBlock>();
   SolutionBlock &s = *lp->solution;
   // Values with the real costs and bounds of the model.
@@ -100,11 +110,34 @@ int optimize(Environment *env, Problem *lp, int method) {
     modelChanged(env, lp, method == kPrimal ? 46 : 47);
     WorkLp w;
     buildWorkLp(*lp->lpData, w);
+    ScaleFactors scale;
+    computeScaling(w, gp.scaind, scale);
     SimplexEngine e;
-    QVN_TRY(engineSetup(e, env, w));
-    startBasis(e, lp);
-    int run = runMethod(e, method);
-    if (run >= 1000) return run;
+    int run = 0;
+    if (scale.kind >= 0) {
+      // Solve the scaled copy, then carry its basis to the unscaled LP, where
+      // the answer is checked and, if the tolerances are not met there, finished.
+      WorkLp scaled = w;
+      applyScaling(scaled, scale);
+      SimplexEngine s;
+      QVN_TRY(engineSetup(s, env, scaled));
+      startBasis(s, lp);
+      run = runMethod(s, method);
+      if (run >= 1000) return run;
+      EnvVector<int> colStatus(static_cast<size_t>(w.numCol + 1)), rowStatus(static_cast<size_t>(w.numRow + 1));
+      extractStatuses(s, colStatus.data(), rowStatus.data());
+      QVN_TRY(engineSetup(e, env, w));
+      e.start = s.start;
+      e.iterations = s.iterations;
+      e.phase1Iterations = s.phase1Iterations;
+      e.logStarted = s.logStarted;
+      installBasis(e, colStatus.data(), rowStatus.data());
+      run = finishUnscaled(e, run, method);
+    } else {
+      QVN_TRY(engineSetup(e, env, w));
+      startBasis(e, lp);
+      run = runMethod(e, method);
+    }    if (run >= 1000) return run;
     if (run == kRunNonOptimal && e.display > 0)
       QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
     storeResult(env, lp, e, run, method);

@@ -4,6 +4,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/engine.cpp
   src/simplex/optimizer.cpp
   src/simplex/primal_simplex.cpp
+  src/simplex/scaling.cpp
   src/simplex/solution.cpp
   src/simplex/work_lp.cpp
   src/simplex/lu/factor_build.cpp
