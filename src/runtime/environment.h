@@ -1,6 +1,7 @@
 // The Environment: root of everything the library does. No global mutable state
 // exists; two Environments are independent.
 #pragma once
+#include <cstdint>
 #include <mutex>
 
 #include "quorvan.h"
@@ -74,6 +75,7 @@ struct Environment {
   int runningThreads;
   void *constraintTypes;
   int constraintTypeCount;
+  uint32_t randomState;  // the Environment's random stream, never reset per run
 };
 
 namespace qvn {
@@ -94,5 +96,11 @@ void envLock(Environment *env);
 void envUnlock(Environment *env);
 void envLockDestroy(Environment *env);
 void runThreads(Environment *env, void (*routine)(void *), int count, void **arguments);
+
+// Next value of the Environment's random stream, in [0, 1).
+inline double nextRandom(Environment *env) {
+  env->randomState = env->randomState * 1103515245u + 12345u;
+  return static_cast<double>((env->randomState >> 16) & 0x7fff) / 32768.0;
+}
 
 } // namespace qvn

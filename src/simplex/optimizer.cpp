@@ -1,6 +1,8 @@
 // The entry points of the continuous optimizers: frame, method choice, the
 // steps around a main loop, and the storing of the result.
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 
 #include "model/problem.h"
 #include "simplex/loops.h"
@@ -39,15 +41,15 @@ bool dualFeasibleForRealCosts(SimplexEngine &e) {
 }
 
 int runMethod(SimplexEngine &e, int method) {
-  if (method == kPrimal) return runPrimalSimplex(e);
-  int status = runDualSimplex(e);
+  int status = method == kPrimal ? runPrimalSimplex(e) : runDualSimplex(e);
+  if (status == kRunUnbounded && method == kDual) {
+    // The dual is infeasible, so the primal is unbounded or infeasible; the
+    // primal loop tells which.
+    status = runPrimalSimplex(e);
+  }
   if (status == kRunOptimal && e.costsShifted && !dualFeasibleForRealCosts(e)) {
     // Shifted costs hid a dual infeasibility: the primal loop finishes from
     // the primal feasible basis.
-    status = runPrimalSimplex(e);
-  } else if (status == kRunUnbounded) {
-    // The dual is infeasible, so the primal is unbounded or infeasible; the
-    // primal loop tells which.
     status = runPrimalSimplex(e);
   }
   return status;
@@ -97,6 +99,7 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   s.primalComputed = s.dualComputed = true;
   s.primalFeasible = maxPrimalInfeasibility(e) <= e.primalTol;
   s.dualFeasible = runStatus == kRunOptimal;
+  if (getenv("QVN_DEBUG")) { int c = 0; double di = dualInfeasibility(e, false, &c); fprintf(stderr, "pinf %g dinf %g (%d) status %d\n", maxPrimalInfeasibility(e), di, c, runStatus); }
   lp->status = runStatus;
   (void)env;
 }

@@ -10,17 +10,30 @@ namespace qvn {
 
 namespace {
 
+// Primal infeasibility below which a solution counts as exact after perturbation.
+constexpr double kCleanTol = 1e-9;
+
+struct PrimalWork {
+  // Bounds of the phase 2 problem: the LP's own, or moved out by perturbation.
+  EnvVector<double> baseLower, baseUpper;
+  bool perturbed = false;
+  int perturbations = 0;
+  // Devex reference weights of the nonbasic variables.
+  EnvVector<double> weight;
+  int degenerateRun = 0;  // iterations since the objective last moved
+};
+
 // Sets phase 1 or phase 2 costs and bounds; returns the phase.
-int setPhase(SimplexEngine &e) {
+int setPhase(SimplexEngine &e, const PrimalWork &w) {
   const WorkLp &lp = *e.lp;
   bool infeasible = false;
   for (int j = 0; j < e.nt; ++j) {
-    e.lower[j] = lp.lower[j];
-    e.upper[j] = lp.upper[j];
+    e.lower[j] = w.baseLower[j];
+    e.upper[j] = w.baseUpper[j];
   }
   for (int k = 0; k < e.m; ++k) {
     const int j = e.head[k];
-    if (e.x[j] < lp.lower[j] - e.primalTol || e.x[j] > lp.upper[j] + e.primalTol) infeasible = true;
+    if (e.x[j] < e.lower[j] - e.primalTol || e.x[j] > e.upper[j] + e.primalTol) infeasible = true;
   }
   if (!infeasible) {
     for (int j = 0; j < e.nt; ++j) e.cost[j] = lp.cost[j];
@@ -29,17 +42,33 @@ int setPhase(SimplexEngine &e) {
   for (int j = 0; j < e.nt; ++j) e.cost[j] = 0.0;
   for (int k = 0; k < e.m; ++k) {
     const int j = e.head[k];
-    if (e.x[j] < lp.lower[j] - e.primalTol) {
+    if (e.x[j] < w.baseLower[j] - e.primalTol) {
       e.cost[j] = -1.0;
-      e.upper[j] = lp.lower[j];
+      e.upper[j] = w.baseLower[j];
       e.lower[j] = -kInfinity;
-    } else if (e.x[j] > lp.upper[j] + e.primalTol) {
+    } else if (e.x[j] > w.baseUpper[j] + e.primalTol) {
       e.cost[j] = 1.0;
-      e.lower[j] = lp.upper[j];
+      e.lower[j] = w.baseUpper[j];
       e.upper[j] = kInfinity;
     }
   }
   return 1;
+}
+
+// Moves the bounds of the basic variables outwards by small random amounts, so
+// that degenerate basics stand strictly inside and steps become positive.
+void perturbBounds(SimplexEngine &e, PrimalWork &w) {
+  const double magnitude = std::min(e.env->generalParams->epper, 1e-6);
+  for (int k = 0; k < e.m; ++k) {
+    const int j = e.head[k];
+    if (w.baseLower[j] == w.baseUpper[j]) continue;
+    if (w.baseLower[j] > -kInfinity)
+      w.baseLower[j] -= (1.0 + nextRandom(e.env)) * magnitude * (1.0 + std::fabs(w.baseLower[j]));
+    if (w.baseUpper[j] < kInfinity)
+      w.baseUpper[j] += (1.0 + nextRandom(e.env)) * magnitude * (1.0 + std::fabs(w.baseUpper[j]));
+  }
+  w.perturbed = true;
+  if (e.display > 0) QVNmsg(e.env->resultsChannel, "Perturbation started.\n");
 }
 
 double sumInfeasibility(const SimplexEngine &e) {
@@ -64,10 +93,11 @@ void logPrimal(SimplexEngine &e, int phase) {
            e.lp->sense * objectiveValue(e) + e.lp->offset);
 }
 
-// Entering variable by the largest reduced cost violation; -1 when none.
-int chooseEntering(const SimplexEngine &e) {
+// Entering variable by the largest squared reduced cost violation over its
+// devex weight; -1 when none.
+int chooseEntering(const SimplexEngine &e, const PrimalWork &w) {
   int q = -1;
-  double best = e.dualTol;
+  double best = 0.0;
   for (int j = 0; j < e.nt; ++j) {
     if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
     const double d = e.dj[j];
@@ -77,7 +107,9 @@ int chooseEntering(const SimplexEngine &e) {
     case kAtUpper: v = d; break;
     default: v = std::fabs(d); break;
     }
-    if (v > best) best = v, q = j;
+    if (v <= e.dualTol) continue;
+    const double merit = v * v / w.weight[j];
+    if (merit > best) best = merit, q = j;
   }
   return q;
 }
@@ -141,31 +173,58 @@ int rebuild(SimplexEngine &e) {
 
 int runPrimalSimplex(SimplexEngine &e) {
   const WorkLp &lp = *e.lp;
+  PrimalWork w;
+  w.baseLower.assign(lp.lower.begin(), lp.lower.end());
+  w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
+  w.weight.assign(static_cast<size_t>(e.nt > 0 ? e.nt : 1), 1.0);
+  // Degenerate iterations tolerated before the bounds are perturbed.
+  const int trigger = e.env->generalParams->perlim > 0 ? e.env->generalParams->perlim : std::max(50, std::min(e.m / 10, 400));
   QVN_TRY(rebuild(e));
-  int phase = setPhase(e);
+  if (e.env->generalParams->perind == 1) perturbBounds(e, w);
+  int phase = setPhase(e, w);
   computeDual(e);
   logPrimal(e, phase);
   bool fresh = true;
+  auto refresh = [&]() -> int {
+    QVN_TRY(rebuild(e));
+    phase = setPhase(e, w);
+    computeDual(e);
+    fresh = true;
+    return 0;
+  };
   for (;;) {
     if (int s = checkLimits(e)) return s;
     if (refactorDue(e.factor)) {
-      QVN_TRY(rebuild(e));
-      phase = setPhase(e);
-      computeDual(e);
-      fresh = true;
+      QVN_TRY(refresh());
       logPrimal(e, phase);
     }
-    const int q = chooseEntering(e);
+    const int q = chooseEntering(e, w);
     if (q < 0) {
       if (!fresh) {
-        QVN_TRY(rebuild(e));
-        phase = setPhase(e);
-        computeDual(e);
-        fresh = true;
+        QVN_TRY(refresh());
         continue;
       }
-      if (phase == 2) return kRunOptimal;
-      return kRunInfeasible;
+      if (phase == 1) return kRunInfeasible;
+      if (!w.perturbed) return kRunOptimal;
+      // Optimal for the perturbed bounds: restore them and go on; a basis that
+      // lost feasibility goes through phase 1 again.
+      w.baseLower.assign(lp.lower.begin(), lp.lower.end());
+      w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
+      w.perturbed = false;
+      if (e.display > 0) QVNmsg(e.env->resultsChannel, "Removing perturbation.\n");
+      QVN_TRY(refresh());
+      if (phase == 2 && maxPrimalInfeasibility(e) > kCleanTol) {
+        // Residues of the perturbation inside the tolerance can still cost
+        // objective accuracy on degenerate models: the basis is dual feasible,
+        // so the dual loop removes them with a tight primal tolerance.
+        const double saved = e.primalTol;
+        e.primalTol = kCleanTol;
+        const int cleaned = runDualSimplex(e);
+        e.primalTol = saved;
+        if (cleaned == kRunOptimal || cleaned >= kRunIterLimit || cleaned >= 1000) return cleaned;
+        QVN_TRY(refresh());
+      }
+      continue;
     }
     const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
     HVector &col = e.column;
@@ -178,10 +237,7 @@ int runPrimalSimplex(SimplexEngine &e) {
     if (r == -2) {
       hvClear(col);
       if (!fresh) {
-        QVN_TRY(rebuild(e));
-        phase = setPhase(e);
-        computeDual(e);
-        fresh = true;
+        QVN_TRY(refresh());
         continue;
       }
       if (phase == 2) return kRunUnbounded;
@@ -192,60 +248,76 @@ int runPrimalSimplex(SimplexEngine &e) {
       const int pos = col.index[k];
       e.x[e.head[pos]] -= dir * step * col.array[pos];
     }
+    ++e.iterations;
+    if (phase == 1) ++e.phase1Iterations;
+    fresh = false;
+    w.degenerateRun = step * std::fabs(e.dj[q]) > 1e-12 ? 0 : w.degenerateRun + 1;
     if (r == -1) {
       e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
       placeNonbasic(e, q);
       hvClear(col);
-    } else {
-      e.x[q] += dir * step;
-      const int leaving = e.head[r];
-      const double alphaR = col.array[r];
-      // The leaving variable sits at the bound it reached; in phase 1 that is
-      // also a bound of the real problem, so its real bounds come back.
-      const double g = -dir * alphaR;
-      const double bound = g < 0 ? e.lower[leaving] : e.upper[leaving];
-      e.lower[leaving] = lp.lower[leaving];
-      e.upper[leaving] = lp.upper[leaving];
-      const signed char leaveMove = (e.lower[leaving] > -kInfinity && bound <= e.lower[leaving]) ? kAtLower
-                                    : (e.upper[leaving] < kInfinity && bound >= e.upper[leaving]) ? kAtUpper
-                                                                                                  : kAtLower;
-      // Reduced costs by the pivot row.
-      HVector &rho = e.rowRho;
-      hvClear(rho);
-      rho.array[r] = 1.0;
-      rho.index[0] = r;
-      rho.count = 1;
-      btran(e.factor, rho);
-      computePivotRow(e);
-      const double thetaD = e.dj[q] / e.rowAlpha.array[q];
-      const double *alpha = e.rowAlpha.array.data();
-      for (int j = 0; j < e.nt; ++j)
-        if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
-      for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
-      updateFactor(e.factor, r, alphaR);
-      changeBasis(e, q, r, leaveMove);
-      e.x[leaving] = bound;
-      e.dj[leaving] = -thetaD;
-      hvClear(rho);
-      hvClear(e.rowAlpha);
-      hvClear(col);
-      ++e.iterations;
-      if (phase == 1) ++e.phase1Iterations;
-      fresh = false;
-      if (phase == 1) {
-        // The cost of a variable that became feasible changes the phase 1 objective.
-        const int newPhase = setPhase(e);
-        computeDual(e);
-        if (newPhase == 2) {
-          phase = 2;
-          logPrimal(e, phase);
-        }
-      }
       continue;
     }
-    ++e.iterations;
-    if (phase == 1) ++e.phase1Iterations;
-    fresh = false;
+    e.x[q] += dir * step;
+    const int leaving = e.head[r];
+    const double alphaR = col.array[r];
+    // The leaving variable sits at the bound it reached; in phase 1 that is
+    // also a bound of the phase 2 problem, whose bounds come back.
+    const double g = -dir * alphaR;
+    const double bound = g < 0 ? e.lower[leaving] : e.upper[leaving];
+    e.lower[leaving] = w.baseLower[leaving];
+    e.upper[leaving] = w.baseUpper[leaving];
+    const signed char leaveMove = (e.lower[leaving] > -kInfinity && bound <= e.lower[leaving]) ? kAtLower
+                                  : (e.upper[leaving] < kInfinity && bound >= e.upper[leaving]) ? kAtUpper
+                                                                                                : kAtLower;
+    // Reduced costs and devex weights by the pivot row.
+    HVector &rho = e.rowRho;
+    hvClear(rho);
+    rho.array[r] = 1.0;
+    rho.index[0] = r;
+    rho.count = 1;
+    btran(e.factor, rho);
+    computePivotRow(e);
+    const double alphaQ = e.rowAlpha.array[q];
+    const double thetaD = e.dj[q] / alphaQ;
+    const double *alpha = e.rowAlpha.array.data();
+    const double wq = w.weight[q];
+    double biggest = 0.0;
+    for (int j = 0; j < e.nt; ++j) {
+      if (e.basicPos[j] >= 0 || alpha[j] == 0.0) continue;
+      e.dj[j] -= thetaD * alpha[j];
+      const double ratio = alpha[j] / alphaQ;
+      w.weight[j] = std::max(w.weight[j], ratio * ratio * wq);
+      biggest = std::max(biggest, w.weight[j]);
+    }
+    for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
+    updateFactor(e.factor, r, alphaR);
+    changeBasis(e, q, r, leaveMove);
+    e.x[leaving] = bound;
+    e.dj[leaving] = -thetaD;
+    w.weight[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
+    // Weights that grew out of all proportion restart the reference framework.
+    if (biggest > 1e6) std::fill(w.weight.begin(), w.weight.end(), 1.0);
+    hvClear(rho);
+    hvClear(e.rowAlpha);
+    hvClear(col);
+    if (!w.perturbed && w.perturbations < 3 && w.degenerateRun > trigger) {
+      ++w.perturbations;
+      perturbBounds(e, w);
+      w.degenerateRun = 0;
+      phase = setPhase(e, w);
+      computeDual(e);
+      continue;
+    }
+    if (phase == 1) {
+      // A variable that became feasible changes the phase 1 objective.
+      const int newPhase = setPhase(e, w);
+      computeDual(e);
+      if (newPhase == 2) {
+        phase = 2;
+        logPrimal(e, phase);
+      }
+    }
   }
 }
 
