@@ -1,10 +1,12 @@
 // quorvan: converts model files between formats and prints their statistics.
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 #include "cli_options.h"
 #include "formats/formats.h"
 #include "quorvan.h"
+#include "solve_command.h"
 
 namespace {
 
@@ -56,9 +58,12 @@ void printStats(const qvn::ModelImage &m, const char *file) {
 } // namespace
 
 int main(int argc, char **argv) {
+  // The solve verb has options of its own.
+  if (argc >= 2 && std::strcmp(argv[1], "solve") == 0) return qvncli::runSolve(argc - 1, argv + 1);
   const qvncli::CliOptions o = qvncli::parseOptions(argc, argv);
   if (o.verb == "help") {
     std::fputs(qvncli::usageText(), stdout);
+    std::fputs(qvncli::solveUsageText(), stdout);
     return 0;
   }
   if (!o.error.empty()) {

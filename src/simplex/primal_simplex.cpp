@@ -204,26 +204,32 @@ int runPrimalSimplex(SimplexEngine &e) {
         QVN_TRY(refresh());
         continue;
       }
-      if (phase == 1) return kRunInfeasible;
-      if (!w.perturbed) return kRunOptimal;
-      // Optimal for the perturbed bounds: restore them and go on; a basis that
-      // lost feasibility goes through phase 1 again.
+      if (!w.perturbed) return phase == 1 ? kRunInfeasible : kRunOptimal;
+      // No candidate on moved bounds proves nothing: restore them. Only an
+      // unperturbed phase 1 can prove infeasibility.
       w.baseLower.assign(lp.lower.begin(), lp.lower.end());
       w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
       w.perturbed = false;
       if (e.display > 0) QVNmsg(e.env->resultsChannel, "Removing perturbation.\n");
-      QVN_TRY(refresh());
+      for (int j = 0; j < e.nt; ++j) {
+        e.lower[j] = lp.lower[j];
+        e.upper[j] = lp.upper[j];
+        e.cost[j] = lp.cost[j];
+        if (e.basicPos[j] < 0) placeNonbasic(e, j);
+      }
+      QVN_TRY(rebuild(e));
       if (phase == 2 && maxPrimalInfeasibility(e) > kCleanTol) {
-        // Residues of the perturbation inside the tolerance can still cost
-        // objective accuracy on degenerate models: the basis is dual feasible,
-        // so the dual loop removes them with a tight primal tolerance.
+        // The basis is optimal for the moved bounds and so dual feasible for
+        // the real ones: the dual loop removes what the moves left behind,
+        // with a tight primal tolerance so that no objective accuracy is lost.
         const double saved = e.primalTol;
         e.primalTol = kCleanTol;
         const int cleaned = runDualSimplex(e);
         e.primalTol = saved;
-        if (cleaned == kRunOptimal || cleaned >= kRunIterLimit || cleaned >= 1000) return cleaned;
-        QVN_TRY(refresh());
+        if (cleaned == kRunOptimal || (cleaned >= kRunIterLimit && cleaned <= kRunAborted) || cleaned >= 1000)
+          return cleaned;
       }
+      QVN_TRY(refresh());
       continue;
     }
     const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
@@ -270,6 +276,18 @@ int runPrimalSimplex(SimplexEngine &e) {
     const signed char leaveMove = (e.lower[leaving] > -kInfinity && bound <= e.lower[leaving]) ? kAtLower
                                   : (e.upper[leaving] < kInfinity && bound >= e.upper[leaving]) ? kAtUpper
                                                                                                 : kAtLower;
+    // The Harris test lets a variable leave a little beyond its bound. Rather
+    // than snapping it back, which would silently move every basic variable,
+    // the bound is shifted to where the variable stands.
+    double leaveValue = bound;
+    const double reached = e.x[leaving];
+    if (leaveMove == kAtLower && reached < e.lower[leaving]) {
+      w.baseLower[leaving] = e.lower[leaving] = leaveValue = reached;
+      w.perturbed = true;
+    } else if (leaveMove == kAtUpper && reached > e.upper[leaving]) {
+      w.baseUpper[leaving] = e.upper[leaving] = leaveValue = reached;
+      w.perturbed = true;
+    }
     // Reduced costs and devex weights by the pivot row.
     HVector &rho = e.rowRho;
     hvClear(rho);
@@ -293,7 +311,7 @@ int runPrimalSimplex(SimplexEngine &e) {
     for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
     updateFactor(e.factor, r, alphaR);
     changeBasis(e, q, r, leaveMove);
-    e.x[leaving] = bound;
+    e.x[leaving] = leaveValue;
     e.dj[leaving] = -thetaD;
     w.weight[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
     // Weights that grew out of all proportion restart the reference framework.
