@@ -905,7 +905,8 @@ struct LpReader {
     if (!isValue) {
       // name sense value
       double v;
-      QVN_TRY(boundValue(second, std::strlen(second), &v, true));
+      const int got = boundValue(second, std::strlen(second), &v, true);
+      if (got < 0) return got;
       const int j = boundColumn(p, firstLength);
       if (j >= 0) record(j, s1, v, false);
       return 0;
@@ -925,7 +926,8 @@ struct LpReader {
     const char *third = q + l2;
     if (!*third) return error(1623);
     double v2;
-    QVN_TRY(boundValue(third, std::strlen(third), &v2, true));
+    const int got = boundValue(third, std::strlen(third), &v2, true);
+    if (got < 0) return got;
     if (s1 == 'E' || s1 != s2)
       QVNmsg(env->warningChannel, "Warning, line %d: Possible sense conflict.\n", line);
     if (j >= 0) {

@@ -1,0 +1,6 @@
+list(APPEND QUORVAN_TEST_SOURCES
+  formats/format_test_support.cpp
+  formats/number_format_test.cpp
+  formats/mps_reader_test.cpp
+  formats/lp_reader_test.cpp
+)
