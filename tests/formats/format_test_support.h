@@ -35,7 +35,8 @@ std::string compareModels(const qvn::ModelImage &expected, const qvn::ModelImage
 
 // What an LP file makes of a model: names repaired as the LP writer does,
 // ranged rows turned into equality rows with a range column "Rg<row>".
-qvn::ModelImage lpView(const qvn::ModelImage &model);
+// `namesCollide` tells that two names became one, which LP cannot hold.
+qvn::ModelImage lpView(const qvn::ModelImage &model, bool *namesCollide);
 
 int countOf(const std::string &text, const std::string &piece);
 

@@ -3,4 +3,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/number_format_test.cpp
   formats/mps_reader_test.cpp
   formats/lp_reader_test.cpp
+  formats/shared_models_test.cpp
 )
