@@ -4,4 +4,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/mps_reader_test.cpp
   formats/lp_reader_test.cpp
   formats/shared_models_test.cpp
+  formats/writers_test.cpp
 )
