@@ -348,6 +348,8 @@ struct LpReader {
   // Number scan of a coefficient: number characters, giving back a last e/E
   // that has something behind it, so that `3ex` is 3 times `ex`.
   const char *scanCoefficient(const char *p) {
+    // A leading e or E starts a name (to be judged by the name rules), never a number.
+    if (*p == 'e' || *p == 'E') return p;
     const char *q = p;
     while (lpIs(*q, CC_NumberChar)) ++q;
     if (q > p && lpIs(q[-1], CC_Exponent) && *q) --q;
