@@ -78,7 +78,8 @@ TEST_F(Malformed, MpsFiles) {
   check("rimset.mps", rows + cols + "RHS\n a c1 1\n b c1 2\n a c1 3\n", 1447, "Line 11: RHS 'a' repeats");
   // a file cut in the middle of a line: the value is missing, the read stands
   check("truncated.mps", rows + "COLUMNS\n x obj 1 c1", 0, "'ENDATA' missing");
-  check("junk.mps", std::string("\x01\x02\xff\xfe\x7f garbage\x00\x00 more", 24), 1441, "No NAME section");
+  const char junk[] = "\x01\x02\xff\xfe\x7f garbage\x00\x00 more";
+  check("junk.mps", std::string(junk, sizeof junk - 1), 1441, "No NAME section");
   std::string huge = rows + cols + "RHS\n rhs c1 " + std::string(10 * 1024 * 1024, '7') + "\nENDATA\n";
   check("huge.mps", huge, 1465, "Line 9: Line longer than limit of 559 characters");
 }
@@ -97,7 +98,8 @@ TEST_F(Malformed, LpFiles) {
   check("truncated.lp", "Min\n obj: x + y\nst\n c: x + y >= 1\n d: x + \n", 0, "Unfinished constraint is discarded");
   check("chars.lp", "Min\n obj: x \x01+ y\nEnd\n", 0, "Warning, line 2: Unexpected character code 1 skipped.");
   check("bound.lp", "Min\n obj: x\nBounds\n x 5\nEnd\n", 1621, "Line 4: No bound sense");
-  check("junk.lp", std::string("\xff\xfe\x01 \x02\x7f\n\x00\x00\n", 10), 1436, "Max or Min missing");
+  const char junk[] = "\xff\xfe\x01 \x02\x7f\n\x00\x00\n";
+  check("junk.lp", std::string(junk, sizeof junk - 1), 1436, "Max or Min missing");
   check("huge.lp", "Min\n obj: " + std::string(10 * 1024 * 1024, 'x') + "\nEnd\n", 1464,
         "Line 2: Identifier/name too long to process");
   // a 10 MB line with signs in reach is legal
