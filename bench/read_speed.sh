@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Read speed against glpsol: the largest shared model, and generated MPS and LP
-# files of 1,000,000 nonzeros. Prints seconds for each reader and the ratio.
+# files of 1,000,000 nonzeros. Prints processor seconds for each reader (the
+# wall clock is useless on a shared machine) and the ratio.
 # Usage: bench/read_speed.sh [path/to/quorvan]
 set -u
 here=$(cd "$(dirname "$0")/.." && pwd)
@@ -13,25 +14,23 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-seconds() {  # runs a command, prints its wall time in seconds
-  local start end
-  start=$(date +%s.%N)
-  "$@" >/dev/null 2>&1
-  end=$(date +%s.%N)
-  echo "$end - $start" | bc -l
+seconds() {  # runs a command, prints its processor time (user + system) in seconds
+  /usr/bin/time -f "%U %S" -o "$work/time" "$@" >/dev/null 2>&1
+  awk '{print $1 + $2}' "$work/time"
 }
 
 compare() {  # label, our file, glpsol format option, glpsol file
   local ours theirs
   ours=$(seconds "$tool" stats "$2")
   theirs=$(seconds glpsol "$3" "$4" --check)
-  printf "%-34s quorvan %7.3f s   glpsol %7.3f s   ratio %5.2f\n" "$1" "$ours" "$theirs" "$(echo "$ours / $theirs" | bc -l)"
+  printf "%-34s quorvan %7.3f s   glpsol %7.3f s   ratio %5.2f\n" "$1" "$ours" "$theirs" \
+    "$(awk -v a="$ours" -v b="$theirs" 'BEGIN { print (b > 0 ? a / b : 0) }')"
 }
 
 largest=$(ls -S "$data"/netlib/*.mps.gz "$data"/miplib3/*.mps.gz 2>/dev/null | head -1)
 if [ -n "$largest" ]; then
   zcat "$largest" > "$work/largest.mps"
-  compare "$(basename "$largest" .gz)" "$work/largest.mps" --mps "$work/largest.mps"
+  compare "$(basename "$largest" .gz)" "$work/largest.mps" --freemps "$work/largest.mps"
 fi
 
 # 100,000 columns with 10 entries each over 50,000 rows, random coefficients.

@@ -86,7 +86,9 @@ TEST_F(SharedModels, RoundTripsKeepEveryNumberNameAndType) {
     // MPS -> LP: what LP can hold is kept; ranges come back as range columns
     bool collide = false;
     const ModelImage expected = qvntest::lpView(original, &collide);
-    if (!collide) EXPECT_EQ(qvntest::compareModels(expected, viaLp, {true, 1e-14}), "");
+    if (!collide) {
+      EXPECT_EQ(qvntest::compareModels(expected, viaLp, {true, 1e-14}), "");
+    }
     ASSERT_EQ(writeModelImage(env, viaLp, mps.c_str(), nullptr), 0);
     ASSERT_EQ(readModelImage(env, mps.c_str(), nullptr, viaMps), 0) << takeErrors();
     EXPECT_EQ(qvntest::compareModels(viaLp, viaMps, {false, 1e-14}), "");
