@@ -7,4 +7,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/writers_test.cpp
   formats/malformed_test.cpp
   formats/dispatch_test.cpp
+  formats/cli_test.cpp
 )
