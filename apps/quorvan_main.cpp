@@ -44,7 +44,9 @@ void printStats(const qvn::ModelImage &m, const char *file) {
   std::printf("  %-18s %s\n", "objective", m.objSense == -1 ? "maximize" : "minimize");
   std::printf("  %-18s %d\n", "rows", m.numRows);
   std::printf("  %-18s %d\n", "columns", m.numCols);
-  std::printf("  %-18s %lld\n", "nonzeros", static_cast<long long>(m.numNonzeros()));
+  long long nonzeros = 0;
+  for (double v : m.value) nonzeros += v != 0.0;
+  std::printf("  %-18s %lld\n", "nonzeros", nonzeros);
   std::printf("  %-18s %d (%d binary)\n", "integers", integers, binaries);
   if (m.sos.count) std::printf("  %-18s %d\n", "sos sets", m.sos.count);
   if (!m.qValue.empty()) std::printf("  %-18s %zu\n", "quadratic terms", m.qValue.size());

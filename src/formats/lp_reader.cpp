@@ -348,6 +348,8 @@ struct LpReader {
   // Number scan of a coefficient: number characters, giving back a last e/E
   // that has something behind it, so that `3ex` is 3 times `ex`.
   const char *scanCoefficient(const char *p) {
+    // A leading e or E starts a name (to be judged by the name rules), never a number.
+    if (*p == 'e' || *p == 'E') return p;
     const char *q = p;
     while (lpIs(*q, CC_NumberChar)) ++q;
     if (q > p && lpIs(q[-1], CC_Exponent) && *q) --q;
@@ -905,7 +907,8 @@ struct LpReader {
     if (!isValue) {
       // name sense value
       double v;
-      QVN_TRY(boundValue(second, std::strlen(second), &v, true));
+      const int got = boundValue(second, std::strlen(second), &v, true);
+      if (got < 0) return got;
       const int j = boundColumn(p, firstLength);
       if (j >= 0) record(j, s1, v, false);
       return 0;
@@ -925,7 +928,8 @@ struct LpReader {
     const char *third = q + l2;
     if (!*third) return error(1623);
     double v2;
-    QVN_TRY(boundValue(third, std::strlen(third), &v2, true));
+    const int got = boundValue(third, std::strlen(third), &v2, true);
+    if (got < 0) return got;
     if (s1 == 'E' || s1 != s2)
       QVNmsg(env->warningChannel, "Warning, line %d: Possible sense conflict.\n", line);
     if (j >= 0) {

@@ -118,7 +118,10 @@ struct LpWriter {
     char *p = text;
     if (v < 0) p += std::sprintf(p, " -");
     else if (!first) p += std::sprintf(p, " +");
-    if (std::fabs(std::fabs(v) - 1.0) >= 1e-13) {
+    // A coefficient of 1 is left out; one that differs from 1 in its written
+    // digits (1.00000000000001) keeps them, so that nothing is lost.
+    char digits[40];
+    if (std::fabs(std::fabs(v) - 1.0) >= 1e-13 || (formatNumber(std::fabs(v), digits) > 0 && std::strcmp(digits, "1") != 0)) {
       *p++ = ' ';
       p = number(v, p);
     }

@@ -24,7 +24,11 @@ inline uint64_t hashName(const char *name, size_t length) {
     h ^= static_cast<unsigned char>(name[k]);
     h *= 1099511628211ull;
   }
-  return h ^ (h >> 29);
+  // FNV leaves the low bits of similar names alike: mix before masking.
+  h ^= h >> 33;
+  h *= 0xff51afd7ed558ccdull;
+  h ^= h >> 33;
+  return h;
 }
 
 inline bool sameName(const char *stored, const char *name, size_t length) {
@@ -36,33 +40,42 @@ inline bool sameName(const char *stored, const char *name, size_t length) {
 int NameIndex::find(const NameList &list, const char *name, size_t length) const {
   if (slot.empty()) return -1;
   const size_t mask = slot.size() - 1;
-  for (size_t s = hashName(name, length) & mask;; s = (s + 1) & mask) {
+  const uint64_t h = hashName(name, length);
+  const uint32_t bits = static_cast<uint32_t>(h >> 32);
+  for (size_t s = h & mask;; s = (s + 1) & mask) {
     const int at = slot[s];
     if (at < 0) return -1;
-    if (sameName(list.get(at), name, length)) return at;
+    if (check[s] == bits && sameName(list.get(at), name, length)) return at;
   }
 }
 
 int NameIndex::insert(const NameList &list, int index) {
   if (static_cast<size_t>(used + 1) * 2 > slot.size()) {
     EnvVector<int> grown(std::max<size_t>(64, slot.size() * 2), -1);
+    EnvVector<uint32_t> grownCheck(grown.size(), 0);
     const size_t mask = grown.size() - 1;
     for (int at : slot) {
       if (at < 0) continue;
       const char *n = list.get(at);
-      size_t s = hashName(n, std::strlen(n)) & mask;
+      const uint64_t h = hashName(n, std::strlen(n));
+      size_t s = h & mask;
       while (grown[s] >= 0) s = (s + 1) & mask;
       grown[s] = at;
+      grownCheck[s] = static_cast<uint32_t>(h >> 32);
     }
     slot.swap(grown);
+    check.swap(grownCheck);
   }
   const char *name = list.get(index);
   const size_t length = std::strlen(name);
   const size_t mask = slot.size() - 1;
-  size_t s = hashName(name, length) & mask;
+  const uint64_t h = hashName(name, length);
+  const uint32_t bits = static_cast<uint32_t>(h >> 32);
+  size_t s = h & mask;
   for (; slot[s] >= 0; s = (s + 1) & mask)
-    if (sameName(list.get(slot[s]), name, length)) return slot[s];
+    if (check[s] == bits && sameName(list.get(slot[s]), name, length)) return slot[s];
   slot[s] = index;
+  check[s] = bits;
   ++used;
   return index;
 }

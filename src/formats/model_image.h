@@ -33,7 +33,8 @@ struct NameList {
 
 // Open hashing from name text to index, over the texts of a NameList.
 struct NameIndex {
-  EnvVector<int> slot;  // -1 free, else index into the list
+  EnvVector<int> slot;        // -1 free, else index into the list
+  EnvVector<uint32_t> check;  // hash bits of the entry in each slot, tested before the text
   int used = 0;
   // Index of `name` in `list`, or -1.
   int find(const NameList &list, const char *name, size_t length) const;

@@ -965,7 +965,8 @@ struct MpsReader {
         if (next == kSecBounds && section == kSecRanges) { section = next; continue; }
         if (next < kSecQuadObj || next > kSecEndata) return error(1475);
       } else if (section >= kSecQuadObj) {
-        const bool ok = next <= kSecEndata && (next > section || (next == kSecQcMatrix && section == kSecQcMatrix));
+        // The tail sections come in any order: the writer puts SOS before QMATRIX.
+        const bool ok = next >= kSecQuadObj && next <= kSecEndata;
         if (!ok) return error(section == kSecIndicators ? 1462 : 1475);
       }
       if (next >= kSecQuadObj) finishBounds();

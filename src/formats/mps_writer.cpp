@@ -146,6 +146,8 @@ struct MpsWriter {
     if (status != 0) return status;
 
     writeFormat(out, "NAME          %.255s\n", (!generic && img.probName.size()) ? img.probName.get(0) : "");
+    // The sense section keeps a maximization one; the reader takes it.
+    if (img.objSense == -1) writeText(out, "OBJSENSE\n    MAX\n");
     writeText(out, "ROWS\n");
     writeFormat(out, " N  %.255s\n", objName);
     for (int i = 0; i < img.numRows; ++i) {

@@ -1,8 +1,8 @@
-// The number converter follows the accumulation of the file formats (digits
-// into a double, fraction over a divisor, a power of ten built by repeated
-// multiplication) but takes the exact route whenever the digits fit: a mantissa
-// of at most 15 digits and a net power of ten within 22 are both exact doubles,
-// so one multiplication or division gives the correctly rounded value.
+// The number converter checks the syntax of the file formats (sign, digits,
+// point, exponent limited to 37) and takes the exact route whenever the digits
+// fit: a mantissa of at most 15 digits and a net power of ten within 22 are
+// both exact doubles, so one multiplication or division gives the correctly
+// rounded value. Other numbers go through the C library's conversion.
 #include "formats/number_format.h"
 
 #include <cmath>
@@ -86,10 +86,19 @@ NumberParse parseNumber(const char *text, size_t length, bool mpsExponent, doubl
       const double m = static_cast<double>(mantissa);
       result = net >= 0 ? m * kExactPowers[net] : m / kExactPowers[-net];
     } else {
-      result = whole + numerator / divisor;
-      double scale = 1.0;
-      for (int k = 0; k < (exponent < 0 ? -exponent : exponent); ++k) scale *= 10.0;
-      result = exponent < 0 ? result / scale : result * scale;
+      // Long mantissas and large powers: the syntax is checked, so the C
+      // library's conversion gives the correctly rounded value.
+      char copy[64];
+      if (length < sizeof copy) {
+        for (size_t k = 0; k < length; ++k) copy[k] = (text[k] == 'd' || text[k] == 'D') ? 'e' : text[k];
+        copy[length] = '\0';
+        result = std::fabs(std::strtod(copy, nullptr));
+      } else {
+        result = whole + numerator / divisor;
+        double scale = 1.0;
+        for (int k = 0; k < (exponent < 0 ? -exponent : exponent); ++k) scale *= 10.0;
+        result = exponent < 0 ? result / scale : result * scale;
+      }
     }
   }
   *value = negative ? -result : result;

@@ -1,0 +1,69 @@
+// The quorvan command-line tool, run as a separate process next to the tests.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "formats/format_test_support.h"
+
+namespace qvn {
+
+using qvntest::FormatFixture;
+
+class Cli : public FormatFixture {
+protected:
+  void SetUp() override {
+    FormatFixture::SetUp();
+    tool = (std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "apps" / "quorvan").string();
+    if (!std::filesystem::exists(tool)) GTEST_SKIP() << "tool not built";
+  }
+  // Runs the tool with `args`; returns its exit code, output in `out`.
+  int run(const std::string &args, std::string &out) {
+    const std::string command = tool + " " + args + " 2>&1";
+    FILE *pipe = popen(command.c_str(), "r");
+    if (!pipe) return -1;
+    out.clear();
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    const int status = pclose(pipe);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  std::string tool;
+};
+
+TEST_F(Cli, ConvertStatsAndErrors) {
+  std::string out;
+  EXPECT_EQ(run("--help", out), 0);
+  EXPECT_NE(out.find("convert IN OUT"), std::string::npos);
+  EXPECT_NE(run("", out), 0);
+  EXPECT_NE(out.find("no command given"), std::string::npos);
+  EXPECT_NE(run("frobnicate x", out), 0);
+  EXPECT_NE(run("convert onlyone", out), 0);
+  EXPECT_NE(out.find("convert takes 2 files"), std::string::npos);
+
+  const std::string lp = writeFile("m.lp",
+                                   "Minimize\n obj: x + 2 y\nSubject To\n c1: x + y >= 1\n c2: 0.5 x - 3e5 y <= 4\n"
+                                   "Bounds\n y <= 7\nGenerals\n y\nEnd\n");
+  ASSERT_EQ(run("convert " + lp + " " + path("m.mps.gz"), out), 0) << out;
+  ASSERT_EQ(run("stats " + path("m.mps.gz"), out), 0) << out;
+  EXPECT_NE(out.find("  rows               2\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("  columns            2\n"), std::string::npos);
+  EXPECT_NE(out.find("  nonzeros           4\n"), std::string::npos);
+  EXPECT_NE(out.find("  integers           1 (0 binary)\n"), std::string::npos);
+  EXPECT_NE(out.find("  matrix             [5e-01, 3e+05]\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("  bounds             [7e+00, 7e+00]\n"), std::string::npos) << out;
+
+  EXPECT_EQ(run("stats " + path("absent.mps"), out), 1);
+  EXPECT_NE(out.find("Could not open file"), std::string::npos) << out;
+  EXPECT_EQ(run("stats " + writeFile("bad.lp", "Minimum\n x\nEnd\n"), out), 1);
+  EXPECT_NE(out.find("Max or Min missing"), std::string::npos) << out;
+  EXPECT_EQ(run("convert " + lp + " " + path("out.txt"), out), 1);
+  EXPECT_NE(out.find("Invalid filetype"), std::string::npos) << out;
+  EXPECT_EQ(run("--outformat LP convert " + lp + " " + path("out.txt"), out), 0) << out;
+}
+
+} // namespace qvn

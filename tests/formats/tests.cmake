@@ -1,0 +1,11 @@
+list(APPEND QUORVAN_TEST_SOURCES
+  formats/format_test_support.cpp
+  formats/number_format_test.cpp
+  formats/mps_reader_test.cpp
+  formats/lp_reader_test.cpp
+  formats/shared_models_test.cpp
+  formats/writers_test.cpp
+  formats/malformed_test.cpp
+  formats/dispatch_test.cpp
+  formats/cli_test.cpp
+)
