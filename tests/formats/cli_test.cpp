@@ -67,3 +67,33 @@ TEST_F(Cli, ConvertStatsAndErrors) {
 }
 
 } // namespace qvn
+
+namespace qvn {
+
+TEST_F(Cli, SolveReportsSummaryAndRejectsBadOptions) {
+  const std::string model = std::string(QUORVAN_SOURCE_DIR) + "/examples/production.lp";
+  std::string out;
+  ASSERT_EQ(run("solve " + model + " --method primal", out), 0) << out;
+  EXPECT_NE(out.find("Status: optimal\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Objective: 10.5\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Iterations: "), std::string::npos);
+  EXPECT_NE(out.find("Time: "), std::string::npos);
+  ASSERT_EQ(run("solve " + model + " --quiet --param QVN_PARAM_LPMETHOD=2", out), 0) << out;
+  EXPECT_EQ(out.find("Iteration log"), std::string::npos);
+  EXPECT_NE(out.find("Objective: 10.5\n"), std::string::npos) << out;
+
+  // Any status is a successful run; an iteration limit of 0 stops at once.
+  ASSERT_EQ(run("solve " + model + " --iteration-limit 0 --quiet", out), 0) << out;
+  EXPECT_NE(out.find("Status: iteration limit exceeded\n"), std::string::npos) << out;
+
+  EXPECT_EQ(run("solve " + model + " --method simplex", out), 2);
+  EXPECT_NE(out.find("unknown method"), std::string::npos);
+  EXPECT_EQ(run("solve " + model + " --param QVN_PARAM_NOSUCH=1", out), 2);
+  EXPECT_NE(out.find("unknown parameter"), std::string::npos);
+  EXPECT_EQ(run("solve " + model + " --param QVN_PARAM_ITLIM=-4", out), 2);
+  EXPECT_NE(out.find("Parameter value too small"), std::string::npos) << out;
+  EXPECT_EQ(run("solve /nonexistent/model.lp", out), 1);
+  EXPECT_EQ(run("solve", out), 2);
+}
+
+} // namespace qvn
