@@ -58,7 +58,9 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
   const double *alphaRow = e.rowAlpha.array.data();
   w.candidates.clear();
   w.flipped.clear();
-  for (int j = 0; j < e.nt; ++j) {
+  const HVector &row = e.rowAlpha;
+  for (int k = 0; k < row.count; ++k) {
+    const int j = row.index[k];
     if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
     const double a = sign * alphaRow[j];
     if (std::fabs(a) < 1e-9) continue;
@@ -230,9 +232,11 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     }
     const int leaving = e.head[r];
     if (thetaD != 0.0) {
-      const double *alpha = e.rowAlpha.array.data();
-      for (int j = 0; j < e.nt; ++j)
-        if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
+      const HVector &row = e.rowAlpha;
+      for (int k = 0; k < row.count; ++k) {
+        const int j = row.index[k];
+        if (e.basicPos[j] < 0) e.dj[j] -= thetaD * row.array[j];
+      }
       for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
     }
 

@@ -26,6 +26,7 @@ int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   hvSetup(e.tau, e.m);
   hvSetup(e.flips, e.m);
   hvSetup(e.rowAlpha, e.nt);
+  e.rowMark.assign(nt, 0);
   const GeneralParams &gp = *env->generalParams;
   e.iterationLimit = gp.itlim;
   e.timeLimit = gp.tilim;
@@ -170,17 +171,27 @@ void computePivotRow(SimplexEngine &e) {
   const HVector &rho = e.rowRho;
   const bool sparse = rho.count >= 0 && rho.count < 0.1 * e.m;
   if (sparse) {
+    // Row-wise over the rows of rho's nonzeros, listing each column once.
+    int count = 0;
+    char *mark = e.rowMark.data();
     for (int k = 0; k < rho.count; ++k) {
       const int i = rho.index[k];
       const double r = rho.array[i];
-      for (int p = lp.arStart[i]; p < lp.arStart[i + 1]; ++p) a[lp.arIndex[p]] += r * lp.arValue[p];
+      for (int p = lp.arStart[i]; p < lp.arStart[i + 1]; ++p) {
+        const int j = lp.arIndex[p];
+        a[j] += r * lp.arValue[p];
+        if (!mark[j]) mark[j] = 1, row.index[count++] = j;
+      }
       a[e.n + i] = -r;
+      row.index[count++] = e.n + i;
     }
+    for (int k = 0; k < count; ++k) mark[row.index[k]] = 0;
+    row.count = count;
   } else {
     for (int j = 0; j < e.n; ++j) a[j] = columnDot(lp, j, rho.array.data());
     for (int i = 0; i < e.m; ++i) a[e.n + i] = -rho.array[i];
+    hvReindex(row);
   }
-  row.count = -1;
 }
 
 void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove) {

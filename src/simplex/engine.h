@@ -36,6 +36,7 @@ struct SimplexEngine {
 
   // Work vectors, sized once.
   HVector column, rowRho, rowAlpha, tau, flips;
+  EnvVector<char> rowMark;  // scratch of computePivotRow, all zero between calls
 
   // Counters and limits.
   int iterations = 0, phase1Iterations = 0;
@@ -64,7 +65,8 @@ int refactor(SimplexEngine &e);
 void computePrimal(SimplexEngine &e);
 void computeDual(SimplexEngine &e);
 double objectiveValue(const SimplexEngine &e);
-// The pivot row alpha_r = rho^T [A, -I] over nonbasic variables, from rowRho.
+// The pivot row alpha_r = rho^T [A, -I] from rowRho, with its nonzeros listed
+// in rowAlpha.index (basic variables may appear; callers skip them).
 void computePivotRow(SimplexEngine &e);
 // Makes q basic at position r; the leaving variable becomes nonbasic at `leaveMove`.
 void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove);

@@ -301,7 +301,8 @@ int runPrimalSimplex(SimplexEngine &e) {
     const double *alpha = e.rowAlpha.array.data();
     const double wq = w.weight[q];
     double biggest = 0.0;
-    for (int j = 0; j < e.nt; ++j) {
+    for (int k = 0; k < e.rowAlpha.count; ++k) {
+      const int j = e.rowAlpha.index[k];
       if (e.basicPos[j] >= 0 || alpha[j] == 0.0) continue;
       e.dj[j] -= thetaD * alpha[j];
       const double ratio = alpha[j] / alphaQ;
