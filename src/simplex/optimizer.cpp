@@ -1,8 +1,6 @@
 // The entry points of the continuous optimizers: frame, method choice, the
 // steps around a main loop, and the storing of the result.
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 
 #include "model/problem.h"
 #include "simplex/loops.h"
@@ -32,12 +30,20 @@ void startBasis(SimplexEngine &e, const Problem *lp) {
     setSlackBasis(e);
 }
 
-// True when the reduced costs of the real costs are dual feasible.
+// Reduced cost violation below which a solution counts as exact after cost shifts.
+constexpr double kCleanDualTol = 1e-9;
+
+// True when the reduced costs of the real costs are dual feasible to within
+// the clean-up tolerance.
 bool dualFeasibleForRealCosts(SimplexEngine &e) {
   for (int j = 0; j < e.nt; ++j) e.cost[j] = e.lp->cost[j];
   e.costsShifted = false;
   computeDual(e);
-  return dualInfeasibility(e, false) == 0.0;
+  const double saved = e.dualTol;
+  e.dualTol = kCleanDualTol;
+  const bool feasible = dualInfeasibility(e, false) == 0.0;
+  e.dualTol = saved;
+  return feasible;
 }
 
 int runMethod(SimplexEngine &e, int method) {
@@ -48,9 +54,13 @@ int runMethod(SimplexEngine &e, int method) {
     status = runPrimalSimplex(e);
   }
   if (status == kRunOptimal && e.costsShifted && !dualFeasibleForRealCosts(e)) {
-    // Shifted costs hid a dual infeasibility: the primal loop finishes from
-    // the primal feasible basis.
+    // Shifted costs leave reduced costs that are wrong by up to the shifts;
+    // even within the tolerance they can cost objective accuracy, so the
+    // primal loop finishes from the primal feasible basis with a tight one.
+    const double saved = e.dualTol;
+    e.dualTol = kCleanDualTol;
     status = runPrimalSimplex(e);
+    e.dualTol = saved;
   }
   return status;
 }
@@ -99,7 +109,6 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   s.primalComputed = s.dualComputed = true;
   s.primalFeasible = maxPrimalInfeasibility(e) <= e.primalTol;
   s.dualFeasible = runStatus == kRunOptimal;
-  if (getenv("QVN_DEBUG")) { int c = 0; double di = dualInfeasibility(e, false, &c); fprintf(stderr, "pinf %g dinf %g (%d) status %d\n", maxPrimalInfeasibility(e), di, c, runStatus); }
   lp->status = runStatus;
   (void)env;
 }
