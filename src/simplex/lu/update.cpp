@@ -11,7 +11,7 @@ namespace qvn {
 namespace {
 
 // Largest row eta multiplier before a cycle ends; extended precision affords more.
-template <class Real> constexpr double kLuEtaGrowthLimit = sizeof(Real) > sizeof(double) ? 1e8 : 1e6;
+template <class Real> constexpr double kLuEtaGrowthLimit = sizeof(Real) > sizeof(double) ? 1e4 : 1e3;
 
 // Removes entry `id` from line `line` of a file, keeping the values aligned.
 template <class Real> void removeFromLine(LineFile &file, EnvVector<Real> &values, int line, int id) {
