@@ -2,6 +2,9 @@
 // created, so their release has nothing to do.
 #include "model/attachments.h"
 
+#include "model/mip_data.h"
+#include "quadratic/qp_data.h"
+
 namespace qvn {
 
 void freeFactor(Problem *lp) { lp->factor = nullptr; lp->factorStale = false; }
@@ -13,10 +16,10 @@ void markDualNormsStale(Problem *) {}
 void freeQpState(Problem *lp) { lp->qpState = nullptr; }
 void freeStartVectors(Problem *lp) { lp->startVectors = nullptr; lp->extraStart = nullptr; }
 void freePresolved(Problem *lp) { lp->presolved = nullptr; }
-void freeMipData(Problem *lp) { lp->mipData = nullptr; }
+void freeMipData(Problem *lp) { destroyMipData(lp->mipData); }
 void freeMipSearch(Problem *lp) { lp->mipSearch = nullptr; }
 void freeMipHeuristicStart(Problem *) {}
-void freeQpData(Problem *lp) { lp->qpData = nullptr; }
+void freeQpData(Problem *lp) { destroyQpData(lp->qpData); }
 void freeQpCopy(Problem *) {}
 void markQpCopyStale(Problem *) {}
 void resetQpStart(Problem *) {}

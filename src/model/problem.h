@@ -33,15 +33,18 @@ inline bool isNodeType(int t) { return t == 4 || t == 9 || t == 12; }
 
 // Names of one kind (rows or columns): consecutive null-terminated texts and the
 // offset of each name, so that growing the store needs no rebasing.
+// `used` counts the bytes in use: a renamed entry may sit behind later ones.
 struct NameStore {
   bool exists = false;
   EnvVector<char> text;
   EnvVector<int64_t> offset;  // one per entry while exists
+  int64_t used = 0;
   const char *name(int i) const { return text.data() + offset[i]; }
   void clear() {
     exists = false;
     text = EnvVector<char>();
     offset = EnvVector<int64_t>();
+    used = 0;
   }
 };
 
