@@ -66,9 +66,9 @@ int addRows(Environment *env, Problem *lp, const RowBatch &b, int event) {
   // The entries as triplets; their rows are new, so none can exist yet.
   const int64_t nz = b.numNonzeros;
   EnvVector<int> rows(static_cast<size_t>(std::max<int64_t>(nz, 1)));
-  for (int k = 0; k < b.count; ++k) {
+  for (int k = 0; k < b.count && nz > 0; ++k) {
     const int64_t end = k + 1 < b.count ? b.rowStart[k + 1] : nz;
-    for (int64_t p = nz > 0 ? b.rowStart[k] : 0; p < end; ++p) rows[p] = d.numRows + k;
+    for (int64_t p = b.rowStart[k]; p < end; ++p) rows[p] = d.numRows + k;
   }
   MergePlan plan;
   planMerge(env, lp, nz, rows.data(), b.colIndex, b.coefValue, false, newRanges, plan);

@@ -79,12 +79,10 @@ using namespace qvn;
 
 namespace {
 
-// Pending names are kept only once some pending entry has a name; the entries
-// before it get empty names, which become generated names at the flush.
+// Pending names are kept once a names array is given; entries without a name
+// (before it, or null or empty in it) become generated names at the flush.
 void cacheNames(NameStore &store, int have, char **names, int count) {
-  bool any = false;
-  for (int k = 0; names && k < count && !any; ++k) any = names[k] && *names[k];
-  if (!any && !store.exists) return;
+  if (!names && !store.exists) return;
   if (!store.exists) {
     store.exists = true;
     store.offset.assign(static_cast<size_t>(have), 0);
