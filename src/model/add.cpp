@@ -56,6 +56,13 @@ int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, int event) {
   return rebuildLogicals(lp);
 }
 
+void dropNewColumns(Problem *lp, int oldCount) {
+  LpData &d = *lp->lpData;
+  d.numCols = oldCount;
+  if (lp->qpData) qpTruncateColumns(lp->qpData, oldCount);
+  rebuildLogicals(lp);
+}
+
 int addRows(Environment *env, Problem *lp, const RowBatch &b, int event) {
   LpData &d = *lp->lpData;
   int newRanges = 0;

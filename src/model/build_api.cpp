@@ -67,6 +67,7 @@ QVN_API int QVNaddrows(QVNCENVptr cenv, QVNLPptr lp, int newCols, int newRows, i
       QVN_TRY(checkNames(env, rowNames, newRows));
     }
     QVN_TRY(flushCache(env, p));
+    const int oldCols = p->lpData->numCols;
     if (newCols > 0) {
       ColumnBatch c;
       c.count = newCols, c.names = colNames;
@@ -76,7 +77,10 @@ QVN_API int QVNaddrows(QVNCENVptr cenv, QVNLPptr lp, int newCols, int newRows, i
     RowBatch b;
     b.count = newRows, b.rhs = rhs, b.sense = sense, b.names = rowNames;
     b.numNonzeros = newNonzeros, b.rowStart = rowStart, b.colIndex = colIndex, b.coefValue = coefValue;
-    return addRows(env, p, b, 17);
+    // The call adds both or neither.
+    const int status = runCaught([&]() { return addRows(env, p, b, 17); });
+    if (status != 0 && newCols > 0) dropNewColumns(p, oldCols);
+    return status;
   });
 }
 

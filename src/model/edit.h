@@ -34,6 +34,9 @@ struct ColumnBatch {
 };
 int addColumns(Environment *env, Problem *lp, const ColumnBatch &batch, int event);
 
+// Takes back empty columns that addColumns just added (allocates nothing).
+void dropNewColumns(Problem *lp, int oldCount);
+
 // New rows with their entries (row-wise, like QVNaddrows). Null rhs means 0,
 // null sense 'E', null ranges 0.
 struct RowBatch {

@@ -161,6 +161,14 @@ void qpAddColumns(QpData *q, int numCols) {
   q->qColCount.resize(n, 0);
 }
 
+void qpTruncateColumns(QpData *q, int count) {
+  q->diagonal.resize(static_cast<size_t>(count));
+  if (!q->separable) {
+    q->qColStart.resize(static_cast<size_t>(count));
+    q->qColCount.resize(static_cast<size_t>(count));
+  }
+}
+
 void qpDeleteColumns(QpData *q, int oldCount, const int *map) {
   int kept = 0;
   for (int j = 0; j < oldCount; ++j) {

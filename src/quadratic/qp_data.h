@@ -34,6 +34,8 @@ QpData *copyQpData(const QpData &q);
 // Room for `numCols` columns (allocates, changes no content), then the growth itself.
 void qpReserveColumns(QpData *q, int numCols);
 void qpAddColumns(QpData *q, int numCols);
+// Forgets columns from `count` on, which were just added and are still empty.
+void qpTruncateColumns(QpData *q, int count);
 // Before a column deletion: nothing to allocate (kept for symmetry with reserve).
 inline void qpPrepareDelete(QpData *) {}
 // Drops columns and rows whose map entry is -1 and renumbers the rest.
