@@ -91,7 +91,7 @@ int makeDefaultNames(NameStore &store, int count, size_t capacity, char prefix, 
     put(fresh, i, buffer);
   }
   std::swap(store, fresh);
-  counter = next;
+  if (count > 0) counter = next;  // the counter exists only once names were generated
   return 0;
 }
 
@@ -128,7 +128,7 @@ int addNames(NameStore &store, int have, char *const *names, int count, char pre
     put(*target, have + k, text);
   }
   if (target == &fresh) std::swap(store, fresh);
-  counter = next;
+  if (generated > 0 || (target == &fresh && have > 0)) counter = next;
   return 0;
 }
 

@@ -25,7 +25,8 @@ bool resizeStore(NameTable *t, int64_t size) {
 }
 
 bool resizeEntries(NameTable *t, int capacity) {
-  auto *fresh = static_cast<char **>(envRealloc(t->names, static_cast<size_t>(capacity) * sizeof(char *)));
+  const size_t bytes = static_cast<size_t>(capacity) * sizeof(char *);
+  auto *fresh = static_cast<char **>(t->names ? envRealloc(t->names, bytes) : envAlloc(bytes));
   if (!fresh) return false;
   t->names = fresh;
   t->entryCapacity = capacity;
