@@ -167,9 +167,10 @@ QVN_API int QVNEcacheNewCols(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
       c.colLower.push_back(lowerBound ? lowerBound[k] : 0.0);
       c.colUpper.push_back(upperBound ? upperBound[k] : kInfinity);
     }
-    if (ctype && c.colType.empty()) c.colType.assign(static_cast<size_t>(c.numCols), 'C');
-    if (!c.colType.empty())
+    if (ctype || !c.colType.empty()) {
+      c.colType.resize(static_cast<size_t>(c.numCols), 'C');  // earlier columns without types
       for (int k = 0; k < count; ++k) c.colType.push_back(ctype ? ctype[k] : 'C');
+    }
     cacheNames(c.colNames, c.numCols, names, count);
     c.numCols += count;
     mark.commit();
@@ -197,9 +198,10 @@ QVN_API int QVNEcacheNewRows(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
       c.rowRhs.push_back(rhs ? rhs[k] : 0.0);
       c.rowSense.push_back(sense ? sense[k] : 'E');
     }
-    if (rangeValue && c.rowRange.empty()) c.rowRange.assign(static_cast<size_t>(c.numRows), 0.0);
-    if (!c.rowRange.empty())
+    if (rangeValue || !c.rowRange.empty()) {
+      c.rowRange.resize(static_cast<size_t>(c.numRows), 0.0);  // earlier rows without ranges
       for (int k = 0; k < count; ++k) c.rowRange.push_back(rangeValue ? rangeValue[k] : 0.0);
+    }
     cacheNames(c.rowNames, c.numRows, names, count);
     c.numRows += count;
     mark.commit();

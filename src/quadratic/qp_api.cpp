@@ -80,6 +80,7 @@ int replaceQ(Environment *env, Problem *lp) {
 }
 
 int install(Environment *env, Problem *lp, QpData *q) {
+  countQuadColumns(*q);
   lp->qpData = q;
   modelChanged(env, lp, 24);
   recomputeType(lp);
@@ -129,7 +130,6 @@ QVN_API int QVNcopyqpsep(QVNCENVptr cenv, QVNLPptr lp, const double *diagonal) {
     QpData *q = createQpData(n);
     std::copy_n(diagonal, n, q->diagonal.begin());
     q->separable = 1;
-    for (int j = 0; j < n; ++j) q->quadColumnCount += diagonal[j] != 0.0;
     return install(env, p, q);
   });
 }

@@ -6,12 +6,16 @@ namespace qvn {
 
 namespace {
 
+} // namespace
+
 void countQuadColumns(QpData &q) {
   const int n = qpNumColumns(q);
   int count = 0;
   for (int j = 0; j < n; ++j) count += q.separable ? q.diagonal[j] != 0.0 : q.qColCount[j] > 0;
   q.quadColumnCount = count;
 }
+
+namespace {
 
 int64_t find(const QpData &q, int row, int col) {
   for (int64_t k = q.qColStart[col]; k < q.qColStart[col] + q.qColCount[col]; ++k)

@@ -21,6 +21,8 @@ struct QpData {
 namespace qvn {
 
 int qpNumColumns(const QpData &q);
+// Recounts the columns with an entry (read by QVNgetnumquad).
+void countQuadColumns(QpData &q);
 int64_t qpNumNonzeros(const QpData &q);
 // Value of Q[row][col].
 double qpCoef(const QpData &q, int row, int col);
