@@ -13,9 +13,13 @@ namespace {
 
 void pendTriplet(LpData &d, int row, int col, double value) {
   PendingData &c = d.cache;
-  c.nzRow.reserve(c.nzRow.size() + 1);
-  c.nzCol.reserve(c.nzCol.size() + 1);
-  c.nzValue.reserve(c.nzValue.size() + 1);
+  // Room first (growing geometrically), so that the pushes below cannot fail.
+  if (c.nzValue.size() == c.nzValue.capacity()) {
+    const size_t room = 2 * c.nzValue.size() + 64;
+    c.nzRow.reserve(room);
+    c.nzCol.reserve(room);
+    c.nzValue.reserve(room);
+  }
   openCache(d);
   c.nzMode = 3;
   c.nzRow.push_back(row);
