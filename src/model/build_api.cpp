@@ -12,6 +12,15 @@ namespace {
 
 bool dataCheck(const Environment *env) { return env->generalParams->datacheck == 1; }
 
+int checkColumnData(const Environment *env, int count, const double *objCoef, const double *lowerBound,
+                    const double *upperBound, char **colNames) {
+  if (!dataCheck(env)) return 0;
+  QVN_TRY(checkNumbers(env, objCoef, count));
+  QVN_TRY(checkNumbers(env, lowerBound, count));
+  QVN_TRY(checkNumbers(env, upperBound, count));
+  return checkNames(env, colNames, count);
+}
+
 int deleteRange(Environment *env, Problem *lp, int begin, int end, bool rows, const char *name) {
   QVN_TRY(flushCache(env, lp));
   const int count = rows ? lp->lpData->numRows : lp->lpData->numCols;
@@ -92,12 +101,7 @@ QVN_API int QVNnewcols(QVNCENVptr cenv, QVNLPptr lp, int count, const double *ob
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
     if (ctype) QVN_TRY(checkColumnTypes(env, ctype, count));
-    if (dataCheck(env)) {
-      QVN_TRY(checkNumbers(env, objCoef, count));
-      QVN_TRY(checkNumbers(env, lowerBound, count));
-      QVN_TRY(checkNumbers(env, upperBound, count));
-      QVN_TRY(checkNames(env, colNames, count));
-    }
+    QVN_TRY(checkColumnData(env, count, objCoef, lowerBound, upperBound, colNames));
     QVN_TRY(flushCache(env, p));
     ColumnBatch b;
     b.count = count, b.objCoef = objCoef, b.lowerBound = lowerBound, b.upperBound = upperBound;
@@ -120,12 +124,7 @@ QVN_API int QVNaddcols(QVNCENVptr cenv, QVNLPptr lp, int count, int newNonzeros,
     if (newNonzeros > 0)
       QVN_TRY(checkStartMatrix(env, count, colStart, newNonzeros, rowIndex, d.numRows + d.cache.numRows,
                                QVNERR_ROW_INDEX_RANGE, coefValue, dataCheck(env)));
-    if (dataCheck(env)) {
-      QVN_TRY(checkNumbers(env, objCoef, count));
-      QVN_TRY(checkNumbers(env, lowerBound, count));
-      QVN_TRY(checkNumbers(env, upperBound, count));
-      QVN_TRY(checkNames(env, colNames, count));
-    }
+    QVN_TRY(checkColumnData(env, count, objCoef, lowerBound, upperBound, colNames));
     QVN_TRY(flushCache(env, p));
     ColumnBatch b;
     b.count = count, b.objCoef = objCoef, b.lowerBound = lowerBound, b.upperBound = upperBound;

@@ -87,6 +87,13 @@ int deleteColSet(Environment *env, Problem *lp, int *flags, int event);
 // The last step of the surplus protocol: *surplus = space - needed, the
 // count written, and 1207 when the room was short.
 int finishSurplus(int64_t needed, int space, int *countOut, int *surplus);
+// A call with no room only learns its need: *surplus = -needed, and 1207
+// when something is needed (`quiet`: returned without a line).
+inline int surplusCountOnly(int64_t needed, int *surplus, bool quiet = false) {
+  *surplus = static_cast<int>(-needed);
+  if (needed <= 0) return 0;
+  return quiet ? -QVNERR_NEGATIVE_SURPLUS : QVNERR_NEGATIVE_SURPLUS;
+}
 // Names begin..end of a store under the surplus protocol in bytes; 1219
 // without names.
 int nameGetter(const Environment *env, const NameStore &names, int count, char **nameArray, char *store,

@@ -275,10 +275,7 @@ QVN_API int QVNgetorder(QVNCENVptr cenv, QVNCLPptr lp, int *countOut, int *indic
     const PriorityOrder *order = p->mipData ? p->mipData->order : nullptr;
     if (!order) return QVNERR_NO_ORDER;
     const int needed = static_cast<int>(order->column.size());
-    if (space == 0) {
-      *surplus = -needed;
-      return needed > 0 ? -QVNERR_NEGATIVE_SURPLUS : 0;  // a count-only call prints nothing
-    }
+    if (space == 0) return surplusCountOnly(needed, surplus, true);  // counting prints nothing
     if (!indices) return QVNERR_NULL_POINTER;
     for (int k = 0; k < std::min(needed, space); ++k) {
       indices[k] = order->column[k];
@@ -345,10 +342,7 @@ QVN_API int QVNgetsos(QVNCENVptr cenv, QVNCLPptr lp, int *nonzeroCount, char *ty
     QVN_TRY(rangeStatus(env, "QVNgetsos", begin, end, sos->count));
     const int first = begin <= end ? sos->start[begin] : 0;
     const int needed = begin <= end ? sos->start[end + 1] - first : 0;
-    if (space == 0) {
-      *surplus = -needed;
-      return needed > 0 ? QVNERR_NEGATIVE_SURPLUS : 0;
-    }
+    if (space == 0) return surplusCountOnly(needed, surplus);
     if (!indices || !weights) return QVNERR_NULL_POINTER;
     for (int s = begin; s <= end; ++s) {
       if (types) types[s - begin] = sos->type[s];
@@ -412,10 +406,7 @@ QVN_API int QVNgetmipstart(QVNCENVptr cenv, QVNCLPptr lp, int *countOut, int *in
     const MipStartData *start = p->mipData ? p->mipData->startData : nullptr;
     if (!start) return QVNERR_NO_MIPSTART;
     const int needed = static_cast<int>(start->column.size());
-    if (space == 0) {
-      *surplus = -needed;
-      return needed > 0 ? QVNERR_NEGATIVE_SURPLUS : 0;
-    }
+    if (space == 0) return surplusCountOnly(needed, surplus);
     if (!indices || !values) return QVNERR_NULL_POINTER;
     for (int k = 0; k < std::min(needed, space); ++k) indices[k] = start->column[k], values[k] = start->value[k];
     return finishSurplus(needed, space, countOut, surplus);

@@ -155,10 +155,7 @@ QVN_API int QVNgetcols(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *colStart
     QVN_TRY(rangeStatus(e, "QVNgetcols", begin, end, d.numCols));
     int64_t needed = 0;
     for (int j = begin; j <= end; ++j) needed += d.colCount[j];
-    if (space == 0) {
-      *surplus = static_cast<int>(-needed);
-      return needed > 0 ? QVNERR_NEGATIVE_SURPLUS : 0;
-    }
+    if (space == 0) return surplusCountOnly(needed, surplus);
     if (!rowIndexOut || !coefValueOut) return QVNERR_NULL_POINTER;
     int64_t out = 0;
     for (int j = begin; j <= end; ++j) {
@@ -193,10 +190,7 @@ QVN_API int QVNgetrows(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *rowStart
       }
     for (int r = 0; r < rows; ++r) start[r + 1] += start[r];
     const int64_t needed = start[rows];
-    if (space == 0) {
-      *surplus = static_cast<int>(-needed);
-      return needed > 0 ? QVNERR_NEGATIVE_SURPLUS : 0;
-    }
+    if (space == 0) return surplusCountOnly(needed, surplus);
     if (!colIndexOut || !coefValueOut) return QVNERR_NULL_POINTER;
     if (rowStartOut)
       for (int r = 0; r < rows; ++r) rowStartOut[r] = static_cast<int>(start[r]);

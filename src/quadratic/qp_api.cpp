@@ -179,10 +179,7 @@ QVN_API int QVNgetquad(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *qColStar
     auto columnCount = [&](int j) { return q.separable ? (q.diagonal[j] != 0.0 ? 1 : 0) : q.qColCount[j]; };
     int64_t needed = 0;
     for (int j = begin; j <= end; ++j) needed += columnCount(j);
-    if (space == 0) {
-      *surplus = static_cast<int>(-needed);
-      return needed > 0 ? QVNERR_NEGATIVE_SURPLUS : 0;
-    }
+    if (space == 0) return surplusCountOnly(needed, surplus);
     if (!qRowIndexOut || !qValueOut) return QVNERR_NULL_POINTER;
     int64_t out = 0;
     for (int j = begin; j <= end; ++j) {
