@@ -533,6 +533,8 @@ QVN_API int QVNgetquad(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *qColStar
 QVN_API int QVNgetqpcoef(QVNCENVptr env, QVNCLPptr lp, int row, int col, double *valuePointer);
 /* Sets Q[row][col] and Q[col][row]. */
 QVN_API int QVNchgqpcoef(QVNCENVptr env, QVNLPptr lp, int row, int col, double value);
+/* x (one entry per column) with x'Qx < 0; 5014 when Q is positive semi-definite. */
+QVN_API int QVNqpindefcertificate(QVNCENVptr env, QVNCLPptr lp, double *x);
 
 /* ---- Model files ------------------------------------------------------ */
 

@@ -2,6 +2,7 @@
 // the scalar changes of a problem (objective sense and offset, names of the
 // problem and the objective).
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "model/datacheck.h"
@@ -17,6 +18,7 @@ using namespace qvn;
 namespace {
 
 constexpr double kBigBound = 1e17;
+constexpr double kFixedGap = 1e-10;
 
 bool dataCheck(const Environment *env) { return env->generalParams->datacheck == 1; }
 
@@ -128,6 +130,9 @@ QVN_API int QVNchgbds(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
       if (b != 'L' && b != 'U' && b != 'B') return reportError(env, QVNERR_BAD_LUB, k);
     }
     LpData &d = *p->lpData;
+    // A held row copy stays valid when only basic, unfixed columns move.
+    const SolutionBlock *sol = p->solution;
+    bool keepRowCopy = sol && p->rowCopy && p->rowCopy->upToDate && !sol->colStatus.empty();
     modelChanged(env, p, 4);
     for (int k = 0; k < count; ++k) {
       const int j = indices[k];
@@ -147,8 +152,10 @@ QVN_API int QVNchgbds(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
           d.upperBound[j] = v >= kBigBound ? kInfinity : v * scale;
       }
       repairStatus(p, j);
+      keepRowCopy = keepRowCopy && j < static_cast<int>(sol->colStatus.size()) && sol->colStatus[j] == 1 &&
+                    std::fabs(d.upperBound[j] - d.lowerBound[j]) >= kFixedGap;
     }
-    if (p->rowCopy) p->rowCopy->upToDate = false;
+    if (p->rowCopy) p->rowCopy->upToDate = keepRowCopy;
     return 0;
   });
 }
