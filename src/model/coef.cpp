@@ -41,6 +41,7 @@ int changeMatrixEntry(Environment *env, Problem *lp, int row, int col, double va
   const bool pendingTriplets = !c.nzValue.empty();
   if (row >= d.numRows || col >= d.numCols) {
     pendTriplet(d, row, col, value);
+    modelChanged(env, lp, 34);
   } else {
     const int64_t begin = d.colStart[col], end = begin + d.colCount[col];
     int64_t at = -1;

@@ -47,6 +47,20 @@ void renameEntries(NameStore &store, int have, int count, const int *indices, ch
 // generated "x%d"/"c%d" in the Environment's scratch buffer of that kind.
 const char *displayName(const Environment *env, const NameStore *names, int total, int index,
                         bool column);
+// For a reader that got no names of a kind: when `count` is non-zero, prints
+// "Default <kind> names x1, x2 ... being created." on the warning channel and
+// fills `names` (pointers into `store`) with generated names; `nameLength`
+// receives the digits of the count.
+int makeNamesIfMissing(const Environment *env, const char *kindWord, char prefix, int count,
+                       EnvVector<char> &store, EnvVector<char *> &names, int *nameLength);
+// Matches the names of one kind of entity against a pattern ('*' any run,
+// '?' any one character; a line end ends the pattern). Entities: 'c'
+// columns, 'r' rows, 's' SOS. `flags` gets one 0/1 per entity; `first` and
+// `last` the first and last match, or -1. Names come through displayName,
+// so generated names match too.
+int selectByName(const Environment *env, const Problem *lp, char entityLetter, const char *pattern,
+                 int *first, int *last, EnvVector<char> &flags);
+bool wildcardMatch(const char *pattern, const char *text);
 // Index of the first entry named `text`, or -1.
 int findName(const NameStore &store, int count, const char *text);
 

@@ -14,6 +14,7 @@ list(APPEND QUORVAN_SOURCES
   src/model/hash_index.cpp
   src/model/mip_api.cpp
   src/model/mip_data.cpp
+  src/model/name_select.cpp
   src/model/names.cpp
   src/model/names_api.cpp
   src/model/names_table.cpp

@@ -139,6 +139,49 @@ TEST_F(NamesTest, DisplayNamesNeedNoStoreAndFollowTheHooks) {
   QVNfreeprob(env, &lp);
 }
 
+TEST_F(NamesTest, ReadersAndPatterns) {
+  std::string warnings;
+  QVNCHANNELptr warning = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, nullptr, &warning, nullptr, nullptr), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, warning, &warnings,
+                           [](void *h, const char *t) { static_cast<std::string *>(h)->append(t); }),
+            0);
+  EnvVector<char> store;
+  EnvVector<char *> names;
+  int length = 0;
+  ASSERT_EQ(makeNamesIfMissing(env, "column", 'x', 12, store, names, &length), 0);
+  EXPECT_EQ(warnings, "Default column names x1, x2 ... being created.\n");
+  ASSERT_EQ(names.size(), 12u);
+  EXPECT_STREQ(names[0], "x1");
+  EXPECT_STREQ(names[11], "x12");
+  EXPECT_EQ(length, 2);
+
+  EXPECT_TRUE(wildcardMatch("x*", "x12"));
+  EXPECT_TRUE(wildcardMatch("*2", "x12"));
+  EXPECT_TRUE(wildcardMatch("x?", "x1"));
+  EXPECT_FALSE(wildcardMatch("x?", "x12"));
+  EXPECT_TRUE(wildcardMatch("a*b*c", "aXXbYbZc"));
+  EXPECT_FALSE(wildcardMatch("a*b*c", "aXXbYbZ"));
+  EXPECT_TRUE(wildcardMatch("x1\n", "x1"));
+  EXPECT_TRUE(wildcardMatch("*", ""));
+
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "select");
+  ASSERT_EQ(QVNnewcols(env, lp, 12, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  int first = 0, last = 0;
+  EnvVector<char> flags;
+  // Without stored names the generated display names match.
+  ASSERT_EQ(selectByName(env, lp, 'c', "x1?", &first, &last, flags), 0);
+  EXPECT_EQ(first, 9);
+  EXPECT_EQ(last, 11);
+  EXPECT_EQ(flags[10], 1);
+  EXPECT_EQ(flags[0], 0);
+  ASSERT_EQ(selectByName(env, lp, 'r', "*", &first, &last, flags), 0);
+  EXPECT_EQ(first, -1);
+  EXPECT_EQ(selectByName(env, lp, 'q', "*", &first, &last, flags), QVNERR_BAD_ARGUMENT);
+  QVNfreeprob(env, &lp);
+}
+
 TEST(HashIndexTest, ChainsFindMoveAndGrow) {
   EXPECT_EQ(hashBucketCount(100), 1021);
   EXPECT_EQ(hashBucketCount(2917), 1021);
