@@ -3,6 +3,7 @@
 #include "model/attachments.h"
 
 #include "model/mip_data.h"
+#include "quadratic/qconstr_data.h"
 #include "quadratic/qp_data.h"
 
 namespace qvn {
@@ -23,7 +24,7 @@ void freeQpData(Problem *lp) { destroyQpData(lp->qpData); }
 void freeQpCopy(Problem *) {}
 void markQpCopyStale(Problem *) {}
 void resetQpStart(Problem *) {}
-void freeQconstrData(Problem *lp) { lp->qconstrData = nullptr; }
+void freeQconstrData(Problem *lp) { destroyQconstrData(lp->qconstrData); }
 void freeRefineData(Problem *lp) { lp->refineData = nullptr; }
 void freeBarrierSolution(Problem *lp) { lp->barrierSolution = nullptr; }
 void resetSiftState(Problem *) {}

@@ -2,6 +2,7 @@
 // presolve state.
 #include "model/mip_data.h"
 #include "model/names.h"
+#include "quadratic/qconstr_data.h"
 #include "quadratic/qp_data.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
@@ -65,6 +66,7 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
   }
   if (src->mipData) dst->mipData = copyMipData(*src->mipData);
   if (src->qpData) dst->qpData = copyQpData(*src->qpData);
+  if (src->qconstrData) dst->qconstrData = envNew<QconstrData>(*src->qconstrData);
   recomputeType(dst);
   return 0;
 }

@@ -3,6 +3,7 @@
 #include "model/attachments.h"
 #include "model/edit.h"
 #include "model/mip_data.h"
+#include "quadratic/qconstr_data.h"
 #include "quadratic/qp_data.h"
 #include "runtime/environment.h"
 
@@ -101,10 +102,26 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       if (from != kProbMIQP && from != kProbFixedMIQP) return QVNERR_NOT_MIQPCLASS;
       return makeFixedProblem(lp);
     case kProbQCP:
+      dropIntegerData(lp);
+      if (!lp->qconstrData) lp->qconstrData = createQconstrData();
+      recomputeType(lp);
+      modelChanged(env, lp, 60);
+      modelChanged(env, lp, 27);
+      break;
     case kProbMIQCP:
+      if (from == kProbMIQCP || from == kProbFixedMIQCP) {
+        freeFixed(env, lp);
+        lp->probType = kProbMIQCP;
+        break;
+      }
+      if (wasQuadratic) modelChanged(env, lp, 27);
+      modelChanged(env, lp, 60);
+      createIntegerData(lp);
+      if (!lp->qconstrData) lp->qconstrData = createQconstrData();
+      break;
     case kProbFixedMIQCP:
-      // Quadratic constraints have no data record in this library yet.
-      return type == kProbFixedMIQCP ? QVNERR_NOT_MIQCPCLASS : QVNERR_NOT_FOR_QCP;
+      if (from != kProbMIQCP && from != kProbFixedMIQCP) return QVNERR_NOT_MIQCPCLASS;
+      return makeFixedProblem(lp);
     default:
       return QVNERR_BAD_PROB_TYPE;
     }

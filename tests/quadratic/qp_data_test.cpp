@@ -113,6 +113,16 @@ TEST_F(QpDataTest, AllZeroQStaysQuadraticAndTypesFollow) {
   EXPECT_EQ(QVNgetprobtype(env, lp), QVN_PROB_QP);
   char letters[3];
   EXPECT_EQ(QVNgetctype(env, lp, letters, 0, 2), QVNERR_NOT_MIP);
+  // Quadratic constraints: the types follow what is attached.
+  ASSERT_EQ(QVNchgprobtype(env, lp, QVN_PROB_MIQCP), 0);
+  EXPECT_EQ(QVNgetprobtype(env, lp), QVN_PROB_MIQCP);
+  EXPECT_EQ(QVNchgprobtype(env, lp, QVN_PROB_FIXEDMIQCP), QVNERR_NO_SOLN);
+  ASSERT_EQ(QVNchgprobtype(env, lp, QVN_PROB_QCP), 0);
+  EXPECT_EQ(QVNgetprobtype(env, lp), QVN_PROB_QCP);
+  EXPECT_EQ(QVNgetctype(env, lp, letters, 0, 2), QVNERR_NOT_MIP);
+  EXPECT_EQ(QVNchgprobtype(env, lp, QVN_PROB_FIXEDMIQCP), QVNERR_NOT_MIQCPCLASS);
+  ASSERT_EQ(QVNchgprobtype(env, lp, QVN_PROB_QP), 0);
+  EXPECT_EQ(QVNgetprobtype(env, lp), QVN_PROB_QP);
   // A clone carries Q along.
   int status = 0;
   ASSERT_EQ(QVNchgqpcoef(env, lp, 1, 1, 3.0), 0);
