@@ -152,6 +152,7 @@ QVN_API int QVNEcacheNewCols(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
+    if (ctype) QVN_TRY(checkColumnTypes(env, ctype, count));
     if (env->generalParams->datacheck == 1) {
       QVN_TRY(checkNumbers(env, objCoef, count));
       QVN_TRY(checkNumbers(env, lowerBound, count));
