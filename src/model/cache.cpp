@@ -6,6 +6,7 @@
 #include "model/datacheck.h"
 #include "model/edit.h"
 #include "model/names.h"
+#include "model/names_table.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
 
@@ -27,30 +28,22 @@ bool cacheOutgrown(const PendingData &c) {
 
 namespace {
 
-// Pointers to the pending names, or an empty array when none were given.
-EnvVector<char *> pendingNames(const NameStore &store, int count) {
-  EnvVector<char *> out;
-  if (!store.exists) return out;
-  out.resize(static_cast<size_t>(count));
-  for (int k = 0; k < count; ++k) out[k] = const_cast<char *>(store.name(k));
-  return out;
-}
+// The pending names as a pointer array for the add routines, or null.
+char *const *pendingNames(const PendingNames &names) { return names.table ? names.table->names : nullptr; }
 
 int flushPending(Environment *env, Problem *lp, PendingData &c) {
   if (c.numCols > 0) {
-    const EnvVector<char *> names = pendingNames(c.colNames, c.numCols);
     ColumnBatch b;
     b.count = c.numCols, b.objCoef = c.colObj.data(), b.lowerBound = c.colLower.data();
     b.upperBound = c.colUpper.data(), b.ctype = c.colType.empty() ? nullptr : c.colType.data();
-    b.names = names.empty() ? nullptr : names.data();
+    b.names = pendingNames(c.colNames);
     QVN_TRY(addColumns(env, lp, b, 29));
   }
   if (c.numRows > 0) {
-    const EnvVector<char *> names = pendingNames(c.rowNames, c.numRows);
     RowBatch b;
     b.count = c.numRows, b.rhs = c.rowRhs.data(), b.sense = c.rowSense.data();
     b.rangeValue = c.rowRange.empty() ? nullptr : c.rowRange.data();
-    b.names = names.empty() ? nullptr : names.data();
+    b.names = pendingNames(c.rowNames);
     QVN_TRY(addRows(env, lp, b, 17));
   }
   if (!c.nzValue.empty())
@@ -80,29 +73,15 @@ using namespace qvn;
 namespace {
 
 // Pending names are kept once a names array is given; entries without a name
-// (before it, or null or empty in it) become generated names at the flush.
-void cacheNames(NameStore &store, int have, char **names, int count) {
-  if (!names && !store.exists) return;
-  if (!store.exists) {
-    store.exists = true;
-    store.offset.assign(static_cast<size_t>(have), 0);
-    store.text.assign(4, '\0');
-    // Offset 0 holds an empty text: the placeholder of unnamed entries.
+// (before it, or null or empty in it) stay empty and become generated names
+// when they reach the model.
+int cacheNames(PendingNames &pending, int have, char **names, int count, char prefix) {
+  if (!names && !pending.table) return 0;
+  if (!pending.table) {
+    pending.table = createNameTable(prefix, false, have + count);
+    QVN_TRY(nameTableAppend(pending.table, have, nullptr));
   }
-  EnvVector<char *> list(static_cast<size_t>(count), nullptr);
-  static char empty[] = "";
-  for (int k = 0; k < count; ++k) list[k] = names && names[k] ? names[k] : empty;
-  // Empty names stay empty here: appendNames would generate them, so write directly.
-  store.offset.resize(static_cast<size_t>(have + count));
-  // Names are appended in order, so the last one ends the used part of the store.
-  size_t used = have > 0 ? static_cast<size_t>(store.offset[have - 1]) + std::strlen(store.name(have - 1)) + 1 : 1;
-  for (int k = 0; k < count; ++k) {
-    const size_t n = std::strlen(list[k]) + 1;
-    if (used + n > store.text.size()) store.text.resize(2 * (used + n) + 64);
-    std::memcpy(store.text.data() + used, list[k], n);
-    store.offset[have + k] = static_cast<int64_t>(used);
-    used += n;
-  }
+  return nameTableAppend(pending.table, count, names);
 }
 
 // Remembers the sizes of the pending arrays; unless committed, restores them,
@@ -110,10 +89,10 @@ void cacheNames(NameStore &store, int have, char **names, int count) {
 class CacheMark {
 public:
   explicit CacheMark(PendingData &c)
-      : c_(c), isEmpty_(c.isEmpty), nzMode_(c.nzMode), colNamesExist_(c.colNames.exists),
-        rowNamesExist_(c.rowNames.exists), cols_(c.colObj.size()), colTypes_(c.colType.size()),
+      : c_(c), isEmpty_(c.isEmpty), nzMode_(c.nzMode), colNamesExist_(c.colNames.table != nullptr),
+        rowNamesExist_(c.rowNames.table != nullptr), cols_(c.colObj.size()), colTypes_(c.colType.size()),
         rows_(c.rowRhs.size()), ranges_(c.rowRange.size()), nzs_(c.nzValue.size()),
-        colNameEntries_(c.colNames.offset.size()), rowNameEntries_(c.rowNames.offset.size()) {}
+        colNameEntries_(entries(c.colNames)), rowNameEntries_(entries(c.rowNames)) {}
   void commit() { committed_ = true; }
   ~CacheMark() {
     if (committed_) return;
@@ -123,16 +102,24 @@ public:
     c_.colType.resize(colTypes_);
     c_.rowRhs.resize(rows_), c_.rowSense.resize(rows_), c_.rowRange.resize(ranges_);
     c_.nzRow.resize(nzs_), c_.nzCol.resize(nzs_), c_.nzValue.resize(nzs_);
-    c_.colNames.exists = colNamesExist_, c_.colNames.offset.resize(colNameEntries_);
-    c_.rowNames.exists = rowNamesExist_, c_.rowNames.offset.resize(rowNameEntries_);
+    restore(c_.colNames, colNamesExist_, colNameEntries_);
+    restore(c_.rowNames, rowNamesExist_, rowNameEntries_);
   }
 
 private:
+  static int entries(const PendingNames &n) { return n.table ? n.table->entryCount : 0; }
+  static void restore(PendingNames &n, bool existed, int count) {
+    if (!existed)
+      freeNameTable(n.table);
+    else
+      nameTableTruncate(n.table, count);
+  }
   PendingData &c_;
   bool isEmpty_;
   int nzMode_;
   bool colNamesExist_, rowNamesExist_;
-  size_t cols_, colTypes_, rows_, ranges_, nzs_, colNameEntries_, rowNameEntries_;
+  size_t cols_, colTypes_, rows_, ranges_, nzs_;
+  int colNameEntries_, rowNameEntries_;
   bool committed_ = false;
 };
 
@@ -172,7 +159,7 @@ QVN_API int QVNEcacheNewCols(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
       c.colType.resize(static_cast<size_t>(c.numCols), 'C');  // earlier columns without types
       for (int k = 0; k < count; ++k) c.colType.push_back(ctype ? ctype[k] : 'C');
     }
-    cacheNames(c.colNames, c.numCols, names, count);
+    QVN_TRY(cacheNames(c.colNames, c.numCols, names, count, 'x'));
     c.numCols += count;
     mark.commit();
     return cacheOutgrown(c) ? flushCache(env, p) : 0;
@@ -203,7 +190,7 @@ QVN_API int QVNEcacheNewRows(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
       c.rowRange.resize(static_cast<size_t>(c.numRows), 0.0);  // earlier rows without ranges
       for (int k = 0; k < count; ++k) c.rowRange.push_back(rangeValue ? rangeValue[k] : 0.0);
     }
-    cacheNames(c.rowNames, c.numRows, names, count);
+    QVN_TRY(cacheNames(c.rowNames, c.numRows, names, count, 'c'));
     c.numRows += count;
     mark.commit();
     return cacheOutgrown(c) ? flushCache(env, p) : 0;

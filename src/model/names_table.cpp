@@ -70,12 +70,16 @@ void freeNameTable(NameTable *&table) {
   envFree(table);
 }
 
-int nameTableAdd(NameTable *t, int count, char *const *names) {
+PendingNames::~PendingNames() { freeNameTable(table); }
+
+namespace {
+
+int appendNames(NameTable *t, int count, char *const *names, bool generate) {
   int generated = 0;
   int64_t bytes = 0;
   for (int k = 0; k < count; ++k) {
     if (!names || !names[k] || !names[k][0])
-      ++generated;
+      generate ? ++generated : ++bytes;  // a kept gap is an empty text
     else
       bytes += static_cast<int64_t>(std::strlen(names[k])) + 1;
   }
@@ -104,8 +108,8 @@ int nameTableAdd(NameTable *t, int count, char *const *names) {
   }
   char buffer[24];
   for (int k = 0; k < count; ++k) {
-    const char *text = names ? names[k] : nullptr;
-    if (!text || !text[0]) {
+    const char *text = names && names[k] ? names[k] : "";
+    if (!text[0] && generate) {
       std::snprintf(buffer, sizeof buffer, "%c%ld", t->prefix, static_cast<long>(++counter));
       text = buffer;
     }
@@ -120,6 +124,12 @@ int nameTableAdd(NameTable *t, int count, char *const *names) {
   if (generated > 0) t->defaultCount = counter;
   return 0;
 }
+
+} // namespace
+
+int nameTableAdd(NameTable *t, int count, char *const *names) { return appendNames(t, count, names, true); }
+
+int nameTableAppend(NameTable *t, int count, char *const *names) { return appendNames(t, count, names, false); }
 
 int nameTableFind(const NameTable *t, const char *text) {
   if (!t || !text) return -1;

@@ -28,6 +28,9 @@ void freeNameTable(NameTable *&table);
 // Appends `count` names; a null `names`, or a null or empty entry, gets a
 // generated name. 1209 or 1001 leave the table as it was.
 int nameTableAdd(NameTable *table, int count, char *const *names);
+// Appends `count` names as given, a null entry as an empty text (the pending
+// names of the cache: the gaps get generated names when they reach the model).
+int nameTableAppend(NameTable *table, int count, char *const *names);
 // Index of `text`: through the hash when there is one (the latest of equal
 // names), else the first in order. -1 when absent.
 int nameTableFind(const NameTable *table, const char *text);

@@ -380,6 +380,33 @@ TEST_F(EditTest, AllocationFailuresLeaveTheModel) {
   }
 }
 
+TEST_F(EditTest, PendingNamesSurviveAllocationFailures) {
+  buildRich();
+  char p0[] = "p0";
+  char *first[] = {nullptr, p0};
+  ASSERT_EQ(QVNEcacheNewCols(env, lp, 2, nullptr, nullptr, nullptr, nullptr, first), 0);
+  char q0[] = "q0", q1[] = "q1";
+  char *second[] = {q0, q1};
+  bool done = false;
+  for (long n = 1; n < 100 && !done; ++n) {
+    qvn::allocFailAfter(n);
+    const int status = QVNEcacheNewCols(env, lp, 2, nullptr, nullptr, nullptr, nullptr, second);
+    qvn::allocFailAfter(0);
+    done = status == 0;
+    if (!done) {
+      ASSERT_EQ(status, QVNERR_NO_MEMORY);
+      ASSERT_EQ(QVNgetnumcols(env, lp), 6);
+    }
+  }
+  ASSERT_TRUE(done);
+  const ReadBack after = readBack(env, lp);
+  ASSERT_EQ(after.colNames.size(), 8u);
+  EXPECT_EQ(after.colNames[4], "x1");  // the gap got a generated name at the flush
+  EXPECT_EQ(after.colNames[5], "p0");
+  EXPECT_EQ(after.colNames[7], "q1");
+  takeErrors();
+}
+
 } // namespace
 
 } // namespace qvntest
