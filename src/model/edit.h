@@ -94,6 +94,20 @@ inline int surplusCountOnly(int64_t needed, int *surplus, bool quiet = false) {
   if (needed <= 0) return 0;
   return quiet ? -QVNERR_NEGATIVE_SURPLUS : QVNERR_NEGATIVE_SURPLUS;
 }
+// Frame of the getters under the surplus protocol: the count and surplus
+// outputs start at 0 before any test; then environment, problem (a fixed-type
+// handle reads its held problem), both outputs required, pending data completed.
+template <class Body>
+int surplusFrame(const Environment *cenv, const Problem *lp, int *countOut, int *surplus, Body &&body) noexcept {
+  if (countOut) *countOut = 0;
+  if (surplus) *surplus = 0;
+  auto *env = const_cast<Environment *>(cenv);
+  return guardedProblem(env, lp, [&](Problem *p) -> int {
+    if (!countOut || !surplus) return QVNERR_NULL_POINTER;
+    QVN_TRY(flushCache(env, p));
+    return body(env, p);
+  });
+}
 // Names begin..end of a store under the surplus protocol in bytes; 1219
 // without names.
 int nameGetter(const Environment *env, const NameStore &names, int count, char **nameArray, char *store,

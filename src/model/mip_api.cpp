@@ -266,12 +266,7 @@ QVN_API int QVNcopyorder(QVNCENVptr cenv, QVNLPptr lp, int count, const int *ind
 
 QVN_API int QVNgetorder(QVNCENVptr cenv, QVNCLPptr lp, int *countOut, int *indices, int *priorities,
                         int *directions, int space, int *surplus) {
-  if (countOut) *countOut = 0;
-  if (surplus) *surplus = 0;
-  auto *env = const_cast<Environment *>(cenv);
-  return guardedProblem(env, lp, [&](Problem *p) -> int {
-    if (!countOut || !surplus) return QVNERR_NULL_POINTER;
-    QVN_TRY(flushCache(env, p));
+  return surplusFrame(cenv, lp, countOut, surplus, [&](Environment *, Problem *p) -> int {
     const PriorityOrder *order = p->mipData ? p->mipData->order : nullptr;
     if (!order) return QVNERR_NO_ORDER;
     const int needed = static_cast<int>(order->column.size());
@@ -331,12 +326,7 @@ QVN_API int QVNdelsetsos(QVNCENVptr cenv, QVNLPptr lp, int *deleteFlags) {
 
 QVN_API int QVNgetsos(QVNCENVptr cenv, QVNCLPptr lp, int *nonzeroCount, char *types, int *starts, int *indices,
                       double *weights, int space, int *surplus, int begin, int end) {
-  if (nonzeroCount) *nonzeroCount = 0;
-  if (surplus) *surplus = 0;
-  auto *env = const_cast<Environment *>(cenv);
-  return guardedProblem(env, lp, [&](Problem *p) -> int {
-    if (!nonzeroCount || !surplus) return QVNERR_NULL_POINTER;
-    QVN_TRY(flushCache(env, p));
+  return surplusFrame(cenv, lp, nonzeroCount, surplus, [&](Environment *env, Problem *p) -> int {
     const SosData *sos = heldSos(p);
     if (!sos) return QVNERR_NO_SOS;
     QVN_TRY(rangeStatus(env, "QVNgetsos", begin, end, sos->count));
@@ -397,12 +387,7 @@ QVN_API int QVNchgmipstart(QVNCENVptr cenv, QVNLPptr lp, int count, const int *i
 
 QVN_API int QVNgetmipstart(QVNCENVptr cenv, QVNCLPptr lp, int *countOut, int *indices, double *values, int space,
                            int *surplus) {
-  if (countOut) *countOut = 0;
-  if (surplus) *surplus = 0;
-  auto *env = const_cast<Environment *>(cenv);
-  return guardedProblem(env, lp, [&](Problem *p) -> int {
-    if (!countOut || !surplus) return QVNERR_NULL_POINTER;
-    QVN_TRY(flushCache(env, p));
+  return surplusFrame(cenv, lp, countOut, surplus, [&](Environment *, Problem *p) -> int {
     const MipStartData *start = p->mipData ? p->mipData->startData : nullptr;
     if (!start) return QVNERR_NO_MIPSTART;
     const int needed = static_cast<int>(start->column.size());

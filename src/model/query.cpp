@@ -147,10 +147,7 @@ QVN_API int QVNgetcoef(QVNCENVptr env, QVNCLPptr lp, int row, int col, double *v
 
 QVN_API int QVNgetcols(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *colStartOut, int *rowIndexOut,
                        double *coefValueOut, int space, int *surplus, int begin, int end) {
-  if (nzCount) *nzCount = 0;
-  if (surplus) *surplus = 0;
-  return reading(env, lp, [&](Environment *e, Problem *p) -> int {
-    if (!nzCount || !surplus) return QVNERR_NULL_POINTER;
+  return surplusFrame(env, lp, nzCount, surplus, [&](Environment *e, Problem *p) -> int {
     const LpData &d = *p->lpData;
     QVN_TRY(rangeStatus(e, "QVNgetcols", begin, end, d.numCols));
     int64_t needed = 0;
@@ -173,10 +170,7 @@ QVN_API int QVNgetcols(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *colStart
 
 QVN_API int QVNgetrows(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *rowStartOut, int *colIndexOut,
                        double *coefValueOut, int space, int *surplus, int begin, int end) {
-  if (nzCount) *nzCount = 0;
-  if (surplus) *surplus = 0;
-  return reading(env, lp, [&](Environment *e, Problem *p) -> int {
-    if (!nzCount || !surplus) return QVNERR_NULL_POINTER;
+  return surplusFrame(env, lp, nzCount, surplus, [&](Environment *e, Problem *p) -> int {
     const LpData &d = *p->lpData;
     QVN_TRY(rangeStatus(e, "QVNgetrows", begin, end, d.numRows));
     const int rows = std::max(end - begin + 1, 0);

@@ -171,10 +171,9 @@ QVN_API int QVNchgqpcoef(QVNCENVptr cenv, QVNLPptr lp, int row, int col, double 
 
 QVN_API int QVNgetquad(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *qColStartOut, int *qRowIndexOut,
                        double *qValueOut, int space, int *surplus, int begin, int end) {
-  if (nzCount) *nzCount = 0;
-  if (surplus) *surplus = 0;
-  return withQ(env, lp, [&](Problem *p, const QpData &q) -> int {
-    if (!nzCount || !surplus) return QVNERR_NULL_POINTER;
+  return surplusFrame(env, lp, nzCount, surplus, [&](Environment *, Problem *p) -> int {
+    if (!p->qpData) return QVNERR_NOT_QP;
+    const QpData &q = *p->qpData;
     QVN_TRY(rangeStatus(env, "QVNgetquad", begin, end, p->lpData->numCols));
     auto columnCount = [&](int j) { return q.separable ? (q.diagonal[j] != 0.0 ? 1 : 0) : q.qColCount[j]; };
     int64_t needed = 0;
