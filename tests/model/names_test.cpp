@@ -17,21 +17,16 @@ using qvntest::EnvFixture;
 
 namespace {
 
-std::string colName(QVNENVptr env, QVNLPptr lp, int j) {
+std::string nameOf(QVNENVptr env, QVNLPptr lp, int index, bool column) {
   char *name = nullptr;
   char store[64];
   int surplus = 0;
-  EXPECT_EQ(QVNgetcolname(env, lp, &name, store, sizeof store, &surplus, j, j), 0);
+  auto get = column ? QVNgetcolname : QVNgetrowname;
+  EXPECT_EQ(get(env, lp, &name, store, sizeof store, &surplus, index, index), 0);
   return name ? name : "";
 }
-
-std::string rowName(QVNENVptr env, QVNLPptr lp, int i) {
-  char *name = nullptr;
-  char store[64];
-  int surplus = 0;
-  EXPECT_EQ(QVNgetrowname(env, lp, &name, store, sizeof store, &surplus, i, i), 0);
-  return name ? name : "";
-}
+std::string colName(QVNENVptr env, QVNLPptr lp, int j) { return nameOf(env, lp, j, true); }
+std::string rowName(QVNENVptr env, QVNLPptr lp, int i) { return nameOf(env, lp, i, false); }
 
 const char *hookName(void *handle, int index, char *scratch) {
   std::snprintf(scratch, 17, "%s%d", static_cast<const char *>(handle), index);
