@@ -126,7 +126,19 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_PARAM_INCOMPATIBLE    1660
 #define QVNERR_BAD_PARAM_FILE_HEADER 1661
 #define QVNERR_NOT_MIP               3003
+#define QVNERR_NEGATIVE_PRIORITY     3006
+#define QVNERR_BAD_DIRECTION         3007
+#define QVNERR_BAD_SOS_TYPE          3009
+#define QVNERR_UNIQUE_WEIGHTS        3010
+#define QVNERR_NO_SOS                3015
+#define QVNERR_NO_ORDER              3016
+#define QVNERR_NO_MIPSTART           3020
+#define QVNERR_BAD_CTYPE             3021
+#define QVNERR_NO_INT_X              3023
 #define QVNERR_NO_TREE               3412
+#define QVNERR_NOT_QP                5004
+#define QVNERR_Q_NOT_SYMMETRIC       5012
+#define QVNERR_Q_NOT_INDEF           5014
 
 /* ---- Solution status numbers ------------------------------------------ */
 #define QVN_STAT_OPTIMAL                 1
@@ -414,12 +426,131 @@ QVN_API int QVNgetnumrows(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetnumnz(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetobjsen(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetstat(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNEgetnumrownz(QVNCENVptr env, QVNCLPptr lp, int row);
+/* Range getters copy entries begin..end inclusive. */
+QVN_API int QVNgetobj(QVNCENVptr env, QVNCLPptr lp, double *values, int begin, int end);
+QVN_API int QVNgetrhs(QVNCENVptr env, QVNCLPptr lp, double *values, int begin, int end);
+QVN_API int QVNgetsense(QVNCENVptr env, QVNCLPptr lp, char *values, int begin, int end);
+QVN_API int QVNgetlb(QVNCENVptr env, QVNCLPptr lp, double *values, int begin, int end);
+QVN_API int QVNgetub(QVNCENVptr env, QVNCLPptr lp, double *values, int begin, int end);
+QVN_API int QVNgetrngval(QVNCENVptr env, QVNCLPptr lp, double *values, int begin, int end);
+/* row -1 reads the objective, col -1 the right-hand side. */
+QVN_API int QVNgetcoef(QVNCENVptr env, QVNCLPptr lp, int row, int col, double *valuePointer);
+/* Surplus protocol: with space 0 only *surplus (minus the need) is set; 1207
+   when the room is short, with *surplus negative. */
+QVN_API int QVNgetcols(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *colStartOut, int *rowIndexOut,
+                       double *coefValueOut, int space, int *surplus, int begin, int end);
+QVN_API int QVNgetrows(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *rowStartOut, int *colIndexOut,
+                       double *coefValueOut, int space, int *surplus, int begin, int end);
+QVN_API int QVNgetcolname(QVNCENVptr env, QVNCLPptr lp, char **nameArray, char *store, int space,
+                          int *surplus, int begin, int end);
+QVN_API int QVNgetrowname(QVNCENVptr env, QVNCLPptr lp, char **nameArray, char *store, int space,
+                          int *surplus, int begin, int end);
+QVN_API int QVNgetprobname(QVNCENVptr env, QVNCLPptr lp, char *buffer, int space, int *surplus);
+QVN_API int QVNgetobjname(QVNCENVptr env, QVNCLPptr lp, char *buffer, int space, int *surplus);
+/* 1210 (not printed) when no entry has the name. */
+QVN_API int QVNgetcolindex(QVNCENVptr env, QVNCLPptr lp, const char *name, int *indexPointer);
+QVN_API int QVNgetrowindex(QVNCENVptr env, QVNCLPptr lp, const char *name, int *indexPointer);
+QVN_API int QVNgetobjoffset(QVNCENVptr env, QVNCLPptr lp, double *offsetPointer);
 
 /* ---- Building and changing a problem ---------------------------------- */
+QVN_API int QVNnewrows(QVNCENVptr env, QVNLPptr lp, int count, const double *rhs, const char *sense,
+                       const double *rangeValue, char **rowNames);
+QVN_API int QVNaddrows(QVNCENVptr env, QVNLPptr lp, int newCols, int newRows, int newNonzeros,
+                       const double *rhs, const char *sense, const int *rowStart, const int *colIndex,
+                       const double *coefValue, char **colNames, char **rowNames);
+QVN_API int QVNnewcols(QVNCENVptr env, QVNLPptr lp, int count, const double *objCoef,
+                       const double *lowerBound, const double *upperBound, const char *ctype,
+                       char **colNames);
+QVN_API int QVNaddcols(QVNCENVptr env, QVNLPptr lp, int count, int newNonzeros, const double *objCoef,
+                       const int *colStart, const int *rowIndex, const double *coefValue,
+                       const double *lowerBound, const double *upperBound, char **colNames);
+QVN_API int QVNdelrows(QVNCENVptr env, QVNLPptr lp, int begin, int end);
+QVN_API int QVNdelcols(QVNCENVptr env, QVNLPptr lp, int begin, int end);
+/* deleteFlags: 1 deletes; on return each entry holds the new index or -1. */
+QVN_API int QVNdelsetrows(QVNCENVptr env, QVNLPptr lp, int *deleteFlags);
+QVN_API int QVNdelsetcols(QVNCENVptr env, QVNLPptr lp, int *deleteFlags);
+/* row -1: objective; col -1: right-hand side; col -2: range value. */
+QVN_API int QVNchgcoef(QVNCENVptr env, QVNLPptr lp, int row, int col, double value);
+QVN_API int QVNchgcoeflist(QVNCENVptr env, QVNLPptr lp, int count, const int *rowList,
+                           const int *colList, const double *valueList);
+QVN_API int QVNchgobj(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, const double *values);
+QVN_API int QVNchgrhs(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, const double *values);
+QVN_API int QVNchgrngval(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
+                         const double *values);
+QVN_API int QVNchgsense(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, const char *senses);
+/* boundKinds: 'L', 'U' or 'B' (both) per entry. */
+QVN_API int QVNchgbds(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, const char *boundKinds,
+                      const double *values);
+QVN_API int QVNtightenbds(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
+                          const char *boundKinds, const double *values);
+QVN_API int QVNchgobjsen(QVNCENVptr env, QVNLPptr lp, int sense);
+QVN_API int QVNchgobjoffset(QVNCENVptr env, QVNLPptr lp, double offset);
+QVN_API int QVNchgprobtype(QVNCENVptr env, QVNLPptr lp, int type);
+/* key 'r' renames a row, 'c' a column. */
+QVN_API int QVNchgname(QVNCENVptr env, QVNLPptr lp, int key, int index, const char *text);
+QVN_API int QVNchgrowname(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, char **names);
+QVN_API int QVNchgcolname(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, char **names);
+QVN_API int QVNchgprobname(QVNCENVptr env, QVNLPptr lp, const char *text);
+QVN_API int QVNcopyobjname(QVNCENVptr env, QVNLPptr lp, const char *text);
+QVN_API int QVNdelnames(QVNCENVptr env, QVNLPptr lp);
+/* Name hooks: each returns the name of an index, and may use the 17-character
+   scratch buffer it is given. Any may be null. */
+QVN_API int QVNEsetnamefunctions(QVNENVptr env, void *userHandle,
+                                 const char *(*colNameFunction)(void *, int, char *),
+                                 const char *(*rowNameFunction)(void *, int, char *),
+                                 const char *(*indicatorNameFunction)(void *, int, char *),
+                                 const char *(*sosNameFunction)(void *, int, char *),
+                                 const char *(*qconstrNameFunction)(void *, int, char *));
+struct NameTable;
+/* Appends names to a name table; null names (or null/empty entries) get generated ones. */
+QVN_API int QVNEnsAddNames(struct NameTable *table, int count, char **names);
 
 /* ---- Integer, SOS, order and MIP start data --------------------------- */
+/* Column types: 'C' continuous, 'B' binary, 'I' integer, 'S' semi-continuous, 'N' semi-integer. */
+QVN_API int QVNcopyctype(QVNCENVptr env, QVNLPptr lp, const char *ctype);
+QVN_API int QVNchgctype(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, const char *letters);
+QVN_API int QVNgetctype(QVNCENVptr env, QVNCLPptr lp, char *letters, int begin, int end);
+QVN_API int QVNgetnumint(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetnumbin(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetnumsemicont(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetnumsemiint(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNcopyorder(QVNCENVptr env, QVNLPptr lp, int count, const int *indices, const int *priorities,
+                         const int *directions);
+QVN_API int QVNgetorder(QVNCENVptr env, QVNCLPptr lp, int *countOut, int *indices, int *priorities,
+                        int *directions, int space, int *surplus);
+QVN_API int QVNcopysos(QVNCENVptr env, QVNLPptr lp, int count, int nonzeros, const char *types,
+                       const int *starts, const int *indices, const double *weights, char **names);
+QVN_API int QVNaddsos(QVNCENVptr env, QVNLPptr lp, int count, int nonzeros, const char *types,
+                      const int *starts, const int *indices, const double *weights, char **names);
+QVN_API int QVNdelsetsos(QVNCENVptr env, QVNLPptr lp, int *deleteFlags);
+QVN_API int QVNgetsos(QVNCENVptr env, QVNCLPptr lp, int *nonzeroCount, char *types, int *starts,
+                      int *indices, double *weights, int space, int *surplus, int begin, int end);
+QVN_API int QVNgetnumsos(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetsosname(QVNCENVptr env, QVNCLPptr lp, char **nameArray, char *store, int space,
+                          int *surplus, int begin, int end);
+QVN_API int QVNgetsosindex(QVNCENVptr env, QVNCLPptr lp, const char *name, int *indexPointer);
+QVN_API int QVNcopymipstart(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
+                            const double *values);
+QVN_API int QVNchgmipstart(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
+                           const double *values);
+QVN_API int QVNgetmipstart(QVNCENVptr env, QVNCLPptr lp, int *countOut, int *indices, double *values,
+                           int space, int *surplus);
 
 /* ---- Quadratic data --------------------------------------------------- */
+/* The objective is c'x + 1/2 x'Qx with Q symmetric, given column-wise. */
+QVN_API int QVNcopyquad(QVNCENVptr env, QVNLPptr lp, const int *qColStart, const int *qColCount,
+                        const int *qRowIndex, const double *qValue);
+QVN_API int QVNcopyqpsep(QVNCENVptr env, QVNLPptr lp, const double *diagonal);
+QVN_API int QVNgetnumqpnz(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetnumquad(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetquad(QVNCENVptr env, QVNCLPptr lp, int *nzCount, int *qColStartOut, int *qRowIndexOut,
+                       double *qValueOut, int space, int *surplus, int begin, int end);
+QVN_API int QVNgetqpcoef(QVNCENVptr env, QVNCLPptr lp, int row, int col, double *valuePointer);
+/* Sets Q[row][col] and Q[col][row]. */
+QVN_API int QVNchgqpcoef(QVNCENVptr env, QVNLPptr lp, int row, int col, double value);
+/* x (one entry per column) with x'Qx < 0; 5014 when Q is positive semi-definite. */
+QVN_API int QVNqpindefcertificate(QVNCENVptr env, QVNCLPptr lp, double *x);
 
 /* ---- Model files ------------------------------------------------------ */
 /* typeWord may be null: the name's extension or the file's first bytes decide. */

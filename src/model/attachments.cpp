@@ -2,6 +2,10 @@
 // created, so their release has nothing to do.
 #include "model/attachments.h"
 
+#include "model/mip_data.h"
+#include "quadratic/qconstr_data.h"
+#include "quadratic/qp_data.h"
+
 namespace qvn {
 
 void freeFactor(Problem *lp) { lp->factor = nullptr; lp->factorStale = false; }
@@ -13,14 +17,14 @@ void markDualNormsStale(Problem *) {}
 void freeQpState(Problem *lp) { lp->qpState = nullptr; }
 void freeStartVectors(Problem *lp) { lp->startVectors = nullptr; lp->extraStart = nullptr; }
 void freePresolved(Problem *lp) { lp->presolved = nullptr; }
-void freeMipData(Problem *lp) { lp->mipData = nullptr; }
+void freeMipData(Problem *lp) { destroyMipData(lp->mipData); }
 void freeMipSearch(Problem *lp) { lp->mipSearch = nullptr; }
 void freeMipHeuristicStart(Problem *) {}
-void freeQpData(Problem *lp) { lp->qpData = nullptr; }
+void freeQpData(Problem *lp) { destroyQpData(lp->qpData); }
 void freeQpCopy(Problem *) {}
 void markQpCopyStale(Problem *) {}
 void resetQpStart(Problem *) {}
-void freeQconstrData(Problem *lp) { lp->qconstrData = nullptr; }
+void freeQconstrData(Problem *lp) { destroyQconstrData(lp->qconstrData); }
 void freeRefineData(Problem *lp) { lp->refineData = nullptr; }
 void freeBarrierSolution(Problem *lp) { lp->barrierSolution = nullptr; }
 void resetSiftState(Problem *) {}

@@ -4,142 +4,52 @@
 #include <cstring>
 
 #include "model/datacheck.h"
+#include "model/edit.h"
 #include "model/names.h"
+#include "model/names_table.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
 
 namespace qvn {
-
-namespace {
 
 void openCache(LpData &d) {
   PendingData &c = d.cache;
   if (!c.isEmpty) return;
   c.baseCols = d.numCols;
   c.baseRows = d.numRows;
-  c.baseNzs = static_cast<int>(c.nzValue.size());
+  c.baseNzs = static_cast<int>(std::min<int64_t>(storedNonzeros(d), 2100000000));
   c.isEmpty = false;
 }
 
-// Rewrites the matrix with `extra[j]` more slots at the end of column j, in one
-// pass, and returns the position of each column's first free slot in `fill`.
-void relayoutColumns(Environment *env, Problem *lp, const EnvVector<int> &extra,
-                     EnvVector<int64_t> &fill) {
-  LpData &d = *lp->lpData;
-  int64_t total = 0;
-  for (int j = 0; j < d.numCols; ++j) total += d.colCount[j] + extra[j];
-  int ranges = d.numColsWithRanges - d.numCols;
-  const int64_t need = total + ranges;
-  const int64_t space = need <= d.nzSpace ? d.nzSpace
-                        : env->generalParams->p1048 >= 0
-                            ? need + env->generalParams->p1048
-                            : std::max<int64_t>(need + 500, static_cast<int64_t>(need * 1.2));
-  EnvVector<int> rowIndex(static_cast<size_t>(space));
-  EnvVector<double> value(static_cast<size_t>(space));
-  fill.assign(static_cast<size_t>(d.numCols), 0);
-  int64_t out = 0;
-  for (int j = 0; j < d.numCols; ++j) {
-    const int64_t begin = d.colStart[j];
-    std::copy_n(d.rowIndex.begin() + begin, d.colCount[j], rowIndex.begin() + out);
-    std::copy_n(d.coefValue.begin() + begin, d.colCount[j], value.begin() + out);
-    d.colStart[j] = out;
-    fill[j] = out + d.colCount[j];
-    out += d.colCount[j] + extra[j];
-  }
-  if (space > d.nzSpace) modelChanged(env, lp, 1);
-  d.rowIndex.swap(rowIndex);
-  d.coefValue.swap(value);
-  d.nzSpace = space;
+bool cacheOutgrown(const PendingData &c) {
+  return c.numCols > std::max(10, c.baseCols) || c.numRows > std::max(10, c.baseRows) ||
+         static_cast<int64_t>(c.nzValue.size()) > std::max(10, c.baseNzs);
 }
 
-int flushColumns(Environment *env, Problem *lp) {
-  LpData &d = *lp->lpData;
-  PendingData &c = d.cache;
-  if (c.numCols == 0) return 0;
-  const int ranges = d.numColsWithRanges - d.numCols;
-  QVN_TRY(ensureSpace(env, lp, d.numCols + c.numCols + ranges, d.numRows, d.nzSpace, 0, 0, true));
-  if (c.colNames.exists || d.colNames.exists) {
-    if (!d.colNames.exists) {
-      QVN_TRY(defaultNameCounter(d.colNames, d.numCols, 'x', d.colDefaultNames));
-      makeDefaultNames(d.colNames, d.numCols, 'x', d.colDefaultNames);
-    }
-    QVN_TRY(defaultNameCounter(d.colNames, d.numCols, 'x', d.colDefaultNames));
-    EnvVector<char *> names(static_cast<size_t>(c.numCols), nullptr);
-    if (c.colNames.exists)
-      for (int k = 0; k < c.numCols; ++k) names[k] = const_cast<char *>(c.colNames.name(k));
-    appendNames(d.colNames, d.numCols, names.data(), c.numCols, 'x', d.colDefaultNames);
-    d.colNames.offset.resize(static_cast<size_t>(d.colSpace));
-  }
-  if (!c.colType.empty() && d.ctype.empty()) d.ctype.assign(static_cast<size_t>(d.colSpace), 'C');
-  modelChanged(env, lp, 29);
-  int64_t end = 0;
-  for (int j = 0; j < d.numCols; ++j) end = std::max(end, d.colStart[j] + d.colCount[j]);
-  for (int k = 0; k < c.numCols; ++k) {
-    const int j = d.numCols + k;
-    d.objCoef[j] = c.colObj[k];
-    d.lowerBound[j] = c.colLower[k];
-    d.upperBound[j] = c.colUpper[k];
-    d.colStart[j] = end;
-    d.colCount[j] = 0;
-    if (!d.ctype.empty()) d.ctype[j] = c.colType.empty() ? 'C' : c.colType[k];
-  }
-  d.numCols += c.numCols;
-  return rebuildLogicals(lp);
-}
+namespace {
 
-int flushRows(Environment *env, Problem *lp) {
-  LpData &d = *lp->lpData;
-  PendingData &c = d.cache;
-  if (c.numRows == 0) return 0;
-  int newRanges = 0;
-  for (int k = 0; k < c.numRows; ++k) newRanges += c.rowSense[k] == 'R';
-  const int ranges = d.numColsWithRanges - d.numCols + newRanges;
-  int64_t end = 0;
-  for (int j = 0; j < d.numCols; ++j) end = std::max(end, d.colStart[j] + d.colCount[j]);
-  QVN_TRY(ensureSpace(env, lp, d.numCols + ranges, d.numRows + c.numRows, end + ranges, 0, 0, true));
-  if (c.rowNames.exists || d.rowNames.exists) {
-    if (!d.rowNames.exists) {
-      QVN_TRY(defaultNameCounter(d.rowNames, d.numRows, 'c', d.rowDefaultNames));
-      makeDefaultNames(d.rowNames, d.numRows, 'c', d.rowDefaultNames);
-    }
-    QVN_TRY(defaultNameCounter(d.rowNames, d.numRows, 'c', d.rowDefaultNames));
-    EnvVector<char *> names(static_cast<size_t>(c.numRows), nullptr);
-    if (c.rowNames.exists)
-      for (int k = 0; k < c.numRows; ++k) names[k] = const_cast<char *>(c.rowNames.name(k));
-    appendNames(d.rowNames, d.numRows, names.data(), c.numRows, 'c', d.rowDefaultNames);
-    d.rowNames.offset.resize(static_cast<size_t>(d.rowSpace));
-  }
-  if (newRanges > 0 && d.rangeValue.empty()) d.rangeValue.assign(static_cast<size_t>(d.rowSpace), 0.0);
-  modelChanged(env, lp, 17);
-  for (int k = 0; k < c.numRows; ++k) {
-    const int i = d.numRows + k;
-    d.rhs[i] = c.rowRhs[k];
-    d.sense[i] = c.rowSense[k];
-    if (!d.rangeValue.empty()) d.rangeValue[i] = c.rowRange.empty() ? 0.0 : c.rowRange[k];
-  }
-  d.numRows += c.numRows;
-  return rebuildLogicals(lp);
-}
+// The pending names as a pointer array for the add routines, or null.
+char *const *pendingNames(const PendingNames &names) { return names.table ? names.table->names : nullptr; }
 
-int flushNonzeros(Environment *env, Problem *lp) {
-  LpData &d = *lp->lpData;
-  PendingData &c = d.cache;
-  const size_t n = c.nzValue.size();
-  if (n == 0) return 0;
-  EnvVector<int> extra(static_cast<size_t>(d.numCols), 0);
-  for (size_t k = 0; k < n; ++k) extra[c.nzCol[k]] += 1;
-  EnvVector<int64_t> fill;
-  relayoutColumns(env, lp, extra, fill);
-  modelChanged(env, lp, 34);
-  for (size_t k = 0; k < n; ++k) {
-    if (c.nzValue[k] == 0.0) continue;
-    const int j = c.nzCol[k];
-    d.rowIndex[fill[j]] = c.nzRow[k];
-    d.coefValue[fill[j]] = c.nzValue[k];
-    ++fill[j];
-    ++d.colCount[j];
+int flushPending(Environment *env, Problem *lp, PendingData &c) {
+  if (c.numCols > 0) {
+    ColumnBatch b;
+    b.count = c.numCols, b.objCoef = c.colObj.data(), b.lowerBound = c.colLower.data();
+    b.upperBound = c.colUpper.data(), b.ctype = c.colType.empty() ? nullptr : c.colType.data();
+    b.names = pendingNames(c.colNames);
+    QVN_TRY(addColumns(env, lp, b, 29));
   }
-  return rebuildLogicals(lp);
+  if (c.numRows > 0) {
+    RowBatch b;
+    b.count = c.numRows, b.rhs = c.rowRhs.data(), b.sense = c.rowSense.data();
+    b.rangeValue = c.rowRange.empty() ? nullptr : c.rowRange.data();
+    b.names = pendingNames(c.rowNames);
+    QVN_TRY(addRows(env, lp, b, 17));
+  }
+  if (!c.nzValue.empty())
+    QVN_TRY(mergeEntries(env, lp, static_cast<int64_t>(c.nzValue.size()), c.nzRow.data(), c.nzCol.data(),
+                         c.nzValue.data(), true, 34));
+  return 0;
 }
 
 } // namespace
@@ -147,13 +57,12 @@ int flushNonzeros(Environment *env, Problem *lp) {
 int flushCache(Environment *env, Problem *lp) {
   LpData &d = *lp->lpData;
   if (d.cache.isEmpty) return 0;
-  int status = runCaught([&]() -> int {
-    QVN_TRY(flushColumns(env, lp));
-    QVN_TRY(flushRows(env, lp));
-    return flushNonzeros(env, lp);
-  });
-  d.cache = PendingData();
-  if (status == 0) recomputeType(lp);
+  // The pending data leave the problem first: the add routines read them
+  // while they change the model, and a failure discards them anyway.
+  PendingData pending;
+  std::swap(pending, d.cache);
+  const int status = runCaught([&]() { return flushPending(env, lp, pending); });
+  recomputeType(lp);
   return status;
 }
 
@@ -163,32 +72,16 @@ using namespace qvn;
 
 namespace {
 
-// Pending names are kept only once some pending entry has a name; the entries
-// before it get empty names, which become generated names at the flush.
-void cacheNames(NameStore &store, int have, char **names, int count) {
-  bool any = false;
-  for (int k = 0; names && k < count && !any; ++k) any = names[k] && *names[k];
-  if (!any && !store.exists) return;
-  if (!store.exists) {
-    store.exists = true;
-    store.offset.assign(static_cast<size_t>(have), 0);
-    store.text.assign(4, '\0');
-    // Offset 0 holds an empty text: the placeholder of unnamed entries.
+// Pending names are kept once a names array is given; entries without a name
+// (before it, or null or empty in it) stay empty and become generated names
+// when they reach the model.
+int cacheNames(PendingNames &pending, int have, char **names, int count, char prefix) {
+  if (!names && !pending.table) return 0;
+  if (!pending.table) {
+    pending.table = createNameTable(prefix, false, have + count);
+    QVN_TRY(nameTableAppend(pending.table, have, nullptr));
   }
-  EnvVector<char *> list(static_cast<size_t>(count), nullptr);
-  static char empty[] = "";
-  for (int k = 0; k < count; ++k) list[k] = names && names[k] ? names[k] : empty;
-  // Empty names stay empty here: appendNames would generate them, so write directly.
-  store.offset.resize(static_cast<size_t>(have + count));
-  // Names are appended in order, so the last one ends the used part of the store.
-  size_t used = have > 0 ? static_cast<size_t>(store.offset[have - 1]) + std::strlen(store.name(have - 1)) + 1 : 1;
-  for (int k = 0; k < count; ++k) {
-    const size_t n = std::strlen(list[k]) + 1;
-    if (used + n > store.text.size()) store.text.resize(2 * (used + n) + 64);
-    std::memcpy(store.text.data() + used, list[k], n);
-    store.offset[have + k] = static_cast<int64_t>(used);
-    used += n;
-  }
+  return nameTableAppend(pending.table, count, names);
 }
 
 // Remembers the sizes of the pending arrays; unless committed, restores them,
@@ -196,10 +89,10 @@ void cacheNames(NameStore &store, int have, char **names, int count) {
 class CacheMark {
 public:
   explicit CacheMark(PendingData &c)
-      : c_(c), isEmpty_(c.isEmpty), nzMode_(c.nzMode), colNamesExist_(c.colNames.exists),
-        rowNamesExist_(c.rowNames.exists), cols_(c.colObj.size()), colTypes_(c.colType.size()),
+      : c_(c), isEmpty_(c.isEmpty), nzMode_(c.nzMode), colNamesExist_(c.colNames.table != nullptr),
+        rowNamesExist_(c.rowNames.table != nullptr), cols_(c.colObj.size()), colTypes_(c.colType.size()),
         rows_(c.rowRhs.size()), ranges_(c.rowRange.size()), nzs_(c.nzValue.size()),
-        colNameEntries_(c.colNames.offset.size()), rowNameEntries_(c.rowNames.offset.size()) {}
+        colNameEntries_(entries(c.colNames)), rowNameEntries_(entries(c.rowNames)) {}
   void commit() { committed_ = true; }
   ~CacheMark() {
     if (committed_) return;
@@ -209,16 +102,24 @@ public:
     c_.colType.resize(colTypes_);
     c_.rowRhs.resize(rows_), c_.rowSense.resize(rows_), c_.rowRange.resize(ranges_);
     c_.nzRow.resize(nzs_), c_.nzCol.resize(nzs_), c_.nzValue.resize(nzs_);
-    c_.colNames.exists = colNamesExist_, c_.colNames.offset.resize(colNameEntries_);
-    c_.rowNames.exists = rowNamesExist_, c_.rowNames.offset.resize(rowNameEntries_);
+    restore(c_.colNames, colNamesExist_, colNameEntries_);
+    restore(c_.rowNames, rowNamesExist_, rowNameEntries_);
   }
 
 private:
+  static int entries(const PendingNames &n) { return n.table ? n.table->entryCount : 0; }
+  static void restore(PendingNames &n, bool existed, int count) {
+    if (!existed)
+      freeNameTable(n.table);
+    else
+      nameTableTruncate(n.table, count);
+  }
   PendingData &c_;
   bool isEmpty_;
   int nzMode_;
   bool colNamesExist_, rowNamesExist_;
-  size_t cols_, colTypes_, rows_, ranges_, nzs_, colNameEntries_, rowNameEntries_;
+  size_t cols_, colTypes_, rows_, ranges_, nzs_;
+  int colNameEntries_, rowNameEntries_;
   bool committed_ = false;
 };
 
@@ -238,6 +139,7 @@ QVN_API int QVNEcacheNewCols(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
+    if (ctype) QVN_TRY(checkColumnTypes(env, ctype, count));
     if (env->generalParams->datacheck == 1) {
       QVN_TRY(checkNumbers(env, objCoef, count));
       QVN_TRY(checkNumbers(env, lowerBound, count));
@@ -253,13 +155,14 @@ QVN_API int QVNEcacheNewCols(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
       c.colLower.push_back(lowerBound ? lowerBound[k] : 0.0);
       c.colUpper.push_back(upperBound ? upperBound[k] : kInfinity);
     }
-    if (ctype && c.colType.empty()) c.colType.assign(static_cast<size_t>(c.numCols), 'C');
-    if (!c.colType.empty())
+    if (ctype || !c.colType.empty()) {
+      c.colType.resize(static_cast<size_t>(c.numCols), 'C');  // earlier columns without types
       for (int k = 0; k < count; ++k) c.colType.push_back(ctype ? ctype[k] : 'C');
-    cacheNames(c.colNames, c.numCols, names, count);
+    }
+    QVN_TRY(cacheNames(c.colNames, c.numCols, names, count, 'x'));
     c.numCols += count;
     mark.commit();
-    return 0;
+    return cacheOutgrown(c) ? flushCache(env, p) : 0;
   });
 }
 
@@ -283,13 +186,14 @@ QVN_API int QVNEcacheNewRows(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
       c.rowRhs.push_back(rhs ? rhs[k] : 0.0);
       c.rowSense.push_back(sense ? sense[k] : 'E');
     }
-    if (rangeValue && c.rowRange.empty()) c.rowRange.assign(static_cast<size_t>(c.numRows), 0.0);
-    if (!c.rowRange.empty())
+    if (rangeValue || !c.rowRange.empty()) {
+      c.rowRange.resize(static_cast<size_t>(c.numRows), 0.0);  // earlier rows without ranges
       for (int k = 0; k < count; ++k) c.rowRange.push_back(rangeValue ? rangeValue[k] : 0.0);
-    cacheNames(c.rowNames, c.numRows, names, count);
+    }
+    QVN_TRY(cacheNames(c.rowNames, c.numRows, names, count, 'c'));
     c.numRows += count;
     mark.commit();
-    return 0;
+    return cacheOutgrown(c) ? flushCache(env, p) : 0;
   });
 }
 
@@ -315,7 +219,7 @@ QVN_API int QVNEcacheNewNZsByNZ(QVNCENVptr cenv, QVNLPptr lp, int count, const i
     c.nzCol.insert(c.nzCol.end(), colList, colList + count);
     c.nzValue.insert(c.nzValue.end(), valueList, valueList + count);
     mark.commit();
-    return 0;
+    return cacheOutgrown(c) ? flushCache(env, p) : 0;
   });
 }
 

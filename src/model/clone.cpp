@@ -1,6 +1,9 @@
 // QVNcloneprob: an independent copy of the model, without solutions, bases or
 // presolve state.
+#include "model/mip_data.h"
 #include "model/names.h"
+#include "quadratic/qconstr_data.h"
+#include "quadratic/qp_data.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
 
@@ -61,6 +64,9 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
     c.ctype.assign(d.ctype.begin(), d.ctype.begin() + d.numColsWithRanges);
     c.ctype.resize(static_cast<size_t>(c.colSpace), 'C');
   }
+  if (src->mipData) dst->mipData = copyMipData(*src->mipData);
+  if (src->qpData) dst->qpData = copyQpData(*src->qpData);
+  if (src->qconstrData) dst->qconstrData = envNew<QconstrData>(*src->qconstrData);
   recomputeType(dst);
   return 0;
 }

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "model/attachments.h"
 #include "model/datacheck.h"
+#include "model/edit.h"
 #include "model/names.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
@@ -108,7 +110,14 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
   }
 
   // Nothing below allocates: the new content replaces the old.
-  if (!isNodeType(lp->probType)) lp->probType = kProbLP;
+  // The problem becomes an LP first: types, order, sets and Q of the old
+  // model do not fit the new one.
+  if (!isNodeType(lp->probType)) {
+    lp->probType = kProbLP;
+    dropMipAttachments(lp);
+    freeQpData(lp);
+    freeQconstrData(lp);
+  }
   modelChanged(env, lp, 16);
   old.objCoef.swap(fresh.objCoef);
   old.lowerBound.swap(fresh.lowerBound);

@@ -63,6 +63,38 @@ int checkColumnMatrix(const Environment *env, int numCols, int numRows, const in
   return 0;
 }
 
+int checkStartMatrix(const Environment *env, int count, const int *start, int64_t nonzeros,
+                     const int *index, int limit, int indexError, const double *value, bool thorough) {
+  for (int k = 0; k < count; ++k) {
+    if (k > 0 && start[k] < start[k - 1]) return reportError(env, QVNERR_ARRAY_NOT_ASCENDING, k);
+    if (start[k] < 0 || start[k] > nonzeros) return QVNERR_INDEX_RANGE;
+  }
+  QVN_TRY(checkIndexList(env, static_cast<int>(nonzeros), index, limit, indexError));
+  EnvVector<int> seen(static_cast<size_t>(limit > 0 ? limit : 1), -1);
+  for (int k = 0; k < count; ++k) {
+    const int64_t end = k + 1 < count ? start[k + 1] : nonzeros;
+    for (int64_t p = start[k]; p < end; ++p) {
+      if (seen[index[p]] == k) return QVNERR_DUP_ENTRY;
+      seen[index[p]] = k;
+    }
+  }
+  return thorough ? checkNumbers(env, value, static_cast<int>(nonzeros)) : 0;
+}
+
+int checkIndexList(const Environment *env, int count, const int *indices, int limit, int indexError) {
+  for (int k = 0; k < count; ++k)
+    if (indices[k] < 0 || indices[k] >= limit) return reportError(env, indexError, k);
+  return 0;
+}
+
+int checkColumnTypes(const Environment *env, const char *ctype, int count) {
+  for (int k = 0; k < count; ++k) {
+    const char c = ctype[k];
+    if (c != 'C' && c != 'B' && c != 'I' && c != 'S' && c != 'N') return reportError(env, QVNERR_BAD_CTYPE, k);
+  }
+  return 0;
+}
+
 int checkNames(const Environment *env, char *const *names, int count) {
   if (!names) return 0;
   for (int i = 0; i < count; ++i)

@@ -158,10 +158,11 @@ QVN_API int QVNgetnumrows(QVNCENVptr env, QVNCLPptr lp) {
 }
 
 QVN_API int QVNgetnumnz(QVNCENVptr env, QVNCLPptr lp) {
-  return problemValue(env, lp, 0, [](Problem *p) {
-    const LpData &d = *p->lpData;
-    int64_t nz = static_cast<int64_t>(d.cache.nzValue.size());
-    for (int j = 0; j < d.numCols; ++j) nz += d.colCount[j];
+  // Pending entries may repeat or delete stored ones: only the merge knows the count.
+  return problemValue(env, lp, 0, [&](Problem *p) {
+    if (flushCache(const_cast<Environment *>(env), p) != 0) return 0;
+    int64_t nz = 0;
+    for (int j = 0; j < p->lpData->numCols; ++j) nz += p->lpData->colCount[j];
     return static_cast<int>(nz);
   });
 }

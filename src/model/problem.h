@@ -8,12 +8,14 @@
 // own a slack (+1.0 / -1.0) held only in slackRow/slackCoef.
 #pragma once
 #include <cstdint>
+#include <utility>
 
 #include "quorvan.h"
 #include "runtime/alloc.h"
 #include "runtime/frame.h"
 
 struct Environment;
+struct NameTable;
 
 namespace qvn {
 
@@ -33,16 +35,33 @@ inline bool isNodeType(int t) { return t == 4 || t == 9 || t == 12; }
 
 // Names of one kind (rows or columns): consecutive null-terminated texts and the
 // offset of each name, so that growing the store needs no rebasing.
+// `used` counts the bytes in use: a renamed entry may sit behind later ones.
 struct NameStore {
   bool exists = false;
   EnvVector<char> text;
   EnvVector<int64_t> offset;  // one per entry while exists
+  int64_t used = 0;
   const char *name(int i) const { return text.data() + offset[i]; }
   void clear() {
     exists = false;
     text = EnvVector<char>();
     offset = EnvVector<int64_t>();
+    used = 0;
   }
+};
+
+// Owner of the NameTable of pending names (model/names_table.h); moves, never copies.
+struct PendingNames {
+  ::NameTable *table = nullptr;
+  PendingNames() = default;
+  PendingNames(PendingNames &&other) noexcept : table(other.table) { other.table = nullptr; }
+  PendingNames &operator=(PendingNames &&other) noexcept {
+    std::swap(table, other.table);
+    return *this;
+  }
+  PendingNames(const PendingNames &) = delete;
+  PendingNames &operator=(const PendingNames &) = delete;
+  ~PendingNames();
 };
 
 // Rows, columns and nonzeros announced by a modelling layer but not yet merged.
@@ -53,12 +72,12 @@ struct PendingData {
   int numCols = 0;
   EnvVector<double> colObj, colLower, colUpper;
   EnvVector<char> colType;  // empty until a type is given
-  NameStore colNames;
+  PendingNames colNames;     // null until names are given; "" where a name is missing
   // rows
   int numRows = 0;
   EnvVector<double> rowRhs, rowRange;
   EnvVector<char> rowSense;
-  NameStore rowNames;
+  PendingNames rowNames;
   // nonzeros as triplets
   int nzMode = 0;  // 0 none, 1 column-wise, 2 row-wise, 3 triplets
   EnvVector<int> nzRow, nzCol;

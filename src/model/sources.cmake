@@ -1,11 +1,25 @@
 list(APPEND QUORVAN_SOURCES
+  src/model/add.cpp
   src/model/attachments.cpp
+  src/model/build_api.cpp
   src/model/cache.cpp
+  src/model/change.cpp
   src/model/changes.cpp
   src/model/clone.cpp
+  src/model/coef.cpp
   src/model/copy.cpp
   src/model/datacheck.cpp
+  src/model/delete.cpp
+  src/model/entries.cpp
+  src/model/hash_index.cpp
+  src/model/mip_api.cpp
+  src/model/mip_data.cpp
+  src/model/name_select.cpp
   src/model/names.cpp
+  src/model/names_api.cpp
+  src/model/names_table.cpp
   src/model/problem.cpp
+  src/model/probtype.cpp
+  src/model/query.cpp
   src/model/space.cpp
 )

@@ -1,0 +1,55 @@
+// MipData: the integer model data beyond the column types (which live in
+// LpData::ctype). Created when first needed, freed with the model.
+#pragma once
+#include "model/problem.h"
+
+struct MipSearch;
+
+namespace qvn {
+
+// Priority order: one entry per listed column.
+struct PriorityOrder {
+  EnvVector<int> column, priority, direction;
+};
+
+// Special ordered sets; set s has members start[s]..start[s+1]-1, sorted by
+// rising weight. start has count+1 entries.
+struct SosData {
+  int count = 0;
+  EnvVector<char> type;
+  EnvVector<int> start{0};
+  EnvVector<int> member;
+  EnvVector<double> weight;
+  NameStore names;
+  int defaultNames = -1;
+};
+
+// Held MIP start: values for the listed columns only.
+struct MipStartData {
+  EnvVector<int> column;
+  EnvVector<double> value;
+};
+
+} // namespace qvn
+
+struct MipData {
+  MipSearch *searchState = nullptr;  // the search itself hangs from Problem::mipSearch
+  qvn::PriorityOrder *order = nullptr;
+  qvn::SosData *sosData = nullptr;
+  qvn::MipStartData *startData = nullptr;
+  void *indicatorData = nullptr;
+  void *cutData = nullptr;
+  void *heuristicData = nullptr;
+};
+
+namespace qvn {
+
+MipData &ensureMipData(Problem *lp);
+void destroyMipData(MipData *&data);
+// Columns deleted with mapping `map` (new index or -1): members, order
+// entries and start values of deleted columns go, the rest are renumbered.
+void mipDeleteColumns(MipData *data, const int *map);
+// Deep copy for QVNcloneprob; throws std::bad_alloc.
+MipData *copyMipData(const MipData &from);
+
+} // namespace qvn

@@ -1,0 +1,5 @@
+list(APPEND QUORVAN_SOURCES
+  src/quadratic/qp_api.cpp
+  src/quadratic/qp_certificate.cpp
+  src/quadratic/qp_data.cpp
+)
