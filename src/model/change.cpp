@@ -131,8 +131,8 @@ QVN_API int QVNchgbds(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
     }
     LpData &d = *p->lpData;
     // A held row copy stays valid when only basic, unfixed columns move.
-    const SolutionBlock *sol = p->solution;
-    bool keepRowCopy = sol && p->rowCopy && p->rowCopy->upToDate && !sol->colStatus.empty();
+    const BasisData *basis = p->basisData;
+    bool keepRowCopy = basis && p->rowCopy && p->rowCopy->upToDate && !basis->colStatus.empty();
     modelChanged(env, p, 4);
     for (int k = 0; k < count; ++k) {
       const int j = indices[k];
@@ -152,7 +152,7 @@ QVN_API int QVNchgbds(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
           d.upperBound[j] = v >= kBigBound ? kInfinity : v * scale;
       }
       repairStatus(p, j);
-      keepRowCopy = keepRowCopy && j < static_cast<int>(sol->colStatus.size()) && sol->colStatus[j] == 1 &&
+      keepRowCopy = keepRowCopy && j < static_cast<int>(basis->colStatus.size()) && basis->colStatus[j] == 1 &&
                     std::fabs(d.upperBound[j] - d.lowerBound[j]) >= kFixedGap;
     }
     if (p->rowCopy) p->rowCopy->upToDate = keepRowCopy;

@@ -31,7 +31,8 @@ void pendTriplet(LpData &d, int row, int col, double value) {
 // nonbasic in a held solution with primal values; otherwise 34.
 int matrixEvent(const Problem *lp, int col) {
   const SolutionBlock *s = lp->solution;
-  if (s && s->primalComputed && col < static_cast<int>(s->colStatus.size()) && s->colStatus[col] != 1) return 6;
+  const BasisData *b = lp->basisData;
+  if (s && s->primalComputed && b && col < static_cast<int>(b->colStatus.size()) && b->colStatus[col] != 1) return 6;
   return 34;
 }
 

@@ -1,6 +1,7 @@
 // Reading the result of the last solve.
 #include <algorithm>
 
+#include "model/edit.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
 
@@ -14,15 +15,6 @@ bool hasSolution(const Problem *lp) {
 
 bool hasDuals(const Problem *lp) { return hasSolution(lp) && lp->solution->dualComputed; }
 
-// begin..end inclusive must lie within 0..count-1; both faults are reported.
-int checkRange(const Environment *env, const char *name, int begin, int end, int count) {
-  bool ok = true;
-  if (begin < 0) reportError(env, QVNERR_INDEX_RANGE_LOW, name, begin, 0), ok = false;
-  if (end > count - 1) reportError(env, QVNERR_INDEX_RANGE_HIGH, name, end, count - 1), ok = false;
-  // The detail lines stand for the error; 1200 itself is not printed again.
-  return ok ? 0 : -QVNERR_INDEX_RANGE;
-}
-
 template <class Pick>
 int getRange(const Environment *env, const Problem *lp, const char *name, double *values, int begin,
              int end, bool dual, bool perRow, Pick pick) {
@@ -31,7 +23,7 @@ int getRange(const Environment *env, const Problem *lp, const char *name, double
     if (!values) return QVNERR_NULL_POINTER;
     if (dual && isMipType(p->probType)) return QVNERR_NOT_FOR_MIP;
     const int count = perRow ? p->lpData->numRows : p->lpData->numCols;
-    QVN_TRY(checkRange(env, name, begin, end, count));
+    QVN_TRY(rangeStatus(env, name, begin, end, count));
     if (!hasSolution(p)) return QVNERR_NO_SOLN;
     if (dual && !hasDuals(p)) return QVNERR_NO_DUAL_SOLN;
     const EnvVector<double> &v = pick(*p->solution);

@@ -36,8 +36,9 @@ QVNLPptr buildWithSolution(QVNENVptr env) {
   lp->status = 1;
   lp->solution = envNew<SolutionBlock>();
   lp->solution->primalComputed = lp->solution->dualComputed = true;
-  lp->solution->colStatus.assign(6, 0);
-  lp->solution->colStatus[1] = 1;
+  lp->basisData = envNew<BasisData>();
+  lp->basisData->colStatus.assign(6, 0);
+  lp->basisData->colStatus[1] = 1;
   return lp;
 }
 

@@ -210,7 +210,8 @@ TEST_F(LpSolve, LimitsAndRejectedProblemTypes) {
   EXPECT_EQ(QVNgetx(env, lp, x, -1, 2), QVNERR_INDEX_RANGE);
   EXPECT_EQ(takeErrors(),
             "QUORVAN Error  1205: QVNgetx: 'begin' value -1 is less than 0.\n"
-            "QUORVAN Error  1206: QVNgetx: 'end' value 2 is greater than 1.\n");
+            "QUORVAN Error  1206: QVNgetx: 'end' value 2 is greater than 1.\n"
+            "QUORVAN Error  1200: Index is outside range of valid values.\n");
   EXPECT_EQ(QVNgetx(env, lp, nullptr, 0, 1), QVNERR_NULL_POINTER);
 
   // A change that touches the solution makes it unavailable.
