@@ -125,6 +125,24 @@ int setParam(QVNENVptr env, const std::string &setting, std::string &message) {
   return status;
 }
 
+// Names of all columns (or rows), generated ones when the model has none.
+std::vector<std::string> allNames(QVNENVptr env, QVNLPptr lp, bool columns, int count) {
+  std::vector<std::string> out;
+  auto get = columns ? QVNgetcolname : QVNgetrowname;
+  int surplus = 0;
+  std::vector<char *> pointers(count + 1);
+  std::vector<char> store;
+  if (count > 0 && get(env, lp, pointers.data(), nullptr, 0, &surplus, 0, count - 1) == QVNERR_NEGATIVE_SURPLUS) {
+    store.resize(static_cast<size_t>(-surplus) + 1);
+    if (get(env, lp, pointers.data(), store.data(), -surplus, &surplus, 0, count - 1) == 0)
+      for (int k = 0; k < count; ++k) out.emplace_back(pointers[k]);
+  }
+  for (int k = static_cast<int>(out.size()); k < count; ++k) out.push_back((columns ? "x" : "c") + std::to_string(k + 1));
+  return out;
+}
+
+double tidy(double v) { return v == 0.0 ? 0.0 : v; }  // no "-0" in the output
+
 int writeSolution(QVNENVptr env, QVNLPptr lp, const std::string &file) {
   const int n = QVNgetnumcols(env, lp), m = QVNgetnumrows(env, lp);
   std::vector<double> x(n + 1), dj(n + 1), slack(m + 1), pi(m + 1);
@@ -138,10 +156,16 @@ int writeSolution(QVNENVptr env, QVNLPptr lp, const std::string &file) {
   char text[1024];
   QVNgetstatstring(env, status, text);
   std::fprintf(out, "Status: %s\nObjective: %.15g\nColumns: %d\nRows: %d\n", text, objective, n, m);
-  std::fprintf(out, "# column index, value, reduced cost\n");
-  for (int j = 0; j < n; ++j) std::fprintf(out, "x %d %.15g %.15g\n", j, x[j], dj[j]);
-  std::fprintf(out, "# row index, slack, dual value\n");
-  for (int i = 0; i < m; ++i) std::fprintf(out, "r %d %.15g %.15g\n", i, slack[i], pi[i]);
+  // The size probes of the name getters answer with an error line by design.
+  QVNCHANNELptr error = nullptr;
+  QVNgetchannels(env, nullptr, nullptr, &error, nullptr);
+  QVNdelfpdest(env, error, stderr);
+  const std::vector<std::string> colNames = allNames(env, lp, true, n), rowNames = allNames(env, lp, false, m);
+  QVNaddfpdest(env, error, stderr);
+  std::fprintf(out, "# column name, value, reduced cost\n");
+  for (int j = 0; j < n; ++j) std::fprintf(out, "column %s %.15g %.15g\n", colNames[j].c_str(), tidy(x[j]), tidy(dj[j]));
+  std::fprintf(out, "# row name, slack, dual value\n");
+  for (int i = 0; i < m; ++i) std::fprintf(out, "row %s %.15g %.15g\n", rowNames[i].c_str(), tidy(slack[i]), tidy(pi[i]));
   return std::fclose(out) == 0 ? 0 : QVNERR_FAIL_OPEN_WRITE;
 }
 
