@@ -141,7 +141,11 @@ struct SolutionBlock {
 struct BasisData {
   EnvVector<int> colStatus, rowStatus;
   EnvVector<double> primalStart, dualStart;
+  // Dual pricing norms by basis position, with the variable of each position
+  // (0..n-1 structural, n+i the logical of row i); primal norms by variable.
   EnvVector<double> norms;
+  EnvVector<int> normHead;
+  EnvVector<double> primalNorms;
 };
 
 } // namespace qvn

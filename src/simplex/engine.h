@@ -48,6 +48,14 @@ struct SimplexEngine {
   bool logStarted = false;
   int repairs = 0;
   bool costsShifted = false;
+
+  // Pricing: the kinds in force and the weights, kept across the loops of one
+  // optimization so that a clean-up pass goes on with them.
+  int dualPricing = 0, primalPricing = 0;
+  EnvVector<double> dualWeights;    // by basis position
+  EnvVector<double> primalWeights;  // by variable
+  bool dualWeightsValid = false, primalWeightsValid = false;
+  bool startGiven = false;  // the run began from a held basis
 };
 
 // Sizes the engine for lp and starts the clock.

@@ -12,6 +12,48 @@ namespace {
 
 enum Method { kPrimal = 1, kDual = 2 };
 
+void takeSavedNorms(SimplexEngine &e, const BasisData &b) {
+  if (!b.norms.empty() && b.normHead.size() == b.norms.size()) {
+    EnvVector<double> byVariable(static_cast<size_t>(e.nt > 0 ? e.nt : 1), 0.0);
+    for (size_t k = 0; k < b.normHead.size(); ++k)
+      if (b.normHead[k] >= 0 && b.normHead[k] < e.nt) byVariable[b.normHead[k]] = b.norms[k];
+    e.dualWeights.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 1.0);
+    int fresh = 0;
+    for (int k = 0; k < e.m; ++k) {
+      const double v = byVariable[e.head[k]];
+      if (v > 0.0)
+        e.dualWeights[k] = v;
+      else
+        ++fresh;
+    }
+    e.dualWeightsValid = true;
+    if (fresh > 0 && e.display > 0) {
+      QVNmsg(e.env->resultsChannel, "Reinitializing dual norms . . .\n");
+      QVNmsg(e.env->resultsChannel, "Computed %d new norms.\n", fresh);
+    }
+  }
+  if (static_cast<int>(b.primalNorms.size()) == e.nt) {
+    e.primalWeights.assign(b.primalNorms.begin(), b.primalNorms.end());
+    e.primalWeightsValid = true;
+  }
+}
+
+// Pricing weights of one run handed to the next over the same basis, which
+// may list the basic variables in another order.
+void carryNorms(const SimplexEngine &from, SimplexEngine &to) {
+  if (from.dualWeightsValid) {
+    EnvVector<double> byVariable(static_cast<size_t>(from.nt > 0 ? from.nt : 1), 1.0);
+    for (int k = 0; k < from.m; ++k) byVariable[from.head[k]] = from.dualWeights[k];
+    to.dualWeights.assign(static_cast<size_t>(to.m > 0 ? to.m : 1), 1.0);
+    for (int k = 0; k < to.m; ++k) to.dualWeights[k] = byVariable[to.head[k]];
+    to.dualWeightsValid = true;
+  }
+  if (from.primalWeightsValid) {
+    to.primalWeights = from.primalWeights;
+    to.primalWeightsValid = true;
+  }
+}
+
 int checkContinuous(const Problem *lp) {
   const int t = lp->probType;
   if (isMipType(t)) return QVNERR_NOT_FOR_MIP;
@@ -21,13 +63,17 @@ int checkContinuous(const Problem *lp) {
 }
 
 // Start basis: the held one when advanced starts are on, else all logicals.
+// Norms saved with the held basis come along for the positions they match.
 void startBasis(SimplexEngine &e, const Problem *lp) {
   const BasisData *b = lp->basisData;
   if (e.env->generalParams->advind != 0 && b && static_cast<int>(b->colStatus.size()) >= e.n &&
-      static_cast<int>(b->rowStatus.size()) >= e.m)
+      static_cast<int>(b->rowStatus.size()) >= e.m) {
     installBasis(e, b->colStatus.data(), b->rowStatus.data());
-  else
+    e.startGiven = true;
+    takeSavedNorms(e, *b);
+  } else {
     setSlackBasis(e);
+  }
 }
 
 // Reduced cost violation below which a solution counts as exact after cost shifts.
@@ -88,6 +134,14 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   b.colStatus.assign(static_cast<size_t>(e.n > 0 ? e.n : 1), 0);
   b.rowStatus.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   extractStatuses(e, b.colStatus.data(), b.rowStatus.data());
+  b.norms.clear();
+  b.normHead.clear();
+  b.primalNorms.clear();
+  if (e.dualWeightsValid) {
+    b.norms.assign(e.dualWeights.begin(), e.dualWeights.begin() + e.m);
+    b.normHead.assign(e.head.begin(), e.head.begin() + e.m);
+  }
+  if (e.primalWeightsValid) b.primalNorms.assign(e.primalWeights.begin(), e.primalWeights.end());
   if (!lp->solution) lp->solution = envNew<SolutionBlock>();
   SolutionBlock &s = *lp->solution;
   // Values with the real costs and bounds of the model.
@@ -144,6 +198,7 @@ int optimize(Environment *env, Problem *lp, int method) {
       e.phase1Iterations = s.phase1Iterations;
       e.logStarted = s.logStarted;
       installBasis(e, colStatus.data(), rowStatus.data());
+      carryNorms(s, e);
       run = finishUnscaled(e, run, method);
     } else {
       QVN_TRY(engineSetup(e, env, w));

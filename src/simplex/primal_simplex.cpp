@@ -18,8 +18,6 @@ struct PrimalWork {
   EnvVector<double> baseLower, baseUpper;
   bool perturbed = false;
   int perturbations = 0;
-  // Devex reference weights of the nonbasic variables.
-  EnvVector<double> weight;
   int degenerateRun = 0;  // iterations since the objective last moved
 };
 
@@ -94,8 +92,9 @@ void logPrimal(SimplexEngine &e, int phase) {
 }
 
 // Entering variable by the largest squared reduced cost violation over its
-// devex weight; -1 when none.
-int chooseEntering(const SimplexEngine &e, const PrimalWork &w) {
+// weight (devex or steepest edge; 1.0 for full pricing); -1 when none.
+int chooseEntering(const SimplexEngine &e) {
+  const double *weight = e.primalWeights.data();
   int q = -1;
   double best = 0.0;
   for (int j = 0; j < e.nt; ++j) {
@@ -108,7 +107,7 @@ int chooseEntering(const SimplexEngine &e, const PrimalWork &w) {
     default: v = std::fabs(d); break;
     }
     if (v <= e.dualTol) continue;
-    const double merit = v * v / w.weight[j];
+    const double merit = v * v / weight[j];
     if (merit > best) best = merit, q = j;
   }
   return q;
@@ -163,6 +162,73 @@ int ratioTest(const SimplexEngine &e, int q, double dir, double &step) {
   return leave;
 }
 
+// Start weights: 1.0 for devex and full pricing; for steepest edge the exact
+// ||B^{-1} a_j||^2 + 1 (kind 2) or those of a slack basis, ||a_j||^2 + 1 (kind 3).
+void initPrimalWeights(SimplexEngine &e) {
+  const WorkLp &lp = *e.lp;
+  e.primalWeights.assign(static_cast<size_t>(e.nt > 0 ? e.nt : 1), 1.0);
+  e.primalWeightsValid = true;
+  if (e.primalPricing == 3) {
+    for (int j = 0; j < e.n; ++j) {
+      double s = 1.0;
+      for (int k = lp.aStart[j]; k < lp.aStart[j + 1]; ++k) s += lp.aValue[k] * lp.aValue[k];
+      e.primalWeights[j] = s;
+    }
+    for (int i = 0; i < e.m; ++i) e.primalWeights[e.n + i] = 2.0;
+  } else if (e.primalPricing == 2) {
+    if (e.display > 0) QVNmsg(e.env->resultsChannel, "Initializing primal norms . . .\n");
+    HVector &col = e.column;
+    for (int j = 0; j < e.nt; ++j) {
+      if (e.basicPos[j] >= 0) continue;
+      hvClear(col);
+      addColumn(lp, j, 1.0, col.array.data());
+      col.count = -1;
+      ftran(e.factor, col);
+      double s = 1.0;
+      for (int k = 0; k < col.count; ++k) s += col.array[col.index[k]] * col.array[col.index[k]];
+      e.primalWeights[j] = s;
+    }
+    hvClear(col);
+  }
+}
+
+// Weights after q entered: devex keeps the largest reference estimate; steepest
+// edge applies the exact recursion with v = B^{-T} alpha_q.
+void updatePrimalWeights(SimplexEngine &e, int q, double alphaQ) {
+  const int kind = e.primalPricing;
+  if (kind == 4) return;
+  double *weight = e.primalWeights.data();
+  const double wq = weight[q];
+  const HVector &row = e.rowAlpha;
+  if (kind == 2 || kind == 3) {
+    HVector &v = e.tau;
+    hvClear(v);
+    const HVector &col = e.column;
+    for (int k = 0; k < col.count; ++k) v.array[col.index[k]] = col.array[col.index[k]];
+    v.count = -1;
+    btran(e.factor, v);
+    for (int k = 0; k < row.count; ++k) {
+      const int j = row.index[k];
+      if (e.basicPos[j] >= 0 || j == q || row.array[j] == 0.0) continue;
+      const double ratio = row.array[j] / alphaQ;
+      const double updated = weight[j] - 2.0 * ratio * columnDot(*e.lp, j, v.array.data()) + ratio * ratio * wq;
+      weight[j] = std::max(updated, 1.0 + ratio * ratio);
+    }
+    hvClear(v);
+    return;
+  }
+  double biggest = 0.0;
+  for (int k = 0; k < row.count; ++k) {
+    const int j = row.index[k];
+    if (e.basicPos[j] >= 0 || row.array[j] == 0.0) continue;
+    const double ratio = row.array[j] / alphaQ;
+    weight[j] = std::max(weight[j], ratio * ratio * wq);
+    biggest = std::max(biggest, weight[j]);
+  }
+  // Weights that grew out of all proportion restart the reference framework.
+  if (biggest > 1e6) std::fill(e.primalWeights.begin(), e.primalWeights.end(), 1.0);
+}
+
 int rebuild(SimplexEngine &e) {
   QVN_TRY(refactor(e));
   computePrimal(e);
@@ -176,7 +242,8 @@ int runPrimalSimplex(SimplexEngine &e) {
   PrimalWork w;
   w.baseLower.assign(lp.lower.begin(), lp.lower.end());
   w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
-  w.weight.assign(static_cast<size_t>(e.nt > 0 ? e.nt : 1), 1.0);
+  if (e.primalPricing < -1 || e.primalPricing > 4) return QVNERR_PRIIND;
+  if (!e.primalWeightsValid) initPrimalWeights(e);
   // Degenerate iterations tolerated before the bounds are perturbed.
   const int trigger = e.env->generalParams->perlim > 0 ? e.env->generalParams->perlim : std::max(50, std::min(e.m / 10, 400));
   QVN_TRY(rebuild(e));
@@ -198,7 +265,7 @@ int runPrimalSimplex(SimplexEngine &e) {
       QVN_TRY(refresh());
       logPrimal(e, phase);
     }
-    const int q = chooseEntering(e, w);
+    const int q = chooseEntering(e);
     if (q < 0) {
       if (!fresh) {
         QVN_TRY(refresh());
@@ -299,24 +366,18 @@ int runPrimalSimplex(SimplexEngine &e) {
     const double alphaQ = e.rowAlpha.array[q];
     const double thetaD = e.dj[q] / alphaQ;
     const double *alpha = e.rowAlpha.array.data();
-    const double wq = w.weight[q];
-    double biggest = 0.0;
     for (int k = 0; k < e.rowAlpha.count; ++k) {
       const int j = e.rowAlpha.index[k];
-      if (e.basicPos[j] >= 0 || alpha[j] == 0.0) continue;
-      e.dj[j] -= thetaD * alpha[j];
-      const double ratio = alpha[j] / alphaQ;
-      w.weight[j] = std::max(w.weight[j], ratio * ratio * wq);
-      biggest = std::max(biggest, w.weight[j]);
+      if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
     }
+    const double wq = e.primalWeights[q];
+    updatePrimalWeights(e, q, alphaQ);
     for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
     updateFactor(e.factor, r, alphaR);
     changeBasis(e, q, r, leaveMove);
     e.x[leaving] = leaveValue;
     e.dj[leaving] = -thetaD;
-    w.weight[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
-    // Weights that grew out of all proportion restart the reference framework.
-    if (biggest > 1e6) std::fill(w.weight.begin(), w.weight.end(), 1.0);
+    e.primalWeights[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
     hvClear(rho);
     hvClear(e.rowAlpha);
     hvClear(col);
