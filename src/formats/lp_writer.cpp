@@ -20,7 +20,7 @@ namespace qvn {
 
 namespace {
 
-constexpr double kInf = 1e20;
+constexpr double kInf = kFileInfinity;
 constexpr int kLineWidth = 80;
 
 char repairChar(unsigned char c) {

@@ -18,7 +18,7 @@ namespace qvn {
 
 namespace {
 
-constexpr double kInf = 1e20;
+constexpr double kInf = kFileInfinity;
 
 struct Entry {
   int col;
