@@ -80,7 +80,6 @@ struct LpReader {
   int carryLength = 0;
   char clean[kChunk + 8];
   char text[kChunk + 8];  // the logical line as the parsers see it
-  char word[kChunk + 8];
 
   NameIndex colIndex;
   int nameWarnings = 0;
@@ -958,8 +957,9 @@ struct LpReader {
 
   int sosLine() {
     // Tokens: ':' , '::' , words (a sign followed by blanks is joined to what follows).
-    char tokens[kChunk + 8];
-    const char *tok[kChunk];
+    // Each token takes its characters and a NUL: at most twice the line.
+    char tokens[2 * (kChunk + 8)];
+    const char *tok[kChunk + 8];
     int count = 0;
     char *o = tokens;
     const char *p = text;
