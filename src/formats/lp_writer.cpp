@@ -113,8 +113,9 @@ struct LpWriter {
     return at + n;
   }
 
+  // `name` is one name of at most 255 characters, or "a * b" of two.
   void term(double v, const char *name, bool first, const char *suffix = "") {
-    char text[400];
+    char text[700];
     char *p = text;
     if (v < 0) p += std::sprintf(p, " -");
     else if (!first) p += std::sprintf(p, " +");
@@ -125,7 +126,7 @@ struct LpWriter {
       *p++ = ' ';
       p = number(v, p);
     }
-    p += std::sprintf(p, " %.255s%s", name, suffix);
+    p += std::sprintf(p, " %.515s%s", name, suffix);
     piece(text, static_cast<size_t>(p - text));
   }
 

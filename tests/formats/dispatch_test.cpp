@@ -101,7 +101,8 @@ TEST_F(Dispatch, WriteChoosesTheWriterAndCompresses) {
     const char *name, *type, *start;
   } cases[] = {{"a.mps", nullptr, "NAME"},      {"b.lp", nullptr, "\\Problem"}, {"c.rlp", nullptr, "\\Problem"},
                {"d.out", "RMP", "NAME"},         {"e.mps.gz", nullptr, "\x1f\x8b"},
-               {"f.lp.bz2", nullptr, "BZh"},     {"g.gz", "LP", "\x1f\x8b"}};
+               {"f.lp.bz2", nullptr, "BZh"},     {"g.gz", "LP", "\x1f\x8b"},
+               {"it's h.mps.Z", nullptr, "\x1f\x8b"}};
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     const std::string file = path(c.name);
