@@ -43,10 +43,33 @@ int readFrame(Environment *env, const char *path, ModelImage &image, TextInput *
   int status = openTextInput(path, &in);
   if (status == QVNERR_FAIL_OPEN_READ) return reportError(env, status, path);
   if (status != 0) return status;
-  status = body();
+  try {
+    status = body();
+  } catch (...) {  // out of memory: the frame of the exported call answers 1001
+    closeTextInput(in);
+    image = ModelImage();
+    throw;
+  }
   if (status == 0 && inputFailed(in)) status = QVNERR_DECOMPRESSION;
   closeTextInput(in);
   if (status != 0) image = ModelImage();
+  return status;
+}
+
+// The frame of a writer: opens `path` into `out`, runs `body`, and closes the
+// file on every path; a failed write or close is 1422.
+template <class Body> int writeFrame(Environment *env, const char *path, TextOutput *&out, Body &&body) {
+  int status = openTextOutput(path, &out);
+  if (status == QVNERR_FAIL_OPEN_WRITE) return reportError(env, status, path);
+  if (status != 0) return status;
+  try {
+    status = body();
+  } catch (...) {
+    closeTextOutput(out);
+    throw;
+  }
+  const int closed = closeTextOutput(out);
+  if (closed != 0) return reportError(env, closed, path);
   return status;
 }
 
