@@ -152,19 +152,20 @@ int installModel(Environment *env, Problem *lp, const ModelImage &image, const c
     return status;
   }
   LpData &d = *lp->lpData;
-  // Direct writes below stand in for the editing functions (objective constant,
-  // objective name, column types) until those exist.
-  d.objOffset = image.objConstant;
-  envFree(d.objName);
+  // The direct LpData writes below stand in for editing functions that do not
+  // exist yet; each is the one place to swap when they do.
+  d.objOffset = image.objConstant;  // direct: objective constant
+  envFree(d.objName);               // direct: objective name
   d.objName = objName;
-  envFree(d.probName);
+  envFree(d.probName);              // direct: problem name (the file name)
   d.probName = probName;
-  if (image.isMip()) {
+  if (image.isMip()) {              // direct: column types, then the problem type
     ctype.resize(static_cast<size_t>(d.colSpace), 'C');
     d.ctype.swap(ctype);
     recomputeType(lp);
   }
-  // Sets, quadratic data, indicators and cut rows have no home in a Problem yet.
+  // Sets, quadratic data, indicators and cut rows have no home in a Problem
+  // yet: they stay in the image (the readers are complete) until that API lands.
   const char *shown = fileName ? fileName : "<stdin>";
   if (!image.qValue.empty())
     QVNmsg(env->warningChannel, "Problem %s contains quadratic objective coefficients, ignored.\n", shown);

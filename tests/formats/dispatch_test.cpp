@@ -111,8 +111,9 @@ TEST_F(Dispatch, WriteChoosesTheWriterAndCompresses) {
     QVNLPptr other = nullptr;
     int status = 0;
     other = QVNcreateprob(env, &status, "other");
-    ASSERT_EQ(QVNreadcopyprob(env, other, file.c_str(), c.type && c.type[0] == 'R' ? "MPS" : c.type), 0)
-        << takeErrors();
+    // "g.gz" is read without a type word: its uncompressed first byte decides
+    const char *readType = c.type && c.type[0] == 'R' ? "MPS" : std::string(c.name) == "g.gz" ? nullptr : c.type;
+    ASSERT_EQ(QVNreadcopyprob(env, other, file.c_str(), readType), 0) << takeErrors();
     ModelImage after;
     ASSERT_EQ(imageFromProblem(env, other, after), 0);
     const bool generic = std::string(c.name) == "c.rlp" || (c.type && c.type[0] == 'R');
