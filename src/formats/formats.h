@@ -1,6 +1,8 @@
 // Entry points of the model file formats inside the library.
 #pragma once
 #include "formats/model_image.h"
+#include "formats/text_input.h"
+#include "runtime/errors.h"
 
 struct Environment;
 
@@ -29,6 +31,46 @@ void checkIndicatorColumns(Environment *env, ModelImage &image);
 // Gives sets whose weights are all zero the weights 1, 2, ...
 void defaultSosWeights(Environment *env, ModelImage &image);
 
-constexpr int kMaxEntries = 262499999;
+constexpr int kMaxEntries = 262499999;   // rows, columns or nonzeros a reader takes
+constexpr size_t kFileNameMax = 255;      // longest name text in a model file
+constexpr int kWarningCap = 20;           // warnings of one family printed in full
+constexpr double kFileInfinity = 1e20;
+
+// The frame of a reader: opens `path` into `in`, runs `body`, closes, and on
+// failure leaves `image` empty.
+template <class Body>
+int readFrame(Environment *env, const char *path, ModelImage &image, TextInput *&in, Body &&body) {
+  int status = openTextInput(path, &in);
+  if (status == QVNERR_FAIL_OPEN_READ) return reportError(env, status, path);
+  if (status != 0) return status;
+  try {
+    status = body();
+  } catch (...) {  // out of memory: the frame of the exported call answers 1001
+    closeTextInput(in);
+    image = ModelImage();
+    throw;
+  }
+  if (status == 0 && inputFailed(in)) status = QVNERR_DECOMPRESSION;
+  closeTextInput(in);
+  if (status != 0) image = ModelImage();
+  return status;
+}
+
+// The frame of a writer: opens `path` into `out`, runs `body`, and closes the
+// file on every path; a failed write or close is 1422.
+template <class Body> int writeFrame(Environment *env, const char *path, TextOutput *&out, Body &&body) {
+  int status = openTextOutput(path, &out);
+  if (status == QVNERR_FAIL_OPEN_WRITE) return reportError(env, status, path);
+  if (status != 0) return status;
+  try {
+    status = body();
+  } catch (...) {
+    closeTextOutput(out);
+    throw;
+  }
+  const int closed = closeTextOutput(out);
+  if (closed != 0) return reportError(env, closed, path);
+  return status;
+}
 
 } // namespace qvn

@@ -27,9 +27,9 @@ namespace qvn {
 namespace {
 
 constexpr int kChunk = 560;
-constexpr size_t kNameMax = 255;
-constexpr int kWarnCap = 20;
-constexpr double kInf = 1e20;
+constexpr size_t kNameMax = kFileNameMax;
+constexpr int kWarnCap = kWarningCap;
+constexpr double kInf = kFileInfinity;
 const char kPlaceholder[] = "***********";
 
 enum Token {
@@ -80,7 +80,6 @@ struct LpReader {
   int carryLength = 0;
   char clean[kChunk + 8];
   char text[kChunk + 8];  // the logical line as the parsers see it
-  char word[kChunk + 8];
 
   NameIndex colIndex;
   int nameWarnings = 0;
@@ -510,14 +509,10 @@ struct LpReader {
       case kQStart:
         if (!c) return 0;
         if (c == ']') return closeQuad(p);
-        sign = 1.0;
         if (lpIs(c, CC_Sign)) {
-          sign = c == '-' ? -1.0 : 1.0;
-          ++p;
-          if (!*p) {
-            st = kQAfterSign;
-            return 0;
-          }
+          if (quadSign(p)) return 0;
+        } else {
+          sign = 1.0;
         }
         QVN_TRY(quadCoefficient(p));
         break;
@@ -570,12 +565,7 @@ struct LpReader {
         if (!c) return 0;
         if (c == ']') return closeQuad(p);
         if (!lpIs(c, CC_Sign)) return reportError(env, 1607, line, c);
-        sign = c == '-' ? -1.0 : 1.0;
-        ++p;
-        if (!*p) {
-          st = kQAfterSign;
-          return 0;
-        }
+        if (quadSign(p)) return 0;
         QVN_TRY(quadCoefficient(p));
         break;
       case kQClosed:
@@ -604,6 +594,15 @@ struct LpReader {
       default: return 0;
       }
     }
+  }
+
+  // Takes the sign at p; true when it ended the line, so the term waits.
+  bool quadSign(const char *&p) {
+    sign = *p == '-' ? -1.0 : 1.0;
+    ++p;
+    if (*p) return false;
+    st = kQAfterSign;
+    return true;
   }
 
   // Inside brackets, behind an optional sign: the coefficient, then the name.
@@ -958,8 +957,9 @@ struct LpReader {
 
   int sosLine() {
     // Tokens: ':' , '::' , words (a sign followed by blanks is joined to what follows).
-    char tokens[kChunk + 8];
-    const char *tok[kChunk];
+    // Each token takes its characters and a NUL: at most twice the line.
+    char tokens[2 * (kChunk + 8)];
+    const char *tok[kChunk + 8];
     int count = 0;
     char *o = tokens;
     const char *p = text;
@@ -990,11 +990,8 @@ struct LpReader {
         const bool named = i + 3 < count && is(tok[i + 1], ":") && isType(tok[i + 2]) && is(tok[i + 3], "::");
         const bool unnamed = i + 1 < count && isType(tok[i]) && is(tok[i + 1], "::");
         if (named || unnamed) {
-          img.sos.type.push_back(tok[named ? i + 2 : i][1]);
-          img.sos.start.push_back(img.sos.start.back());
-          img.sos.names.add(named ? tok[i] : kPlaceholder);
-          img.sos.hasNames = true;
-          ++img.sos.count;
+          const char *setName = named ? tok[i] : kPlaceholder;
+          img.sos.open(tok[named ? i + 2 : i][1], setName, std::strlen(setName));
           i += named ? 4 : 2;
           sosState = 4;
           continue;
@@ -1018,11 +1015,7 @@ struct LpReader {
       if (!lpIs(t[0], CC_NameStart)) return reportError(env, 1616, line, t[0]);
       if (img.sos.count == 0) return reportError(env, 1616, line, t[0]);
       sosMember = boundColumn(t, std::strlen(t));
-      if (sosMember >= 0) {
-        img.sos.member.push_back(sosMember);
-        img.sos.weight.push_back(0.0);
-        ++img.sos.start.back();
-      }
+      if (sosMember >= 0) img.sos.addMember(sosMember, 0.0);
       sosState = 2;
       ++i;
     }
@@ -1223,14 +1216,7 @@ struct LpReader {
 int readLpFile(Environment *env, const char *path, ModelImage &image) {
   image = ModelImage();
   LpReader reader(env, image, path);
-  int status = openTextInput(path, &reader.in);
-  if (status == QVNERR_FAIL_OPEN_READ) return reportError(env, status, path);
-  if (status != 0) return status;
-  status = reader.run();
-  if (status == 0 && inputFailed(reader.in)) status = QVNERR_DECOMPRESSION;
-  closeTextInput(reader.in);
-  if (status != 0) image = ModelImage();
-  return status;
+  return readFrame(env, path, image, reader.in, [&] { return reader.run(); });
 }
 
 } // namespace qvn

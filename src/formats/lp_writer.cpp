@@ -20,7 +20,7 @@ namespace qvn {
 
 namespace {
 
-constexpr double kInf = 1e20;
+constexpr double kInf = kFileInfinity;
 constexpr int kLineWidth = 80;
 
 char repairChar(unsigned char c) {
@@ -113,8 +113,9 @@ struct LpWriter {
     return at + n;
   }
 
+  // `name` is one name of at most 255 characters, or "a * b" of two.
   void term(double v, const char *name, bool first, const char *suffix = "") {
-    char text[400];
+    char text[700];
     char *p = text;
     if (v < 0) p += std::sprintf(p, " -");
     else if (!first) p += std::sprintf(p, " +");
@@ -125,7 +126,7 @@ struct LpWriter {
       *p++ = ' ';
       p = number(v, p);
     }
-    p += std::sprintf(p, " %.255s%s", name, suffix);
+    p += std::sprintf(p, " %.515s%s", name, suffix);
     piece(text, static_cast<size_t>(p - text));
   }
 
@@ -366,10 +367,13 @@ struct LpWriter {
       for (int j : b->index) colHasEntries[j] = 1;
     for (size_t k = 0; k < img.qRow.size(); ++k) colHasEntries[img.qRow[k]] = 1;
 
-    int status = openTextOutput(path, &out);
-    if (status == QVNERR_FAIL_OPEN_WRITE) return reportError(env, status, path);
-    if (status != 0) return status;
+    return writeFrame(env, path, out, [&] { return body(start, index, value, colHasEntries); });
+  }
 
+  int body(const EnvVector<int> &start, const EnvVector<int> &index, const EnvVector<double> &value,
+           const EnvVector<int> &colHasEntries) {
+    const int m = img.numRows;
+    const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
     char head[300];
     const int n = std::snprintf(head, sizeof head, "\\Problem name: %.255s\n\n", probName.size() ? probName.get(0) : "");
     writeText(out, head, static_cast<size_t>(n));
@@ -449,8 +453,6 @@ struct LpWriter {
       }
     }
     writeText(out, "End\n");
-    status = closeTextOutput(out);
-    if (status != 0) return reportError(env, status, path);
     if (badNumber) return reportError(env, 1650);
     return 0;
   }

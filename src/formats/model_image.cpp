@@ -6,6 +6,7 @@
 #include "model/problem.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
+#include "runtime/params.h"
 
 namespace qvn {
 
@@ -112,6 +113,18 @@ int installModel(Environment *env, Problem *lp, const ModelImage &image, const c
     colCount[static_cast<size_t>(j)] = image.colStart[static_cast<size_t>(j) + 1] - image.colStart[static_cast<size_t>(j)];
   // Everything the copy does not take is prepared first, so that nothing can
   // fail once the problem has changed.
+  EnvVector<char> ctype;
+  if (image.isMip()) {
+    // Room for the column capacity the copy will choose (at most the old one,
+    // or what is needed plus the larger of its growth step and parameter), so
+    // that the types go in without allocating once the problem has changed.
+    int64_t ranges = 0;
+    for (char s : image.sense) ranges += s == 'R';
+    const int64_t bound = std::max<int64_t>(
+        lp->lpData->colSpace, image.numCols + ranges + std::max(100, env->generalParams->p1047));
+    ctype.reserve(static_cast<size_t>(bound));
+    ctype.assign(image.ctype.begin(), image.ctype.end());
+  }
   char *objName = image.objName.size() ? envStrdup(image.objName.get(0)) : nullptr;
   char *probName = envStrdup(fileName ? fileName : "");
   if ((image.objName.size() && !objName) || !probName) {
@@ -119,39 +132,40 @@ int installModel(Environment *env, Problem *lp, const ModelImage &image, const c
     envFree(probName);
     return QVNERR_NO_MEMORY;
   }
-  EnvVector<char> ctype;
-  if (image.isMip()) {
-    ctype.reserve(static_cast<size_t>(image.numCols + image.numRows) + 1);
-    ctype.assign(image.ctype.begin(), image.ctype.end());
-  }
   const double one = 0.0;
-  const int status = copyLpWithNames(
+  int status;
+  try {
+    status = copyLpWithNames(
       env, lp, image.numCols, image.numRows, image.objSense,
       image.numCols ? image.obj.data() : &one, image.numRows ? image.rhs.data() : &one,
       image.numRows ? image.sense.data() : "", image.colStart.data(), colCount.data(),
       image.rowIndex.empty() ? &image.colStart[0] : image.rowIndex.data(),
       image.value.empty() ? &one : image.value.data(), image.numCols ? image.lower.data() : &one,
       image.numCols ? image.upper.data() : &one, ranged ? ranges.data() : nullptr,
-      image.hasColNames ? colNames.data() : nullptr, image.hasRowNames ? rowNames.data() : nullptr);
+        image.hasColNames ? colNames.data() : nullptr, image.hasRowNames ? rowNames.data() : nullptr);
+  } catch (...) {
+    status = QVNERR_NO_MEMORY;
+  }
   if (status != 0) {
     envFree(objName);
     envFree(probName);
     return status;
   }
   LpData &d = *lp->lpData;
-  // Direct writes below stand in for the editing functions (objective constant,
-  // objective name, column types) until those exist.
-  d.objOffset = image.objConstant;
-  envFree(d.objName);
+  // The direct LpData writes below stand in for editing functions that do not
+  // exist yet; each is the one place to swap when they do.
+  d.objOffset = image.objConstant;  // direct: objective constant
+  envFree(d.objName);               // direct: objective name
   d.objName = objName;
-  envFree(d.probName);
+  envFree(d.probName);              // direct: problem name (the file name)
   d.probName = probName;
-  if (image.isMip()) {
+  if (image.isMip()) {              // direct: column types, then the problem type
     ctype.resize(static_cast<size_t>(d.colSpace), 'C');
     d.ctype.swap(ctype);
     recomputeType(lp);
   }
-  // Sets, quadratic data, indicators and cut rows have no home in a Problem yet.
+  // Sets, quadratic data, indicators and cut rows have no home in a Problem
+  // yet: they stay in the image (the readers are complete) until that API lands.
   const char *shown = fileName ? fileName : "<stdin>";
   if (!image.qValue.empty())
     QVNmsg(env->warningChannel, "Problem %s contains quadratic objective coefficients, ignored.\n", shown);

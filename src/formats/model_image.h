@@ -63,6 +63,19 @@ struct SosSets {
   EnvVector<double> weight;
   NameList names;
   bool hasNames = false;
+  // Opens an empty set; members are appended behind it.
+  void open(char setType, const char *name, size_t length) {
+    type.push_back(setType);
+    start.push_back(start.back());
+    names.add(name, length);
+    hasNames = true;
+    ++count;
+  }
+  void addMember(int column, double value) {
+    member.push_back(column);
+    weight.push_back(value);
+    ++start.back();
+  }
 };
 
 struct QuadConstraint {

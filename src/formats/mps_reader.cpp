@@ -27,10 +27,11 @@ namespace qvn {
 namespace {
 
 constexpr int kLineLimit = 559;
-constexpr size_t kNameMax = 255;
+constexpr size_t kNameMax = kFileNameMax;
 constexpr size_t kNumberMax = 25;
-constexpr int kWarnCap = 20;
-constexpr double kInf = 1e20;
+constexpr int kWarnCap = kWarningCap;
+constexpr double kInf = kFileInfinity;
+const char kSetPlaceholder[] = "$$$$$$$$$$$";
 
 enum Section {
   kSecNone = -1, kSecName = 0, kSecObjSense, kSecObjName, kSecRefRow, kSecRows, kSecUserCuts,
@@ -338,12 +339,7 @@ struct MpsReader {
           return reportError(env, 1442, line, setType[0], setType[1]);
       }
       inSos = true;
-      img.sos.type.push_back(type);
-      img.sos.start.push_back(img.sos.start.back());
-      ++img.sos.count;
-      if (wordField == 3) img.sos.names.add(name(1, nameA), nameLength(1));
-      else img.sos.names.add("$$$$$$$$$$$");
-      img.sos.hasNames = true;
+      openSet(type, wordField == 3 ? 1 : -1);
     } else if (fieldIs(wordField, "'SOSEND'")) {
       if (!inSos) return error(1483);
       inSos = false;
@@ -351,6 +347,12 @@ struct MpsReader {
       QVNmsg(env->warningChannel, "Line %d:  Unidentified MARKER found. Ignored.\n", line);
     }
     return 0;
+  }
+
+  // A set named by field k, or by the placeholder that a generated name replaces.
+  void openSet(char type, int k) {
+    if (k >= 0) img.sos.open(type, name(k, nameA), nameLength(k));
+    else img.sos.open(type, kSetPlaceholder, sizeof kSetPlaceholder - 1);
   }
 
   int openColumn() {
@@ -370,10 +372,8 @@ struct MpsReader {
       img.ctype.push_back(inIntegers ? 'B' : 'C');
     }
     if (inSos) {
-      img.sos.member.push_back(img.numCols - 1);
-      img.sos.weight.push_back(0.0);
+      img.sos.addMember(img.numCols - 1, 0.0);
       sosRefWeight.push_back(0.0);
-      ++img.sos.start.back();
     }
     return 0;
   }
@@ -695,12 +695,7 @@ struct MpsReader {
           (mpsClass(field[1].text[0]) & MC_Digit))) {
       const char t = field[0].text[1];
       if (t != '1' && t != '2') return reportError(env, 1442, line, field[0].text[0], t);
-      img.sos.type.push_back(t);
-      img.sos.start.push_back(img.sos.start.back());
-      ++img.sos.count;
-      if (fieldCount == 2) img.sos.names.add(name(1, nameA), nameLength(1));
-      else img.sos.names.add("$$$$$$$$$$$");
-      img.sos.hasNames = true;
+      openSet(t, fieldCount == 2 ? 1 : -1);
       setOpen = true;
       return 0;
     }
@@ -713,9 +708,7 @@ struct MpsReader {
         QVNmsg(env->warningChannel, "Warning, line %d: '%.255s' is not a variable.\n", line, name(0, nameA));
       return 0;
     }
-    img.sos.member.push_back(j);
-    img.sos.weight.push_back(w);
-    ++img.sos.start.back();
+    img.sos.addMember(j, w);
     return 0;
   }
 
@@ -1042,14 +1035,7 @@ void checkIndicatorColumns(Environment *env, ModelImage &image) {
 int readMpsFile(Environment *env, const char *path, ModelImage &image) {
   image = ModelImage();
   MpsReader reader(env, image);
-  int status = openTextInput(path, &reader.in);
-  if (status == QVNERR_FAIL_OPEN_READ) return reportError(env, status, path);
-  if (status != 0) return status;
-  status = reader.run();
-  if (status == 0 && inputFailed(reader.in)) status = QVNERR_DECOMPRESSION;
-  closeTextInput(reader.in);
-  if (status != 0) image = ModelImage();
-  return status;
+  return readFrame(env, path, image, reader.in, [&] { return reader.run(); });
 }
 
 } // namespace qvn

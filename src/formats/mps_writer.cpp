@@ -18,7 +18,7 @@ namespace qvn {
 
 namespace {
 
-constexpr double kInf = 1e20;
+constexpr double kInf = kFileInfinity;
 
 struct Entry {
   int col;
@@ -141,10 +141,11 @@ struct MpsWriter {
     width = std::max<int>(4, static_cast<int>(std::min<size_t>(std::strlen(objName), 255)));
     for (const NameList *l : {cols, rows, sosNames, qcNames, indNames, cutNames, lazyNames}) widen(l);
 
-    int status = openTextOutput(path, &out);
-    if (status == QVNERR_FAIL_OPEN_WRITE) return reportError(env, status, path);
-    if (status != 0) return status;
+    return writeFrame(env, path, out, [&] { return body(generic, objName); });
+  }
 
+  int body(bool generic, const char *objName) {
+    const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
     writeFormat(out, "NAME          %.255s\n", (!generic && img.probName.size()) ? img.probName.get(0) : "");
     // The sense section keeps a maximization one; the reader takes it.
     if (img.objSense == -1) writeText(out, "OBJSENSE\n    MAX\n");
@@ -257,8 +258,6 @@ struct MpsWriter {
       }
     }
     writeText(out, "ENDATA\n");
-    status = closeTextOutput(out);
-    if (status != 0) return reportError(env, status, path);
     return 0;
   }
 };

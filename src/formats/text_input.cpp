@@ -21,6 +21,7 @@ struct TextInput {
   gzFile gz = nullptr;
   FILE *file = nullptr;  // under the bzip2 stream
   BZFILE *bz = nullptr;
+  FILE *pipe = nullptr;  // ".Z" files come through the gzip command
   char *buffer = nullptr;
   size_t pos = 0, end = 0;
   bool atEnd = false, failed = false;
@@ -30,6 +31,7 @@ struct TextOutput {
   gzFile gz = nullptr;
   FILE *file = nullptr;
   BZFILE *bz = nullptr;
+  FILE *pipe = nullptr;
   char *buffer = nullptr;
   size_t used = 0;
   bool failed = false;
@@ -45,6 +47,30 @@ bool endsWithNoCase(const char *name, const char *suffix) {
   return true;
 }
 
+namespace {
+
+// "<command> '<path>'" with the path quoted for the shell; false when too long.
+bool shellCommand(char *out, size_t size, const char *format, const char *path) {
+  char quoted[4096];
+  size_t n = 0;
+  quoted[n++] = '\'';
+  for (const char *p = path; *p; ++p) {
+    if (n + 6 >= sizeof quoted) return false;
+    if (*p == '\'') {
+      std::memcpy(quoted + n, "'\\''", 4);
+      n += 4;
+    } else {
+      quoted[n++] = *p;
+    }
+  }
+  quoted[n++] = '\'';
+  quoted[n] = '\0';
+  const int written = std::snprintf(out, size, format, quoted);
+  return written > 0 && static_cast<size_t>(written) < size;
+}
+
+} // namespace
+
 int openTextInput(const char *path, TextInput **out) {
   *out = nullptr;
   TextInput *in = envNew<TextInput>();
@@ -53,7 +79,18 @@ int openTextInput(const char *path, TextInput **out) {
     envDelete(in);
     return QVNERR_NO_MEMORY;
   }
-  if (endsWithNoCase(path, ".bz2")) {
+  if (endsWithNoCase(path, ".Z") && !endsWithNoCase(path, ".gz")) {
+    // zlib does not decode the old LZW format; the gzip command does.
+    char command[4200];
+    FILE *probe = std::fopen(path, "rb");
+    if (probe) std::fclose(probe);
+    if (probe && shellCommand(command, sizeof command, "gzip -cd %s 2>/dev/null", path))
+      in->pipe = popen(command, "r");
+    if (!in->pipe) {
+      closeTextInput(in);
+      return QVNERR_FAIL_OPEN_READ;
+    }
+  } else if (endsWithNoCase(path, ".bz2")) {
     in->file = std::fopen(path, "rb");
     int bzStatus = BZ_OK;
     if (in->file) in->bz = BZ2_bzReadOpen(&bzStatus, in->file, 0, 0, nullptr, 0);
@@ -76,6 +113,7 @@ int openTextInput(const char *path, TextInput **out) {
 void closeTextInput(TextInput *&in) {
   if (!in) return;
   if (in->gz) gzclose(in->gz);
+  if (in->pipe) pclose(in->pipe);
   if (in->bz) {
     int bzStatus;
     BZ2_bzReadClose(&bzStatus, in->bz);
@@ -98,6 +136,16 @@ bool refill(TextInput *in) {
       return false;
     }
     in->end = static_cast<size_t>(got);
+    return true;
+  }
+  if (in->pipe) {
+    const size_t got = std::fread(in->buffer, 1, kBlock, in->pipe);
+    if (got == 0) {
+      in->failed = std::ferror(in->pipe) != 0;
+      in->atEnd = true;
+      return false;
+    }
+    in->end = got;
     return true;
   }
   int bzStatus = BZ_OK;
@@ -143,6 +191,12 @@ int openTextOutput(const char *path, TextOutput **out) {
   if (endsWithNoCase(path, ".gz")) {
     o->gz = gzopen(path, "wb");
     ok = o->gz != nullptr;
+  } else if (endsWithNoCase(path, ".Z")) {
+    char command[4200];
+    FILE *probe = std::fopen(path, "wb");
+    if (probe) std::fclose(probe);
+    if (probe && shellCommand(command, sizeof command, "gzip -c > %s", path)) o->pipe = popen(command, "w");
+    ok = o->pipe != nullptr;
   } else if (endsWithNoCase(path, ".bz2")) {
     o->file = std::fopen(path, "wb");
     int bzStatus = BZ_OK;
@@ -172,8 +226,9 @@ void flushOutput(TextOutput *o) {
     int bzStatus = BZ_OK;
     BZ2_bzWrite(&bzStatus, o->bz, o->buffer, static_cast<int>(o->used));
     if (bzStatus != BZ_OK) o->failed = true;
-  } else if (o->file) {
-    if (std::fwrite(o->buffer, 1, o->used, o->file) != o->used) o->failed = true;
+  } else if (o->file || o->pipe) {
+    FILE *f = o->file ? o->file : o->pipe;
+    if (std::fwrite(o->buffer, 1, o->used, f) != o->used) o->failed = true;
   }
   o->used = 0;
 }
@@ -227,6 +282,7 @@ int closeTextOutput(TextOutput *&o) {
     if (bzStatus != BZ_OK) o->failed = true;
   }
   if (o->file && std::fclose(o->file) != 0) o->failed = true;
+  if (o->pipe && pclose(o->pipe) != 0) o->failed = true;
   const bool failed = o->failed;
   envFree(o->buffer);
   envDelete(o);

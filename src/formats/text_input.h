@@ -1,6 +1,7 @@
 // Buffered line input and block output for model files. Input reads plain and
-// gzip files through zlib (which passes plain files through) and ".bz2" files
-// through libbz2; output compresses by the name's ending (".gz", ".bz2").
+// gzip files through zlib (which passes plain files through), ".bz2" files
+// through libbz2 and ".Z" files through the gzip command; output compresses by
+// the name's ending (".gz", ".bz2", and ".Z" through "gzip -c").
 // The interface is kept to open / line / close so that it can sit on top of
 // any other file layer.
 #pragma once

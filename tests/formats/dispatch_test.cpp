@@ -101,7 +101,8 @@ TEST_F(Dispatch, WriteChoosesTheWriterAndCompresses) {
     const char *name, *type, *start;
   } cases[] = {{"a.mps", nullptr, "NAME"},      {"b.lp", nullptr, "\\Problem"}, {"c.rlp", nullptr, "\\Problem"},
                {"d.out", "RMP", "NAME"},         {"e.mps.gz", nullptr, "\x1f\x8b"},
-               {"f.lp.bz2", nullptr, "BZh"},     {"g.gz", "LP", "\x1f\x8b"}};
+               {"f.lp.bz2", nullptr, "BZh"},     {"g.gz", "LP", "\x1f\x8b"},
+               {"it's h.mps.Z", nullptr, "\x1f\x8b"}};
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     const std::string file = path(c.name);
@@ -110,8 +111,9 @@ TEST_F(Dispatch, WriteChoosesTheWriterAndCompresses) {
     QVNLPptr other = nullptr;
     int status = 0;
     other = QVNcreateprob(env, &status, "other");
-    ASSERT_EQ(QVNreadcopyprob(env, other, file.c_str(), c.type && c.type[0] == 'R' ? "MPS" : c.type), 0)
-        << takeErrors();
+    // "g.gz" is read without a type word: its uncompressed first byte decides
+    const char *readType = c.type && c.type[0] == 'R' ? "MPS" : std::string(c.name) == "g.gz" ? nullptr : c.type;
+    ASSERT_EQ(QVNreadcopyprob(env, other, file.c_str(), readType), 0) << takeErrors();
     ModelImage after;
     ASSERT_EQ(imageFromProblem(env, other, after), 0);
     const bool generic = std::string(c.name) == "c.rlp" || (c.type && c.type[0] == 'R');
@@ -125,6 +127,58 @@ TEST_F(Dispatch, WriteChoosesTheWriterAndCompresses) {
   EXPECT_EQ(QVNlpwrite(env, lp, path("x.lp").c_str()), 0);
   EXPECT_EQ(QVNlprewrite(env, lp, "") , QVNERR_NO_FILENAME_GIVEN);
   EXPECT_EQ(QVNmpsrewrite(env, nullptr, path("y.mps").c_str()), QVNERR_NO_PROBLEM);
+  takeErrors();
+}
+
+} // namespace qvn
+
+namespace qvn {
+
+// Every allocation of a read (and of a write) fails in turn: the call answers
+// 1001, the problem keeps its model and no block is left behind.
+TEST_F(Dispatch, AllocationFailuresLeaveTheProblemAlone) {
+  const std::string files[] = {
+      writeFile("f.lp", std::string(kLp) + "\n"),
+      writeFile("f.mps", "NAME f\nROWS\n N obj\n L c1\n G c2\nCOLUMNS\n M 'MARKER' 'INTORG'\n x obj 1 c1 1\n"
+                         " M 'MARKER' 'INTEND'\n y c1 2 c2 1\nRHS\n rhs c1 4 c2 1\nRANGES\n r c1 2\nBOUNDS\n"
+                         " UP b x 4\nSOS\n S1 s\n x 1\n y 2\nENDATA\n")};
+  for (const std::string &file : files) {
+    SCOPED_TRACE(file);
+    const std::string base = writeFile("base.lp", "Maximize\n obj: a + b\nst\n c: a + b <= 1\nEnd\n");
+    ASSERT_EQ(QVNreadcopyprob(env, lp, base.c_str(), nullptr), 0);
+    int failures = 0;
+    for (long n = 1; n < 5000; ++n) {
+      const long live = allocLive();
+      allocFailAfter(n);
+      const int status = QVNreadcopyprob(env, lp, file.c_str(), nullptr);
+      allocFailAfter(0);
+      if (status == 0) break;
+      ++failures;
+      ASSERT_EQ(status, QVNERR_NO_MEMORY) << n;
+      EXPECT_EQ(allocLive(), live) << n;
+      EXPECT_EQ(QVNgetnumcols(env, lp), 2) << n;
+      EXPECT_EQ(QVNgetnumnz(env, lp), 2) << n;
+      EXPECT_EQ(QVNgetobjsen(env, lp), QVN_MAX) << n;
+    }
+    EXPECT_GT(failures, 10);
+    takeErrors();
+    takeWarnings();
+  }
+  // Writers: 1001 or a complete file, and nothing left behind.
+  for (const char *out : {"w.lp", "w.mps.gz"}) {
+    const std::string target = path(out);
+    for (long n = 1; n < 5000; ++n) {
+      const long live = allocLive();
+      allocFailAfter(n);
+      const int status = QVNwriteprob(env, lp, target.c_str(), nullptr);
+      allocFailAfter(0);
+      if (status == 0) break;
+      ASSERT_EQ(status, QVNERR_NO_MEMORY) << out << " " << n;
+      EXPECT_EQ(allocLive(), live) << out << " " << n;
+    }
+    ModelImage written;
+    EXPECT_EQ(readModelImage(env, target.c_str(), nullptr, written), 0) << out;
+  }
   takeErrors();
 }
 

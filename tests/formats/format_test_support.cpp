@@ -69,6 +69,12 @@ int countOf(const std::string &text, const std::string &piece) {
   return n;
 }
 
+int columnNamed(const qvn::ModelImage &m, const char *name) {
+  for (int j = 0; j < m.numCols; ++j)
+    if (std::string(m.colNames.get(j)) == name) return j;
+  return -1;
+}
+
 namespace {
 
 bool close(double a, double b, double tol) {

@@ -39,5 +39,7 @@ std::string compareModels(const qvn::ModelImage &expected, const qvn::ModelImage
 qvn::ModelImage lpView(const qvn::ModelImage &model, bool *namesCollide);
 
 int countOf(const std::string &text, const std::string &piece);
+// Index of the column called `name`, or -1.
+int columnNamed(const qvn::ModelImage &m, const char *name);
 
 } // namespace qvntest

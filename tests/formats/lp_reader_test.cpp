@@ -13,11 +13,7 @@ using qvntest::FormatFixture;
 class LpReader : public FormatFixture {};
 
 namespace {
-int col(const ModelImage &m, const char *name) {
-  for (int j = 0; j < m.numCols; ++j)
-    if (std::string(m.colNames.get(j)) == name) return j;
-  return -1;
-}
+int col(const ModelImage &m, const char *name) { return qvntest::columnNamed(m, name); }
 // Coefficient of column `name` in row i, NAN when absent.
 double coef(const ModelImage &m, const char *name, int i) {
   const int j = col(m, name);

@@ -1,5 +1,5 @@
 // Damaged model files: each gives its error with the right line number (or
-// the specified warning), never a crash, and leaves the target problem as it
+// the expected warning), never a crash, and leaves the target problem as it
 // was.
 #include <gtest/gtest.h>
 

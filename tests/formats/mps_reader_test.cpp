@@ -12,11 +12,7 @@ using qvntest::FormatFixture;
 class MpsReader : public FormatFixture {};
 
 namespace {
-int col(const ModelImage &m, const char *name) {
-  for (int j = 0; j < m.numCols; ++j)
-    if (std::string(m.colNames.get(j)) == name) return j;
-  return -1;
-}
+int col(const ModelImage &m, const char *name) { return qvntest::columnNamed(m, name); }
 double coef(const ModelImage &m, int j, int i) {
   for (int k = m.colStart[j]; k < m.colStart[j + 1]; ++k)
     if (m.rowIndex[k] == i) return m.value[k];
