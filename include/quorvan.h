@@ -579,6 +579,14 @@ QVN_API int QVNgetphase1cnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetmethod(QVNCENVptr env, QVNCLPptr lp);
 
 /* ---- Basis and factorization ------------------------------------------ */
+/* Pricing norms of the held basis. A head entry j >= 0 is column j, -1-i the
+   slack of row i. */
+QVN_API int QVNgetdnorms(QVNCENVptr env, QVNCLPptr lp, double *norms, int *head, int *len);
+QVN_API int QVNcopydnorms(QVNCENVptr env, QVNLPptr lp, const double *norms, const int *head, int len);
+QVN_API int QVNgetpnorms(QVNCENVptr env, QVNCLPptr lp, double *cnorm, double *rnorm, int *len);
+QVN_API int QVNcopypnorms(QVNCENVptr env, QVNLPptr lp, const double *cnorm, const double *rnorm, int len);
+QVN_API void QVNkilldnorms(QVNLPptr lp);
+QVN_API void QVNkillpnorms(QVNLPptr lp);
 
 /* ---- Presolve and crush ----------------------------------------------- */
 
