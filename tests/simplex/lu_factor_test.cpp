@@ -27,7 +27,9 @@ protected:
     int status = -1;
     LuFactor *f = qvn::luCreate(env, m, &status);
     EXPECT_EQ(status, 0);
-    if (f && kind != f->kind) EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
+    if (f && kind != f->kind) {
+      EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
+    }
     return f;
   }
   int factor(LuFactor &f, ColumnPool &pool, double *threshold = nullptr) {
@@ -278,7 +280,9 @@ TEST_F(LuFactorTest, NearlySingularBasesNeverSolveWrongly) {
     const int status = factor(*f, pool);
     EXPECT_TRUE(status == 0 || status == qvn::kLuBasisChanged) << status;
     ASSERT_TRUE(f->valid);
-    if (gap < 1e-13) EXPECT_EQ(status, qvn::kLuBasisChanged);
+    if (gap < 1e-13) {
+      EXPECT_EQ(status, qvn::kLuBasisChanged);
+    }
     // A residual check in the backward sense: what the solve returns satisfies the system.
     EXPECT_LT(worstResidual(*f, pool, rng, 6), 1e-9);
     double kappa = 0.0;

@@ -72,8 +72,12 @@ template <class Real> struct Solve {
         break;
       }
       heapPop(heap, size);
-      const Real t = v.workRows[f.lPivotRow[e]];
-      if (t == 0) continue;
+      const int row = f.lPivotRow[e];
+      const Real t = v.workRows[row];
+      if (luAbs(t) <= tiny) {
+        v.workRows[row] = 0;
+        continue;
+      }
       for (int q = f.lStart[e]; q < f.lStart[e + 1]; ++q) {
         const int i = f.lIndex[q];
         if (f.rowMark[i] != mark) {
