@@ -309,6 +309,10 @@ TEST_F(LuFactorTest, ConditionEstimateOfADiagonalBasis) {
 // Every allocation of creation and factorization may fail: the result is 1001
 // or a correct factor, and a later factorization works.
 TEST_F(LuFactorTest, MemoryFailuresAreReportedAndRecovered) {
+  std::string results;
+  QVNCHANNELptr channel = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, &channel, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, channel, &results, collect), 0);
   std::mt19937 rng(9);
   ColumnPool pool(40);
   randomSparse(pool, 5, rng);
@@ -335,6 +339,52 @@ TEST_F(LuFactorTest, MemoryFailuresAreReportedAndRecovered) {
     }
   }
   EXPECT_GT(failures, 0);
+  // Some failures were absorbed: by compressing the files, or by leaving the dense phase.
+  EXPECT_NE(results.find("Compressing row and column files.\n"), std::string::npos);
+  EXPECT_NE(results.find("Not enough memory for dense factorization.\n"), std::string::npos);
+  ASSERT_EQ(QVNdelfuncdest(env, channel, &results, collect), 0);
+}
+
+// Many dependent columns and an empty row: repeated repairs end with a
+// nonsingular basis of distinct variables that solves accurately.
+TEST_F(LuFactorTest, RankDeficientBasesAreRepairedInFull) {
+  for (int kind = 0; kind < 2; ++kind) {
+    std::mt19937 rng(41 + kind);
+    const int m = 200;
+    ColumnPool pool(m);
+    randomSparse(pool, 4, rng);
+    std::uniform_int_distribution<int> pick(0, m - 1);
+    // 12 columns become sums of two others; row 7 is emptied everywhere.
+    for (int t = 0; t < 12; ++t) {
+      const int a = pool.head[pick(rng)], b = pool.head[pick(rng)];
+      std::vector<double> dense(m, 0.0);
+      for (size_t q = 0; q < pool.index[a].size(); ++q) dense[pool.index[a][q]] += pool.value[a][q];
+      for (size_t q = 0; q < pool.index[b].size(); ++q) dense[pool.index[b][q]] -= 0.5 * pool.value[b][q];
+      std::vector<int> idx;
+      std::vector<double> val;
+      for (int i = 0; i < m; ++i)
+        if (dense[i] != 0.0) idx.push_back(i), val.push_back(dense[i]);
+      pool.head[pick(rng)] = pool.add(idx, val);
+    }
+    for (int k = 0; k < m; ++k) {
+      std::vector<int> &idx = pool.index[pool.head[k]];
+      std::vector<double> &val = pool.value[pool.head[k]];
+      for (size_t q = 0; q < idx.size(); ++q)
+        if (idx[q] == 7) val[q] = 0.0;
+    }
+    LuFactor *f = create(m, kind);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(factor(*f, pool), qvn::kLuBasisChanged);
+    ASSERT_TRUE(f->valid);
+    EXPECT_GE(f->repairPosition.size(), 1u);
+    std::vector<int> sorted = pool.head;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end()) << "a variable is basic twice";
+    // Row 7 can only be covered by its own unit column.
+    EXPECT_NE(std::find(pool.head.begin(), pool.head.end(), pool.columns() + 7), pool.head.end());
+    EXPECT_LT(worstResidual(*f, pool, rng, 6), tolerance(kind));
+    qvn::luFree(f);
+  }
 }
 
 TEST_F(LuFactorTest, KindsShareOneTableOfOperations) {
