@@ -1,4 +1,5 @@
 list(APPEND QUORVAN_TEST_SOURCES
   simplex/lu_factor_test.cpp
+  simplex/lu_stress_test.cpp
   simplex/lu_update_test.cpp
 )

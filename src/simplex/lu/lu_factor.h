@@ -157,6 +157,7 @@ struct LuFactor {
   EnvVector<int> rowMark, colMark, heap, rowList, outList, sortWork, lineWork;
   int stamp = 0;
   int spikeCount = 0, spikeInputNz = 0;
+  double spikeMax = 0.0, spikeInputMax = 0.0;  // largest magnitudes of the spike and of its column
   bool spikeReady = false;
   EnvVector<int> spikeIndex;
 

@@ -2,7 +2,7 @@
 // while the pending positions are few against the range still to sweep, a heap
 // hands them out in order, so a sparse right-hand side costs in proportion to
 // the entries it touches; once the vector fills up, a plain sweep finishes.
-#include <vector>
+#include <algorithm>
 
 #include "simplex/lu/lu_internal.h"
 
@@ -113,15 +113,18 @@ template <class Real> struct Solve {
 
   void saveSpike() {
     int count = 0;
+    Real largest = 0;
     for (int q = 0; q < listCount; ++q) {
       const int i = list[q];
       const Real x = v.workRows[i];
       if (x == 0) continue;
+      largest = std::max(largest, luAbs(x));
       f.spikeIndex[count] = i;
       v.spikeValue[count] = x;
       ++count;
     }
     f.spikeCount = count;
+    f.spikeMax = double(largest);
     f.spikeReady = true;
   }
 
@@ -183,7 +186,12 @@ template <class Real> struct Solve {
 
   int ftran(double *array, const int *index, int count, int *outIndex, bool keepSpike) {
     loadRows(array, index, count);
-    f.spikeInputNz = listCount;
+    if (keepSpike) {
+      f.spikeInputNz = listCount;
+      double largest = 0.0;
+      for (int q = 0; q < listCount; ++q) largest = std::max(largest, double(luAbs(v.workRows[list[q]])));
+      f.spikeInputMax = largest;
+    }
     forwardL();
     forwardEtas();
     if (keepSpike) saveSpike();
