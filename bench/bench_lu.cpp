@@ -124,16 +124,20 @@ void run(QVNENVptr env, const char *name, Shape s, int kind) {
   std::uniform_int_distribution<int> pick(0, m - 1);
   const int solves = 20000;
   long ftranNz = 0, btranNz = 0;
-  start = std::chrono::steady_clock::now();
-  for (int t = 0; t < solves; ++t) {
-    qvn::luVectorClear(v);
-    const int i = pick(rng);
-    v.array[i] = 1.0;
-    v.index[v.count++] = i;
-    f->ops->ftranSparse(*f, v);
-    ftranNz += v.count;
-  }
-  const double ftranTime = seconds(start) / solves;
+  // Average time of FTRAN on random unit vectors; the result counts add to nz.
+  auto unitFtrans = [&](long &nz) {
+    const auto from = std::chrono::steady_clock::now();
+    for (int t = 0; t < solves; ++t) {
+      qvn::luVectorClear(v);
+      const int i = pick(rng);
+      v.array[i] = 1.0;
+      v.index[v.count++] = i;
+      f->ops->ftranSparse(*f, v);
+      nz += v.count;
+    }
+    return seconds(from) / solves;
+  };
+  const double ftranTime = unitFtrans(ftranNz);
   start = std::chrono::steady_clock::now();
   for (int t = 0; t < solves; ++t) {
     f->ops->btranUnit(*f, pick(rng), v);
@@ -167,16 +171,7 @@ void run(QVNENVptr env, const char *name, Shape s, int kind) {
   }
   const double updateTime = seconds(start) / (done ? done : 1);
   long afterNz = 0;
-  start = std::chrono::steady_clock::now();
-  for (int t = 0; t < solves; ++t) {
-    qvn::luVectorClear(v);
-    const int i = pick(rng);
-    v.array[i] = 1.0;
-    v.index[v.count++] = i;
-    f->ops->ftranSparse(*f, v);
-    afterNz += v.count;
-  }
-  const double afterTime = seconds(start) / solves;
+  const double afterTime = unitFtrans(afterNz);
 
   std::printf("%-11s kind %d m %d: factor %s in %.3f ms, again %.3f ms (L %d etas %lld nz, U %lld nz); FTRAN e_i %.2f us (%.1f nz); BTRAN e_p %.2f us (%.1f nz); "
               "dense FTRAN %.3f ms\n",
