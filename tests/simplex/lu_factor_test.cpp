@@ -249,6 +249,57 @@ TEST_F(LuFactorTest, SingularBasesAreRepairedBySlacks) {
   }
 }
 
+// The working threshold rises for a wide pivot ratio, and caps at 0.99999.
+TEST_F(LuFactorTest, ThresholdRisesForWidePivotRatiosAndCaps) {
+  // Diagonal pivots from 1e-7 to 1e6: ratio 1e13 asks for thresholds up to 0.5.
+  ColumnPool pool(8);
+  for (int k = 0; k < 8; ++k) pool.head[k] = pool.add({k}, {k == 2 ? 1e-7 : k == 5 ? 1e6 : 1.0});
+  LuFactor *f = create(8, 0);
+  ASSERT_NE(f, nullptr);
+  double u = 0.01;
+  logText.clear();
+  EXPECT_EQ(factor(*f, pool, &u), 0);
+  EXPECT_DOUBLE_EQ(u, 0.5);
+  EXPECT_NE(logText.find("Markowitz threshold set to 0.5\n"), std::string::npos);
+  EXPECT_TRUE(f->valid);
+
+  // A singular basis at 0.95 raises to the cap.
+  pool.head[3] = pool.head[4];
+  u = 0.95;
+  EXPECT_EQ(factor(*f, pool, &u), qvn::kLuBasisChanged);
+  EXPECT_DOUBLE_EQ(u, 0.99999);
+  qvn::luFree(f);
+}
+
+// A basis that turns singular after updates is retried once in extended precision.
+TEST_F(LuFactorTest, SingularRefactorMovesToExtendedKindOnce) {
+  std::mt19937 rng(12);
+  ColumnPool pool(30);
+  randomSparse(pool, 3, rng);
+  LuFactor *f = create(30, 0);
+  ASSERT_NE(f, nullptr);
+  ASSERT_EQ(factor(*f, pool), 0);
+  // One update: a unit column enters where its FTRAN has its largest entry.
+  qvn::LuVector v;
+  qvn::luVectorInit(v, 30);
+  v.array[6] = 1.0;
+  v.index[v.count++] = 6;
+  ASSERT_EQ(f->ops->ftranForUpdate(*f, v), 0);
+  int p = v.index[0];
+  for (int q = 0; q < v.count; ++q)
+    if (std::fabs(v.array[v.index[q]]) > std::fabs(v.array[p])) p = v.index[q];
+  ASSERT_EQ(f->ops->update(*f, p, v.array[p]), 0);
+  pool.head[p] = pool.columns() + 6;
+  EXPECT_EQ(f->updateCount, 1);
+  pool.head[(p + 1) % 30] = pool.head[(p + 2) % 30];
+  EXPECT_EQ(factor(*f, pool), qvn::kLuBasisChanged);
+  EXPECT_EQ(f->kind, 1);
+  EXPECT_TRUE(f->kindSwitched);
+  EXPECT_EQ(f->ops, qvn::luOpsForKind(1));
+  EXPECT_LT(worstResidual(*f, pool, rng, 4), 1e-15);
+  qvn::luFree(f);
+}
+
 TEST_F(LuFactorTest, SingularityLimitStopsTheRepair) {
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SINGLIM, 0), 0);
   std::mt19937 rng(3);
