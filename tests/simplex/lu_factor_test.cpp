@@ -2,6 +2,7 @@
 // FTRAN and BTRAN residuals checked against the basis matrix itself.
 #include <string>
 
+#include "model/problem.h"
 #include "runtime/alloc.h"
 #include "simplex/lu/lu_factor.h"
 #include "support/test_support.h"
@@ -459,6 +460,47 @@ TEST_F(LuFactorTest, KindsShareOneTableOfOperations) {
   ASSERT_EQ(factor(*f, pool), 0);
   EXPECT_LT(worstResidual(*f, pool, rng, 4), 1e-12);
   qvn::luFree(f);
+}
+
+// Columns of a problem in the simplex numbering: structurals, row logicals with
+// the slack's sign ('G' rows -1), range columns last.
+TEST_F(LuFactorTest, BasesOfAProblemUseItsColumnsAndLogicals) {
+  int status = -1;
+  QVNLPptr lp = QVNcreateprob(env, &status, "lu");
+  ASSERT_NE(lp, nullptr);
+  // Rows: L, G, E, R (range 2). Columns x0, x1, x2 column-wise.
+  const double obj[3] = {1, 1, 1}, rhs[4] = {4, 1, 2, 0}, range[4] = {0, 0, 0, 2};
+  const char sense[4] = {'L', 'G', 'E', 'R'};
+  const int start[3] = {0, 3, 5}, count[3] = {3, 2, 3}, index[8] = {0, 2, 3, 1, 2, 0, 1, 3};
+  const double value[8] = {2.0, 1.0, -1.0, 3.0, 1.5, 1.0, -2.0, 4.0};
+  const double lower[3] = {0, 0, 0}, upper[3] = {10, 10, 10};
+  ASSERT_EQ(QVNcopylp(env, lp, 3, 4, 1, obj, rhs, sense, start, count, index, value, lower, upper, range), 0);
+  qvn::LuLpColumns columns;
+  ASSERT_EQ(qvn::luLpColumnsInit(columns, *lp->lpData), 0);
+  // Dense B for head {x0, logical of row 1, x2, range column}, written out by hand.
+  int head[4] = {0, 3 + 1, 2, 7};
+  const double b[4][4] = {{2.0, 0.0, 1.0, 0.0}, {0.0, -1.0, -2.0, 0.0}, {1.0, 0.0, 0.0, 0.0}, {-1.0, 0.0, 4.0, -1.0}};
+  LuBasis basis;
+  qvn::luLpBasis(basis, columns, head);
+  LuFactor *f = create(4, 0);
+  ASSERT_NE(f, nullptr);
+  double u = 0.01;
+  ASSERT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), 0);
+  std::vector<double> x = {1.0, -2.0, 0.5, 3.0}, rhsVector = x;
+  ASSERT_EQ(f->ops->ftran(*f, x.data()), 0);
+  for (int i = 0; i < 4; ++i) {
+    double s = 0.0;
+    for (int k = 0; k < 4; ++k) s += b[i][k] * x[k];
+    EXPECT_NEAR(s, rhsVector[i], 1e-14);
+  }
+  // x0 twice leaves row 0 or row 2 uncovered; that row's logical enters.
+  head[2] = 0;
+  EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), qvn::kLuBasisChanged);
+  ASSERT_EQ(f->repairEntering.size(), 1u);
+  EXPECT_TRUE(f->repairEntering[0] == 3 + 0 || f->repairEntering[0] == 3 + 2) << f->repairEntering[0];
+  EXPECT_TRUE(f->repairPosition[0] == 0 || f->repairPosition[0] == 2);
+  qvn::luFree(f);
+  EXPECT_EQ(QVNfreeprob(env, &lp), 0);
 }
 
 } // namespace
