@@ -132,6 +132,20 @@ void denseBlock(ColumnPool &pool, int d, std::mt19937 &rng) {
   }
 }
 
+TEST_F(LuFactorTest, EmptyBasisFactorsAndSolves) {
+  ColumnPool pool(0);
+  LuFactor *f = create(0, 0);
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(factor(*f, pool), 0);
+  EXPECT_TRUE(f->valid);
+  qvn::LuVector v;
+  qvn::luVectorInit(v, 0);
+  EXPECT_EQ(f->ops->ftranSparse(*f, v), 0);
+  EXPECT_EQ(f->ops->btranSparse(*f, v), 0);
+  EXPECT_EQ(v.count, 0);
+  qvn::luFree(f);
+}
+
 TEST_F(LuFactorTest, SlackBasisFactorsWithoutElimination) {
   for (int kind = 0; kind < 2; ++kind) {
     ColumnPool pool(50);
