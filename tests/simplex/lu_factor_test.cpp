@@ -2,6 +2,7 @@
 // FTRAN and BTRAN residuals checked against the basis matrix itself.
 #include <string>
 
+#include "model/problem.h"
 #include "runtime/alloc.h"
 #include "simplex/lu/lu_factor.h"
 #include "support/test_support.h"
@@ -27,7 +28,9 @@ protected:
     int status = -1;
     LuFactor *f = qvn::luCreate(env, m, &status);
     EXPECT_EQ(status, 0);
-    if (f && kind != f->kind) EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
+    if (f && kind != f->kind) {
+      EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
+    }
     return f;
   }
   int factor(LuFactor &f, ColumnPool &pool, double *threshold = nullptr) {
@@ -127,6 +130,20 @@ void denseBlock(ColumnPool &pool, int d, std::mt19937 &rng) {
     }
     pool.head[k] = pool.add(idx, val);
   }
+}
+
+TEST_F(LuFactorTest, EmptyBasisFactorsAndSolves) {
+  ColumnPool pool(0);
+  LuFactor *f = create(0, 0);
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(factor(*f, pool), 0);
+  EXPECT_TRUE(f->valid);
+  qvn::LuVector v;
+  qvn::luVectorInit(v, 0);
+  EXPECT_EQ(f->ops->ftranSparse(*f, v), 0);
+  EXPECT_EQ(f->ops->btranSparse(*f, v), 0);
+  EXPECT_EQ(v.count, 0);
+  qvn::luFree(f);
 }
 
 TEST_F(LuFactorTest, SlackBasisFactorsWithoutElimination) {
@@ -247,6 +264,57 @@ TEST_F(LuFactorTest, SingularBasesAreRepairedBySlacks) {
   }
 }
 
+// The working threshold rises for a wide pivot ratio, and caps at 0.99999.
+TEST_F(LuFactorTest, ThresholdRisesForWidePivotRatiosAndCaps) {
+  // Diagonal pivots from 1e-7 to 1e6: ratio 1e13 asks for thresholds up to 0.5.
+  ColumnPool pool(8);
+  for (int k = 0; k < 8; ++k) pool.head[k] = pool.add({k}, {k == 2 ? 1e-7 : k == 5 ? 1e6 : 1.0});
+  LuFactor *f = create(8, 0);
+  ASSERT_NE(f, nullptr);
+  double u = 0.01;
+  logText.clear();
+  EXPECT_EQ(factor(*f, pool, &u), 0);
+  EXPECT_DOUBLE_EQ(u, 0.5);
+  EXPECT_NE(logText.find("Markowitz threshold set to 0.5\n"), std::string::npos);
+  EXPECT_TRUE(f->valid);
+
+  // A singular basis at 0.95 raises to the cap.
+  pool.head[3] = pool.head[4];
+  u = 0.95;
+  EXPECT_EQ(factor(*f, pool, &u), qvn::kLuBasisChanged);
+  EXPECT_DOUBLE_EQ(u, 0.99999);
+  qvn::luFree(f);
+}
+
+// A basis that turns singular after updates is retried once in extended precision.
+TEST_F(LuFactorTest, SingularRefactorMovesToExtendedKindOnce) {
+  std::mt19937 rng(12);
+  ColumnPool pool(30);
+  randomSparse(pool, 3, rng);
+  LuFactor *f = create(30, 0);
+  ASSERT_NE(f, nullptr);
+  ASSERT_EQ(factor(*f, pool), 0);
+  // One update: a unit column enters where its FTRAN has its largest entry.
+  qvn::LuVector v;
+  qvn::luVectorInit(v, 30);
+  v.array[6] = 1.0;
+  v.index[v.count++] = 6;
+  ASSERT_EQ(f->ops->ftranForUpdate(*f, v), 0);
+  int p = v.index[0];
+  for (int q = 0; q < v.count; ++q)
+    if (std::fabs(v.array[v.index[q]]) > std::fabs(v.array[p])) p = v.index[q];
+  ASSERT_EQ(f->ops->update(*f, p, v.array[p]), 0);
+  pool.head[p] = pool.columns() + 6;
+  EXPECT_EQ(f->updateCount, 1);
+  pool.head[(p + 1) % 30] = pool.head[(p + 2) % 30];
+  EXPECT_EQ(factor(*f, pool), qvn::kLuBasisChanged);
+  EXPECT_EQ(f->kind, 1);
+  EXPECT_TRUE(f->kindSwitched);
+  EXPECT_EQ(f->ops, qvn::luOpsForKind(1));
+  EXPECT_LT(worstResidual(*f, pool, rng, 4), 1e-15);
+  qvn::luFree(f);
+}
+
 TEST_F(LuFactorTest, SingularityLimitStopsTheRepair) {
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SINGLIM, 0), 0);
   std::mt19937 rng(3);
@@ -278,7 +346,9 @@ TEST_F(LuFactorTest, NearlySingularBasesNeverSolveWrongly) {
     const int status = factor(*f, pool);
     EXPECT_TRUE(status == 0 || status == qvn::kLuBasisChanged) << status;
     ASSERT_TRUE(f->valid);
-    if (gap < 1e-13) EXPECT_EQ(status, qvn::kLuBasisChanged);
+    if (gap < 1e-13) {
+      EXPECT_EQ(status, qvn::kLuBasisChanged);
+    }
     // A residual check in the backward sense: what the solve returns satisfies the system.
     EXPECT_LT(worstResidual(*f, pool, rng, 6), 1e-9);
     double kappa = 0.0;
@@ -305,6 +375,10 @@ TEST_F(LuFactorTest, ConditionEstimateOfADiagonalBasis) {
 // Every allocation of creation and factorization may fail: the result is 1001
 // or a correct factor, and a later factorization works.
 TEST_F(LuFactorTest, MemoryFailuresAreReportedAndRecovered) {
+  std::string results;
+  QVNCHANNELptr channel = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, &channel, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, channel, &results, collect), 0);
   std::mt19937 rng(9);
   ColumnPool pool(40);
   randomSparse(pool, 5, rng);
@@ -331,6 +405,52 @@ TEST_F(LuFactorTest, MemoryFailuresAreReportedAndRecovered) {
     }
   }
   EXPECT_GT(failures, 0);
+  // Some failures were absorbed: by compressing the files, or by leaving the dense phase.
+  EXPECT_NE(results.find("Compressing row and column files.\n"), std::string::npos);
+  EXPECT_NE(results.find("Not enough memory for dense factorization.\n"), std::string::npos);
+  ASSERT_EQ(QVNdelfuncdest(env, channel, &results, collect), 0);
+}
+
+// Many dependent columns and an empty row: repeated repairs end with a
+// nonsingular basis of distinct variables that solves accurately.
+TEST_F(LuFactorTest, RankDeficientBasesAreRepairedInFull) {
+  for (int kind = 0; kind < 2; ++kind) {
+    std::mt19937 rng(41 + kind);
+    const int m = 200;
+    ColumnPool pool(m);
+    randomSparse(pool, 4, rng);
+    std::uniform_int_distribution<int> pick(0, m - 1);
+    // 12 columns become sums of two others; row 7 is emptied everywhere.
+    for (int t = 0; t < 12; ++t) {
+      const int a = pool.head[pick(rng)], b = pool.head[pick(rng)];
+      std::vector<double> dense(m, 0.0);
+      for (size_t q = 0; q < pool.index[a].size(); ++q) dense[pool.index[a][q]] += pool.value[a][q];
+      for (size_t q = 0; q < pool.index[b].size(); ++q) dense[pool.index[b][q]] -= 0.5 * pool.value[b][q];
+      std::vector<int> idx;
+      std::vector<double> val;
+      for (int i = 0; i < m; ++i)
+        if (dense[i] != 0.0) idx.push_back(i), val.push_back(dense[i]);
+      pool.head[pick(rng)] = pool.add(idx, val);
+    }
+    for (int k = 0; k < m; ++k) {
+      std::vector<int> &idx = pool.index[pool.head[k]];
+      std::vector<double> &val = pool.value[pool.head[k]];
+      for (size_t q = 0; q < idx.size(); ++q)
+        if (idx[q] == 7) val[q] = 0.0;
+    }
+    LuFactor *f = create(m, kind);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(factor(*f, pool), qvn::kLuBasisChanged);
+    ASSERT_TRUE(f->valid);
+    EXPECT_GE(f->repairPosition.size(), 1u);
+    std::vector<int> sorted = pool.head;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end()) << "a variable is basic twice";
+    // Row 7 can only be covered by its own unit column.
+    EXPECT_NE(std::find(pool.head.begin(), pool.head.end(), pool.columns() + 7), pool.head.end());
+    EXPECT_LT(worstResidual(*f, pool, rng, 6), tolerance(kind));
+    qvn::luFree(f);
+  }
 }
 
 TEST_F(LuFactorTest, KindsShareOneTableOfOperations) {
@@ -354,6 +474,47 @@ TEST_F(LuFactorTest, KindsShareOneTableOfOperations) {
   ASSERT_EQ(factor(*f, pool), 0);
   EXPECT_LT(worstResidual(*f, pool, rng, 4), 1e-12);
   qvn::luFree(f);
+}
+
+// Columns of a problem in the simplex numbering: structurals, row logicals with
+// the slack's sign ('G' rows -1), range columns last.
+TEST_F(LuFactorTest, BasesOfAProblemUseItsColumnsAndLogicals) {
+  int status = -1;
+  QVNLPptr lp = QVNcreateprob(env, &status, "lu");
+  ASSERT_NE(lp, nullptr);
+  // Rows: L, G, E, R (range 2). Columns x0, x1, x2 column-wise.
+  const double obj[3] = {1, 1, 1}, rhs[4] = {4, 1, 2, 0}, range[4] = {0, 0, 0, 2};
+  const char sense[4] = {'L', 'G', 'E', 'R'};
+  const int start[3] = {0, 3, 5}, count[3] = {3, 2, 3}, index[8] = {0, 2, 3, 1, 2, 0, 1, 3};
+  const double value[8] = {2.0, 1.0, -1.0, 3.0, 1.5, 1.0, -2.0, 4.0};
+  const double lower[3] = {0, 0, 0}, upper[3] = {10, 10, 10};
+  ASSERT_EQ(QVNcopylp(env, lp, 3, 4, 1, obj, rhs, sense, start, count, index, value, lower, upper, range), 0);
+  qvn::LuLpColumns columns;
+  ASSERT_EQ(qvn::luLpColumnsInit(columns, *lp->lpData), 0);
+  // Dense B for head {x0, logical of row 1, x2, range column}, written out by hand.
+  int head[4] = {0, 3 + 1, 2, 7};
+  const double b[4][4] = {{2.0, 0.0, 1.0, 0.0}, {0.0, -1.0, -2.0, 0.0}, {1.0, 0.0, 0.0, 0.0}, {-1.0, 0.0, 4.0, -1.0}};
+  LuBasis basis;
+  qvn::luLpBasis(basis, columns, head);
+  LuFactor *f = create(4, 0);
+  ASSERT_NE(f, nullptr);
+  double u = 0.01;
+  ASSERT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), 0);
+  std::vector<double> x = {1.0, -2.0, 0.5, 3.0}, rhsVector = x;
+  ASSERT_EQ(f->ops->ftran(*f, x.data()), 0);
+  for (int i = 0; i < 4; ++i) {
+    double s = 0.0;
+    for (int k = 0; k < 4; ++k) s += b[i][k] * x[k];
+    EXPECT_NEAR(s, rhsVector[i], 1e-14);
+  }
+  // x0 twice leaves row 0 or row 2 uncovered; that row's logical enters.
+  head[2] = 0;
+  EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), qvn::kLuBasisChanged);
+  ASSERT_EQ(f->repairEntering.size(), 1u);
+  EXPECT_TRUE(f->repairEntering[0] == 3 + 0 || f->repairEntering[0] == 3 + 2) << f->repairEntering[0];
+  EXPECT_TRUE(f->repairPosition[0] == 0 || f->repairPosition[0] == 2);
+  qvn::luFree(f);
+  EXPECT_EQ(QVNfreeprob(env, &lp), 0);
 }
 
 } // namespace

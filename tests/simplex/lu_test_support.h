@@ -116,7 +116,9 @@ inline double worstResidual(qvn::LuFactor &f, const ColumnPool &pool, std::mt199
     std::vector<char> listed(m, 0);
     for (int q = 0; q < v.count; ++q) listed[v.index[q]] = 1;
     for (int i = 0; i < m; ++i)
-      if (v.array[i] != 0.0) EXPECT_TRUE(listed[i]) << "unlisted nonzero at " << i;
+      if (v.array[i] != 0.0) {
+        EXPECT_TRUE(listed[i]) << "unlisted nonzero at " << i;
+      }
     EXPECT_EQ(std::count(listed.begin(), listed.end(), 1), v.count) << "a position listed twice";
 
     std::vector<double> c = randomVector(m, density, rng);
@@ -132,7 +134,9 @@ inline double worstResidual(qvn::LuFactor &f, const ColumnPool &pool, std::mt199
     std::fill(listed.begin(), listed.end(), 0);
     for (int q = 0; q < v.count; ++q) listed[v.index[q]] = 1;
     for (int i = 0; i < m; ++i)
-      if (v.array[i] != 0.0) EXPECT_TRUE(listed[i]) << "unlisted nonzero at " << i;
+      if (v.array[i] != 0.0) {
+        EXPECT_TRUE(listed[i]) << "unlisted nonzero at " << i;
+      }
   }
   return worst;
 }

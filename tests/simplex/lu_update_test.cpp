@@ -56,7 +56,9 @@ Outcome replaceColumns(QVNENVptr env, int kind, int steps, unsigned seed, bool s
   LuFactor *f = qvn::luCreate(env, m, &status);
   EXPECT_EQ(status, 0);
   if (!f) return {};
-  if (f->kind != kind) EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
+  if (f->kind != kind) {
+    EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
+  }
   LuBasis basis = pool.basis();
   double u = 0.01;
   EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), 0);

@@ -76,7 +76,9 @@ LuFactor *luCreate(Environment *env, int m, int *status) {
     f->colMultiplier = p.cfilemul;
     f->markowitzWork = p.epmrk;
     f->absTol = p.singtol;
-    f->posCapacity = m + f->updateLimit + 1;
+    // Room for the positions that updates append; small problems refactor on
+    // running out rather than hold arrays far larger than themselves.
+    f->posCapacity = m + std::min(f->updateLimit, std::max(1000, m)) + 1;
 
     const int n = m, cap = f->posCapacity;
     for (LineFile *file : {&f->rowFile, &f->colFile}) {
@@ -168,6 +170,7 @@ void repairBasis(LuFactor &f, LuBasis &basis) {
 
 int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz, double absTol, bool allowRepair,
                 int mode) {
+  if (basis.m != f.m) return QVNERR_BAD_ARGUMENT;
   const double startThreshold = *markowitz;
   const double startRowMultiplier = f.rowMultiplier, startColMultiplier = f.colMultiplier;
   const bool hadUpdates = f.updateCount > 0;
@@ -235,6 +238,7 @@ int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz
 }
 
 int factorColumns(Environment *env, LuFactor &f, const LuBasis &basis, double markowitz, double absTol) {
+  if (basis.m != f.m) return QVNERR_BAD_ARGUMENT;
   f.markowitzWork = markowitz;
   f.absTol = absTol;
   int status = f.ops->factorize(f, basis);

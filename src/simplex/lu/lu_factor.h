@@ -3,7 +3,7 @@
 // Every caller goes through the table of operations `ops` chosen by `kind`.
 //
 // Contract. The basis B has columns 0..m-1, the basis positions. After a
-// successful factorization B = L^-1-form times U with
+// successful factorization the factor solves with B through three stages:
 //   - L: column etas in pivot order; eta e has pivot row lPivotRow[e] and
 //     multipliers on rows pivoted later (FTRAN: b[i] -= l_i * b[lPivotRow[e]]);
 //   - row etas of the column replacements, applied after L in FTRAN;
@@ -157,6 +157,7 @@ struct LuFactor {
   EnvVector<int> rowMark, colMark, heap, rowList, outList, sortWork, lineWork;
   int stamp = 0;
   int spikeCount = 0, spikeInputNz = 0;
+  double spikeMax = 0.0, spikeInputMax = 0.0;  // largest magnitudes of the spike and of its column
   bool spikeReady = false;
   EnvVector<int> spikeIndex;
 

@@ -2,7 +2,7 @@
 // while the pending positions are few against the range still to sweep, a heap
 // hands them out in order, so a sparse right-hand side costs in proportion to
 // the entries it touches; once the vector fills up, a plain sweep finishes.
-#include <vector>
+#include <algorithm>
 
 #include "simplex/lu/lu_internal.h"
 
@@ -54,6 +54,24 @@ template <class Real> struct Solve {
     }
   }
 
+  // workRows[index[q]] -= value[q] * t over a packed stretch, listing new rows.
+  template <class Index> void scatter(const int *index, const Real *value, Index from, Index to, Real t) {
+    for (Index q = from; q < to; ++q) {
+      touchRow(index[q]);
+      v.workRows[index[q]] -= value[q] * t;
+    }
+  }
+  template <class Index> Real dot(const int *index, const Real *value, Index from, Index to) const {
+    Real s = 0;
+    for (Index q = from; q < to; ++q) s += value[q] * v.workRows[index[q]];
+    return s;
+  }
+  void subtractAt(int r, Real s) {
+    if (s == 0) return;
+    touchRow(r);
+    v.workRows[r] -= s;
+  }
+
   // L etas in order: eta e scatters its pivot row's value down its column.
   void forwardL() {
     const int nL = f.lCount;
@@ -72,52 +90,47 @@ template <class Real> struct Solve {
         break;
       }
       heapPop(heap, size);
-      const Real t = v.workRows[f.lPivotRow[e]];
-      if (t == 0) continue;
+      const int row = f.lPivotRow[e];
+      const Real t = v.workRows[row];
+      if (luAbs(t) <= tiny) {
+        v.workRows[row] = 0;
+        continue;
+      }
       for (int q = f.lStart[e]; q < f.lStart[e + 1]; ++q) {
         const int i = f.lIndex[q];
         if (f.rowMark[i] != mark) {
-          f.rowMark[i] = mark;
-          list[listCount++] = i;
           const int e2 = f.lEtaOfRow[i];
           if (e2 >= 0) heapPush(heap, size, nL - 1 - e2);
         }
+        touchRow(i);
         v.workRows[i] -= v.lValue[q] * t;
       }
     }
     for (int e = plainFrom; e < nL; ++e) {
       const Real t = v.workRows[f.lPivotRow[e]];
-      if (t == 0) continue;
-      for (int q = f.lStart[e]; q < f.lStart[e + 1]; ++q) {
-        const int i = f.lIndex[q];
-        touchRow(i);
-        v.workRows[i] -= v.lValue[q] * t;
-      }
+      if (t != 0) scatter(f.lIndex.data(), v.lValue.data(), f.lStart[e], f.lStart[e + 1], t);
     }
   }
 
   void forwardEtas() {
-    for (int e = 0; e < f.etaCount; ++e) {
-      Real s = 0;
-      for (int64_t q = f.etaStart[e]; q < f.etaStart[e + 1]; ++q) s += v.etaValue[q] * v.workRows[f.etaIndex[q]];
-      if (s == 0) continue;
-      const int r = f.etaPivotRow[e];
-      touchRow(r);
-      v.workRows[r] -= s;
-    }
+    for (int e = 0; e < f.etaCount; ++e)
+      subtractAt(f.etaPivotRow[e], dot(f.etaIndex.data(), v.etaValue.data(), f.etaStart[e], f.etaStart[e + 1]));
   }
 
   void saveSpike() {
     int count = 0;
+    Real largest = 0;
     for (int q = 0; q < listCount; ++q) {
       const int i = list[q];
       const Real x = v.workRows[i];
       if (x == 0) continue;
+      largest = std::max(largest, luAbs(x));
       f.spikeIndex[count] = i;
       v.spikeValue[count] = x;
       ++count;
     }
     f.spikeCount = count;
+    f.spikeMax = double(largest);
     f.spikeReady = true;
   }
 
@@ -134,6 +147,26 @@ template <class Real> struct Solve {
       f.rowMark[i] = heapMark;
       heapPush(heap, size, f.rowPos[i]);
     }
+    // Solves position k; while heaped, rows met for the first time are pushed.
+    auto solveAt = [&](int k, bool heaped) {
+      const int i = f.pivotRowOf[k];
+      const Real t = v.workRows[i];
+      v.workRows[i] = 0;
+      if (luAbs(t) <= tiny) return;
+      const Real x = t / v.uDiagonal[k];
+      const int c = f.pivotColOf[k];
+      out[c] = double(x);
+      outIndex[outCount++] = c;
+      const int start = f.uCols.start[k], end = start + f.uCols.count[k];
+      for (int q = start; q < end; ++q) {
+        const int j = f.uCols.index[q];
+        if (heaped && f.rowMark[j] != heapMark) {
+          f.rowMark[j] = heapMark;
+          heapPush(heap, size, f.rowPos[j]);
+        }
+        v.workRows[j] -= v.uColValue[q] * x;
+      }
+    };
     int plainFrom = -1;
     while (size > 0) {
       const int k = heap[0];
@@ -142,44 +175,23 @@ template <class Real> struct Solve {
         break;
       }
       heapPop(heap, size);
-      const int i = f.pivotRowOf[k];
-      const Real t = v.workRows[i];
-      v.workRows[i] = 0;
-      if (luAbs(t) <= tiny) continue;
-      const Real x = t / v.uDiagonal[k];
-      const int c = f.pivotColOf[k];
-      out[c] = double(x);
-      outIndex[outCount++] = c;
-      const int start = f.uCols.start[k], end = start + f.uCols.count[k];
-      for (int q = start; q < end; ++q) {
-        const int j = f.uCols.index[q];
-        if (f.rowMark[j] != heapMark) {
-          f.rowMark[j] = heapMark;
-          heapPush(heap, size, f.rowPos[j]);
-        }
-        v.workRows[j] -= v.uColValue[q] * x;
-      }
+      solveAt(k, true);
     }
     for (int k = plainFrom; k >= 0; --k) {
       const int i = f.pivotRowOf[k];
-      if (i < 0) continue;
-      const Real t = v.workRows[i];
-      if (t == 0) continue;
-      v.workRows[i] = 0;
-      if (luAbs(t) <= tiny) continue;
-      const Real x = t / v.uDiagonal[k];
-      const int c = f.pivotColOf[k];
-      out[c] = double(x);
-      outIndex[outCount++] = c;
-      const int start = f.uCols.start[k], end = start + f.uCols.count[k];
-      for (int q = start; q < end; ++q) v.workRows[f.uCols.index[q]] -= v.uColValue[q] * x;
+      if (i >= 0 && v.workRows[i] != 0) solveAt(k, false);
     }
     return outCount;
   }
 
   int ftran(double *array, const int *index, int count, int *outIndex, bool keepSpike) {
     loadRows(array, index, count);
-    f.spikeInputNz = listCount;
+    if (keepSpike) {
+      f.spikeInputNz = listCount;
+      double largest = 0.0;
+      for (int q = 0; q < listCount; ++q) largest = std::max(largest, double(luAbs(v.workRows[list[q]])));
+      f.spikeInputMax = largest;
+    }
     forwardL();
     forwardEtas();
     if (keepSpike) saveSpike();
@@ -198,6 +210,25 @@ template <class Real> struct Solve {
       f.colMark[c] = colMark;
       heapPush(heap, size, end - 1 - f.colPos[c]);
     }
+    auto solveAt = [&](int k, bool heaped) {
+      const int c = f.pivotColOf[k];
+      const Real t = v.workCols[c];
+      v.workCols[c] = 0;
+      if (luAbs(t) <= tiny) return;
+      const Real y = t / v.uDiagonal[k];
+      const int r = f.pivotRowOf[k];
+      v.workRows[r] = y;
+      touchRow(r);
+      const int start = f.uRows.start[k], stop = start + f.uRows.count[k];
+      for (int q = start; q < stop; ++q) {
+        const int c2 = f.uRows.index[q];
+        if (heaped && f.colMark[c2] != colMark) {
+          f.colMark[c2] = colMark;
+          heapPush(heap, size, end - 1 - f.colPos[c2]);
+        }
+        v.workCols[c2] -= v.uRowValue[q] * y;
+      }
+    };
     int plainFrom = end;
     while (size > 0) {
       const int k = end - 1 - heap[0];
@@ -206,49 +237,18 @@ template <class Real> struct Solve {
         break;
       }
       heapPop(heap, size);
-      const int c = f.pivotColOf[k];
-      const Real t = v.workCols[c];
-      v.workCols[c] = 0;
-      if (luAbs(t) <= tiny) continue;
-      const Real y = t / v.uDiagonal[k];
-      const int r = f.pivotRowOf[k];
-      v.workRows[r] = y;
-      touchRow(r);
-      const int start = f.uRows.start[k], stop = start + f.uRows.count[k];
-      for (int q = start; q < stop; ++q) {
-        const int c2 = f.uRows.index[q];
-        if (f.colMark[c2] != colMark) {
-          f.colMark[c2] = colMark;
-          heapPush(heap, size, end - 1 - f.colPos[c2]);
-        }
-        v.workCols[c2] -= v.uRowValue[q] * y;
-      }
+      solveAt(k, true);
     }
     for (int k = plainFrom; k < end; ++k) {
       const int c = f.pivotColOf[k];
-      if (c < 0) continue;
-      const Real t = v.workCols[c];
-      if (t == 0) continue;
-      v.workCols[c] = 0;
-      if (luAbs(t) <= tiny) continue;
-      const Real y = t / v.uDiagonal[k];
-      const int r = f.pivotRowOf[k];
-      v.workRows[r] = y;
-      touchRow(r);
-      const int start = f.uRows.start[k], stop = start + f.uRows.count[k];
-      for (int q = start; q < stop; ++q) v.workCols[f.uRows.index[q]] -= v.uRowValue[q] * y;
+      if (c >= 0 && v.workCols[c] != 0) solveAt(k, false);
     }
   }
 
   void backwardEtas() {
     for (int e = f.etaCount - 1; e >= 0; --e) {
       const Real t = v.workRows[f.etaPivotRow[e]];
-      if (t == 0) continue;
-      for (int64_t q = f.etaStart[e]; q < f.etaStart[e + 1]; ++q) {
-        const int j = f.etaIndex[q];
-        touchRow(j);
-        v.workRows[j] -= v.etaValue[q] * t;
-      }
+      if (t != 0) scatter(f.etaIndex.data(), v.etaValue.data(), f.etaStart[e], f.etaStart[e + 1], t);
     }
   }
 
@@ -257,14 +257,8 @@ template <class Real> struct Solve {
     const int nL = f.lCount;
     if (nL == 0 || listCount == 0) return;
     if (f.lIsColumnOnly) {
-      for (int e = nL - 1; e >= 0; --e) {
-        Real s = 0;
-        for (int q = f.lStart[e]; q < f.lStart[e + 1]; ++q) s += v.lValue[q] * v.workRows[f.lIndex[q]];
-        if (s == 0) continue;
-        const int r = f.lPivotRow[e];
-        touchRow(r);
-        v.workRows[r] -= s;
-      }
+      for (int e = nL - 1; e >= 0; --e)
+        subtractAt(f.lPivotRow[e], dot(f.lIndex.data(), v.lValue.data(), f.lStart[e], f.lStart[e + 1]));
       return;
     }
     // Row-wise: a row's value is final once every eta after its own is done.

@@ -10,6 +10,10 @@ namespace qvn {
 
 namespace {
 
+// A spike much larger than its column means the factors amplify rounding by as
+// much: the new column would be represented to that much less accuracy.
+template <class Real> constexpr double kLuSpikeGrowthLimit = sizeof(Real) > sizeof(double) ? 1e7 : 1e4;
+
 // Largest row eta multiplier before a cycle ends; extended precision affords more.
 template <class Real> constexpr double kLuEtaGrowthLimit = sizeof(Real) > sizeof(double) ? 1e4 : 1e3;
 
@@ -162,7 +166,8 @@ template <class Real> int updateBody(LuFactor &f, int p, double alpha) {
   const Real expected = Real(alpha) * oldPivot;
   const Real scale = std::max(luAbs(pivot), luAbs(expected));
 
-  if (luAbs(pivot) <= tiny || luAbs(pivot - expected) > Real(1e-8) * scale) {
+  const bool grown = f.spikeMax > kLuSpikeGrowthLimit<Real> * f.spikeInputMax;
+  if (luAbs(pivot) <= tiny || luAbs(pivot - expected) > Real(1e-8) * scale || grown) {
     f.valid = false;
     f.needFactorFlag = true;
     f.factorReason = kLuReasonUnstable;
