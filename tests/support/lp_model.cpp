@@ -40,6 +40,31 @@ int LpModel::load(QVNENVptr env, QVNLPptr lp) const {
                    count.data(), index.data(), value.data(), l.data(), u.data(), r.data());
 }
 
+LpModel readModel(QVNENVptr env, QVNLPptr lp) {
+  LpModel m;
+  const int n = QVNgetnumcols(env, lp), rows = QVNgetnumrows(env, lp), nz = QVNgetnumnz(env, lp);
+  m.objSense = QVNgetobjsen(env, lp);
+  m.obj.resize(n), m.lower.resize(n), m.upper.resize(n), m.cols.resize(n);
+  m.rhs.resize(rows), m.range.resize(rows), m.sense.resize(rows);
+  if (n > 0) {
+    QVNgetobj(env, lp, m.obj.data(), 0, n - 1);
+    QVNgetlb(env, lp, m.lower.data(), 0, n - 1);
+    QVNgetub(env, lp, m.upper.data(), 0, n - 1);
+    std::vector<int> start(n), index(nz + 1);
+    std::vector<double> value(nz + 1);
+    int count = 0, surplus = 0;
+    QVNgetcols(env, lp, &count, start.data(), index.data(), value.data(), nz + 1, &surplus, 0, n - 1);
+    for (int j = 0; j < n; ++j)
+      for (int k = start[j]; k < (j + 1 < n ? start[j + 1] : count); ++k) m.cols[j].push_back({index[k], value[k]});
+  }
+  if (rows > 0) {
+    QVNgetrhs(env, lp, m.rhs.data(), 0, rows - 1);
+    QVNgetsense(env, lp, m.sense.data(), 0, rows - 1);
+    QVNgetrngval(env, lp, m.range.data(), 0, rows - 1);
+  }
+  return m;
+}
+
 int readSolution(QVNENVptr env, QVNLPptr lp, const LpModel &m, LpSolution &s) {
   s.x.assign(m.numCols() + 1, 0.0);
   s.dj.assign(m.numCols() + 1, 0.0);

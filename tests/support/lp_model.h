@@ -24,6 +24,9 @@ struct LpModel {
   int load(QVNENVptr env, QVNLPptr lp) const;
 };
 
+// Reads the whole model of lp back through the public getters.
+LpModel readModel(QVNENVptr env, QVNLPptr lp);
+
 struct LpSolution {
   int status = 0;
   double objective = 0.0;
