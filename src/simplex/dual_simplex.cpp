@@ -109,11 +109,7 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
 }
 
 void logDual(SimplexEngine &e, int phase) {
-  if (e.display <= 0) return;
-  if (!e.logStarted) {
-    QVNmsg(e.env->resultsChannel, "\nIteration log . . .\n");
-    e.logStarted = true;
-  }
+  if (!logLineDue(e)) return;
   if (phase == 1)
     QVNmsg(e.env->resultsChannel, "Iteration: %5d   Dual infeasibility = %20.6f\n", e.iterations,
            dualInfeasibility(e, true));
@@ -219,12 +215,8 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
       return kRunOptimal;
     }
 
+    btranUnitRow(e, r);
     HVector &rho = e.rowRho;
-    hvClear(rho);
-    rho.array[r] = 1.0;
-    rho.index[0] = r;
-    rho.count = 1;
-    btran(e.factor, rho);
     computePivotRow(e);
     const int q = chooseEntering(e, w, delta);
     if (q < 0) {

@@ -196,6 +196,24 @@ void computePivotRow(SimplexEngine &e) {
   }
 }
 
+void btranUnitRow(SimplexEngine &e, int r) {
+  HVector &rho = e.rowRho;
+  hvClear(rho);
+  rho.array[r] = 1.0;
+  rho.index[0] = r;
+  rho.count = 1;
+  btran(e.factor, rho);
+}
+
+bool logLineDue(SimplexEngine &e) {
+  if (e.display <= 0) return false;
+  if (!e.logStarted) {
+    QVNmsg(e.env->resultsChannel, "\nIteration log . . .\n");
+    e.logStarted = true;
+  }
+  return true;
+}
+
 void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove) {
   const int leaving = e.head[r];
   e.head[r] = q;

@@ -78,6 +78,10 @@ double objectiveValue(const SimplexEngine &e);
 void computePivotRow(SimplexEngine &e);
 // Makes q basic at position r; the leaving variable becomes nonbasic at `leaveMove`.
 void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove);
+// rowRho := row r of B^{-1}, by rows.
+void btranUnitRow(SimplexEngine &e, int r);
+// True when the iteration log is on; prints its heading the first time.
+bool logLineDue(SimplexEngine &e);
 // Largest violation of a basic variable's bounds.
 double maxPrimalInfeasibility(const SimplexEngine &e, int *where = nullptr);
 // Sum and largest of nonbasic reduced cost violations, with boxed variables

@@ -79,11 +79,7 @@ double sumInfeasibility(const SimplexEngine &e) {
 }
 
 void logPrimal(SimplexEngine &e, int phase) {
-  if (e.display <= 0) return;
-  if (!e.logStarted) {
-    QVNmsg(e.env->resultsChannel, "\nIteration log . . .\n");
-    e.logStarted = true;
-  }
+  if (!logLineDue(e)) return;
   if (phase == 1)
     QVNmsg(e.env->resultsChannel, "Iteration: %5d    Infeasibility = %20.6f\n", e.iterations, sumInfeasibility(e));
   else
@@ -356,12 +352,8 @@ int runPrimalSimplex(SimplexEngine &e) {
       w.perturbed = true;
     }
     // Reduced costs and devex weights by the pivot row.
+    btranUnitRow(e, r);
     HVector &rho = e.rowRho;
-    hvClear(rho);
-    rho.array[r] = 1.0;
-    rho.index[0] = r;
-    rho.count = 1;
-    btran(e.factor, rho);
     computePivotRow(e);
     const double alphaQ = e.rowAlpha.array[q];
     const double thetaD = e.dj[q] / alphaQ;
