@@ -23,6 +23,8 @@ struct DualWork {
   EnvVector<int> flipped;
   EnvVector<double> savedLower, savedUpper;
   EnvVector<char> banned;  // rows refused as leaving rows until the next factorization
+  int degenerateRun = 0;   // iterations since the dual objective last moved
+  bool perturbed = false;
   bool anyBanned = false;
   int unbanRounds = 0;
 };
@@ -167,8 +169,27 @@ void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
   weight[r] = std::max(g / (alphaR * alphaR), 1e-4);
 }
 
+// Moves the costs of nonbasic structurals and logicals away from zero reduced
+// cost by small random amounts in the direction that keeps them dual
+// feasible, so that ties in the ratio test, the cause of stalling, go away.
+// The caller's clean-up restores the real costs (costsShifted).
+void perturbCosts(SimplexEngine &e, DualWork &w) {
+  const double magnitude = e.env->generalParams->epper;
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j] || e.move[j] == kAtZero) continue;
+    const double p = (1.0 + nextRandom(e.env)) * magnitude;
+    const double signedP = e.move[j] == kAtUpper ? -p : p;
+    e.cost[j] += signedP;
+    e.dj[j] += signedP;
+  }
+  e.costsShifted = true;
+  w.perturbed = true;
+  if (e.display > 0) QVNmsg(e.env->resultsChannel, "Perturbation started.\n");
+}
+
 // Iterates until no primal infeasibility is left or a limit is hit.
 int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
+  const int trigger = e.env->generalParams->perlim > 0 ? e.env->generalParams->perlim : (e.n < 1000 ? 50 : 100);
   const double *weight = e.dualWeights.data();
   bool fresh = true;
   int sinceLog = 0;
@@ -263,6 +284,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
       thetaD = 0.0;
     }
     const int leaving = e.head[r];
+    w.degenerateRun = thetaD != 0.0 ? 0 : w.degenerateRun + 1;
     if (thetaD != 0.0) {
       const HVector &row = e.rowAlpha;
       for (int k = 0; k < row.count; ++k) {
@@ -314,6 +336,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     ++e.iterations;
     if (phase == 1) ++e.phase1Iterations;
     fresh = false;
+    if (phase == 2 && !w.perturbed && w.degenerateRun > trigger) perturbCosts(e, w);
   }
 }
 
@@ -400,6 +423,7 @@ int runDualSimplex(SimplexEngine &e) {
   }
   computePrimal(e);
   logDual(e, 2);
+  if (e.env->generalParams->perind == 1) perturbCosts(e, w);
   const int status = dualIterate(e, w, 2);
   logDual(e, 2);
   return status;
