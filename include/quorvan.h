@@ -577,6 +577,29 @@ QVN_API int QVNgetdj(QVNCENVptr env, QVNCLPptr lp, double *dj, int begin, int en
 QVN_API int QVNgetitcnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetphase1cnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetmethod(QVNCENVptr env, QVNCLPptr lp);
+/* Row activities Ax of the current solution. Infeasibilities of a point x (the
+   current solution when x is NULL): positive above the upper limit, negative
+   below the lower one, 0 within. */
+QVN_API int QVNgetax(QVNCENVptr env, QVNCLPptr lp, double *x, int begin, int end);
+QVN_API int QVNgetrowinfeas(QVNCENVptr env, QVNCLPptr lp, const double *x, double *infeasout,
+                            int begin, int end);
+QVN_API int QVNgetcolinfeas(QVNCENVptr env, QVNCLPptr lp, const double *x, double *infeasout,
+                            int begin, int end);
+/* Quality of the current solution. The double form gives the measure, the
+   integer form where its maximum occurs: column j as j, row i as
+   numcols + i, -1 for none (for the two sums: -1). */
+#define QVN_QUAL_MAX_PRIMAL_INFEAS   1
+#define QVN_QUAL_MAX_DUAL_INFEAS     2
+#define QVN_QUAL_MAX_PRIMAL_RESIDUAL 3
+#define QVN_QUAL_MAX_DUAL_RESIDUAL   4
+#define QVN_QUAL_MAX_X               5
+#define QVN_QUAL_MAX_SLACK           6
+#define QVN_QUAL_MAX_PI              7
+#define QVN_QUAL_MAX_RED_COST        8
+#define QVN_QUAL_SUM_PRIMAL_INFEAS   9
+#define QVN_QUAL_SUM_DUAL_INFEAS    10
+QVN_API int QVNgetdblquality(QVNCENVptr env, QVNCLPptr lp, double *valuePointer, int key);
+QVN_API int QVNgetintquality(QVNCENVptr env, QVNCLPptr lp, int *valuePointer, int key);
 
 /* ---- Basis and factorization ------------------------------------------ */
 /* Pricing norms of the held basis. A head entry j >= 0 is column j, -1-i the

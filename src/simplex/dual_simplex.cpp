@@ -193,8 +193,12 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
   const double *weight = e.dualWeights.data();
   bool fresh = true;
   int sinceLog = 0;
+  const bool limitSet = objectiveLimitSet(e, true);
   for (;;) {
     if (int s = checkLimits(e)) return s;
+    // The dual objective of an unshifted phase 2 only rises: past the limit,
+    // no better point exists.
+    if (limitSet && phase == 2 && !e.costsShifted && objectiveLimitPassed(e, true)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
       QVN_TRY(rebuild(e, w));
       if (flipBoxedToDualFeasible(e)) computePrimal(e);

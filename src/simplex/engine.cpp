@@ -255,6 +255,28 @@ double dualInfeasibility(const SimplexEngine &e, bool flipBoxed, int *count) {
   return sum;
 }
 
+namespace {
+// The limit a loop tests: the one in the direction it moves the objective.
+double objectiveLimit(const SimplexEngine &e, bool dualLoop, bool &upward) {
+  const GeneralParams &gp = *e.env->generalParams;
+  upward = dualLoop == (e.lp->sense > 0);
+  return upward ? gp.objulim : gp.objllim;
+}
+} // namespace
+
+bool objectiveLimitSet(const SimplexEngine &e, bool dualLoop) {
+  bool upward;
+  return std::fabs(objectiveLimit(e, dualLoop, upward)) < 1e75;
+}
+
+bool objectiveLimitPassed(const SimplexEngine &e, bool dualLoop) {
+  bool upward;
+  const double limit = objectiveLimit(e, dualLoop, upward);
+  if (std::fabs(limit) >= 1e75) return false;
+  const double value = e.lp->sense * objectiveValue(e) + e.lp->offset;
+  return upward ? value > limit : value < limit;
+}
+
 int checkLimits(SimplexEngine &e) {
   if (e.iterations >= e.iterationLimit) return kRunIterLimit;
   if (terminateRequested(e.env)) return kRunAborted;

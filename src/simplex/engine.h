@@ -87,6 +87,11 @@ double maxPrimalInfeasibility(const SimplexEngine &e, int *where = nullptr);
 // Sum and largest of nonbasic reduced cost violations, with boxed variables
 // counted as feasible when `flipBoxed`.
 double dualInfeasibility(const SimplexEngine &e, bool flipBoxed, int *count = nullptr);
+// True when phase 2 of a loop has passed the objective limit that applies to
+// it: the dual objective rises towards QVN_PARAM_OBJULIM of a minimization
+// (OBJLLIM of a maximization), the primal one falls towards the other.
+bool objectiveLimitPassed(const SimplexEngine &e, bool dualLoop);
+bool objectiveLimitSet(const SimplexEngine &e, bool dualLoop);
 // Limits tested at the head of each iteration; kRunGoing when none is hit.
 int checkLimits(SimplexEngine &e);
 

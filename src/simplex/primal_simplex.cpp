@@ -255,8 +255,10 @@ int runPrimalSimplex(SimplexEngine &e) {
     fresh = true;
     return 0;
   };
+  const bool limitSet = objectiveLimitSet(e, false);
   for (;;) {
     if (int s = checkLimits(e)) return s;
+    if (limitSet && phase == 2 && !w.perturbed && objectiveLimitPassed(e, false)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
       QVN_TRY(refresh());
       logPrimal(e, phase);

@@ -229,3 +229,77 @@ TEST_F(LpSolve, LimitsAndRejectedProblemTypes) {
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(LpSolve, ActivitiesInfeasibilitiesAndQuality) {
+  // max 3x1 + 2x2 + 4x3 (the production plan): optimum x = (2.5, 1.5, 0),
+  // activities (4, 5, 6.5) against limits <= 4, <= 5, >= 2.
+  LpModel m;
+  m.objSense = QVN_MAX;
+  m.addRow('L', 4), m.addRow('L', 5), m.addRow('G', 2);
+  m.addCol(3, 0, 10, {{0, 1}, {1, 2}, {2, 2}});
+  m.addCol(2, 0, 10, {{0, 1}, {2, 1}});
+  m.addCol(4, 0, 10, {{0, 2}, {1, 3}, {2, 3}});
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "quality");
+  ASSERT_EQ(m.load(env, lp), 0);
+  double value = 0;
+  int where = 0;
+  EXPECT_EQ(QVNgetdblquality(env, lp, &value, QVN_QUAL_MAX_PRIMAL_INFEAS), QVNERR_NO_SOLN);
+  ASSERT_EQ(QVNlpopt(env, lp), 0);
+  double ax[3];
+  ASSERT_EQ(QVNgetax(env, lp, ax, 0, 2), 0);
+  EXPECT_NEAR(ax[0], 4, 1e-12);
+  EXPECT_NEAR(ax[1], 5, 1e-12);
+  EXPECT_NEAR(ax[2], 6.5, 1e-12);
+  for (int key = QVN_QUAL_MAX_PRIMAL_INFEAS; key <= QVN_QUAL_MAX_DUAL_RESIDUAL; ++key) {
+    ASSERT_EQ(QVNgetdblquality(env, lp, &value, key), 0);
+    EXPECT_LE(value, 1e-9) << key;
+  }
+  ASSERT_EQ(QVNgetdblquality(env, lp, &value, QVN_QUAL_MAX_X), 0);
+  EXPECT_NEAR(value, 2.5, 1e-12);
+  ASSERT_EQ(QVNgetintquality(env, lp, &where, QVN_QUAL_MAX_X), 0);
+  EXPECT_EQ(where, 0);
+  ASSERT_EQ(QVNgetintquality(env, lp, &where, QVN_QUAL_MAX_SLACK), 0);
+  EXPECT_EQ(where, 3 + 2);  // the demand row has slack -4.5
+  EXPECT_EQ(QVNgetdblquality(env, lp, &value, 0), QVNERR_BAD_ARGUMENT);
+
+  // Objective limits: the dual loop's objective falls from above towards 10.5
+  // in this maximization and stops once below OBJLLIM; the primal one rises
+  // and stops above OBJULIM. Neither limit in reach: optimal.
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_OBJLLIM, 50), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_ADVIND, 0), 0);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_OBJ_LIM);
+  ASSERT_EQ(QVNgetobjval(env, lp, &value), 0);
+  EXPECT_LT(value, 50);
+  EXPECT_GE(value, 10.5);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_OBJLLIM, -1e75), 0);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_OBJULIM, 5), 0);
+  ASSERT_EQ(QVNprimopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_OBJ_LIM);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_OBJULIM, 50), 0);
+  ASSERT_EQ(QVNprimopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  ASSERT_EQ(QVNsetdefaults(env), 0);
+  EXPECT_EQ(QVNgetdblquality(env, lp, &value, 11), QVNERR_BAD_ARGUMENT);
+
+  // A point of our own: x = (4, 1, 0) breaks the labour row by 3 and keeps the others.
+  const double point[] = {4, 1, 0};
+  double rowInfeas[3], colInfeas[3];
+  ASSERT_EQ(QVNgetrowinfeas(env, lp, point, rowInfeas, 0, 2), 0);
+  EXPECT_EQ(rowInfeas[0], 1.0);  // 5 against <= 4
+  EXPECT_EQ(rowInfeas[1], 3.0);  // 8 against <= 5
+  EXPECT_EQ(rowInfeas[2], 0.0);
+  const double below[] = {-1, 11, 0};
+  ASSERT_EQ(QVNgetcolinfeas(env, lp, below, colInfeas, 0, 2), 0);
+  EXPECT_EQ(colInfeas[0], -1.0);
+  EXPECT_EQ(colInfeas[1], 1.0);
+  EXPECT_EQ(colInfeas[2], 0.0);
+  takeErrors();
+  EXPECT_EQ(QVNgetrowinfeas(env, lp, point, rowInfeas, 1, 3), QVNERR_INDEX_RANGE);
+  QVNfreeprob(env, &lp);
+}
+
+} // namespace
