@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "model/problem.h"
+#include "simplex/fpu_precision.h"
 #include "simplex/loops.h"
 #include "simplex/scaling.h"
 
@@ -169,6 +170,7 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
 
 int optimize(Environment *env, Problem *lp, int method) {
   QVN_TRY(checkContinuous(lp));
+  ExtendedPrecisionScope precision;
   GeneralParams &gp = *env->generalParams;
   const int savedAdvind = gp.advind, savedPerind = gp.perind;
   int status = runCaught([&]() -> int {
