@@ -92,7 +92,10 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
         allBoxed = false;
     }
     if (best < 0) return -1;
-    if (allBoxed && slope - passSlope > 0 && passSlope < kInfinity) {
+    // Pass the group only when the slope stays clearly positive beyond it:
+    // if passing would leave the row within the primal tolerance, this group
+    // holds the pivot (passing everything would claim infeasibility on a tie).
+    if (allBoxed && slope - passSlope > e.primalTol && passSlope < kInfinity) {
       // The whole group can be passed: its variables flip to their other bound.
       slope -= passSlope;
       size_t keep = 0;
