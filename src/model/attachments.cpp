@@ -1,6 +1,7 @@
 // Release of attached blocks. Blocks whose subsystems do not exist yet are never
 // created, so their release has nothing to do.
 #include "model/attachments.h"
+#include "presolve/presolve_state.h"
 
 namespace qvn {
 
@@ -12,7 +13,13 @@ void freeDualState(Problem *lp) { lp->dualState = nullptr; }
 void markDualNormsStale(Problem *) {}
 void freeQpState(Problem *lp) { lp->qpState = nullptr; }
 void freeStartVectors(Problem *lp) { lp->startVectors = nullptr; lp->extraStart = nullptr; }
-void freePresolved(Problem *lp) { lp->presolved = nullptr; }
+void freePresolved(Problem *lp) {
+  PresolveState *s = lp->presolved;
+  if (!s) return;
+  lp->presolved = nullptr;
+  if (s->reduced) freeProblem(s->reduced->env, s->reduced);
+  envDelete(s);
+}
 void freeMipData(Problem *lp) { lp->mipData = nullptr; }
 void freeMipSearch(Problem *lp) { lp->mipSearch = nullptr; }
 void freeMipHeuristicStart(Problem *) {}

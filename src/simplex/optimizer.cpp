@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "model/problem.h"
+#include "presolve/presolve_state.h"
 #include "simplex/loops.h"
 
 namespace qvn {
@@ -91,24 +92,30 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   (void)env;
 }
 
+// One main loop on one problem, from its held basis when advanced starts are on.
+int solveProblem(Environment *env, Problem *lp, int method) {
+  QVN_TRY(flushCache(env, lp));
+  modelChanged(env, lp, method == kPrimal ? 46 : 47);
+  WorkLp w;
+  buildWorkLp(*lp->lpData, w);
+  SimplexEngine e;
+  QVN_TRY(engineSetup(e, env, w));
+  startBasis(e, lp);
+  int run = runMethod(e, method);
+  if (run >= 1000) return run;
+  if (run == kRunNonOptimal && e.display > 0)
+    QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
+  storeResult(env, lp, e, run, method);
+  return 0;
+}
+
 int optimize(Environment *env, Problem *lp, int method) {
   QVN_TRY(checkContinuous(lp));
   GeneralParams &gp = *env->generalParams;
   const int savedAdvind = gp.advind, savedPerind = gp.perind;
   int status = runCaught([&]() -> int {
     QVN_TRY(flushCache(env, lp));
-    modelChanged(env, lp, method == kPrimal ? 46 : 47);
-    WorkLp w;
-    buildWorkLp(*lp->lpData, w);
-    SimplexEngine e;
-    QVN_TRY(engineSetup(e, env, w));
-    startBasis(e, lp);
-    int run = runMethod(e, method);
-    if (run >= 1000) return run;
-    if (run == kRunNonOptimal && e.display > 0)
-      QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
-    storeResult(env, lp, e, run, method);
-    return 0;
+    return optimizeWithPresolve(env, lp, method, solveProblem);
   });
   gp.advind = savedAdvind;
   gp.perind = savedPerind;
