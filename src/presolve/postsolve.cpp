@@ -22,6 +22,15 @@ bool nearValue(double x, double bound) {
   return bound > -kPreInf && bound < kPreInf && std::fabs(x - bound) <= 1e-9 * std::max(1.0, std::fabs(bound));
 }
 
+// A nonbasic column whose value and reduced cost its own bounds (those it
+// had before a record tightened them) do not explain: the record's row
+// holds it there.
+bool heldByRow(double x, double d, double lower, double upper) {
+  if (d > 0) return !nearValue(x, lower);
+  if (d < 0) return !nearValue(x, upper);
+  return !nearValue(x, lower) && !nearValue(x, upper);
+}
+
 struct Replay {
   const PresolveState &s;
   EnvVector<double> x, pi, d;
@@ -38,12 +47,12 @@ struct Replay {
     colStat[j] = r.kind == kRecAtUpper ? kStUpper : r.kind == kRecFreeEmpty ? kStFree : kStLower;
   }
 
-  // The row gave the column a bound; when the column sits at that bound
-  // (and not at one of its own) the row is the binding one and takes the dual.
+  // The row gave the column a bound; when the column rests on that bound
+  // rather than one of its own, the row binds and takes the dual.
   void singletonRow(const ReductionRecord &r) {
     const int i = r.index, j = idx(r)[0];
     const double a = val(r)[0];
-    if (colStat[j] == kStBasic || nearValue(x[j], r.lower) || nearValue(x[j], r.upper)) return;
+    if (colStat[j] == kStBasic || !heldByRow(x[j], d[j], r.lower, r.upper)) return;
     pi[i] = d[j] / a;
     d[j] = 0.0;
     colStat[j] = kStBasic;
@@ -92,7 +101,7 @@ struct Replay {
     // y is the nonbasic one and the remaining column turns basic.
     const int keep = r.other;
     const double ak = val(r)[1];
-    if (colStat[keep] == kStBasic || nearValue(x[keep], r.lower) || nearValue(x[keep], r.upper)) return;
+    if (colStat[keep] == kStBasic || !heldByRow(x[keep], d[keep], r.lower, r.upper)) return;
     const double delta = d[keep] / ak;
     pi[i] += delta;
     d[keep] = 0.0;

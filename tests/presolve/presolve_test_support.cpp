@@ -32,6 +32,11 @@ ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol) {
     QVNfreeprob(env, &lp);
     return c;
   }
+  EXPECT_EQ(QVNgetprestat(env, lp, &c.prestat, nullptr, nullptr, nullptr, nullptr), 0);
+  if (c.prestat == 0) {
+    QVNfreeprob(env, &lp);
+    return c;
+  }
   const PresolveState &s = *lp->presolved;
   QVNCLPptr red = nullptr;
   EXPECT_EQ(QVNgetredlp(env, lp, &red), 0);

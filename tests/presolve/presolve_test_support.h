@@ -20,6 +20,7 @@ PresolveRun solveModel(QVNENVptr env, const LpModel &m, int preind, int (*optimi
 
 struct ReplayCheck {
   int presolveStatus = 0;     // QVNpresolve's answer
+  int prestat = -1;           // QVNgetprestat: 0 nothing reduced, 1 reduced problem, 2 all eliminated
   int reducedRows = -1, reducedCols = -1;
   int reducedStatus = 0;      // of the reduced problem's solve (1 when all was eliminated)
   std::string uncrushFault;   // checkOptimal of the replayed solution, "" when it holds
