@@ -1,7 +1,7 @@
 // Maps between the original and the reduced problem: vectors, duals and
-// linear forms. The reduced problem's columns are original columns (the
-// reductions never merge or rescale columns), so crushing a point is a pure
-// map and uncrushing is the replay of the log.
+// linear forms. The reduced problem's columns are original columns, except
+// that a merged pair of parallel columns lives on as x_j + r x_k in j's
+// place; crushing a point is a map with those sums, uncrushing the replay.
 #include <algorithm>
 #include <cmath>
 
@@ -48,8 +48,9 @@ void statusesFromPoint(const PresolveState &s, const double *x, EnvVector<int> &
 
 // Coefficients of original columns, with each removed column replaced by what
 // its record says, oldest removal first so that a replacement may use columns
-// that a later record removes.
-void foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset) {
+// that a later record removes. A merged column k can only go with its partner
+// j in the proportion of the merge (x_j + r x_k); else 1003.
+int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset) {
   EnvVector<int> order;
   for (int r = s.head; r >= 0; r = s.records[r].next) order.push_back(r);
   for (auto it = order.rbegin(); it != order.rend(); ++it) {
@@ -72,9 +73,16 @@ void foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset) {
       acc[y] = 0.0;
       break;
     }
+    case kRecMergedColumns: {
+      const int j = rec.index, k = rec.other;
+      if (std::fabs(acc[k] - rec.value * acc[j]) > 1e-13 * std::max(1.0, std::fabs(acc[k]))) return QVNERR_BAD_ARGUMENT;
+      acc[k] = 0.0;
+      break;
+    }
     default: break;
     }
   }
+  return 0;
 }
 
 } // namespace
@@ -86,7 +94,15 @@ QVN_API int QVNcrushx(QVNCENVptr env, QVNCLPptr lp, const double *x, double *red
     if (!x || !reducedX) return QVNERR_NULL_POINTER;
     PresolveState *s;
     QVN_TRY(presolvedState(p, s));
-    for (int k = 0; k < reducedCols(*s); ++k) reducedX[k] = x[s->redColOrig[k]];
+    // Merged columns live on as x_j + r x_k, oldest merge first.
+    EnvVector<double> merged(x, x + s->numCols);
+    EnvVector<int> order;
+    for (int r = s->head; r >= 0; r = s->records[r].next) order.push_back(r);
+    for (auto it = order.rbegin(); it != order.rend(); ++it) {
+      const ReductionRecord &rec = s->records[*it];
+      if (rec.kind == kRecMergedColumns) merged[rec.index] += rec.value * merged[rec.other];
+    }
+    for (int k = 0; k < reducedCols(*s); ++k) reducedX[k] = merged[s->redColOrig[k]];
     return 0;
   });
 }
@@ -97,8 +113,13 @@ QVN_API int QVNuncrushx(QVNCENVptr env, QVNCLPptr lp, double *x, const double *r
     PresolveState *s;
     QVN_TRY(presolvedState(p, s));
     if (!reducedX && reducedCols(*s) > 0) return QVNERR_NULL_POINTER;
+    // Where the reduced point sits decides how merged columns split.
+    EnvVector<int> colStatus, rowStatus;
+    statusesFromPoint(*s, reducedX, colStatus, rowStatus);
     ReducedSolution in;
     in.x = reducedX;
+    in.colStatus = colStatus.data();
+    in.rowStatus = rowStatus.data();
     OriginalSolution out;
     out.x = x;
     uncrush(p, *s, in, out);
@@ -166,7 +187,7 @@ QVN_API int QVNcrushform(QVNCENVptr env, QVNCLPptr lp, int len, const int *indic
     EnvVector<double> acc(static_cast<size_t>(s->numCols), 0.0);
     for (int k = 0; k < len; ++k) acc[indices[k]] += values[k];
     double offset = 0.0;
-    foldForm(*s, acc, offset);
+    QVN_TRY(foldForm(*s, acc, offset));
     int out = 0;
     for (int k = 0; k < reducedCols(*s); ++k) {
       const double v = acc[s->redColOrig[k]];
@@ -192,12 +213,19 @@ QVN_API int QVNuncrushform(QVNCENVptr env, QVNCLPptr lp, int plen, const int *pi
     for (int k = 0; k < plen; ++k)
       if (pindices[k] < 0 || pindices[k] >= reducedCols(*s)) return QVNERR_COL_INDEX_RANGE;
     if (plen == 0) QVNmsg(env->warningChannel, "Warning: form length is zero.\n");
-    // Reduced columns are original columns: the form keeps its terms.
+    // Reduced columns are original columns, except that a merged column
+    // stands for x_j + r x_k: newest merge first, its partner takes r times j's term.
+    EnvVector<double> acc(static_cast<size_t>(s->numCols), 0.0);
+    for (int k = 0; k < plen; ++k) acc[s->redColOrig[pindices[k]]] += pvalues[k];
+    for (int r = s->head; r >= 0; r = s->records[r].next) {
+      const ReductionRecord &rec = s->records[r];
+      if (rec.kind == kRecMergedColumns) acc[rec.other] += rec.value * acc[rec.index];
+    }
     int out = 0;
-    for (int k = 0; k < plen; ++k) {
-      if (std::fabs(pvalues[k]) < 1e-13) continue;
-      indices[out] = s->redColOrig[pindices[k]];
-      values[out] = pvalues[k];
+    for (int j = 0; j < s->numCols; ++j) {
+      if (std::fabs(acc[j]) < 1e-13) continue;
+      indices[out] = j;
+      values[out] = acc[j];
       ++out;
     }
     *lenOut = out;

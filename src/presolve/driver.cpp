@@ -73,6 +73,7 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
         QVN_TRY(rowActivityPass(env, lp, s, rows));
       }
     } while ((eliminated(s) != before || !s.touchedRows.empty() || !s.touchedCols.empty()) && ++rounds < 1000);
+    if (s.dualLevel > 0) QVN_TRY(duplicateColumns(env, lp, s));
     if (s.primalFlag) QVN_TRY(duplicateRows(env, lp, s));
     ++s.passes;
     bool changed = eliminated(s) != passStart || s.coefsModified != coefStart;
@@ -126,6 +127,7 @@ void fillMaps(PresolveState &s) {
       break;
     case kRecFreeEmpty: j = rec.index, status = -4; break;
     case kRecAggregate: case kRecDoubleton: j = s.recIndex[rec.first], status = -3; break;
+    case kRecMergedColumns: j = rec.other, status = -3; break;
     default: break;
     }
     if (j >= 0 && s.colMap[j] < 0) s.colMap[j] = status;

@@ -22,6 +22,15 @@ bool nearValue(double x, double bound) {
   return bound > -kPreInf && bound < kPreInf && std::fabs(x - bound) <= 1e-9 * std::max(1.0, std::fabs(bound));
 }
 
+// Nonbasic status from where the value sits.
+int sideOf(double v, double lo, double up) {
+  const bool hasLo = lo > -kPreInf, hasUp = up < kPreInf;
+  if (!hasLo && !hasUp) return kStFree;
+  if (!hasUp) return kStLower;
+  if (!hasLo) return kStUpper;
+  return std::fabs(v - lo) <= std::fabs(v - up) ? kStLower : kStUpper;
+}
+
 // A nonbasic column whose value and reduced cost its own bounds (those it
 // had before a record tightened them) do not explain: the record's row
 // holds it there.
@@ -109,16 +118,38 @@ struct Replay {
     colStat[keep] = kStBasic;
     colStat[y] = kStLower;
   }
-};
 
-// Nonbasic status from where the value sits.
-int sideOf(double v, double lo, double up) {
-  const bool hasLo = lo > -kPreInf, hasUp = up < kPreInf;
-  if (!hasLo && !hasUp) return kStFree;
-  if (!hasUp) return kStLower;
-  if (!hasLo) return kStUpper;
-  return std::fabs(v - lo) <= std::fabs(v - up) ? kStLower : kStUpper;
-}
+  // z = x_j + r x_k splits back: a nonbasic z puts both at the bounds that
+  // made its bound; a basic z keeps k at a bound when j can take the rest,
+  // else j at the bound it would cross and k basic. d_k = r d_z.
+  void mergedColumns(const ReductionRecord &r) {
+    const int j = r.index, k = r.other;
+    const double ratio = r.value, v = x[j], lj = r.lower, uj = r.upper;
+    const double lk = val(r)[0], uk = val(r)[1];
+    d[k] = ratio * d[j];
+    auto finiteOr = [](double b, double other) { return std::fabs(b) < kPreInf ? b : std::fabs(other) < kPreInf ? other : 0.0; };
+    if (colStat[j] != kStBasic && colStat[j] != kStFree) {
+      const bool low = colStat[j] == kStLower;
+      const double xk = (low == (ratio > 0)) ? finiteOr(lk, uk) : finiteOr(uk, lk);
+      x[k] = xk;
+      x[j] = v - ratio * xk;
+      colStat[k] = sideOf(xk, lk, uk);
+      colStat[j] = sideOf(x[j], lj, uj);
+      return;
+    }
+    double xk = finiteOr(lk, uk), xj = v - ratio * xk;
+    if (xj >= lj - 1e-9 * std::max(1.0, std::fabs(lj)) && xj <= uj + 1e-9 * std::max(1.0, std::fabs(uj))) {
+      x[k] = xk, x[j] = xj;
+      colStat[k] = sideOf(xk, lk, uk);
+      return;
+    }
+    xj = xj < lj ? lj : uj;
+    x[j] = xj;
+    x[k] = (v - xj) / ratio;
+    colStat[j] = sideOf(xj, lj, uj);
+    colStat[k] = kStBasic;
+  }
+};
 
 } // namespace
 
@@ -151,6 +182,7 @@ void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &i
     case kRecRowLower: case kRecRowUpper: case kRecRowEqual: rp.singletonRow(rec); break;
     case kRecForceUpper: case kRecForceLower: rp.forcingRow(rec); break;
     case kRecAggregate: case kRecDoubleton: rp.aggregation(rec); break;
+    case kRecMergedColumns: rp.mergedColumns(rec); break;
     default: break;  // side choices need nothing: the statuses are settled below
     }
   }

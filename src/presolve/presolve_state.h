@@ -30,6 +30,7 @@ enum RecordKind {
   kRecAggregate = 11,   // column substituted out through an equality row
   kRecFreeEmpty = 12,   // empty free column with zero cost, at 0
   kRecDoubleton = 13,   // doubleton equation: the other column took over the bounds
+  kRecMergedColumns = 19,  // two parallel columns with parallel costs merged into one
   kRecSideChosen = 22,  // inequality row turned into an equality by the sign of its dual
 };
 
@@ -47,6 +48,9 @@ enum RecordKind {
 //     then the row's other entries; group 2 the pivot column's other entries
 //     (row, coefficient); cost the pivot column's cost. For 13, other is the
 //     column that remains and lower/upper are its bounds before the transfer.
+//  19: index the kept column j, other the merged column k, value the ratio r
+//     (column k = r * column j, x_j + r x_k lives on as column j); lower/upper
+//     j's bounds before; group 1 two entries (k, lower of k), (k, upper of k).
 //  22: index row; value the side chosen (0 lower, 2 upper).
 struct ReductionRecord {
   int kind = 0;
@@ -154,6 +158,7 @@ int emptyAndSingletonRows(Environment *env, const Problem *lp, PresolveState &s,
 int rowActivityPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
 int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
 int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &cols);
+int duplicateColumns(Environment *env, const Problem *lp, PresolveState &s);
 int aggregate(Environment *env, const Problem *lp, PresolveState &s);
 // True when row r alone keeps column j within its bounds.
 bool impliedFree(const PresolveState &s, int r, int j);

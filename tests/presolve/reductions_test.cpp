@@ -181,16 +181,76 @@ TEST_F(Reductions, ParallelRows) {
   roundTrip(m, -4, 2, 2);
 
   // Two equalities with the same row and right-hand sides 1e-9 apart are one
-  // row; 1e-6 apart they contradict each other.
-  for (double gap : {1e-9, 1e-6}) {
+  // row; 1e-7 apart they contradict each other.
+  for (double gap : {1e-9, 1e-7}) {
     LpModel e;
     e.addRow('E', 3), e.addRow('E', 6 + gap), e.addRow('L', 100);
     e.addCol(1, 0, 10, {{0, 1}, {1, 2}, {2, 1}});
-    e.addCol(2, 0, 10, {{0, 2}, {1, 4}, {2, 3}});
+    e.addCol(3, 0, 10, {{0, 2}, {1, 4}, {2, 3}});
     e.addCol(1, 0, 10, {{2, 1}});
     const qvntest::ReplayCheck c = qvntest::checkReplay(env, e);
     EXPECT_EQ(c.presolveStatus, gap < 1e-8 ? 0 : QVNERR_PRESLV_INForUNBD) << gap;
   }
+}
+
+TEST_F(Reductions, ParallelColumnsMerge) {
+  // x1 = 2 x0 in every row and in the cost: x0 + 2 x1 lives on as one column.
+  // min -x0 - 2 x1 - x2, r0: x0 + 2 x1 + x2 <= 7, r1: 3 x0 + 6 x1 - x2 <= 9,
+  // x0 in [0, 1], x1 in [0, 2], x2 in [0, 4]. With z = x0 + 2 x1 in [0, 5]:
+  // min -z - x2, z + x2 <= 7, 3 z - x2 <= 9: z = 4, x2 = 3, objective -7;
+  // z = 4 splits into x0 = 1, x1 = 1.5 or x0 = 0, x1 = 2.
+  LpModel m;
+  m.addRow('L', 7), m.addRow('L', 9);
+  m.addCol(-1, 0, 1, {{0, 1}, {1, 3}});
+  m.addCol(-2, 0, 2, {{0, 2}, {1, 6}});
+  m.addCol(-1, 0, 4, {{0, 1}, {1, -1}});
+  roundTrip(m, -7, 2, 2);
+  // The crush functions know the merge: z = x0 + 2 x1.
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "merge");
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  int origCol[3] = {-1, -1, -1};
+  ASSERT_EQ(QVNgetprestat(env, lp, nullptr, nullptr, nullptr, origCol, nullptr), 0);
+  ASSERT_EQ(origCol[0], 0);
+  const double x[3] = {1, 1.5, 3};
+  double rx[3] = {};
+  ASSERT_EQ(QVNcrushx(env, lp, x, rx), 0);
+  EXPECT_EQ(rx[0], 4.0);
+  const int zi = 0;
+  const double one = 1.0;
+  int len = 0, ind[3];
+  double offset = 1, val[3];
+  ASSERT_EQ(QVNuncrushform(env, lp, 1, &zi, &one, &len, &offset, ind, val), 0);
+  ASSERT_EQ(len, 2);
+  EXPECT_EQ(ind[0], 0);
+  EXPECT_EQ(val[0], 1.0);
+  EXPECT_EQ(ind[1], 1);
+  EXPECT_EQ(val[1], 2.0);
+  // A form that splits the pair against the merge cannot be written on z.
+  const int both[2] = {0, 1};
+  const double skew[2] = {1, 1};
+  takeErrors();
+  EXPECT_EQ(QVNcrushform(env, lp, 2, both, skew, &len, &offset, ind, val), QVNERR_BAD_ARGUMENT);
+  double back[3] = {};
+  ASSERT_EQ(QVNuncrushx(env, lp, back, rx), 0);
+  EXPECT_NEAR(back[0] + 2 * back[1], 4.0, 1e-12);
+  EXPECT_GE(back[0], 0.0);
+  EXPECT_LE(back[0], 1.0);
+  EXPECT_GE(back[1], 0.0);
+  EXPECT_LE(back[1], 2.0);
+  QVNfreeprob(env, &lp);
+
+  // Opposite directions: x1 = -x0 in rows and cost.
+  LpModel opp;
+  opp.objSense = QVN_MAX;
+  opp.addRow('L', 4), opp.addRow('G', -6);
+  opp.addCol(1, -1, 3, {{0, 1}, {1, 2}});
+  opp.addCol(-1, -2, 2, {{0, -1}, {1, -2}});
+  opp.addCol(1, 0, 1, {{0, 1}, {1, -1}});
+  const qvntest::PresolveRun off = qvntest::solveModel(env, opp, 0, QVNdualopt);
+  ASSERT_EQ(off.status, QVN_STAT_OPTIMAL);
+  roundTrip(opp, off.solution.objective, -1, -1);
 }
 
 TEST_F(Reductions, AggregatorSubstitutesImpliedFreeColumns) {
