@@ -1,6 +1,7 @@
 // The presolve driver: settings, the reduction loop with its pass order, the
 // aggregator loop, and the building of the reduced problem.
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 #include "model/attachments.h"
@@ -54,15 +55,30 @@ void takeList(EnvVector<int> &touched, EnvVector<char> &marked, EnvVector<int> &
 
 int eliminated(const PresolveState &s) { return s.rowsEliminated + s.colsEliminated; }
 
+// The progress call of each inner round: a report every 5 seconds, and the
+// terminate flag.
+int progress(Environment *env, const PresolveState &s, std::chrono::steady_clock::time_point &last) {
+  if (terminateRequested(env)) return QVNERR_PRESLV_ABORT;
+  const auto now = std::chrono::steady_clock::now();
+  if (std::chrono::duration<double>(now - last).count() < 5.0) return 0;
+  last = now;
+  if (env->generalParams->simdisplay == 0) return 0;
+  QVNmsg(env->resultsChannel, "Presolve has eliminated %d rows and %d columns...\n", s.rowsEliminated,
+         s.colsEliminated);
+  if (s.substitutions > 0) QVNmsg(env->resultsChannel, "Aggregator has done %d substitutions...\n", s.substitutions);
+  return 0;
+}
+
 int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
   EnvVector<int> rows, cols;
   int tries = 0;
+  auto lastReport = std::chrono::steady_clock::now();
   while (s.passes < s.passLimit) {
-    if (terminateRequested(env)) return QVNERR_PRESLV_ABORT;
     const int passStart = eliminated(s);
     const int coefStart = s.coefsModified;
     int before, rounds = 0;
     do {
+      QVN_TRY(progress(env, s, lastReport));
       before = eliminated(s);
       takeList(s.touchedRows, s.rowMarked, rows, s.mode, s.numRows);
       takeList(s.touchedCols, s.colMarked, cols, s.mode, s.numRows);
@@ -171,10 +187,12 @@ int buildReduced(Environment *env, const Problem *lp, PresolveState &s) {
   value.push_back(0.0);
   Problem *red = nullptr;
   QVN_TRY(createProblem(env, d.probName ? d.probName : "presolved", &red));
-  const int status = copyLpWithNames(env, red, n, m, s.objSense, obj.data(), rhs.data(), sense.data(), start.data(),
-                                     count.data(), index.data(), value.data(), lb.data(), ub.data(), range.data(),
-                                     d.colNames.exists ? colNames.data() : nullptr,
-                                     d.rowNames.exists ? rowNames.data() : nullptr);
+  // The new problem must not outlive a failure here.
+  const int status = runCaught([&]() {
+    return copyLpWithNames(env, red, n, m, s.objSense, obj.data(), rhs.data(), sense.data(), start.data(),
+                           count.data(), index.data(), value.data(), lb.data(), ub.data(), range.data(),
+                           d.colNames.exists ? colNames.data() : nullptr, d.rowNames.exists ? rowNames.data() : nullptr);
+  });
   if (status != 0) {
     freeProblem(env, red);
     return status > 0 ? status : -status;
@@ -210,7 +228,9 @@ void dropPresolveResult(Problem *lp) {
   lp->presolved->protectedList.swap(keep);
 }
 
-int runPresolve(Environment *env, Problem *lp, bool keepReduced) {
+namespace {
+
+int presolveBody(Environment *env, Problem *lp, bool keepReduced) {
   EnvVector<int> keep;
   if (lp->presolved) keep.swap(lp->presolved->protectedList);
   freePresolved(lp);
@@ -250,6 +270,14 @@ int runPresolve(Environment *env, Problem *lp, bool keepReduced) {
   }
   if (keepReduced) QVN_TRY(buildReduced(env, lp, s));
   return 0;
+}
+
+} // namespace
+
+// Memory failures inside come back as 1001, so that the optimizers can go on
+// without presolve.
+int runPresolve(Environment *env, Problem *lp, bool keepReduced) {
+  return runCaught([&]() { return presolveBody(env, lp, keepReduced); });
 }
 
 } // namespace qvn

@@ -167,7 +167,8 @@ bool impliedFree(const PresolveState &s, int r, int j);
 int substituteColumn(PresolveState &s, int r, int y, int keep);
 
 // Driver (driver.cpp). Runs presolve for an LP method on lp and leaves the
-// state attached; 0 or an error number (1101, 1117, 1118 on proofs).
+// state attached; 0 or an error number (1101, 1117, 1118 on proofs, 1001).
+// After an error the caller drops the state.
 int runPresolve(Environment *env, Problem *lp, bool keepReduced);
 // Frees the state of lp but keeps its protected columns.
 void dropPresolveResult(Problem *lp);

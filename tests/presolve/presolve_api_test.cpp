@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "presolve/presolve_test_support.h"
+#include "runtime/alloc.h"
 
 namespace {
 
@@ -79,6 +80,13 @@ TEST_F(PresolveApi, ErrorsBeforeAnyPresolve) {
   EXPECT_EQ(pre, 0);
   EXPECT_EQ(QVNfreepresolve(env, lp), 0);
   EXPECT_NE(takeErrors(), "");
+  // A set terminate flag stops presolve.
+  volatile int stop = 1;
+  QVNsetterminate(env, &stop);
+  EXPECT_EQ(QVNpresolve(env, lp, 2), QVNERR_PRESLV_ABORT);
+  QVNsetterminate(env, nullptr);
+  EXPECT_EQ(takeErrors(), "QUORVAN Error  1106: Aborted during presolve.\n");
+  EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
 }
 
 TEST_F(PresolveApi, MapsReducedProblemAndCrush) {
@@ -276,6 +284,44 @@ TEST_F(PresolveApi, BasicPresolveReportsRedundantRowsAndBounds) {
   QVNCLPptr red = lp;
   ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
   EXPECT_EQ(red, nullptr);
+}
+
+TEST_F(PresolveApi, AllocationFailuresAreReportedAndLeakNothing) {
+  ASSERT_EQ(model().load(env, lp), 0);
+  bool done = false;
+  for (long n = 1; n < 3000 && !done; ++n) {
+    const long live = qvn::allocLive();
+    qvn::allocFailAfter(n);
+    const int status = QVNpresolve(env, lp, 2);
+    qvn::allocFailAfter(0);
+    if (status == 0) {
+      done = true;
+    } else {
+      ASSERT_EQ(status, QVNERR_NO_MEMORY) << n;
+      double x[5] = {}, rx[5] = {};
+      EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+    }
+    ASSERT_EQ(QVNfreepresolve(env, lp), 0);
+    EXPECT_EQ(qvn::allocLive(), live) << n;
+  }
+  EXPECT_TRUE(done);
+  // The optimizer under failures: 0 with a solution or 1001, and afterwards
+  // an ordinary run finds the optimum.
+  done = false;
+  for (long n = 1; n < 3000 && !done; ++n) {
+    qvn::allocFailAfter(n);
+    const int status = QVNdualopt(env, lp);
+    qvn::allocFailAfter(0);
+    ASSERT_TRUE(status == 0 || status == QVNERR_NO_MEMORY) << n << " " << status;
+    done = status == 0 && QVNgetstat(env, lp) == QVN_STAT_OPTIMAL;
+    ASSERT_EQ(model().load(env, lp), 0);
+  }
+  EXPECT_TRUE(done);
+  takeErrors();
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, 1.0, 1e-9);
 }
 
 } // namespace
