@@ -10,13 +10,6 @@
 
 namespace qvn {
 
-int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int objSense,
-                    const double *objCoef, const double *rhs, const char *sense,
-                    const int *colStart, const int *colCount, const int *rowIndex,
-                    const double *coefValue, const double *lowerBound,
-                    const double *upperBound, const double *rangeValue,
-                    char *const *colNames, char *const *rowNames);
-
 namespace {
 
 void rememberParams(const Environment *env, int *out) {

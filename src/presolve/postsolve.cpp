@@ -211,20 +211,8 @@ void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &i
     }
   if (out.rowStatus)
     for (int i = 0; i < m; ++i) {
-      double lo = -kPreInf, up = kPreInf;
-      const double b = dt.rhs[i];
-      switch (dt.sense[i]) {
-      case 'L': up = b; break;
-      case 'G': lo = b; break;
-      case 'E': lo = up = b; break;
-      case 'R': {
-        const double rg = dt.rangeValue.empty() ? 0.0 : dt.rangeValue[i];
-        lo = rg >= 0 ? b : b + rg;
-        up = rg >= 0 ? b + rg : b;
-        break;
-      }
-      default: break;
-      }
+      double lo, up;
+      rowLimits(dt, i, lo, up);
       const int st = rp.rowStat[i];
       out.rowStatus[i] = st == kStBasic ? kStBasic : lo == up ? kStLower : sideOf(act[i], lo, up);
     }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "presolve/presolve_state.h"
+#include "presolve/parallel_lines.h"
 #include "runtime/environment.h"
 
 namespace qvn {
@@ -130,18 +130,6 @@ int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvV
 
 namespace {
 
-struct ColKey {
-  uint64_t hash;
-  int col;
-};
-
-void sortedCol(const PresolveState &s, int j, EnvVector<std::pair<int, double>> &out) {
-  out.clear();
-  for (int e : s.colEntries[j])
-    if (s.entries[e].alive) out.push_back({s.entries[e].row, s.entries[e].value});
-  std::sort(out.begin(), out.end());
-}
-
 // Column k = ratio * column j in the matrix and the cost: x_j + ratio x_k
 // acts as one column z, kept in j's place with the bounds of the sum.
 void mergeColumns(PresolveState &s, int j, int k, double ratio) {
@@ -168,48 +156,18 @@ void mergeColumns(PresolveState &s, int j, int k, double ratio) {
 } // namespace
 
 int duplicateColumns(Environment *, const Problem *, PresolveState &s) {
-  EnvVector<ColKey> keys;
-  EnvVector<std::pair<int, double>> a, b;
-  for (int j = 0; j < s.numCols; ++j) {
-    if (s.colLive[j] < 1 || s.protectedCol[j]) continue;
-    sortedCol(s, j, a);
-    uint64_t h = 1469598103934665603ull;
-    const double v0 = a[0].second;
-    for (auto [i, v] : a) {
-      h = (h ^ static_cast<uint64_t>(i)) * 1099511628211ull;
-      h = (h ^ static_cast<uint64_t>(std::llround(v / v0 * 1e6))) * 1099511628211ull;
-    }
-    keys.push_back({h, j});
-  }
-  std::sort(keys.begin(), keys.end(), [](const ColKey &x, const ColKey &y) {
-    return x.hash != y.hash ? x.hash < y.hash : x.col < y.col;
+  auto entries = [&](int j, LineEntries &out) {
+    out.clear();
+    if (s.colLive[j] < 1 || s.protectedCol[j]) return;
+    for (int e : s.colEntries[j])
+      if (s.entries[e].alive) out.push_back({s.entries[e].row, s.entries[e].value});
+    std::sort(out.begin(), out.end());
+  };
+  return forParallelPairs(s.numCols, entries, [&](int j, int k, double ratio) -> int {
+    const double cj = s.cost[j], ck = s.cost[k];
+    if (std::fabs(ck - ratio * cj) <= 1e-12 * std::max(1.0, std::fabs(ck))) mergeColumns(s, j, k, ratio);
+    return 0;
   });
-  for (size_t g = 0; g < keys.size();) {
-    size_t end = g + 1;
-    while (end < keys.size() && keys[end].hash == keys[g].hash) ++end;
-    for (size_t p = g; p < end; ++p) {
-      const int j = keys[p].col;
-      if (s.colLive[j] < 1) continue;
-      sortedCol(s, j, a);
-      for (size_t q = p + 1; q < end && q < p + 16; ++q) {
-        const int k = keys[q].col;
-        if (s.colLive[k] != s.colLive[j]) continue;
-        sortedCol(s, k, b);
-        const double ratio = b[0].second / a[0].second;
-        bool same = true;
-        for (size_t t = 0; t < a.size() && same; ++t) {
-          const double f = b[t].second / (a[t].second * ratio);
-          same = a[t].first == b[t].first && f > 0.9999999999999997 && f < 1.0000000000000002;
-        }
-        const double cj = s.cost[j], ck = s.cost[k];
-        if (!same || std::fabs(ck - ratio * cj) > 1e-12 * std::max(1.0, std::fabs(ck))) continue;
-        mergeColumns(s, j, k, ratio);
-        sortedCol(s, j, a);
-      }
-    }
-    g = end;
-  }
-  return 0;
 }
 
 } // namespace qvn

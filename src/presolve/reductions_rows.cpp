@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "presolve/presolve_state.h"
+#include "presolve/parallel_lines.h"
 #include "runtime/environment.h"
 
 namespace qvn {
@@ -142,86 +142,39 @@ int rowActivityPass(Environment *env, const Problem *lp, PresolveState &s, const
   return 0;
 }
 
-namespace {
-
-struct RowKey {
-  uint64_t hash;
-  int row;
-};
-
-// Live entries of row i sorted by column.
-void sortedRow(const PresolveState &s, int i, EnvVector<std::pair<int, double>> &out) {
-  out.clear();
-  for (int e : s.rowEntries[i])
-    if (s.entries[e].alive) out.push_back({s.entries[e].col, s.entries[e].value});
-  std::sort(out.begin(), out.end());
-}
-
-} // namespace
-
 int duplicateRows(Environment *env, const Problem *lp, PresolveState &s) {
-  EnvVector<RowKey> keys;
-  EnvVector<std::pair<int, double>> a, b;
-  for (int i = 0; i < s.numRows; ++i) {
-    if (s.rowLive[i] < 2) continue;
-    sortedRow(s, i, a);
-    uint64_t h = 1469598103934665603ull;
-    const double v0 = a[0].second;
-    for (auto [j, v] : a) {
-      h = (h ^ static_cast<uint64_t>(j)) * 1099511628211ull;
-      h = (h ^ static_cast<uint64_t>(std::llround(v / v0 * 1e6))) * 1099511628211ull;
-    }
-    keys.push_back({h, i});
-  }
-  std::sort(keys.begin(), keys.end(), [](const RowKey &x, const RowKey &y) {
-    return x.hash != y.hash ? x.hash < y.hash : x.row < y.row;
-  });
-  for (size_t g = 0; g < keys.size();) {
-    size_t end = g + 1;
-    while (end < keys.size() && keys[end].hash == keys[g].hash) ++end;
-    // Within a bucket each row is compared with at most a few earlier ones.
-    for (size_t p = g; p < end; ++p) {
-      const int r1 = keys[p].row;
-      if (s.rowLive[r1] < 2) continue;
-      sortedRow(s, r1, a);
-      for (size_t q = p + 1; q < end && q < p + 16; ++q) {
-        const int r2 = keys[q].row;
-        if (s.rowLive[r2] != s.rowLive[r1]) continue;
-        sortedRow(s, r2, b);
-        const double ratio = b[0].second / a[0].second;
-        bool same = true;
-        for (size_t k = 0; k < a.size() && same; ++k) {
-          const double t = b[k].second / (a[k].second * ratio);
-          same = a[k].first == b[k].first && t > 0.9999999999999997 && t < 1.0000000000000002;
-        }
-        if (!same) continue;
-        // Row 2 in the units of row 1.
-        double lo2 = ratio > 0 ? s.rowLower[r2] : s.rowUpper[r2], up2 = ratio > 0 ? s.rowUpper[r2] : s.rowLower[r2];
-        lo2 = std::fabs(lo2) >= kPreInf ? -kPreInf : lo2 / ratio;
-        up2 = std::fabs(up2) >= kPreInf ? kPreInf : up2 / ratio;
-        const double lo1 = s.rowLower[r1], up1 = s.rowUpper[r1];
-        const double eps = 1e-8;
-        if (lo1 == up1 && lo2 == up2 && std::fabs(lo1 - lo2) > eps * std::max(1.0, std::fabs(lo1))) {
-          char n1[32], n2[32];
-          if (env->generalParams->simdisplay != 0) {
-            QVNmsg(env->resultsChannel, "Constraints '%.255s' and ", rowNameOf(lp, r1, n1));
-            QVNmsg(env->resultsChannel, "'%.255s' are inconsistent.\n", rowNameOf(lp, r2, n2));
-          }
-          return QVNERR_PRESLV_INForUNBD;
-        }
-        const bool oneInside = lo1 >= lo2 - eps * std::max(1.0, std::fabs(lo2)) && up1 <= up2 + eps * std::max(1.0, std::fabs(up2));
-        const bool twoInside = lo2 >= lo1 - eps * std::max(1.0, std::fabs(lo1)) && up2 <= up1 + eps * std::max(1.0, std::fabs(up1));
-        if (oneInside) {
-          removeRow(s, r2);  // the first row is at least as tight: keep it
-        } else if (twoInside) {
-          removeRow(s, r1);
-          break;
-        }
+  auto entries = [&](int i, LineEntries &out) {
+    out.clear();
+    if (s.rowLive[i] < 2) return;
+    for (int e : s.rowEntries[i])
+      if (s.entries[e].alive) out.push_back({s.entries[e].col, s.entries[e].value});
+    std::sort(out.begin(), out.end());
+  };
+  return forParallelPairs(s.numRows, entries, [&](int r1, int r2, double ratio) -> int {
+    // Row 2 in the units of row 1.
+    double lo2 = ratio > 0 ? s.rowLower[r2] : s.rowUpper[r2], up2 = ratio > 0 ? s.rowUpper[r2] : s.rowLower[r2];
+    lo2 = std::fabs(lo2) >= kPreInf ? -kPreInf : lo2 / ratio;
+    up2 = std::fabs(up2) >= kPreInf ? kPreInf : up2 / ratio;
+    const double lo1 = s.rowLower[r1], up1 = s.rowUpper[r1];
+    const double eps = 1e-8;
+    if (lo1 == up1 && lo2 == up2 && std::fabs(lo1 - lo2) > eps * std::max(1.0, std::fabs(lo1))) {
+      char n1[32], n2[32];
+      if (logOn(env)) {
+        QVNmsg(env->resultsChannel, "Constraints '%.255s' and ", rowNameOf(lp, r1, n1));
+        QVNmsg(env->resultsChannel, "'%.255s' are inconsistent.\n", rowNameOf(lp, r2, n2));
       }
+      return QVNERR_PRESLV_INForUNBD;
     }
-    g = end;
-  }
-  return 0;
+    const bool oneInside = lo1 >= lo2 - eps * std::max(1.0, std::fabs(lo2)) && up1 <= up2 + eps * std::max(1.0, std::fabs(up2));
+    const bool twoInside = lo2 >= lo1 - eps * std::max(1.0, std::fabs(lo1)) && up2 <= up1 + eps * std::max(1.0, std::fabs(up1));
+    if (oneInside) {
+      removeRow(s, r2);  // the first row is at least as tight: keep it
+    } else if (twoInside) {
+      removeRow(s, r1);
+      return -1;
+    }
+    return 0;
+  });
 }
 
 } // namespace qvn
