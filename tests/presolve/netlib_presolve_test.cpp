@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "model/problem.h"
+#include "presolve/presolve_state.h"
 #include "support/test_support.h"
 
 namespace {
@@ -44,6 +45,12 @@ protected:
     ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
     obj -= lp->lpData->objOffset;
     EXPECT_NEAR(obj, expected, 1e-6 * std::max(1.0, std::fabs(expected)));
+    // The clean-up from the replayed basis is short.
+    const Problem *red = lp->presolved ? lp->presolved->reduced : nullptr;
+    if (preind && red && red->solution) {
+      const int cleanup = QVNgetitcnt(env, lp) - red->solution->iterationCount;
+      EXPECT_LE(cleanup, std::max(5, QVNgetitcnt(env, lp) / 50));
+    }
     QVNfreeprob(env, &lp);
   }
   void run(const std::vector<std::string> &names) {
