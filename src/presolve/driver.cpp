@@ -105,6 +105,7 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
   takeList(s.touchedRows, s.rowMarked, rows, s.mode, s.numRows);
   takeList(s.touchedCols, s.colMarked, cols, s.mode, s.numRows);
   QVN_TRY(emptyAndSingletonRows(env, lp, s, rows));
+  QVN_TRY(columnPass(env, lp, s, cols));
   return 0;
 }
 
