@@ -476,6 +476,9 @@ QVN_API int QVNcrushform(QVNCENVptr env, QVNCLPptr lp, int len, const int *indic
 QVN_API int QVNuncrushform(QVNCENVptr env, QVNCLPptr lp, int plen, const int *pindices,
                            const double *pvalues, int *lenOut, double *offsetOut, int *indices,
                            double *values);
+/* Changes objective coefficients of the problem and of its presolved copy. */
+QVN_API int QVNprechgobj(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
+                         const double *values);
 
 /* ---- Mixed integer optimizer ------------------------------------------ */
 

@@ -114,3 +114,55 @@ QVN_API int QVNgetprotected(QVNCENVptr env, QVNCLPptr lp, int *countOut, int *in
 }
 
 } // extern "C"
+
+namespace {
+
+// The reduced objective follows a change of surviving columns' costs by the
+// same amounts: the reductions only added constants and other columns' cost
+// multiples to them. Columns removed or merged cannot follow.
+bool changeReducedObjective(Environment *env, PresolveState &s, int count, const int *indices, const double *values,
+                            const double *before) {
+  if (!s.reduced) return false;
+  for (int k = 0; k < count; ++k)
+    if (s.colMap[indices[k]] < 0) return false;
+  for (int r = s.head; r >= 0; r = s.records[r].next)
+    if (s.records[r].kind == kRecMergedColumns)
+      for (int k = 0; k < count; ++k)
+        if (indices[k] == s.records[r].index) return false;
+  LpData &d = *s.reduced->lpData;
+  modelChanged(env, s.reduced, 14);
+  for (int k = 0; k < count; ++k) d.objCoef[s.colMap[indices[k]]] += values[k] - before[k];
+  return true;
+}
+
+} // namespace
+
+extern "C" {
+
+QVN_API int QVNprechgobj(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indices, const double *values) {
+  auto *env = const_cast<Environment *>(cenv);
+  return guardedProblem(env, lp, [&](Problem *p) -> int {
+    QVN_TRY(flushCache(env, p));
+    if (count < 0) return QVNERR_BAD_ARGUMENT;
+    if (count > 0 && (!indices || !values)) return QVNERR_NULL_POINTER;
+    LpData &d = *p->lpData;
+    for (int k = 0; k < count; ++k)
+      if (indices[k] < 0 || indices[k] >= d.numCols) return QVNERR_COL_INDEX_RANGE;
+    EnvVector<double> before(static_cast<size_t>(count) + 1);
+    for (int k = 0; k < count; ++k) before[k] = d.objCoef[indices[k]];
+    // The original changes under its own event, with the presolved copy set
+    // aside so that the event does not drop it.
+    PresolveState *held = p->presolved;
+    p->presolved = nullptr;
+    modelChanged(env, p, 14);
+    p->presolved = held;
+    for (int k = 0; k < count; ++k) d.objCoef[indices[k]] = values[k];
+    if (held && held->ran && !held->nothingDone && !changeReducedObjective(env, *held, count, indices, values, before.data())) {
+      QVNmsg(env->warningChannel, "Warning: Changing obj. of the presolved model fails.\n");
+      dropPresolveResult(p);
+    }
+    return 0;
+  });
+}
+
+} // extern "C"

@@ -286,6 +286,49 @@ TEST_F(PresolveApi, BasicPresolveReportsRedundantRowsAndBounds) {
   EXPECT_EQ(red, nullptr);
 }
 
+TEST_F(PresolveApi, ObjectiveChangesReachThePresolvedCopy) {
+  LpModel m = model();
+  ASSERT_EQ(m.load(env, lp), 0);
+  // No advanced start, so that each run goes through the presolved copy.
+  QVNsetintparam(env, QVN_PARAM_ADVIND, 0);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  int pre = 0, colMap[5];
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, colMap, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(pre, 1);
+  ASSERT_GE(colMap[0], 0);
+  // New costs for surviving columns, checked against a solve without presolve.
+  takeLog();
+  for (auto [j, c] : {std::pair<int, double>{0, 3.0}, {1, 5.0}}) {
+    ASSERT_EQ(QVNprechgobj(env, lp, 1, &j, &c), 0);
+    m.obj[j] = c;
+  }
+  EXPECT_EQ(takeLog(), "");
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 1);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 1);
+  const qvntest::PresolveRun off = qvntest::solveModel(env, m, 0, QVNdualopt);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, off.solution.objective, 1e-9);
+  // A removed column cannot follow: the copy goes, with a warning.
+  const int removed = 3;
+  const double cost = 2;
+  takeLog();
+  ASSERT_EQ(QVNprechgobj(env, lp, 1, &removed, &cost), 0);
+  EXPECT_EQ(takeLog(), "Warning: Changing obj. of the presolved model fails.\n");
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 0);
+  m.obj[3] = 2;
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, qvntest::solveModel(env, m, 0, QVNdualopt).solution.objective, 1e-9);
+  const int bad = 5;
+  takeErrors();
+  EXPECT_EQ(QVNprechgobj(env, lp, 1, &bad, &cost), QVNERR_COL_INDEX_RANGE);
+}
+
 TEST_F(PresolveApi, AllocationFailuresAreReportedAndLeakNothing) {
   ASSERT_EQ(model().load(env, lp), 0);
   bool done = false;
