@@ -612,6 +612,35 @@ QVN_API void QVNkilldnorms(QVNLPptr lp);
 QVN_API void QVNkillpnorms(QVNLPptr lp);
 
 /* ---- Presolve and crush ----------------------------------------------- */
+QVN_API int QVNpresolve(QVNCENVptr env, QVNLPptr lp, int method);
+/* Rows found redundant get -1 in rowRedundantOut (else 0); the bound arrays
+   receive the bounds presolve proved. No reduced problem is kept. */
+QVN_API int QVNbasicpresolve(QVNCENVptr env, QVNLPptr lp, int *rowRedundantOut, double *lowerOut,
+                             double *upperOut);
+QVN_API int QVNfreepresolve(QVNCENVptr env, QVNLPptr lp);
+/* statusOut: 0 no presolved problem, 1 a reduced problem exists, 2 all was
+   eliminated. Original to reduced maps: index >= 0 or a negative code. */
+QVN_API int QVNgetprestat(QVNCENVptr env, QVNCLPptr lp, int *statusOut, int *reducedColStatus,
+                          int *reducedRowStatus, int *origColStatus, int *origRowStatus);
+QVN_API int QVNgetredlp(QVNCENVptr env, QVNCLPptr lp, QVNCLPptr *reducedOut);
+QVN_API int QVNcopyprotected(QVNCENVptr env, QVNLPptr lp, int count, const int *indices);
+QVN_API int QVNgetprotected(QVNCENVptr env, QVNCLPptr lp, int *countOut, int *indices, int space,
+                            int *surplusOut);
+QVN_API int QVNcrushx(QVNCENVptr env, QVNCLPptr lp, const double *x, double *reducedX);
+QVN_API int QVNuncrushx(QVNCENVptr env, QVNCLPptr lp, double *x, const double *reducedX);
+QVN_API int QVNcrushpi(QVNCENVptr env, QVNCLPptr lp, const double *pi, double *reducedPi);
+/* x: the reduced problem's primal point (optional for an LP). */
+QVN_API int QVNuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi,
+                         const double *x);
+QVN_API int QVNcrushform(QVNCENVptr env, QVNCLPptr lp, int len, const int *indices,
+                         const double *values, int *plenOut, double *poffsetOut, int *pindices,
+                         double *pvalues);
+QVN_API int QVNuncrushform(QVNCENVptr env, QVNCLPptr lp, int plen, const int *pindices,
+                           const double *pvalues, int *lenOut, double *offsetOut, int *indices,
+                           double *values);
+/* Changes objective coefficients of the problem and of its presolved copy. */
+QVN_API int QVNprechgobj(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
+                         const double *values);
 
 /* ---- Mixed integer optimizer ------------------------------------------ */
 

@@ -3,6 +3,7 @@
 #include "model/attachments.h"
 
 #include "model/mip_data.h"
+#include "presolve/presolve_state.h"
 #include "quadratic/qconstr_data.h"
 #include "quadratic/qp_data.h"
 
@@ -16,7 +17,13 @@ void freeDualState(Problem *lp) { lp->dualState = nullptr; }
 void markDualNormsStale(Problem *) {}
 void freeQpState(Problem *lp) { lp->qpState = nullptr; }
 void freeStartVectors(Problem *lp) { lp->startVectors = nullptr; lp->extraStart = nullptr; }
-void freePresolved(Problem *lp) { lp->presolved = nullptr; }
+void freePresolved(Problem *lp) {
+  PresolveState *s = lp->presolved;
+  if (!s) return;
+  lp->presolved = nullptr;
+  if (s->reduced) freeProblem(s->reduced->env, s->reduced);
+  envDelete(s);
+}
 void freeMipData(Problem *lp) { destroyMipData(lp->mipData); }
 void freeMipSearch(Problem *lp) { lp->mipSearch = nullptr; }
 void freeMipHeuristicStart(Problem *) {}

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "model/problem.h"
+#include "presolve/presolve_state.h"
 #include "simplex/fpu_precision.h"
 #include "simplex/loops.h"
 #include "simplex/scaling.h"
@@ -168,6 +169,51 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   (void)env;
 }
 
+// One main loop on one problem, from its held basis when advanced starts are on.
+// One solve of a problem as it stands: the scaled copy first when scaling is
+// due, then the unscaled check and finish.
+int solveProblem(Environment *env, Problem *lp, int method) {
+  GeneralParams &gp = *env->generalParams;
+  QVN_TRY(flushCache(env, lp));
+  modelChanged(env, lp, method == kPrimal ? 46 : 47);
+  WorkLp w;
+  buildWorkLp(*lp->lpData, w);
+  ScaleFactors scale;
+  computeScaling(w, gp.scaind, scale);
+  SimplexEngine e;
+  int run = 0;
+  if (scale.kind >= 0) {
+    // Solve the scaled copy, then carry its basis to the unscaled LP, where
+    // the answer is checked and, if the tolerances are not met there, finished.
+    WorkLp scaled = w;
+    applyScaling(scaled, scale);
+    SimplexEngine s;
+    QVN_TRY(engineSetup(s, env, scaled));
+    startBasis(s, lp);
+    run = runMethod(s, method);
+    if (run >= 1000) return run;
+    EnvVector<int> colStatus(static_cast<size_t>(w.numCol + 1)), rowStatus(static_cast<size_t>(w.numRow + 1));
+    extractStatuses(s, colStatus.data(), rowStatus.data());
+    QVN_TRY(engineSetup(e, env, w));
+    e.start = s.start;
+    e.iterations = s.iterations;
+    e.phase1Iterations = s.phase1Iterations;
+    e.logStarted = s.logStarted;
+    installBasis(e, colStatus.data(), rowStatus.data());
+    carryNorms(s, e);
+    run = finishUnscaled(e, run, method);
+  } else {
+    QVN_TRY(engineSetup(e, env, w));
+    startBasis(e, lp);
+    run = runMethod(e, method);
+  }
+  if (run >= 1000) return run;
+  if (run == kRunNonOptimal && e.display > 0)
+    QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
+  storeResult(env, lp, e, run, method);
+  return 0;
+}
+
 int optimize(Environment *env, Problem *lp, int method) {
   QVN_TRY(checkContinuous(lp));
   ExtendedPrecisionScope precision;
@@ -175,42 +221,7 @@ int optimize(Environment *env, Problem *lp, int method) {
   const int savedAdvind = gp.advind, savedPerind = gp.perind;
   int status = runCaught([&]() -> int {
     QVN_TRY(flushCache(env, lp));
-    modelChanged(env, lp, method == kPrimal ? 46 : 47);
-    WorkLp w;
-    buildWorkLp(*lp->lpData, w);
-    ScaleFactors scale;
-    computeScaling(w, gp.scaind, scale);
-    SimplexEngine e;
-    int run = 0;
-    if (scale.kind >= 0) {
-      // Solve the scaled copy, then carry its basis to the unscaled LP, where
-      // the answer is checked and, if the tolerances are not met there, finished.
-      WorkLp scaled = w;
-      applyScaling(scaled, scale);
-      SimplexEngine s;
-      QVN_TRY(engineSetup(s, env, scaled));
-      startBasis(s, lp);
-      run = runMethod(s, method);
-      if (run >= 1000) return run;
-      EnvVector<int> colStatus(static_cast<size_t>(w.numCol + 1)), rowStatus(static_cast<size_t>(w.numRow + 1));
-      extractStatuses(s, colStatus.data(), rowStatus.data());
-      QVN_TRY(engineSetup(e, env, w));
-      e.start = s.start;
-      e.iterations = s.iterations;
-      e.phase1Iterations = s.phase1Iterations;
-      e.logStarted = s.logStarted;
-      installBasis(e, colStatus.data(), rowStatus.data());
-      carryNorms(s, e);
-      run = finishUnscaled(e, run, method);
-    } else {
-      QVN_TRY(engineSetup(e, env, w));
-      startBasis(e, lp);
-      run = runMethod(e, method);
-    }    if (run >= 1000) return run;
-    if (run == kRunNonOptimal && e.display > 0)
-      QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
-    storeResult(env, lp, e, run, method);
-    return 0;
+    return optimizeWithPresolve(env, lp, method, solveProblem);
   });
   gp.advind = savedAdvind;
   gp.perind = savedPerind;

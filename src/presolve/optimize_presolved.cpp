@@ -1,0 +1,128 @@
+// Presolve around a continuous optimizer: decide, presolve, solve the reduced
+// problem with the same method, carry solution and basis back, and finish
+// with the primal loop on the original problem from that basis.
+#include <chrono>
+
+#include "model/attachments.h"
+#include "presolve/presolve_state.h"
+#include "runtime/environment.h"
+
+namespace qvn {
+
+namespace {
+
+bool isFinal(int status) { return status == 1 || status == 2 || status == 3 || status == 5; }
+
+bool holdsStart(const Problem *lp) { return lp->basisData && !lp->basisData->colStatus.empty(); }
+
+// A proof by presolve leaves a status and no solution.
+void storeProof(Environment *env, Problem *lp, int error) {
+  modelChanged(env, lp, 56);
+  lp->status = error == QVNERR_PRESLV_INF ? 3 : error == QVNERR_PRESLV_UNBD ? 2 : 4;
+}
+
+// Puts the uncrushed solution and basis on the original problem.
+void installUncrushed(Problem *lp, const PresolveState &s, const Problem *red, int status) {
+  const int n = s.numCols, m = s.numRows;
+  ReducedSolution in;
+  if (red && red->solution) {
+    in.x = red->solution->x.data();
+    in.pi = red->solution->pi.data();
+    in.dj = red->solution->dj.data();
+  }
+  if (red && red->basisData) {
+    in.colStatus = red->basisData->colStatus.data();
+    in.rowStatus = red->basisData->rowStatus.data();
+  }
+  if (!lp->basisData) lp->basisData = envNew<BasisData>();
+  if (!lp->solution) lp->solution = envNew<SolutionBlock>();
+  BasisData &b = *lp->basisData;
+  SolutionBlock &sol = *lp->solution;
+  b.colStatus.assign(static_cast<size_t>(n), 0);
+  b.rowStatus.assign(static_cast<size_t>(m), 1);
+  sol.x.assign(static_cast<size_t>(n), 0.0);
+  sol.dj.assign(static_cast<size_t>(n), 0.0);
+  sol.pi.assign(static_cast<size_t>(m), 0.0);
+  sol.slack.assign(static_cast<size_t>(m), 0.0);
+  OriginalSolution out{sol.x.data(), sol.slack.data(), sol.pi.data(), sol.dj.data(), b.colStatus.data(),
+                       b.rowStatus.data()};
+  uncrush(lp, s, in, out);
+  const LpData &d = *lp->lpData;
+  double obj = d.objOffset;
+  for (int j = 0; j < n; ++j) obj += d.objCoef[j] * sol.x[j];
+  for (int i = 0; i < m; ++i) sol.slack[i] = d.rhs[i] - sol.slack[i];
+  sol.objValue = obj;
+  sol.primalComputed = sol.dualComputed = true;
+  lp->status = status;
+}
+
+} // namespace
+
+int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblemFn solve) {
+  GeneralParams &gp = *env->generalParams;
+  if (lp->presolved && (gp.preind == 0 || !presolveParamsMatch(env, *lp->presolved))) dropPresolveResult(lp);
+  const bool skip = gp.preind == 0 || (gp.advind == 2 && gp.predual == 1) || (gp.advind == 1 && holdsStart(lp));
+  if (skip) {
+    dropPresolveResult(lp);
+    return solve(env, lp, method);
+  }
+  const auto start = std::chrono::steady_clock::now();
+  if (!lp->presolved || !lp->presolved->ran) {
+    const int savedPredual = gp.predual;
+    if (gp.advind == 2 && holdsStart(lp)) gp.predual = -1;
+    const int status = runPresolve(env, lp, true);
+    gp.predual = savedPredual;
+    if (status == QVNERR_NO_MEMORY) {
+      QVNmsg(env->resultsChannel, "Insufficient memory for presolve.\n");
+      dropPresolveResult(lp);
+      return solve(env, lp, method);
+    }
+    if (status == QVNERR_PRESLV_INForUNBD || status == QVNERR_PRESLV_INF || status == QVNERR_PRESLV_UNBD) {
+      dropPresolveResult(lp);
+      storeProof(env, lp, status);
+      return 0;
+    }
+    if (status != 0) {
+      dropPresolveResult(lp);
+      return status;
+    }
+  }
+  if (gp.simdisplay != 0)
+    QVNmsg(env->resultsChannel, "Presolve time = %7.2f sec.\n",
+           std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  PresolveState &s = *lp->presolved;
+  if (s.nothingDone) return solve(env, lp, method);
+
+  int iterations = 0, phase1 = 0;
+  Problem *red = s.reduced;
+  int status = 1;
+  if (red) {
+    QVN_TRY(solve(env, red, method));
+    status = red->status;
+    if (red->solution) iterations = red->solution->iterationCount, phase1 = red->solution->phase1Count;
+  }
+  modelChanged(env, lp, method == 1 ? 46 : 47);
+  installUncrushed(lp, s, red, status);
+  if (!isFinal(status)) {
+    lp->solution->iterationCount = iterations;
+    lp->solution->phase1Count = phase1;
+    lp->solution->method = method;
+    return 0;
+  }
+  // Clean-up on the original problem from the carried basis.
+  const int savedAdvind = gp.advind, savedPerind = gp.perind;
+  gp.advind = 1;
+  gp.perind = 0;
+  const int cleanup = solve(env, lp, 1);
+  gp.advind = savedAdvind;
+  gp.perind = savedPerind;
+  QVN_TRY(cleanup);
+  if (lp->solution) {
+    lp->solution->iterationCount += iterations;
+    lp->solution->phase1Count += phase1;
+    lp->solution->method = method;
+  }
+  return 0;
+}
+
+} // namespace qvn

@@ -1,0 +1,197 @@
+// The presolve record attached to a Problem: settings, counters, the working
+// copy of the model that the reductions shrink, the maps to the reduced
+// problem and the replay log.
+//
+// Working form: every row i reads rowLower[i] <= sum_j a_ij x_j <= rowUpper[i]
+// and the objective is minimized: cost[j] = objSense * c_j, so that every
+// dual argument is made once. Entries live in one pool; a row and a column
+// each list the positions of their entries, and a removed entry is marked
+// dead instead of being erased, so that removals cost nothing. A removed row
+// or column has live count -1.
+#pragma once
+#include <cstdint>
+
+#include "model/problem.h"
+
+namespace qvn {
+
+constexpr double kPreInf = 1e20;
+
+// Kinds of replay records (numbers as the crush functions know them).
+enum RecordKind {
+  kRecFixed = 3,        // fixed column: x = value
+  kRecAtLower = 4,      // column fixed at its lower bound by a dual argument or a forcing row
+  kRecAtUpper = 5,      // ... at its upper bound
+  kRecRowLower = 6,     // singleton row that tightened a lower bound
+  kRecRowUpper = 7,     // ... an upper bound
+  kRecRowEqual = 8,     // equality singleton row
+  kRecForceUpper = 9,   // forcing row at its upper limit (all columns at the minimum activity)
+  kRecForceLower = 10,  // forcing row at its lower limit
+  kRecAggregate = 11,   // column substituted out through an equality row
+  kRecFreeEmpty = 12,   // empty free column with zero cost, at 0
+  kRecDoubleton = 13,   // doubleton equation: the other column took over the bounds
+  kRecMergedColumns = 19,  // two parallel columns with parallel costs merged into one
+  kRecSideChosen = 22,  // inequality row turned into an equality by the sign of its dual
+};
+
+// One replay entry. Arrays live in the pools of the state: positions
+// first .. first+count-1 of recIndex/recValue, then `count2` more entries of
+// a second group. `next` is the older record (-1 at the end of the list).
+//
+// Layouts:
+//  3, 4, 5, 12: index column, value its value, cost its cost; group 1 its
+//     live entries (row, coefficient) at the time.
+//  6, 7, 8: index row; group 1 one entry (column, coefficient); lower/upper
+//     the column's bounds before the row tightened them.
+//  9, 10: index row; group 1 its entries (column, coefficient).
+//  11, 13: index row; value its rhs; group 1: (pivot column, pivot) first,
+//     then the row's other entries; group 2 the pivot column's other entries
+//     (row, coefficient); cost the pivot column's cost. For 13, other is the
+//     column that remains and lower/upper are its bounds before the transfer.
+//  19: index the kept column j, other the merged column k, value the ratio r
+//     (column k = r * column j, x_j + r x_k lives on as column j); lower/upper
+//     j's bounds before; group 1 two entries (k, lower of k), (k, upper of k).
+//  22: index row; value the side chosen (0 lower, 2 upper).
+struct ReductionRecord {
+  int kind = 0;
+  int index = -1;
+  int count = 0, count2 = 0;
+  int other = -1;
+  double value = 0.0, lower = 0.0, upper = 0.0, cost = 0.0;
+  int next = -1;
+  int64_t first = 0;
+};
+
+struct PresolveEntry {
+  int row, col;
+  double value;
+  bool alive;
+};
+
+} // namespace qvn
+
+struct PresolveState {
+  // Settings copied at start.
+  int preind = 1, prepass = -1, reduce = 3, prelinear = 1, aggind = -1, depind = -1, predual = 0;
+  int aggfill = 10;
+  double feasTol = 1e-6;
+  bool primalFlag = true;  // primal reductions allowed
+  int dualLevel = 2;       // 0 none, 1 linear, 2 also non-linear
+  int passLimit = 2100000000;
+  int aggTries = 1;
+
+  // Counters.
+  int rowsEliminated = 0, colsEliminated = 0, coefsModified = 0, boundsImproved = 0, substitutions = 0;
+  int passes = 0;
+
+  // Original sizes and sense.
+  int numRows = 0, numCols = 0, objSense = 1;
+
+  // Working copy.
+  qvn::EnvVector<qvn::PresolveEntry> entries;
+  qvn::EnvVector<qvn::EnvVector<int>> rowEntries, colEntries;
+  qvn::EnvVector<int> rowLive, colLive;
+  qvn::EnvVector<double> rowLower, rowUpper, colLower, colUpper, cost;
+  qvn::EnvVector<double> origLower, origUpper;
+  double offset = 0.0;  // objective constant in minimization sense
+  qvn::EnvVector<char> protectedCol;
+  qvn::EnvVector<int> protectedList;  // sorted; survives a new run
+
+  // Touched lists; when they hold more than a third of the rows the passes
+  // scan everything instead ("mode" 1).
+  qvn::EnvVector<int> touchedRows, touchedCols;
+  qvn::EnvVector<char> rowMarked, colMarked;
+  int mode = 0;
+  qvn::EnvVector<int> scratchPos;  // column -> entry of the row being changed, else -1
+
+  // Maps after the run: reduced index >= 0, or a negative status (see crush).
+  qvn::EnvVector<int> colMap, rowMap;
+  qvn::EnvVector<int> redColOrig, redRowOrig;  // reduced index -> original
+  bool ran = false;  // a run finished and its maps are valid
+  bool allEliminated = false;
+  bool nothingDone = false;
+  int status = 0;  // 0, or the error that ended the run
+  Problem *reduced = nullptr;
+
+  // Replay log: records in a pool, head is the newest.
+  qvn::EnvVector<qvn::ReductionRecord> records;
+  qvn::EnvVector<int> recIndex;
+  qvn::EnvVector<double> recValue;
+  int head = -1;
+
+  // Parameters the run was made with, to tell whether it can be kept.
+  int madeWith[8] = {};
+};
+
+namespace qvn {
+
+// Working copy helpers (work_matrix.cpp).
+void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s);
+// Limits lo <= a_i x <= up of row i of the model (infinite sides at 1e20).
+void rowLimits(const LpData &d, int i, double &lo, double &up);
+void markRow(PresolveState &s, int i);
+void markCol(PresolveState &s, int j);
+void removeRow(PresolveState &s, int i);
+void removeCol(PresolveState &s, int j);
+// Adds value to entry (i, j), creating or cancelling it; `rowPos` maps the
+// columns of row i to their entry positions (-1 when absent).
+void addToEntry(PresolveState &s, int i, int j, double value, EnvVector<int> &rowPos);
+// Minimum and maximum activity of row i with the counts of infinite parts.
+struct Activity {
+  double min = 0.0, max = 0.0;
+  int minInf = 0, maxInf = 0;
+};
+Activity rowActivity(const PresolveState &s, int i);
+const char *rowNameOf(const Problem *lp, int i, char *buffer);
+const char *colNameOf(const Problem *lp, int j, char *buffer);
+
+// Record pool.
+int pushRecord(PresolveState &s, int kind, int index);
+void recordPair(PresolveState &s, int rec, int index, double value, bool second = false);
+inline ReductionRecord &record(PresolveState &s, int rec) { return s.records[static_cast<size_t>(rec)]; }
+
+// Removal of column j at value v, pushing the record kind (3, 4, 5 or 12)
+// and moving its contribution into row bounds and the offset.
+void fixColumn(PresolveState &s, int j, double v, int kind);
+
+// Reductions (reductions_rows.cpp, reductions_cols.cpp, aggregator.cpp). Each
+// returns 0, 1101 or an error.
+int emptyAndSingletonRows(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
+int rowActivityPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
+int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
+int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &cols);
+int duplicateColumns(Environment *env, const Problem *lp, PresolveState &s);
+int aggregate(Environment *env, const Problem *lp, PresolveState &s);
+// True when row r alone keeps column j within its bounds.
+bool impliedFree(const PresolveState &s, int r, int j);
+// Substitutes column y out through equality row r; with keep >= 0 (a
+// doubleton row) y's bounds move onto the remaining column keep.
+int substituteColumn(PresolveState &s, int r, int y, int keep);
+
+// Driver (driver.cpp). Runs presolve for an LP method on lp and leaves the
+// state attached; 0 or an error number (1101, 1117, 1118 on proofs, 1001).
+// After an error the caller drops the state.
+int runPresolve(Environment *env, Problem *lp, bool keepReduced);
+// Frees the state of lp but keeps its protected columns.
+void dropPresolveResult(Problem *lp);
+bool presolveParamsMatch(const Environment *env, const PresolveState &s);
+
+// Replay (postsolve.cpp). From reduced vectors to original ones; any output
+// may be null. The basis arrays use the library's status codes with the row
+// status describing the row activity.
+struct ReducedSolution {
+  const double *x = nullptr, *pi = nullptr, *dj = nullptr;
+  const int *colStatus = nullptr, *rowStatus = nullptr;
+};
+struct OriginalSolution {
+  double *x = nullptr, *activity = nullptr, *pi = nullptr, *dj = nullptr;
+  int *colStatus = nullptr, *rowStatus = nullptr;
+};
+void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &in, OriginalSolution &out);
+
+// Optimizer hook (optimize_presolved.cpp): presolve, solve the reduced problem
+// with `solve`, uncrush and run the clean-up re-solve with the primal loop.
+using SolveProblemFn = int (*)(Environment *env, Problem *lp, int method);
+int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblemFn solve);
+
+} // namespace qvn

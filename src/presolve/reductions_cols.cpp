@@ -1,0 +1,173 @@
+// Column reductions: empty and fixed columns, columns fixed by the sign of
+// their cost (dominated columns), and implied free column singletons.
+#include <algorithm>
+#include <cmath>
+
+#include "presolve/parallel_lines.h"
+#include "runtime/environment.h"
+
+namespace qvn {
+
+namespace {
+
+bool logOn(const Environment *env) { return env->generalParams->simdisplay != 0; }
+
+int dualInfeasible(Environment *env, const Problem *lp, const char *format, int j) {
+  char buf[32];
+  if (logOn(env)) QVNmsg(env->resultsChannel, format, colNameOf(lp, j, buf));
+  return QVNERR_PRESLV_INForUNBD;
+}
+
+int emptyColumn(Environment *env, const Problem *lp, PresolveState &s, int j) {
+  const double l = s.colLower[j], u = s.colUpper[j], c = s.cost[j];
+  if (s.dualLevel == 0 || s.protectedCol[j]) return 0;
+  if (c > 0) {
+    if (l <= -kPreInf) return dualInfeasible(env, lp, "Dual infeasible due to empty column '%.255s'.\n", j);
+    fixColumn(s, j, l, kRecAtLower);
+  } else if (c < 0) {
+    if (u >= kPreInf) return dualInfeasible(env, lp, "Dual infeasible due to empty column '%.255s'.\n", j);
+    fixColumn(s, j, u, kRecAtUpper);
+  } else if (l > -kPreInf) {
+    fixColumn(s, j, l, kRecAtLower);
+  } else if (u < kPreInf) {
+    fixColumn(s, j, u, kRecAtUpper);
+  } else {
+    fixColumn(s, j, 0.0, kRecFreeEmpty);
+  }
+  return 0;
+}
+
+// A column whose rows never stop it from moving in the direction its cost
+// favours goes to that bound.
+int dominatedColumn(Environment *env, const Problem *lp, PresolveState &s, int j) {
+  bool canDecrease = true, canIncrease = true;
+  for (int e : s.colEntries[j]) {
+    const PresolveEntry &en = s.entries[e];
+    if (!en.alive) continue;
+    const bool hasLower = s.rowLower[en.row] > -kPreInf, hasUpper = s.rowUpper[en.row] < kPreInf;
+    if (en.value > 0) {
+      if (hasLower) canDecrease = false;
+      if (hasUpper) canIncrease = false;
+    } else {
+      if (hasUpper) canDecrease = false;
+      if (hasLower) canIncrease = false;
+    }
+    if (!canDecrease && !canIncrease) return 0;
+  }
+  const double c = s.cost[j], l = s.colLower[j], u = s.colUpper[j];
+  if (canDecrease && c >= 0) {
+    if (l > -kPreInf) {
+      fixColumn(s, j, l, kRecAtLower);
+    } else if (c > 0) {
+      return dualInfeasible(env, lp, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
+    }
+  } else if (canIncrease && c <= 0) {
+    if (u < kPreInf) {
+      fixColumn(s, j, u, kRecAtUpper);
+    } else if (c < 0) {
+      return dualInfeasible(env, lp, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
+    }
+  }
+  return 0;
+}
+
+// A column singleton that its row keeps within bounds acts as the row's free
+// variable: its dual makes the row's dual c_j / a_rj, whose sign tells
+// which side of an inequality row binds. The row becomes that equality and
+// the column is substituted out.
+int impliedFreeSingleton(Environment *env, const Problem *lp, PresolveState &s, int j) {
+  int r = -1;
+  double a = 0.0;
+  for (int e : s.colEntries[j])
+    if (s.entries[e].alive) r = s.entries[e].row, a = s.entries[e].value;
+  if (s.rowLive[r] < 1 || !impliedFree(s, r, j)) return 0;
+  if (std::fabs(a) < 1e-7) return 0;
+  if (s.rowLower[r] != s.rowUpper[r]) {
+    const double pi = s.cost[j] / a;
+    int side = pi > 0 ? 0 : pi < 0 ? 2 : (s.rowLower[r] > -kPreInf ? 0 : 2);
+    const double target = side == 0 ? s.rowLower[r] : s.rowUpper[r];
+    if (target <= -kPreInf || target >= kPreInf) {
+      if (pi == 0.0) return 0;  // a free row: the activity pass drops it
+      char buf[32];
+      if (logOn(env)) QVNmsg(env->resultsChannel, "Dual infeasible due to dual bounds, row '%.255s'.\n", rowNameOf(lp, r, buf));
+      return QVNERR_PRESLV_INForUNBD;
+    }
+    const int rec = pushRecord(s, kRecSideChosen, r);
+    record(s, rec).value = side;
+    s.rowLower[r] = s.rowUpper[r] = target;
+  }
+  return substituteColumn(s, r, j, -1);
+}
+
+} // namespace
+
+int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &cols) {
+  for (int j : cols) {
+    if (s.colLive[j] < 0) continue;
+    const double l = s.colLower[j], u = s.colUpper[j];
+    if (l - u > s.feasTol * std::max(1.0, std::fabs(l))) {
+      char buf[32];
+      if (logOn(env)) QVNmsg(env->resultsChannel, "Bound infeasibility column '%.255s'.\n", colNameOf(lp, j, buf));
+      return QVNERR_PRESLV_INForUNBD;
+    }
+    if (u - l <= 1e-10 * std::max(1.0, std::fabs(l)) && l > -kPreInf && u < kPreInf) {
+      fixColumn(s, j, l, kRecFixed);
+      continue;
+    }
+    if (s.colLive[j] == 0) {
+      QVN_TRY(emptyColumn(env, lp, s, j));
+      continue;
+    }
+    if (s.dualLevel > 0 && !s.protectedCol[j]) {
+      QVN_TRY(dominatedColumn(env, lp, s, j));
+      if (s.colLive[j] < 0) continue;
+    }
+    if (s.colLive[j] == 1 && s.primalFlag && s.dualLevel > 0 && !s.protectedCol[j])
+      QVN_TRY(impliedFreeSingleton(env, lp, s, j));
+  }
+  return 0;
+}
+
+namespace {
+
+// Column k = ratio * column j in the matrix and the cost: x_j + ratio x_k
+// acts as one column z, kept in j's place with the bounds of the sum.
+void mergeColumns(PresolveState &s, int j, int k, double ratio) {
+  const int rec = pushRecord(s, kRecMergedColumns, j);
+  ReductionRecord &r = record(s, rec);
+  r.other = k;
+  r.value = ratio;
+  r.lower = s.colLower[j];
+  r.upper = s.colUpper[j];
+  recordPair(s, rec, k, s.colLower[k]);
+  recordPair(s, rec, k, s.colUpper[k]);
+  // The bounds of k that give the low and the high end of ratio * x_k.
+  const double kLow = ratio > 0 ? s.colLower[k] : s.colUpper[k], kHigh = ratio > 0 ? s.colUpper[k] : s.colLower[k];
+  const bool lowInf = std::fabs(kLow) >= kPreInf || s.colLower[j] <= -kPreInf;
+  const bool highInf = std::fabs(kHigh) >= kPreInf || s.colUpper[j] >= kPreInf;
+  s.colLower[j] = lowInf ? -kPreInf : s.colLower[j] + ratio * kLow;
+  s.colUpper[j] = highInf ? kPreInf : s.colUpper[j] + ratio * kHigh;
+  removeCol(s, k);
+  markCol(s, j);
+  for (int e : s.colEntries[j])
+    if (s.entries[e].alive) markRow(s, s.entries[e].row);
+}
+
+} // namespace
+
+int duplicateColumns(Environment *, const Problem *, PresolveState &s) {
+  auto entries = [&](int j, LineEntries &out) {
+    out.clear();
+    if (s.colLive[j] < 1 || s.protectedCol[j]) return;
+    for (int e : s.colEntries[j])
+      if (s.entries[e].alive) out.push_back({s.entries[e].row, s.entries[e].value});
+    std::sort(out.begin(), out.end());
+  };
+  return forParallelPairs(s.numCols, entries, [&](int j, int k, double ratio) -> int {
+    const double cj = s.cost[j], ck = s.cost[k];
+    if (std::fabs(ck - ratio * cj) <= 1e-12 * std::max(1.0, std::fabs(ck))) mergeColumns(s, j, k, ratio);
+    return 0;
+  });
+}
+
+} // namespace qvn

@@ -1,0 +1,11 @@
+list(APPEND QUORVAN_SOURCES
+  src/presolve/aggregator.cpp
+  src/presolve/crush.cpp
+  src/presolve/driver.cpp
+  src/presolve/optimize_presolved.cpp
+  src/presolve/postsolve.cpp
+  src/presolve/presolve_api.cpp
+  src/presolve/reductions_cols.cpp
+  src/presolve/reductions_rows.cpp
+  src/presolve/work_matrix.cpp
+)

@@ -1,0 +1,87 @@
+// Netlib models solved with presolve on and off; both must match the
+// reference objectives, and presolve must actually shrink the models.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "model/problem.h"
+#include "presolve/presolve_state.h"
+#include "support/test_support.h"
+
+namespace {
+
+using qvntest::EnvFixture;
+
+std::map<std::string, double> readReference(const std::string &dir) {
+  std::map<std::string, double> ref;
+  std::ifstream in(dir + "/netlib/reference.tsv");
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream fields(line);
+    std::string name, status;
+    double value = 0;
+    if (fields >> name >> status >> value && status == "optimal") ref[name] = value;
+  }
+  return ref;
+}
+
+class NetlibPresolve : public EnvFixture {
+protected:
+  // Objective without the constant of the objective row, as the reference counts it.
+  void solveModel(const std::string &dir, const std::string &name, double expected, int preind,
+                  int (*optimizer)(QVNCENVptr, QVNLPptr)) {
+    SCOPED_TRACE(name + (preind ? " presolved" : " unpresolved"));
+    int status = 0;
+    QVNLPptr lp = QVNcreateprob(env, &status, name.c_str());
+    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/netlib/" + name + ".mps.gz").c_str(), nullptr), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, preind), 0);
+    ASSERT_EQ(optimizer(env, lp), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+    double obj = 0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+    obj -= lp->lpData->objOffset;
+    EXPECT_NEAR(obj, expected, 1e-6 * std::max(1.0, std::fabs(expected)));
+    // The clean-up from the replayed basis is short.
+    const Problem *red = lp->presolved ? lp->presolved->reduced : nullptr;
+    if (preind && red && red->solution) {
+      const int cleanup = QVNgetitcnt(env, lp) - red->solution->iterationCount;
+      EXPECT_LE(cleanup, std::max(5, QVNgetitcnt(env, lp) / 50));
+    }
+    QVNfreeprob(env, &lp);
+  }
+  void run(const std::vector<std::string> &names) {
+    const std::string dir = qvntest::sharedDataDir();
+    if (dir.empty()) GTEST_SKIP() << "shared data absent";
+    const auto ref = readReference(dir);
+    ASSERT_FALSE(ref.empty());
+    QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+    for (const std::string &name : names) {
+      ASSERT_TRUE(ref.count(name)) << name;
+      solveModel(dir, name, ref.at(name), 1, QVNdualopt);
+      solveModel(dir, name, ref.at(name), 1, QVNprimopt);
+      solveModel(dir, name, ref.at(name), 0, QVNdualopt);
+    }
+  }
+};
+
+TEST_F(NetlibPresolve, SmallModelsMatchReferenceWithAndWithoutPresolve) {
+  run({"afiro", "sc50b", "sc105", "blend", "share2b", "stocfor1", "scagr7", "kb2",
+       "boeing2", "recipe", "israel", "lotfi", "vtpbase", "bore3d", "scorpion"});
+}
+
+// Every model of the collection; long, so only on request.
+TEST_F(NetlibPresolve, DISABLED_WholeCollection) {
+  const std::string dir = qvntest::sharedDataDir();
+  if (dir.empty()) GTEST_SKIP() << "shared data absent";
+  std::vector<std::string> names;
+  for (const auto &[name, value] : readReference(dir)) names.push_back(name);
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+  const auto ref = readReference(dir);
+  for (const std::string &name : names) solveModel(dir, name, ref.at(name), 1, QVNdualopt);
+}
+
+} // namespace

@@ -1,0 +1,370 @@
+// The exported presolve functions: their errors, the maps and the reduced
+// problem they show, protected columns, crush and uncrush of points, duals
+// and forms, and the log lines of a run.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "presolve/presolve_test_support.h"
+#include "runtime/alloc.h"
+
+namespace {
+
+using qvntest::EnvFixture;
+using qvntest::LpModel;
+
+constexpr double kInf = 1e20;
+
+void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+
+class PresolveApi : public EnvFixture {
+protected:
+  void SetUp() override {
+    EnvFixture::SetUp();
+    QVNCHANNELptr results = nullptr, warning = nullptr;
+    ASSERT_EQ(QVNgetchannels(env, &results, &warning, nullptr, nullptr), 0);
+    ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
+    ASSERT_EQ(QVNaddfuncdest(env, warning, &log, collect), 0);
+    int status = 0;
+    lp = QVNcreateprob(env, &status, "api");
+    ASSERT_NE(lp, nullptr);
+  }
+  void TearDown() override {
+    QVNfreeprob(env, &lp);
+    EnvFixture::TearDown();
+  }
+  std::string takeLog() {
+    std::string out;
+    out.swap(log);
+    return out;
+  }
+  // min x0 + x1 + x2 + x3
+  //  r0: x0 + x1 + x2 >= 2      (stays)
+  //  r1: x1 + 2 x2 + x3 >= 3    (stays)
+  //  r2: x3 = 1                 (singleton equality: fixes x3)
+  //  r3: x0 - x1 + x2 <= 10     (redundant with the bounds)
+  //  x4 empty with cost -1 and upper bound 2: goes to 2.
+  // x in [0, 3]. Optimum: x3 = 1, x2 = 1, x0 + x1 + x2 >= 2 -> x0 = 1 or x1 = 1.
+  // Objective 1 + 1 + 1 - 2 = 1.
+  LpModel model() {
+    LpModel m;
+    m.addRow('G', 2), m.addRow('G', 3), m.addRow('E', 1), m.addRow('L', 10);
+    m.addCol(1, 0, 3, {{0, 1}, {3, 1}});
+    m.addCol(1, 0, 3, {{0, 1}, {1, 1}, {3, -1}});
+    m.addCol(1, 0, 3, {{0, 1}, {1, 2}, {3, 1}});
+    m.addCol(1, 0, 3, {{1, 1}, {2, 1}});
+    m.addCol(-1, 0, 2);
+    return m;
+  }
+  QVNLPptr lp = nullptr;
+  std::string log;
+};
+
+TEST_F(PresolveApi, ErrorsBeforeAnyPresolve) {
+  ASSERT_EQ(model().load(env, lp), 0);
+  double x[5] = {}, rx[5] = {}, pi[4] = {};
+  EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+  EXPECT_EQ(QVNuncrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+  EXPECT_EQ(QVNcrushpi(env, lp, pi, rx), QVNERR_PRESLV_NO_PROB);
+  EXPECT_EQ(QVNuncrushpi(env, lp, pi, rx, nullptr), QVNERR_PRESLV_NO_PROB);
+  takeErrors();
+  EXPECT_EQ(QVNcrushx(env, lp, nullptr, rx), QVNERR_NULL_POINTER);
+  EXPECT_EQ(QVNcrushx(env, nullptr, x, rx), QVNERR_NO_PROBLEM);
+  EXPECT_EQ(QVNcrushx(nullptr, lp, x, rx), QVNERR_NO_ENVIRONMENT);
+  EXPECT_EQ(QVNpresolve(env, lp, 99), QVNERR_BAD_ARGUMENT);
+  QVNCLPptr red = lp;
+  EXPECT_EQ(QVNgetredlp(env, lp, &red), 0);
+  EXPECT_EQ(red, nullptr);
+  int pre = -1;
+  EXPECT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 0);
+  EXPECT_EQ(QVNfreepresolve(env, lp), 0);
+  EXPECT_NE(takeErrors(), "");
+  // A set terminate flag stops presolve.
+  volatile int stop = 1;
+  QVNsetterminate(env, &stop);
+  EXPECT_EQ(QVNpresolve(env, lp, 2), QVNERR_PRESLV_ABORT);
+  QVNsetterminate(env, nullptr);
+  EXPECT_EQ(takeErrors(), "QUORVAN Error  1106: Aborted during presolve.\n");
+  EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+}
+
+TEST_F(PresolveApi, MapsReducedProblemAndCrush) {
+  const LpModel m = model();
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  int pre = 0, colMap[5], rowMap[4], origCol[5], origRow[4];
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, colMap, rowMap, origCol, origRow), 0);
+  EXPECT_EQ(pre, 1);
+  QVNCLPptr red = nullptr;
+  ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+  ASSERT_NE(red, nullptr);
+  const int rows = QVNgetnumrows(env, red), cols = QVNgetnumcols(env, red);
+  EXPECT_LE(rows, 2);
+  EXPECT_LE(cols, 3);
+  // x3 fixed at 1 by its row: not in the reduced problem; x4 at its upper bound: -2.
+  EXPECT_LT(colMap[3], 0);
+  EXPECT_EQ(colMap[4], -2);
+  EXPECT_LT(rowMap[2], 0);
+  EXPECT_LT(rowMap[3], 0);
+  for (int k = 0; k < cols; ++k) EXPECT_EQ(colMap[origCol[k]], k);
+  for (int k = 0; k < rows; ++k) EXPECT_EQ(rowMap[origRow[k]], k);
+
+  // Crush and uncrush of a feasible point of the original model.
+  const double x[5] = {1, 0, 1, 1, 2};
+  double rx[5] = {}, back[5] = {};
+  ASSERT_EQ(QVNcrushx(env, lp, x, rx), 0);
+  for (int k = 0; k < cols; ++k) EXPECT_EQ(rx[k], x[origCol[k]]);
+  ASSERT_EQ(QVNuncrushx(env, lp, back, rx), 0);
+  for (int j = 0; j < 5; ++j) EXPECT_NEAR(back[j], x[j], 1e-12) << j;
+
+  // Duals: the reduced optimum's duals, uncrushed, price the original columns
+  // with reduced costs of the right signs at the original optimum.
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  ASSERT_EQ(QVNdualopt(env, const_cast<QVNLPptr>(red)), 0);
+  ASSERT_EQ(QVNgetstat(env, red), QVN_STAT_OPTIMAL);
+  double rpi[4] = {}, pi[4] = {}, rxOpt[5] = {}, full[5] = {};
+  ASSERT_EQ(QVNgetpi(env, red, rpi, 0, rows - 1), 0);
+  ASSERT_EQ(QVNgetx(env, red, rxOpt, 0, cols - 1), 0);
+  ASSERT_EQ(QVNuncrushpi(env, lp, pi, rpi, rxOpt), 0);
+  ASSERT_EQ(QVNuncrushx(env, lp, full, rxOpt), 0);
+  qvntest::LpSolution s;
+  s.x.assign(full, full + 5);
+  s.pi.assign(pi, pi + 4);
+  s.dj.assign(5, 0.0);
+  s.slack.assign(4, 0.0);
+  s.objective = 0;
+  for (int j = 0; j < 5; ++j) {
+    s.objective += m.obj[j] * full[j];
+    s.dj[j] = m.obj[j];
+    for (auto [i, v] : m.cols[j]) s.dj[j] -= v * pi[i];
+  }
+  for (int i = 0; i < 4; ++i) {
+    double act = 0;
+    for (int j = 0; j < 5; ++j)
+      for (auto [r, v] : m.cols[j])
+        if (r == i) act += v * full[j];
+    s.slack[i] = m.rhs[i] - act;
+  }
+  EXPECT_EQ(qvntest::checkOptimal(m, s), "");
+  EXPECT_NEAR(s.objective, 1.0, 1e-12);
+  double cpi[4] = {};
+  ASSERT_EQ(QVNcrushpi(env, lp, pi, cpi), 0);
+  for (int k = 0; k < rows; ++k) EXPECT_NEAR(cpi[k], rpi[k], 1e-12);
+
+  // Forms: the objective on the original columns is the reduced objective
+  // plus the constant of the removed columns (x3 = 1, x4 = 2: 1 - 2).
+  const int ind[5] = {0, 1, 2, 3, 4};
+  const double val[5] = {1, 1, 1, 1, -1};
+  int plen = -1, pind[5];
+  double poff = 0, pval[5];
+  ASSERT_EQ(QVNcrushform(env, lp, 5, ind, val, &plen, &poff, pind, pval), 0);
+  EXPECT_EQ(plen, cols);
+  EXPECT_NEAR(poff, -1.0, 1e-12);
+  int len = -1, uind[5];
+  double off = 5, uval[5];
+  ASSERT_EQ(QVNuncrushform(env, lp, plen, pind, pval, &len, &off, uind, uval), 0);
+  EXPECT_EQ(len, plen);
+  EXPECT_EQ(off, 0.0);
+  for (int k = 0; k < len; ++k) EXPECT_EQ(uind[k], origCol[pind[k]]);
+  takeLog();
+  ASSERT_EQ(QVNuncrushform(env, lp, 0, nullptr, nullptr, &len, &off, nullptr, nullptr), 0);
+  EXPECT_EQ(takeLog(), "Warning: form length is zero.\n");
+  ASSERT_EQ(QVNcrushform(env, lp, 0, nullptr, nullptr, &plen, &poff, nullptr, nullptr), 0);
+  EXPECT_EQ(takeLog(), "Warning: form length is zero.\n");
+  takeErrors();
+  EXPECT_EQ(QVNcrushform(env, lp, 1, ind + 4, val, &plen, &poff, pind, pval), 0);
+  const int badIndex = 7;
+  EXPECT_EQ(QVNcrushform(env, lp, 1, &badIndex, val, &plen, &poff, pind, pval), QVNERR_COL_INDEX_RANGE);
+
+  // A change of the model drops the presolved problem.
+  ASSERT_EQ(m.load(env, lp), 0);
+  EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+}
+
+TEST_F(PresolveApi, ProtectedColumnsSurviveIntoTheReducedProblem) {
+  ASSERT_EQ(model().load(env, lp), 0);
+  const int keep[2] = {4, 4};
+  ASSERT_EQ(QVNcopyprotected(env, lp, 2, keep), 0);
+  int count = -1, list[2], surplus = 0;
+  EXPECT_EQ(QVNgetprotected(env, lp, &count, list, 0, &surplus), QVNERR_NEGATIVE_SURPLUS);
+  EXPECT_EQ(surplus, -1);
+  ASSERT_EQ(QVNgetprotected(env, lp, &count, list, 2, &surplus), 0);
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(list[0], 4);
+  EXPECT_EQ(surplus, 1);
+  const int bad = 9;
+  takeErrors();
+  EXPECT_EQ(QVNcopyprotected(env, lp, 1, &bad), QVNERR_COL_INDEX_RANGE);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  int colMap[5];
+  ASSERT_EQ(QVNgetprestat(env, lp, nullptr, colMap, nullptr, nullptr, nullptr), 0);
+  EXPECT_GE(colMap[4], 0);  // the empty column was not fixed by its cost
+  // The protection stays for the next run and the optimizer honours it.
+  ASSERT_EQ(QVNlpopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, 1.0, 1e-9);
+  ASSERT_EQ(QVNgetprotected(env, lp, &count, list, 2, &surplus), 0);
+  EXPECT_EQ(count, 1);
+}
+
+TEST_F(PresolveApi, LogLinesOfARun) {
+  QVNsetintparam(env, QVN_PARAM_SCRIND, 0);
+  ASSERT_EQ(model().load(env, lp), 0);
+  takeLog();
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  const std::string text = takeLog();
+  EXPECT_NE(text.find("Tried aggregator 1 time.\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("LP Presolve eliminated "), std::string::npos) << text;
+
+  QVNsetintparam(env, QVN_PARAM_AGGIND, 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  EXPECT_NE(takeLog().find("Tried aggregator 0 times.\n"), std::string::npos);
+  QVNsetintparam(env, QVN_PARAM_AGGIND, -1);
+
+  // Everything removed: the optimizer answers from the log alone.
+  LpModel all;
+  all.addRow('L', 4);
+  all.addCol(-1, 0, 3, {{0, 2}});
+  all.addCol(2, -1, 5);
+  ASSERT_EQ(all.load(env, lp), 0);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  const std::string allText = takeLog();
+  EXPECT_NE(allText.find("All rows and columns eliminated.\n"), std::string::npos) << allText;
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, -2 - 2, 1e-12);
+  EXPECT_EQ(QVNgetitcnt(env, lp), 0);
+  int pre = 0;
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 2);
+
+  // Nothing to remove.
+  LpModel none;
+  none.addRow('L', 4), none.addRow('L', 5);
+  none.addCol(-1, 0, 3, {{0, 1}, {1, 1}});
+  none.addCol(-1, 0, 3, {{0, 1}, {1, 2}});
+  ASSERT_EQ(none.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  EXPECT_NE(takeLog().find("No LP presolve or aggregator reductions.\n"), std::string::npos);
+
+  // An infeasible row is named in the log.
+  LpModel bad;
+  bad.addRow('G', 10);
+  bad.addCol(1, 0, 1, {{0, 1}});
+  bad.addCol(1, 0, 1, {{0, 1}});
+  ASSERT_EQ(bad.load(env, lp), 0);
+  takeErrors();
+  EXPECT_EQ(QVNpresolve(env, lp, 2), QVNERR_PRESLV_INForUNBD);
+  EXPECT_NE(takeLog().find("Row 'R1' infeasible, all entries at implied bounds.\n"), std::string::npos);
+  EXPECT_EQ(takeErrors(), "QUORVAN Error  1101: Presolve determines problem is infeasible or unbounded.\n");
+  EXPECT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INForUNBD);
+
+  // With the reductions off the optimizer still solves, with presolve skipped.
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  EXPECT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 1);
+}
+
+TEST_F(PresolveApi, BasicPresolveReportsRedundantRowsAndBounds) {
+  ASSERT_EQ(model().load(env, lp), 0);
+  int redundant[4];
+  double lower[5], upper[5];
+  ASSERT_EQ(QVNbasicpresolve(env, lp, redundant, lower, upper), 0);
+  EXPECT_EQ(redundant[2], -1);
+  EXPECT_EQ(redundant[3], -1);
+  EXPECT_EQ(lower[3], 1.0);
+  EXPECT_EQ(upper[3], 1.0);
+  // No reduced problem is kept.
+  QVNCLPptr red = lp;
+  ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+  EXPECT_EQ(red, nullptr);
+}
+
+TEST_F(PresolveApi, ObjectiveChangesReachThePresolvedCopy) {
+  LpModel m = model();
+  ASSERT_EQ(m.load(env, lp), 0);
+  // No advanced start, so that each run goes through the presolved copy.
+  QVNsetintparam(env, QVN_PARAM_ADVIND, 0);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  int pre = 0, colMap[5];
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, colMap, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(pre, 1);
+  ASSERT_GE(colMap[0], 0);
+  // New costs for surviving columns, checked against a solve without presolve.
+  takeLog();
+  for (auto [j, c] : {std::pair<int, double>{0, 3.0}, {1, 5.0}}) {
+    ASSERT_EQ(QVNprechgobj(env, lp, 1, &j, &c), 0);
+    m.obj[j] = c;
+  }
+  EXPECT_EQ(takeLog(), "");
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 1);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 1);
+  const qvntest::PresolveRun off = qvntest::solveModel(env, m, 0, QVNdualopt);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, off.solution.objective, 1e-9);
+  // A removed column cannot follow: the copy goes, with a warning.
+  const int removed = 3;
+  const double cost = 2;
+  takeLog();
+  ASSERT_EQ(QVNprechgobj(env, lp, 1, &removed, &cost), 0);
+  EXPECT_EQ(takeLog(), "Warning: Changing obj. of the presolved model fails.\n");
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(pre, 0);
+  m.obj[3] = 2;
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, qvntest::solveModel(env, m, 0, QVNdualopt).solution.objective, 1e-9);
+  const int bad = 5;
+  takeErrors();
+  EXPECT_EQ(QVNprechgobj(env, lp, 1, &bad, &cost), QVNERR_COL_INDEX_RANGE);
+}
+
+TEST_F(PresolveApi, AllocationFailuresAreReportedAndLeakNothing) {
+  ASSERT_EQ(model().load(env, lp), 0);
+  bool done = false;
+  for (long n = 1; n < 3000 && !done; ++n) {
+    const long live = qvn::allocLive();
+    qvn::allocFailAfter(n);
+    const int status = QVNpresolve(env, lp, 2);
+    qvn::allocFailAfter(0);
+    if (status == 0) {
+      done = true;
+    } else {
+      ASSERT_EQ(status, QVNERR_NO_MEMORY) << n;
+      double x[5] = {}, rx[5] = {};
+      EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+    }
+    ASSERT_EQ(QVNfreepresolve(env, lp), 0);
+    EXPECT_EQ(qvn::allocLive(), live) << n;
+  }
+  EXPECT_TRUE(done);
+  // The optimizer under failures: 0 with a solution or 1001, and afterwards
+  // an ordinary run finds the optimum.
+  done = false;
+  for (long n = 1; n < 3000 && !done; ++n) {
+    qvn::allocFailAfter(n);
+    const int status = QVNdualopt(env, lp);
+    qvn::allocFailAfter(0);
+    ASSERT_TRUE(status == 0 || status == QVNERR_NO_MEMORY) << n << " " << status;
+    done = status == 0 && QVNgetstat(env, lp) == QVN_STAT_OPTIMAL;
+    ASSERT_EQ(model().load(env, lp), 0);
+  }
+  EXPECT_TRUE(done);
+  takeErrors();
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, 1.0, 1e-9);
+}
+
+} // namespace

@@ -1,0 +1,36 @@
+// Helpers of the presolve tests: solving a model with presolve on or off, and
+// checking the replay of the log on its own, before any clean-up solve.
+#pragma once
+#include <string>
+
+#include "support/lp_model.h"
+#include "support/test_support.h"
+
+namespace qvntest {
+
+struct PresolveRun {
+  int status = 0;
+  LpSolution solution;
+  int iterations = 0;
+};
+
+// Solves m with the optimizer and presolve on or off; the solution is read
+// only for an optimal status.
+PresolveRun solveModel(QVNENVptr env, const LpModel &m, int preind, int (*optimizer)(QVNCENVptr, QVNLPptr));
+
+struct ReplayCheck {
+  int presolveStatus = 0;     // QVNpresolve's answer
+  int prestat = -1;           // QVNgetprestat: 0 nothing reduced, 1 reduced problem, 2 all eliminated
+  int reducedRows = -1, reducedCols = -1;
+  int reducedStatus = 0;      // of the reduced problem's solve (1 when all was eliminated)
+  std::string uncrushFault;   // checkOptimal of the replayed solution, "" when it holds
+  std::string basisFault;     // basis count or clean-up trouble, "" when fine
+  int cleanupIterations = -1; // primal iterations from the replayed basis
+};
+
+// QVNpresolve, dual simplex on the reduced problem, replay of solution and
+// basis, the KKT test of the replayed solution on the original model, and a
+// primal run from the replayed basis.
+ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol = 1e-8);
+
+} // namespace qvntest
