@@ -1,5 +1,6 @@
 // QVNcloneprob: an independent copy of the model, without solutions, bases or
 // presolve state.
+#include "model/copy.h"
 #include "model/mip_data.h"
 #include "model/names.h"
 #include "quadratic/qconstr_data.h"
@@ -7,14 +8,6 @@
 #include "model/problem.h"
 #include "runtime/environment.h"
 
-namespace qvn {
-int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int objSense,
-                    const double *objCoef, const double *rhs, const char *sense,
-                    const int *colStart, const int *colCount, const int *rowIndex,
-                    const double *coefValue, const double *lowerBound,
-                    const double *upperBound, const double *rangeValue,
-                    char *const *colNames, char *const *rowNames);
-}
 
 using namespace qvn;
 
