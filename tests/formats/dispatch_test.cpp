@@ -77,6 +77,16 @@ TEST_F(Dispatch, ReadChoosesTheFormat) {
   for (const char *word : {"SAV", "net", "MIN"})
     EXPECT_EQ(QVNreadcopyprob(env, lp, lpFile.c_str(), word), QVNERR_BAD_FILETYPE) << word;
   EXPECT_EQ(QVNreadcopyprob(env, lp, path("absent.mps").c_str(), nullptr), QVNERR_FAIL_OPEN_READ);
+  EXPECT_EQ(qvntest::countOf(takeErrors(), "Could not open file"), 1);
+  // a name without its extension is tried with the reader's one
+  writeFile("bare.mps", kMps);
+  EXPECT_EQ(QVNreadcopyprob(env, lp, path("bare").c_str(), "MPS"), 0) << takeErrors();
+  EXPECT_EQ(QVNgetnumcols(env, lp), 1);
+  EXPECT_EQ(QVNreadcopyprob(env, lp, path("missing").c_str(), "LP"), QVNERR_FAIL_OPEN_READ);
+  const std::string twice = takeErrors();
+  EXPECT_EQ(qvntest::countOf(twice, "Could not open file"), 2) << twice;
+  EXPECT_NE(twice.find("missing.lp'"), std::string::npos) << twice;
+  EXPECT_EQ(QVNreadcopyprob(env, lp, lpFile.c_str(), nullptr), 0);
   EXPECT_EQ(QVNreadcopyprob(env, lp, nullptr, nullptr), QVNERR_NULL_POINTER);
   EXPECT_EQ(QVNreadcopyprob(nullptr, lp, lpFile.c_str(), nullptr), QVNERR_NO_ENVIRONMENT);
   EXPECT_EQ(QVNreadcopyprob(env, nullptr, lpFile.c_str(), nullptr), QVNERR_NO_PROBLEM);
