@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include "formats/formats.h"
+#include "model/edit.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -139,7 +140,9 @@ using namespace qvn;
 extern "C" {
 
 QVN_API int QVNreadcopyprob(QVNENVptr env, QVNLPptr lp, const char *fileName, const char *typeWord) {
-  return guardedProblem(env, lp, [&](Problem *p) { return readInto(env, p, fileName, typeWord); });
+  // The handle itself: a fixed-type handle refuses a new model (1023) rather
+  // than handing the read to the problem it holds.
+  return guardedEdit(env, lp, [&](Problem *p) { return readInto(env, p, fileName, typeWord); });
 }
 
 QVN_API int QVNmpswrite(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName) {

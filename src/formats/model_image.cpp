@@ -174,7 +174,7 @@ int buildModel(Environment *env, Problem *staged, const ModelImage &image) {
 } // namespace
 
 int installModel(Environment *env, Problem *lp, const ModelImage &image, const char *fileName) {
-  if (isFixedType(lp->probType)) return QVNERR_NOT_ONE_PROBLEM;
+  if (isFixedType(lp->probType) || isNodeType(lp->probType)) return QVNERR_NOT_ONE_PROBLEM;
   // The new model is built aside in a problem of its own and moved in whole,
   // so a failure at any step leaves `lp` as it was.
   Problem *staged = nullptr;
