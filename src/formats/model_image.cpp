@@ -9,7 +9,6 @@
 #include "quadratic/qp_data.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
-#include "runtime/params.h"
 
 namespace qvn {
 
