@@ -151,16 +151,16 @@ TEST_F(Dispatch, AllocationFailuresLeaveTheProblemAlone) {
       writeFile("f.lp", std::string(kLp) + "\n"),
       writeFile("f.mps", "NAME f\nROWS\n N obj\n L c1\n G c2\nCOLUMNS\n M 'MARKER' 'INTORG'\n x obj 1 c1 1\n"
                          " M 'MARKER' 'INTEND'\n y c1 2 c2 1\nRHS\n rhs c1 4 c2 1\nRANGES\n r c1 2\nBOUNDS\n"
-                         " UP b x 4\nSOS\n S1 s\n x 1\n y 2\nENDATA\n")};
+                         " UP b x 4\nQUADOBJ\n x x 2\n x y 1\nSOS\n S1 s\n x 1\n y 2\nENDATA\n")};
   for (const std::string &file : files) {
     SCOPED_TRACE(file);
     const std::string base = writeFile("base.lp", "Maximize\n obj: a + b\nst\n c: a + b <= 1\nEnd\n");
     ASSERT_EQ(QVNreadcopyprob(env, lp, base.c_str(), nullptr), 0);
-    int failures = 0;
+    int failures = 0, status = -1;
     for (long n = 1; n < 5000; ++n) {
       const long live = allocLive();
       allocFailAfter(n);
-      const int status = QVNreadcopyprob(env, lp, file.c_str(), nullptr);
+      status = QVNreadcopyprob(env, lp, file.c_str(), nullptr);
       allocFailAfter(0);
       if (status == 0) break;
       ++failures;
@@ -171,6 +171,7 @@ TEST_F(Dispatch, AllocationFailuresLeaveTheProblemAlone) {
       EXPECT_EQ(QVNgetobjsen(env, lp), QVN_MAX) << n;
     }
     EXPECT_GT(failures, 10);
+    EXPECT_EQ(status, 0);
     takeErrors();
     takeWarnings();
   }
