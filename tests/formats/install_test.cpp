@@ -122,6 +122,26 @@ TEST_F(Install, ReadPutsTypesSetsAndQuadraticObjectiveIntoTheProblem) {
   EXPECT_EQ(QVNgetnumqpnz(env, lp[0]), 0);
 }
 
+// Neither format has an objective constant, but a model image does: it goes
+// through the problem and comes back.
+TEST_F(Install, ObjectiveOffsetAndNamesPassThroughTheProblem) {
+  ModelImage m;
+  ASSERT_EQ(readModelImage(env, writeFile("m.lp", kLpModel).c_str(), nullptr, m), 0);
+  m.objConstant = -2.5;
+  m.objName.clear();
+  m.objName.add("profit");
+  ASSERT_EQ(installModel(env, lp[0], m, "given"), 0);
+  double offset = 0;
+  ASSERT_EQ(QVNgetobjoffset(env, lp[0], &offset), 0);
+  EXPECT_EQ(offset, -2.5);
+  const ModelImage back = imageOf(lp[0]);
+  EXPECT_EQ(back.objConstant, -2.5);
+  EXPECT_STREQ(back.objName.get(0), "profit");
+  EXPECT_STREQ(back.probName.get(0), "given");
+  EXPECT_STREQ(back.sos.names.get(1), "s2");
+  EXPECT_EQ(qvntest::compareModels(m, back, {false, 0.0}), "");
+}
+
 // Both directions over problems: every number, type, set, Q entry and name of
 // the first problem survives LP -> MPS -> LP and MPS -> LP -> MPS.
 TEST_F(Install, ProblemsRoundTripThroughBothFormats) {
