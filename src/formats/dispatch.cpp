@@ -4,7 +4,7 @@
 #include <strings.h>
 
 #include "formats/formats.h"
-#include "formats/text_input.h"
+#include "model/edit.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -23,18 +23,19 @@ FileKind kindOfWord(const char *word) {
   return kKindUnknown;
 }
 
-// Length of the name without a compression ending.
-size_t withoutCompression(const char *name) {
-  size_t n = std::strlen(name);
-  if (n >= 3 && endsWithNoCase(name, ".bz2")) return n - 4;
-  if (n >= 3 && endsWithNoCase(name, ".gz")) return n - 3;
-  if (n >= 3 && endsWithNoCase(name, ".z")) return n - 2;
-  return n;
-}
-
 bool stemEndsWith(const char *name, size_t length, const char *suffix) {
   const size_t m = std::strlen(suffix);
   return length >= m && strncasecmp(name + length - m, suffix, m) == 0;
+}
+
+// Length of the name without a compression ending, told in any case here.
+size_t withoutCompression(const char *name) {
+  const size_t n = std::strlen(name);
+  if (n < 3) return n;
+  if (stemEndsWith(name, n, ".bz2")) return n - 4;
+  if (stemEndsWith(name, n, ".gz")) return n - 3;
+  if (stemEndsWith(name, n, ".z")) return n - 2;
+  return n;
 }
 
 FileKind kindOfName(const char *name) {
@@ -47,14 +48,14 @@ FileKind kindOfName(const char *name) {
   return kKindUnknown;
 }
 
-FileKind kindOfContent(const char *name) {
-  TextInput *in = nullptr;
-  if (openTextInput(name, &in) != 0) return kKindUnknown;
-  char head[8];
-  const size_t n = readLine(in, head, 2);
-  closeTextInput(in);
-  if (n == 0) return kKindUnknown;
-  const unsigned char c = static_cast<unsigned char>(head[0]);
+FileKind kindOfContent(const Environment *env, const char *name) {
+  // Through the same opener as the readers, so a compressed file shows its
+  // uncompressed first byte; a file that does not open is no known type.
+  QvnFile *in = openRead(env, name, "rb", nullptr, 1, 1, nullptr);
+  if (!in) return kKindUnknown;
+  const int c = fileGetc(in);
+  closeFile(&in);
+  if (c == EOF) return kKindUnknown;
   // A line feed first is an LP file unless the binary SAV header follows,
   // which this library does not read in any case.
   if (c == '\n') return kKindLp;
@@ -111,7 +112,7 @@ int readModelImage(Environment *env, const char *fileName, const char *typeWord,
   if (!fileName) return QVNERR_NULL_POINTER;
   FileKind kind = typeWord ? kindOfWord(typeWord) : kKindUnknown;
   if (kind == kKindUnknown) kind = kindOfName(fileName);
-  if (kind == kKindUnknown) kind = kindOfContent(fileName);
+  if (kind == kKindUnknown) kind = kindOfContent(env, fileName);
   if (kind != kKindLp && kind != kKindMps) return QVNERR_BAD_FILETYPE;
   return kind == kKindLp ? readLpFile(env, fileName, image) : readMpsFile(env, fileName, image);
 }
@@ -139,7 +140,9 @@ using namespace qvn;
 extern "C" {
 
 QVN_API int QVNreadcopyprob(QVNENVptr env, QVNLPptr lp, const char *fileName, const char *typeWord) {
-  return guardedProblem(env, lp, [&](Problem *p) { return readInto(env, p, fileName, typeWord); });
+  // The handle itself: a fixed-type handle refuses a new model (1023) rather
+  // than handing the read to the problem it holds.
+  return guardedEdit(env, lp, [&](Problem *p) { return readInto(env, p, fileName, typeWord); });
 }
 
 QVN_API int QVNmpswrite(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName) {

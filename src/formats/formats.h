@@ -1,8 +1,10 @@
 // Entry points of the model file formats inside the library.
 #pragma once
+#include <cstring>
+
 #include "formats/model_image.h"
-#include "formats/text_input.h"
 #include "runtime/errors.h"
+#include "runtime/files.h"
 
 struct Environment;
 
@@ -36,40 +38,69 @@ constexpr size_t kFileNameMax = 255;      // longest name text in a model file
 constexpr int kWarningCap = 20;           // warnings of one family printed in full
 constexpr double kFileInfinity = 1e20;
 
-// The frame of a reader: opens `path` into `in`, runs `body`, closes, and on
-// failure leaves `image` empty.
+// Physical lines in pieces of a bounded size, as fgets hands them out, over
+// the whole lines of the file service: a line longer than the piece comes in
+// several, and only the last ends in its line feed.
+struct LineSource {
+  QvnFile *file = nullptr;
+  const char *rest = nullptr;  // unread part of the current line
+  size_t left = 0;
+  // Copies at most capacity - 1 bytes, NUL-terminated; the count, 0 at the end.
+  size_t next(char *dst, size_t capacity) {
+    if (left == 0) {
+      char *line = fileReadLine(file, &left);
+      if (!line) {
+        left = 0;
+        dst[0] = '\0';
+        return 0;
+      }
+      rest = line;
+    }
+    const size_t take = left < capacity - 1 ? left : capacity - 1;
+    std::memcpy(dst, rest, take);
+    dst[take] = '\0';
+    rest += take;
+    left -= take;
+    return take;
+  }
+};
+
+// The frame of a reader: opens `path` (trying `extension` behind a name that
+// lacks it), runs `body`, closes, and on failure leaves `image` empty. A
+// compressed file that ends damaged is 1027.
 template <class Body>
-int readFrame(Environment *env, const char *path, ModelImage &image, TextInput *&in, Body &&body) {
-  int status = openTextInput(path, &in);
-  if (status == QVNERR_FAIL_OPEN_READ) return reportError(env, status, path);
-  if (status != 0) return status;
+int readFrame(Environment *env, const char *path, const char *extension, ModelImage &image, LineSource &in,
+              Body &&body) {
+  int status = 0;
+  in.file = openRead(env, path, "rb", extension, 0, 1, &status);
+  if (!in.file) return status;
   try {
     status = body();
   } catch (...) {  // out of memory: the frame of the exported call answers 1001
-    closeTextInput(in);
+    closeFile(&in.file);
     image = ModelImage();
     throw;
   }
-  if (status == 0 && inputFailed(in)) status = QVNERR_DECOMPRESSION;
-  closeTextInput(in);
+  if (status == 0 && fileFailed(in.file)) status = QVNERR_DECOMPRESSION;
+  closeFile(&in.file);
   if (status != 0) image = ModelImage();
   return status;
 }
 
-// The frame of a writer: opens `path` into `out`, runs `body`, and closes the
-// file on every path; a failed write or close is 1422.
-template <class Body> int writeFrame(Environment *env, const char *path, TextOutput *&out, Body &&body) {
-  int status = openTextOutput(path, &out);
-  if (status == QVNERR_FAIL_OPEN_WRITE) return reportError(env, status, path);
-  if (status != 0) return status;
+// The frame of a writer: opens `path` into `out` (compressed by its name), runs
+// `body`, and closes the file on every path; a failed write or close is 1422.
+template <class Body> int writeFrame(Environment *env, const char *path, QvnFile *&out, Body &&body) {
+  bool noMemory = false;
+  out = openWrite(path, "w", 1, &noMemory);
+  if (!out) return noMemory ? QVNERR_NO_MEMORY : reportError(env, QVNERR_FAIL_OPEN_WRITE, path);
+  int status;
   try {
     status = body();
   } catch (...) {
-    closeTextOutput(out);
+    closeFile(&out);
     throw;
   }
-  const int closed = closeTextOutput(out);
-  if (closed != 0) return reportError(env, closed, path);
+  if (closeFile(&out) != 0) return reportError(env, QVNERR_FAIL_OPEN_WRITE, path);
   return status;
 }
 

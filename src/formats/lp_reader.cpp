@@ -17,7 +17,6 @@
 #include "formats/char_classes.h"
 #include "formats/formats.h"
 #include "formats/number_format.h"
-#include "formats/text_input.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -73,7 +72,7 @@ struct LpReader {
   Environment *env;
   ModelImage &img;
   const char *fileName;
-  TextInput *in = nullptr;
+  LineSource in;
   int line = 0;
   char chunk[kChunk + 8];
   char carry[kChunk + 8];
@@ -119,7 +118,7 @@ struct LpReader {
     std::memcpy(chunk, carry, static_cast<size_t>(carryLength));
     const int had = carryLength;
     carryLength = 0;
-    const size_t got = readLine(in, chunk + had, static_cast<size_t>(kChunk - had) + 1);
+    const size_t got = in.next(chunk + had, static_cast<size_t>(kChunk - had) + 1);
     int n = had + static_cast<int>(got);
     chunk[n] = '\0';
     if (got == 0) {
@@ -1216,7 +1215,7 @@ struct LpReader {
 int readLpFile(Environment *env, const char *path, ModelImage &image) {
   image = ModelImage();
   LpReader reader(env, image, path);
-  return readFrame(env, path, image, reader.in, [&] { return reader.run(); });
+  return readFrame(env, path, ".lp", image, reader.in, [&] { return reader.run(); });
 }
 
 } // namespace qvn

@@ -10,7 +10,6 @@
 #include "formats/char_classes.h"
 #include "formats/formats.h"
 #include "formats/number_format.h"
-#include "formats/text_input.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -67,7 +66,7 @@ namespace {
 struct LpWriter {
   Environment *env;
   const ModelImage &img;
-  TextOutput *out = nullptr;
+  QvnFile *out = nullptr;
   char line[4096];
   int length = 0, indent = 0;
   bool badNumber = false;
@@ -83,7 +82,7 @@ struct LpWriter {
 
   void sendLine() {
     line[length++] = '\n';
-    writeText(out, line, static_cast<size_t>(length));
+    fileWrite(out, line, static_cast<size_t>(length));
     length = 0;
   }
 
@@ -261,7 +260,7 @@ struct LpWriter {
       p = up == 0.0 ? (*p++ = '0', p) : number(up, p);
     }
     *p++ = '\n';
-    writeText(out, text, static_cast<size_t>(p - text));
+    fileWrite(out, text, static_cast<size_t>(p - text));
   }
 
   void bounds() {
@@ -269,7 +268,7 @@ struct LpWriter {
     for (int j = 0; j < img.numCols && !needed; ++j) needed = img.lower[j] != 0.0 || img.upper[j] < kInf;
     for (int i = 0; i < img.numRows && !needed; ++i) needed = img.sense[i] == 'R';
     if (!needed) return;
-    writeText(out, "Bounds\n");
+    filePuts(out, "Bounds\n");
     for (int j = 0; j < img.numCols; ++j) {
       const char t = img.ctype.empty() ? 'C' : img.ctype[j];
       if (img.lower[j] == 0.0 && img.upper[j] >= kInf && t != 'I' && t != 'B') continue;
@@ -289,7 +288,7 @@ struct LpWriter {
     length = indent = 0;
     for (int j = 0; j < img.numCols; ++j) {
       if (!std::strchr(types, img.ctype[j])) continue;
-      if (!any) writeText(out, heading);
+      if (!any) filePuts(out, heading);
       any = true;
       char text[300];
       const int n = std::snprintf(text, sizeof text, " %.255s ", cols->get(j));
@@ -376,10 +375,10 @@ struct LpWriter {
     const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
     char head[300];
     const int n = std::snprintf(head, sizeof head, "\\Problem name: %.255s\n\n", probName.size() ? probName.get(0) : "");
-    writeText(out, head, static_cast<size_t>(n));
-    writeText(out, img.objSense == -1 ? "Maximize\n" : "Minimize\n");
+    fileWrite(out, head, static_cast<size_t>(n));
+    filePuts(out, img.objSense == -1 ? "Maximize\n" : "Minimize\n");
     objective(colHasEntries);
-    if (m > 0 || nq > 0 || ni > 0) writeText(out, "Subject To\n");
+    if (m > 0 || nq > 0 || ni > 0) filePuts(out, "Subject To\n");
     rowBlock(rows, m, start, index, value, img.sense, img.rhs, &img.range);
     if (nq > 0) {
       const int width = widthOf(qcNames, nq);
@@ -425,7 +424,7 @@ struct LpWriter {
     const char *heads[2] = {"User Cuts\n", "Lazy Constraints\n"};
     for (int b = 0; b < 2; ++b) {
       if (blocks[b]->count == 0) continue;
-      writeText(out, heads[b]);
+      filePuts(out, heads[b]);
       rowBlock(blockNames[b], blocks[b]->count, blocks[b]->start, blocks[b]->index, blocks[b]->value,
                blocks[b]->sense, blocks[b]->rhs, nullptr);
     }
@@ -436,7 +435,7 @@ struct LpWriter {
       typeSection("Semi-Continuous\n", "SN");
     }
     if (img.sos.count > 0) {
-      writeText(out, "SOS\n");
+      filePuts(out, "SOS\n");
       const int width = widthOf(sosNames, img.sos.count);
       for (int s = 0; s < img.sos.count; ++s) {
         label(sosNames->get(s), width);
@@ -452,7 +451,7 @@ struct LpWriter {
         close();
       }
     }
-    writeText(out, "End\n");
+    filePuts(out, "End\n");
     if (badNumber) return reportError(env, 1650);
     return 0;
   }

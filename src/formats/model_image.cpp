@@ -3,19 +3,14 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "model/copy.h"
+#include "model/mip_data.h"
 #include "model/problem.h"
+#include "quadratic/qp_data.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
-#include "runtime/params.h"
 
 namespace qvn {
-
-int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int objSense,
-                    const double *objCoef, const double *rhs, const char *sense,
-                    const int *colStart, const int *colCount, const int *rowIndex,
-                    const double *coefValue, const double *lowerBound,
-                    const double *upperBound, const double *rangeValue,
-                    char *const *colNames, char *const *rowNames);
 
 namespace {
 
@@ -93,86 +88,146 @@ void fillDefaultNames(NameList &list, int count, char prefix) {
 namespace {
 
 EnvVector<char *> namePointers(const NameList &list) {
-  EnvVector<char *> pointers(static_cast<size_t>(list.size()));
+  EnvVector<char *> pointers(static_cast<size_t>(std::max(list.size(), 1)), nullptr);
   for (int i = 0; i < list.size(); ++i) pointers[static_cast<size_t>(i)] = const_cast<char *>(list.get(i));
   return pointers;
 }
 
-} // namespace
+// An exported function called from inside a frame has printed its error
+// already: negated, the outer frame does not print it again.
+int inner(int status) { return status > 0 ? -status : status; }
 
-int installModel(Environment *env, Problem *lp, const ModelImage &image, const char *fileName) {
+// Matrix, bounds, senses and names.
+int installMatrix(Environment *env, Problem *lp, const ModelImage &image) {
   const bool ranged = std::find(image.sense.begin(), image.sense.end(), 'R') != image.sense.end();
   EnvVector<double> ranges;
-  if (ranged) ranges.assign(image.range.begin(), image.range.end());
-  ranges.resize(ranged ? static_cast<size_t>(image.numRows) : 0, 0.0);
+  if (ranged) {
+    ranges.assign(image.range.begin(), image.range.end());
+    ranges.resize(static_cast<size_t>(image.numRows), 0.0);
+  }
   EnvVector<char *> colNames, rowNames;
   if (image.hasColNames) colNames = namePointers(image.colNames);
   if (image.hasRowNames) rowNames = namePointers(image.rowNames);
   EnvVector<int> colCount(static_cast<size_t>(image.numCols) + 1, 0);
   for (int j = 0; j < image.numCols; ++j)
     colCount[static_cast<size_t>(j)] = image.colStart[static_cast<size_t>(j) + 1] - image.colStart[static_cast<size_t>(j)];
-  // Everything the copy does not take is prepared first, so that nothing can
-  // fail once the problem has changed.
-  EnvVector<char> ctype;
-  if (image.isMip()) {
-    // Room for the column capacity the copy will choose (at most the old one,
-    // or what is needed plus the larger of its growth step and parameter), so
-    // that the types go in without allocating once the problem has changed.
-    int64_t ranges = 0;
-    for (char s : image.sense) ranges += s == 'R';
-    const int64_t bound = std::max<int64_t>(
-        lp->lpData->colSpace, image.numCols + ranges + std::max(100, env->generalParams->p1047));
-    ctype.reserve(static_cast<size_t>(bound));
-    ctype.assign(image.ctype.begin(), image.ctype.end());
+  const double none = 0.0;
+  return copyLpWithNames(
+      env, lp, image.numCols, image.numRows, image.objSense, image.numCols ? image.obj.data() : &none,
+      image.numRows ? image.rhs.data() : &none, image.numRows ? image.sense.data() : "",
+      image.colStart.data(), colCount.data(), image.rowIndex.empty() ? &image.colStart[0] : image.rowIndex.data(),
+      image.value.empty() ? &none : image.value.data(), image.numCols ? image.lower.data() : &none,
+      image.numCols ? image.upper.data() : &none, ranged ? ranges.data() : nullptr,
+      image.hasColNames ? colNames.data() : nullptr, image.hasRowNames ? rowNames.data() : nullptr);
+}
+
+int installSos(Environment *env, Problem *lp, const SosSets &sos) {
+  // The model keeps one start per set; the image has the closing one too.
+  EnvVector<char *> names;
+  if (sos.hasNames) names = namePointers(sos.names);
+  const double noWeight = 0.0;
+  const int none = 0;
+  return inner(QVNcopysos(env, lp, sos.count, static_cast<int>(sos.member.size()), sos.type.data(),
+                          sos.start.data(), sos.member.empty() ? &none : sos.member.data(),
+                          sos.weight.empty() ? &noWeight : sos.weight.data(),
+                          sos.hasNames ? names.data() : nullptr));
+}
+
+// The objective Q from its entries, column by column; a pair given twice is 5011.
+int installQuad(Environment *env, Problem *lp, const ModelImage &image) {
+  const int n = image.numCols;
+  const size_t nz = image.qValue.size();
+  EnvVector<int> start(static_cast<size_t>(n) + 1, 0), count(static_cast<size_t>(std::max(n, 1)), 0);
+  for (size_t k = 0; k < nz; ++k) ++start[static_cast<size_t>(image.qCol[k]) + 1];
+  for (int j = 0; j < n; ++j) start[j + 1] += start[j];
+  EnvVector<int> index(std::max<size_t>(nz, 1), 0);
+  EnvVector<double> value(std::max<size_t>(nz, 1), 0.0);
+  for (size_t k = 0; k < nz; ++k) {
+    const int j = image.qCol[k];
+    const int at = start[j] + count[j]++;
+    index[at] = image.qRow[k];
+    value[at] = image.qValue[k];
   }
-  char *objName = image.objName.size() ? envStrdup(image.objName.get(0)) : nullptr;
-  char *probName = envStrdup(fileName ? fileName : "");
-  if ((image.objName.size() && !objName) || !probName) {
-    envFree(objName);
-    envFree(probName);
-    return QVNERR_NO_MEMORY;
-  }
-  const double one = 0.0;
-  int status;
-  try {
-    status = copyLpWithNames(
-      env, lp, image.numCols, image.numRows, image.objSense,
-      image.numCols ? image.obj.data() : &one, image.numRows ? image.rhs.data() : &one,
-      image.numRows ? image.sense.data() : "", image.colStart.data(), colCount.data(),
-      image.rowIndex.empty() ? &image.colStart[0] : image.rowIndex.data(),
-      image.value.empty() ? &one : image.value.data(), image.numCols ? image.lower.data() : &one,
-      image.numCols ? image.upper.data() : &one, ranged ? ranges.data() : nullptr,
-        image.hasColNames ? colNames.data() : nullptr, image.hasRowNames ? rowNames.data() : nullptr);
-  } catch (...) {
-    status = QVNERR_NO_MEMORY;
-  }
-  if (status != 0) {
-    envFree(objName);
-    envFree(probName);
-    return status;
-  }
-  LpData &d = *lp->lpData;
-  // The direct LpData writes below stand in for editing functions that do not
-  // exist yet; each is the one place to swap when they do.
-  d.objOffset = image.objConstant;  // direct: objective constant
-  envFree(d.objName);               // direct: objective name
-  d.objName = objName;
-  envFree(d.probName);              // direct: problem name (the file name)
-  d.probName = probName;
-  if (image.isMip()) {              // direct: column types, then the problem type
-    ctype.resize(static_cast<size_t>(d.colSpace), 'C');
-    d.ctype.swap(ctype);
-    recomputeType(lp);
-  }
-  // Sets, quadratic data, indicators and cut rows have no home in a Problem
-  // yet: they stay in the image (the readers are complete) until that API lands.
-  const char *shown = fileName ? fileName : "<stdin>";
-  if (!image.qValue.empty())
-    QVNmsg(env->warningChannel, "Problem %s contains quadratic objective coefficients, ignored.\n", shown);
-  if (!image.qconstr.empty())
-    QVNmsg(env->warningChannel, "Problem %s contains quadratic constraints, ignored.\n", shown);
+  EnvVector<int> seen(static_cast<size_t>(std::max(n, 1)), -1);
+  for (int j = 0; j < n; ++j)
+    for (int k = start[j]; k < start[j] + count[j]; ++k) {
+      if (seen[index[k]] == j)
+        return reportError(env, 5011, "objective", image.colNames.size() > index[k] ? image.colNames.get(index[k]) : "",
+                           image.colNames.size() > j ? image.colNames.get(j) : "");
+      seen[index[k]] = j;
+    }
+  return inner(QVNcopyquad(env, lp, start.data(), count.data(), index.data(), value.data()));
+}
+
+// Builds the complete model in `staged` through the model's own functions.
+int buildModel(Environment *env, Problem *staged, const ModelImage &image) {
+  QVN_TRY(installMatrix(env, staged, image));
+  if (image.isMip()) QVN_TRY(inner(QVNcopyctype(env, staged, image.ctype.data())));
+  if (image.sos.count > 0) QVN_TRY(installSos(env, staged, image.sos));
+  if (!image.qValue.empty()) QVN_TRY(installQuad(env, staged, image));
+  if (image.objConstant != 0.0) QVN_TRY(inner(QVNchgobjoffset(env, staged, image.objConstant)));
+  if (image.objName.size()) QVN_TRY(inner(QVNcopyobjname(env, staged, image.objName.get(0))));
   return 0;
 }
+
+} // namespace
+
+int installModel(Environment *env, Problem *lp, const ModelImage &image, const char *fileName) {
+  if (isFixedType(lp->probType) || isNodeType(lp->probType)) return QVNERR_NOT_ONE_PROBLEM;
+  // The new model is built aside in a problem of its own and moved in whole,
+  // so a failure at any step leaves `lp` as it was.
+  Problem *staged = nullptr;
+  QVN_TRY(createProblem(env, fileName ? fileName : "", &staged));
+  const int status = runCaught([&] { return buildModel(env, staged, image); });
+  if (status == 0) adoptModel(env, lp, staged);
+  freeProblem(env, staged);
+  if (status != 0) return status;
+  // What a Problem cannot hold yet is dropped with a warning.
+  const char *shown = fileName ? fileName : "<stdin>";
+  if (!image.qconstr.empty())
+    QVNmsg(env->warningChannel, "Problem %s contains quadratic constraints, ignored.\n", shown);
+  if (!image.indicators.empty())
+    QVNmsg(env->warningChannel, "Problem %s contains indicator constraints, ignored.\n", shown);
+  if (image.userCuts.count > 0)
+    QVNmsg(env->warningChannel, "Problem %s contains user cuts, ignored.\n", shown);
+  if (image.lazyRows.count > 0)
+    QVNmsg(env->warningChannel, "Problem %s contains lazy constraints, ignored.\n", shown);
+  return 0;
+}
+
+namespace {
+
+void sosFromProblem(const Problem *lp, SosSets &sets) {
+  const SosData *sos = heldSos(lp);
+  if (!sos) return;
+  sets.count = sos->count;
+  sets.type.assign(sos->type.begin(), sos->type.begin() + sos->count);
+  sets.start.assign(sos->start.begin(), sos->start.begin() + sos->count + 1);
+  sets.member.assign(sos->member.begin(), sos->member.begin() + sets.start.back());
+  sets.weight.assign(sos->weight.begin(), sos->weight.begin() + sets.start.back());
+  sets.hasNames = sos->names.exists;
+  if (sets.hasNames)
+    for (int s = 0; s < sos->count; ++s) sets.names.add(sos->names.name(s));
+}
+
+// Q as the entries of the whole symmetric matrix.
+int quadFromProblem(Environment *env, Problem *lp, ModelImage &image) {
+  const int n = image.numCols;
+  const int nz = QVNgetnumqpnz(env, lp);
+  if (nz == 0 || n == 0) return 0;
+  EnvVector<int> start(static_cast<size_t>(n));
+  image.qRow.resize(static_cast<size_t>(nz));
+  image.qValue.resize(static_cast<size_t>(nz));
+  int got = 0, surplus = 0;
+  QVN_TRY(inner(QVNgetquad(env, lp, &got, start.data(), image.qRow.data(), image.qValue.data(), nz, &surplus,
+                           0, n - 1)));
+  image.qCol.resize(static_cast<size_t>(got));
+  for (int j = 0; j < n; ++j)
+    for (int k = start[j]; k < (j + 1 < n ? start[j + 1] : got); ++k) image.qCol[k] = j;
+  return 0;
+}
+
+} // namespace
 
 int imageFromProblem(Environment *env, Problem *lp, ModelImage &image) {
   LpData &d = *lp->lpData;
@@ -182,7 +237,7 @@ int imageFromProblem(Environment *env, Problem *lp, ModelImage &image) {
   image.numRows = m;
   image.numCols = n;
   image.objSense = d.objSense;
-  image.objConstant = d.objOffset;
+  QVN_TRY(inner(QVNgetobjoffset(env, lp, &image.objConstant)));
   if (d.probName) image.probName.add(d.probName);
   if (d.objName) image.objName.add(d.objName);
   const double *rs = d.rowScale, *cs = d.colScale;
@@ -219,7 +274,10 @@ int imageFromProblem(Environment *env, Problem *lp, ModelImage &image) {
     }
     image.colStart[j + 1] = static_cast<int>(at);
   }
-  if (!d.ctype.empty()) image.ctype.assign(d.ctype.begin(), d.ctype.begin() + n);
+  if (!d.ctype.empty()) {
+    image.ctype.resize(static_cast<size_t>(n));
+    if (n > 0) QVN_TRY(inner(QVNgetctype(env, lp, image.ctype.data(), 0, n - 1)));
+  }
   if (d.colNames.exists) {
     image.hasColNames = true;
     for (int j = 0; j < n; ++j) image.colNames.add(d.colNames.name(j));
@@ -228,7 +286,8 @@ int imageFromProblem(Environment *env, Problem *lp, ModelImage &image) {
     image.hasRowNames = true;
     for (int i = 0; i < m; ++i) image.rowNames.add(d.rowNames.name(i));
   }
-  return 0;
+  sosFromProblem(lp, image.sos);
+  return quadFromProblem(env, lp, image);
 }
 
 } // namespace qvn

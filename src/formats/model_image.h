@@ -1,7 +1,8 @@
 // ModelImage: the plain record between the model files and a Problem. Readers
 // fill one and hand it to installModel; writers take one built from a Problem
 // by imageFromProblem. Everything a format can hold has a place here, also
-// what a Problem cannot take yet (SOS, quadratic data, indicators, cuts).
+// what a Problem cannot take yet (quadratic constraints, indicators, user cuts
+// and lazy constraints), which installModel drops with a warning.
 #pragma once
 #include <cstdint>
 #include <cstring>
@@ -133,7 +134,9 @@ struct ModelImage {
   bool isMip() const { return !ctype.empty(); }
 };
 
-// Replaces the problem's data by the image; the problem is untouched on failure.
+// Replaces the problem's model by the image through the model's functions
+// (matrix, names, types, sets, Q, offset, objective name; the problem name
+// becomes `fileName`); the problem is untouched on failure.
 int installModel(Environment *env, Problem *lp, const ModelImage &image, const char *fileName);
 // The problem's model as the caller entered it: range columns and slacks stay
 // hidden, scaled data are unscaled.

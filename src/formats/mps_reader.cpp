@@ -17,7 +17,6 @@
 #include "formats/char_classes.h"
 #include "formats/formats.h"
 #include "formats/number_format.h"
-#include "formats/text_input.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -73,7 +72,7 @@ struct Triplet {
 struct MpsReader {
   Environment *env;
   ModelImage &img;
-  TextInput *in = nullptr;
+  LineSource in;
   int line = 0;
   char buffer[kLineLimit + 8];
   Field field[8];
@@ -196,7 +195,7 @@ struct MpsReader {
   // Next meaningful line: 1 data, 2 section head, 0 end of file, <0 error.
   int nextLine() {
     for (;;) {
-      size_t n = readLine(in, buffer, sizeof buffer - 1);
+      size_t n = in.next(buffer, sizeof buffer - 1);
       if (n == 0) return 0;
       ++line;
       const bool complete = buffer[n - 1] == '\n';
@@ -1035,7 +1034,7 @@ void checkIndicatorColumns(Environment *env, ModelImage &image) {
 int readMpsFile(Environment *env, const char *path, ModelImage &image) {
   image = ModelImage();
   MpsReader reader(env, image);
-  return readFrame(env, path, image, reader.in, [&] { return reader.run(); });
+  return readFrame(env, path, ".mps", image, reader.in, [&] { return reader.run(); });
 }
 
 } // namespace qvn

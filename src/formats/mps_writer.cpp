@@ -8,7 +8,6 @@
 
 #include "formats/formats.h"
 #include "formats/number_format.h"
-#include "formats/text_input.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -29,7 +28,7 @@ struct Entry {
 struct MpsWriter {
   Environment *env;
   const ModelImage &img;
-  TextOutput *out = nullptr;
+  QvnFile *out = nullptr;
   bool longNumbers = true;
   int width = 4;
   NameList colDefault, rowDefault, sosDefault, qcDefault, indDefault, cutDefault, lazyDefault;
@@ -70,18 +69,18 @@ struct MpsWriter {
     for (size_t k = 0; k < count; ++k) {
       const bool first = longNumbers || k % 2 == 0;
       if (first)
-        writeFormat(out, "    %-*.255s  %-*.255s  %s", width, label, width, list[k].row, num(list[k].value));
+        filePrintf(out, "    %-*.255s  %-*.255s  %s", width, label, width, list[k].row, num(list[k].value));
       else
-        writeFormat(out, "   %-*.255s  %s", width, list[k].row, num(list[k].value));
-      if (longNumbers || k % 2 == 1 || k + 1 == count) writeText(out, "\n", 1);
+        filePrintf(out, "   %-*.255s  %s", width, list[k].row, num(list[k].value));
+      if (longNumbers || k % 2 == 1 || k + 1 == count) fileWrite(out, "\n", 1);
     }
   }
 
   void bound(const char *type, const char *col, const double *value) {
     if (value)
-      writeFormat(out, " %s %-*.255s  %-*.255s  %s\n", type, width, "bnd", width, col, num(*value));
+      filePrintf(out, " %s %-*.255s  %-*.255s  %s\n", type, width, "bnd", width, col, num(*value));
     else
-      writeFormat(out, " %s %-*.255s  %.255s\n", type, width, "bnd", col);
+      filePrintf(out, " %s %-*.255s  %.255s\n", type, width, "bnd", col);
   }
 
   void bounds() {
@@ -91,7 +90,7 @@ struct MpsWriter {
       double lo = img.lower[j], up = img.upper[j];
       const char *col = cols->get(j);
       auto head = [&] {
-        if (!any) writeText(out, "BOUNDS\n");
+        if (!any) filePuts(out, "BOUNDS\n");
         any = true;
       };
       if (lo == 0.0 && up >= kInf) {
@@ -146,26 +145,26 @@ struct MpsWriter {
 
   int body(bool generic, const char *objName) {
     const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
-    writeFormat(out, "NAME          %.255s\n", (!generic && img.probName.size()) ? img.probName.get(0) : "");
+    filePrintf(out, "NAME          %.255s\n", (!generic && img.probName.size()) ? img.probName.get(0) : "");
     // The sense section keeps a maximization one; the reader takes it.
-    if (img.objSense == -1) writeText(out, "OBJSENSE\n    MAX\n");
-    writeText(out, "ROWS\n");
-    writeFormat(out, " N  %.255s\n", objName);
+    if (img.objSense == -1) filePuts(out, "OBJSENSE\n    MAX\n");
+    filePuts(out, "ROWS\n");
+    filePrintf(out, " N  %.255s\n", objName);
     for (int i = 0; i < img.numRows; ++i) {
       char s = img.sense[i];
       if (s == 'R') s = img.range[i] >= 0 ? 'G' : 'L';
-      writeFormat(out, " %c  %.255s\n", s, rows->get(i));
+      filePrintf(out, " %c  %.255s\n", s, rows->get(i));
     }
-    for (int k = 0; k < nq; ++k) writeFormat(out, " %c  %.255s\n", img.qconstr[k].sense, qcNames->get(k));
-    for (int k = 0; k < ni; ++k) writeFormat(out, " %c  %.255s\n", img.indicators[k].sense, indNames->get(k));
+    for (int k = 0; k < nq; ++k) filePrintf(out, " %c  %.255s\n", img.qconstr[k].sense, qcNames->get(k));
+    for (int k = 0; k < ni; ++k) filePrintf(out, " %c  %.255s\n", img.indicators[k].sense, indNames->get(k));
     const RowBlock *blocks[2] = {&img.userCuts, &img.lazyRows};
     const NameList *blockNames[2] = {cutNames, lazyNames};
     const char *blockHeads[2] = {"USERCUTS\n", "LAZYCONS\n"};
     for (int b = 0; b < 2; ++b) {
       if (blocks[b]->count == 0) continue;
-      writeText(out, blockHeads[b]);
+      filePuts(out, blockHeads[b]);
       for (int i = 0; i < blocks[b]->count; ++i)
-        writeFormat(out, " %c  %.255s\n", blocks[b]->sense[i], blockNames[b]->get(i));
+        filePrintf(out, " %c  %.255s\n", blocks[b]->sense[i], blockNames[b]->get(i));
     }
 
     // Coefficients of rows kept outside the matrix, gathered by column.
@@ -182,7 +181,7 @@ struct MpsWriter {
           extra.push_back({blocks[b]->index[t], blockNames[b]->get(i), blocks[b]->value[t]});
     std::stable_sort(extra.begin(), extra.end(), [](const Entry &a, const Entry &b) { return a.col < b.col; });
 
-    writeText(out, "COLUMNS\n");
+    filePuts(out, "COLUMNS\n");
     bool inIntegers = false;
     int markers = 0;
     EnvVector<Entry> list;
@@ -191,7 +190,7 @@ struct MpsWriter {
       const char t = img.ctype.empty() ? 'C' : img.ctype[j];
       const bool integer = t == 'B' || t == 'I' || t == 'N';
       if (integer != inIntegers) {
-        writeFormat(out, "    MARK%04d  'MARKER'                 '%s'\n", markers++,
+        filePrintf(out, "    MARK%04d  'MARKER'                 '%s'\n", markers++,
                     integer ? "INTORG" : "INTEND");
         inIntegers = integer;
       }
@@ -203,9 +202,9 @@ struct MpsWriter {
       if (list.empty()) list.push_back({j, objName, 0.0});
       entries(cols->get(j), list.data(), list.size());
     }
-    if (inIntegers) writeFormat(out, "    MARK%04d  'MARKER'                 'INTEND'\n", markers++);
+    if (inIntegers) filePrintf(out, "    MARK%04d  'MARKER'                 'INTEND'\n", markers++);
 
-    writeText(out, "RHS\n");
+    filePuts(out, "RHS\n");
     list.clear();
     for (int i = 0; i < img.numRows; ++i)
       if (img.rhs[i] != 0.0) list.push_back({0, rows->get(i), img.rhs[i]});
@@ -222,42 +221,42 @@ struct MpsWriter {
     for (int i = 0; i < img.numRows; ++i)
       if (img.sense[i] == 'R') list.push_back({0, rows->get(i), img.range[i] < 0 ? -img.range[i] : img.range[i]});
     if (!list.empty()) {
-      writeText(out, "RANGES\n");
+      filePuts(out, "RANGES\n");
       entries("rng", list.data(), list.size());
     }
     bounds();
     if (img.sos.count > 0) {
-      writeText(out, "SOS\n");
+      filePuts(out, "SOS\n");
       for (int s = 0; s < img.sos.count; ++s) {
-        writeFormat(out, " S%c %s\n", img.sos.type[s], sosNames->get(s));
+        filePrintf(out, " S%c %s\n", img.sos.type[s], sosNames->get(s));
         for (int k = img.sos.start[s]; k < img.sos.start[s + 1]; ++k)
-          writeFormat(out, "    %-*.255s  %s\n", width, cols->get(img.sos.member[k]), num(img.sos.weight[k]));
+          filePrintf(out, "    %-*.255s  %s\n", width, cols->get(img.sos.member[k]), num(img.sos.weight[k]));
       }
     }
     if (!img.qValue.empty()) {
-      writeText(out, "QMATRIX\n");
+      filePuts(out, "QMATRIX\n");
       for (size_t k = 0; k < img.qValue.size(); ++k)
-        writeFormat(out, "    %-*.255s  %-*.255s  %s\n", width, cols->get(img.qRow[k]), width,
+        filePrintf(out, "    %-*.255s  %-*.255s  %s\n", width, cols->get(img.qRow[k]), width,
                     cols->get(img.qCol[k]), num(img.qValue[k]));
     }
     for (int q = 0; q < nq; ++q) {
-      writeFormat(out, "QCMATRIX   %.255s\n", qcNames->get(q));
+      filePrintf(out, "QCMATRIX   %.255s\n", qcNames->get(q));
       const QuadConstraint &c = img.qconstr[q];
       for (size_t k = 0; k < c.quadValue.size(); ++k)
-        writeFormat(out, "    %-*.255s  %-*.255s  %s\n", width, cols->get(c.quadRow[k]), width,
+        filePrintf(out, "    %-*.255s  %-*.255s  %s\n", width, cols->get(c.quadRow[k]), width,
                     cols->get(c.quadCol[k]), num(c.quadValue[k]));
     }
     if (ni > 0) {
-      writeText(out, "INDICATORS\n");
+      filePuts(out, "INDICATORS\n");
       for (int k = 0; k < ni; ++k) {
         const Indicator &ind = img.indicators[k];
         const int kind = ind.kind < 0 ? -ind.kind : ind.kind;
         const char *word = kind == 1 ? "IF" : kind == 2 ? "OI" : kind == 3 ? "FF" : "??";
-        writeFormat(out, " %s %-*.255s  %-*.255s  %s\n", word, width, indNames->get(k), width,
+        filePrintf(out, " %s %-*.255s  %-*.255s  %s\n", word, width, indNames->get(k), width,
                     cols->get(ind.column), ind.kind < 0 ? "0" : "1");
       }
     }
-    writeText(out, "ENDATA\n");
+    filePuts(out, "ENDATA\n");
     return 0;
   }
 };

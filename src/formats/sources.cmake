@@ -7,5 +7,4 @@ list(APPEND QUORVAN_SOURCES
   src/formats/mps_reader.cpp
   src/formats/mps_writer.cpp
   src/formats/number_format.cpp
-  src/formats/text_input.cpp
 )

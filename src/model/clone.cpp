@@ -1,10 +1,11 @@
 // QVNcloneprob: an independent copy of the model, without solutions, bases or
 // presolve state.
+#include "model/copy.h"
 #include "model/mip_data.h"
 #include "model/names.h"
+#include "model/problem.h"
 #include "quadratic/qconstr_data.h"
 #include "quadratic/qp_data.h"
-#include "model/problem.h"
 #include "runtime/environment.h"
 
 using namespace qvn;

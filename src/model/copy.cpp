@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "model/attachments.h"
+#include "model/copy.h"
 #include "model/datacheck.h"
 #include "model/edit.h"
 #include "model/names.h"
@@ -163,6 +164,24 @@ int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int
              colStart, colCount, rowIndex,  coefValue,  lowerBound, upperBound,
              rangeValue, colNames, rowNames};
   return copyLp(env, lp, a);
+}
+
+void adoptModel(Environment *env, Problem *lp, Problem *from) {
+  // Results, bases and presolve of the old model go before its data do.
+  modelChanged(env, lp, 16);
+  std::swap(lp->lpData, from->lpData);
+  // Settings that belong to the problem rather than to its model stay.
+  LpData &d = *lp->lpData;
+  const LpData &was = *from->lpData;
+  d.rowFileMultiplier = was.rowFileMultiplier;
+  d.colFileMultiplier = was.colFileMultiplier;
+  d.tol1049 = was.tol1049;
+  d.tol1050 = was.tol1050;
+  std::swap(lp->mipData, from->mipData);
+  std::swap(lp->qpData, from->qpData);
+  std::swap(lp->qconstrData, from->qconstrData);
+  recomputeType(lp);
+  recomputeType(from);
 }
 
 } // namespace qvn

@@ -109,10 +109,6 @@ int copyOrAddSos(QVNCENVptr cenv, QVNLPptr lp, int count, int nonzeros, const ch
   });
 }
 
-const SosData *heldSos(const Problem *lp) {
-  return lp->mipData && lp->mipData->sosData && lp->mipData->sosData->count > 0 ? lp->mipData->sosData : nullptr;
-}
-
 // MIP start entries: updates listed columns, appends the others (last wins).
 int putMipStart(Environment *env, Problem *lp, int count, const int *indices, const double *values,
                 bool replace) {

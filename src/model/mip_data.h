@@ -45,6 +45,10 @@ struct MipData {
 namespace qvn {
 
 MipData &ensureMipData(Problem *lp);
+// The problem's sets, or null when it holds none.
+inline const SosData *heldSos(const Problem *lp) {
+  return lp->mipData && lp->mipData->sosData && lp->mipData->sosData->count > 0 ? lp->mipData->sosData : nullptr;
+}
 void destroyMipData(MipData *&data);
 // Columns deleted with mapping `map` (new index or -1): members, order
 // entries and start values of deleted columns go, the rest are renumbered.

@@ -206,13 +206,6 @@ bool checkProblemFast(const Problem *lp);
 bool checkProblem(const Problem **lp);
 
 int createProblem(Environment *env, const char *name, Problem **out);
-// Replaces lp's model by the given arrays (QVNcopylpwnames without the frame).
-int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int objSense,
-                    const double *objCoef, const double *rhs, const char *sense,
-                    const int *colStart, const int *colCount, const int *rowIndex,
-                    const double *coefValue, const double *lowerBound,
-                    const double *upperBound, const double *rangeValue,
-                    char *const *colNames, char *const *rowNames);
 void freeProblem(Environment *env, Problem *&lp);
 void recomputeType(Problem *lp);
 

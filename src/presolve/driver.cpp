@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "model/attachments.h"
+#include "model/copy.h"
 #include "presolve/presolve_state.h"
 #include "runtime/environment.h"
 

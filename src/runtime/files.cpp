@@ -133,11 +133,13 @@ QvnFile *openRead(const Environment *env, const char *name, const char *mode,
   return nullptr;
 }
 
-QvnFile *openWrite(const char *name, const char *mode, int allowCompressed) {
-  if (!name || !*name) return nullptr;
-  bool noMemory = false;
-  const int compression = allowCompressed ? compressionOf(name) : kCompressNone;
-  return openBackend(name, mode, compression, true, &noMemory);
+QvnFile *openWrite(const char *name, const char *mode, int allowCompressed, bool *noMemory) {
+  bool memory = false;
+  QvnFile *file = nullptr;
+  if (name && *name)
+    file = openBackend(name, mode, allowCompressed ? compressionOf(name) : kCompressNone, true, &memory);
+  if (noMemory) *noMemory = memory;
+  return file;
 }
 
 QvnFile *fileFromStream(FILE *stream, bool writing) {

@@ -74,8 +74,9 @@ int compressionOf(const char *name);
 QvnFile *openRead(const Environment *env, const char *name, const char *mode,
                   const char *extension, int noRetry, int allowCompressed, int *status);
 // Opens a file for writing, compressing by name when allowed; null on failure
-// (the caller reports 1422 with the name).
-QvnFile *openWrite(const char *name, const char *mode, int allowCompressed);
+// (the caller reports 1422 with the name). A given noMemory tells whether the
+// failure was one of memory rather than of the file.
+QvnFile *openWrite(const char *name, const char *mode, int allowCompressed, bool *noMemory = nullptr);
 // Wraps a stream that the caller keeps (standard input or output, say): closeFile
 // flushes but does not close it. Reads return at each line end, so that a terminal
 // or a pipe is read as its lines arrive.

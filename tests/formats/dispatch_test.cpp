@@ -77,6 +77,16 @@ TEST_F(Dispatch, ReadChoosesTheFormat) {
   for (const char *word : {"SAV", "net", "MIN"})
     EXPECT_EQ(QVNreadcopyprob(env, lp, lpFile.c_str(), word), QVNERR_BAD_FILETYPE) << word;
   EXPECT_EQ(QVNreadcopyprob(env, lp, path("absent.mps").c_str(), nullptr), QVNERR_FAIL_OPEN_READ);
+  EXPECT_EQ(qvntest::countOf(takeErrors(), "Could not open file"), 1);
+  // a name without its extension is tried with the reader's one
+  writeFile("bare.mps", kMps);
+  EXPECT_EQ(QVNreadcopyprob(env, lp, path("bare").c_str(), "MPS"), 0) << takeErrors();
+  EXPECT_EQ(QVNgetnumcols(env, lp), 1);
+  EXPECT_EQ(QVNreadcopyprob(env, lp, path("missing").c_str(), "LP"), QVNERR_FAIL_OPEN_READ);
+  const std::string twice = takeErrors();
+  EXPECT_EQ(qvntest::countOf(twice, "Could not open file"), 2) << twice;
+  EXPECT_NE(twice.find("missing.lp'"), std::string::npos) << twice;
+  EXPECT_EQ(QVNreadcopyprob(env, lp, lpFile.c_str(), nullptr), 0);
   EXPECT_EQ(QVNreadcopyprob(env, lp, nullptr, nullptr), QVNERR_NULL_POINTER);
   EXPECT_EQ(QVNreadcopyprob(nullptr, lp, lpFile.c_str(), nullptr), QVNERR_NO_ENVIRONMENT);
   EXPECT_EQ(QVNreadcopyprob(env, nullptr, lpFile.c_str(), nullptr), QVNERR_NO_PROBLEM);
@@ -141,16 +151,16 @@ TEST_F(Dispatch, AllocationFailuresLeaveTheProblemAlone) {
       writeFile("f.lp", std::string(kLp) + "\n"),
       writeFile("f.mps", "NAME f\nROWS\n N obj\n L c1\n G c2\nCOLUMNS\n M 'MARKER' 'INTORG'\n x obj 1 c1 1\n"
                          " M 'MARKER' 'INTEND'\n y c1 2 c2 1\nRHS\n rhs c1 4 c2 1\nRANGES\n r c1 2\nBOUNDS\n"
-                         " UP b x 4\nSOS\n S1 s\n x 1\n y 2\nENDATA\n")};
+                         " UP b x 4\nQUADOBJ\n x x 2\n x y 1\nSOS\n S1 s\n x 1\n y 2\nENDATA\n")};
   for (const std::string &file : files) {
     SCOPED_TRACE(file);
     const std::string base = writeFile("base.lp", "Maximize\n obj: a + b\nst\n c: a + b <= 1\nEnd\n");
     ASSERT_EQ(QVNreadcopyprob(env, lp, base.c_str(), nullptr), 0);
-    int failures = 0;
+    int failures = 0, status = -1;
     for (long n = 1; n < 5000; ++n) {
       const long live = allocLive();
       allocFailAfter(n);
-      const int status = QVNreadcopyprob(env, lp, file.c_str(), nullptr);
+      status = QVNreadcopyprob(env, lp, file.c_str(), nullptr);
       allocFailAfter(0);
       if (status == 0) break;
       ++failures;
@@ -161,6 +171,7 @@ TEST_F(Dispatch, AllocationFailuresLeaveTheProblemAlone) {
       EXPECT_EQ(QVNgetobjsen(env, lp), QVN_MAX) << n;
     }
     EXPECT_GT(failures, 10);
+    EXPECT_EQ(status, 0);
     takeErrors();
     takeWarnings();
   }

@@ -166,6 +166,39 @@ std::string compareModels(const qvn::ModelImage &a, const qvn::ModelImage &b, co
       if (ia->first != ib->first || !close(ia->second, ib->second, o.tolerance))
         fault("column " + name + " entry in row " + ia->first);
   }
+  // Q as a map over name (or index) pairs; explicit zeros do not count.
+  auto colKey = [&](const qvn::ModelImage &m, int j) {
+    return o.byName ? std::string(m.colNames.get(j)) : std::to_string(j);
+  };
+  auto quad = [&](const qvn::ModelImage &m) {
+    std::map<std::pair<std::string, std::string>, double> q;
+    for (size_t k = 0; k < m.qValue.size(); ++k)
+      if (m.qValue[k] != 0.0) q[{colKey(m, m.qRow[k]), colKey(m, m.qCol[k])}] += m.qValue[k];
+    return q;
+  };
+  const auto qa = quad(a), qb = quad(b);
+  if (qa.size() != qb.size()) fault("Q entries " + std::to_string(qa.size()) + " vs " + std::to_string(qb.size()));
+  else
+    for (auto ia = qa.begin(), ib = qb.begin(); ia != qa.end(); ++ia, ++ib)
+      if (ia->first != ib->first || !close(ia->second, ib->second, o.tolerance))
+        fault("Q entry " + ia->first.first + "," + ia->first.second);
+  // Sets in order, with type, name, members and weights.
+  if (a.sos.count != b.sos.count) {
+    fault("sets " + std::to_string(a.sos.count) + " vs " + std::to_string(b.sos.count));
+    return d.str();
+  }
+  for (int s = 0; s < a.sos.count; ++s) {
+    const std::string name = a.sos.hasNames ? a.sos.names.get(s) : std::to_string(s);
+    if (a.sos.type[s] != b.sos.type[s]) fault("set " + name + " type");
+    if (a.sos.hasNames && b.sos.hasNames && name != b.sos.names.get(s)) fault("set name " + name);
+    if (a.sos.start[s + 1] - a.sos.start[s] != b.sos.start[s + 1] - b.sos.start[s]) {
+      fault("set " + name + " size");
+      continue;
+    }
+    for (int k = a.sos.start[s], l = b.sos.start[s]; k < a.sos.start[s + 1]; ++k, ++l)
+      if (colKey(a, a.sos.member[k]) != colKey(b, b.sos.member[l]) || !close(a.sos.weight[k], b.sos.weight[l], o.tolerance))
+        fault("set " + name + " member " + colKey(a, a.sos.member[k]));
+  }
   return d.str();
 }
 
@@ -200,6 +233,10 @@ qvn::ModelImage lpView(const qvn::ModelImage &m, bool *namesCollide) {
   v.rowIndex = m.rowIndex;
   v.value = m.value;
   v.rhs = m.rhs;
+  v.sos = m.sos;
+  v.qRow = m.qRow;
+  v.qCol = m.qCol;
+  v.qValue = m.qValue;
   for (int i = 0; i < m.numRows; ++i) {
     const char s = m.sense[i];
     v.sense.push_back(s == 'R' ? 'E' : s);

@@ -7,5 +7,6 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/writers_test.cpp
   formats/malformed_test.cpp
   formats/dispatch_test.cpp
+  formats/install_test.cpp
   formats/cli_test.cpp
 )
