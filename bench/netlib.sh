@@ -3,18 +3,20 @@
 # reference objectives; with --compare also runs clp on each model in the same
 # run and reports time and iteration ratios.
 #
-#   bench/netlib.sh [--method dual|primal|auto] [--compare] [--time-limit S] [MODEL ...]
+#   bench/netlib.sh [--method dual|primal|auto] [--compare] [--time-limit S]
+#                   [--param NAME=VALUE ...] [MODEL ...]
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 data=${QUORVAN_DATA:-$root/../shared/data/netlib}
 tool=${QUORVAN_TOOL:-$root/build/release/apps/quorvan}
-method=dual; compare=0; limit=60; models=()
+method=dual; compare=0; limit=60; models=(); params=()
 while [ $# -gt 0 ]; do
   case "$1" in
     --method) method=$2; shift 2 ;;
     --compare) compare=1; shift ;;
     --time-limit) limit=$2; shift 2 ;;
-    -h|--help) sed -n 2,6p "$0"; exit 0 ;;
+    --param) params+=(--param "$2"); shift 2 ;;
+    -h|--help) sed -n 2,7p "$0"; exit 0 ;;
     *) models+=("$1"); shift ;;
   esac
 done
@@ -33,7 +35,7 @@ printf '%-10s %-26s %20s %20s %9s %8s %8s' model status objective reference rele
 echo
 for m in "${models[@]}"; do
   ref=$(awk -v n="$m" '$1==n {print $3}' "$data/reference.tsv")
-  out=$(timeout $((limit + 30)) "$tool" solve "$data/$m.mps.gz" --method "$method" --time-limit "$limit" --quiet 2>&1)
+  out=$(timeout $((limit + 30)) "$tool" solve "$data/$m.mps.gz" --method "$method" --time-limit "$limit" --quiet "${params[@]}" 2>&1)
   status=$(sed -n 's/^Status: //p' <<< "$out"); status=${status:-error}
   obj=$(sed -n 's/^Objective: //p' <<< "$out"); iters=$(sed -n 's/^Iterations: //p' <<< "$out")
   t=$(sed -n 's/^Time: //p' <<< "$out")
