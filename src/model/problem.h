@@ -201,6 +201,25 @@ struct Problem {
 
 namespace qvn {
 
+// Limits [lo, up] of row i's activity a_i x from its sense, right-hand side
+// and range; an open side is the infinity.
+inline void rowActivityLimits(const LpData &d, int i, double &lo, double &up) {
+  lo = -kInfinity, up = kInfinity;
+  const double rhs = d.rhs[i];
+  switch (d.sense[i]) {
+  case 'L': up = rhs; break;
+  case 'G': lo = rhs; break;
+  case 'E': lo = up = rhs; break;
+  case 'R': {
+    const double r = d.rangeValue.empty() ? 0.0 : d.rangeValue[i];
+    lo = r >= 0 ? rhs : rhs + r;
+    up = r >= 0 ? rhs + r : rhs;
+    break;
+  }
+  default: break;
+  }
+}
+
 bool checkProblemFast(const Problem *lp);
 // May replace lp by the held fixed problem of a fixed-type handle.
 bool checkProblem(const Problem **lp);

@@ -212,7 +212,7 @@ void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &i
   if (out.rowStatus)
     for (int i = 0; i < m; ++i) {
       double lo, up;
-      rowLimits(dt, i, lo, up);
+      rowActivityLimits(dt, i, lo, up);
       const int st = rp.rowStat[i];
       out.rowStatus[i] = st == kStBasic ? kStBasic : lo == up ? kStLower : sideOf(act[i], lo, up);
     }

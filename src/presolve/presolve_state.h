@@ -127,8 +127,6 @@ namespace qvn {
 
 // Working copy helpers (work_matrix.cpp).
 void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s);
-// Limits lo <= a_i x <= up of row i of the model (infinite sides at 1e20).
-void rowLimits(const LpData &d, int i, double &lo, double &up);
 void markRow(PresolveState &s, int i);
 void markCol(PresolveState &s, int j);
 void removeRow(PresolveState &s, int i);

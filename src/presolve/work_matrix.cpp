@@ -51,30 +51,13 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
       ++s.rowLive[i];
     }
   }
-  for (int i = 0; i < m; ++i) rowLimits(d, i, s.rowLower[i], s.rowUpper[i]);
+  for (int i = 0; i < m; ++i) rowActivityLimits(d, i, s.rowLower[i], s.rowUpper[i]);
   s.origLower = s.colLower;
   s.origUpper = s.colUpper;
   for (int i = 0; i < m; ++i) markRow(s, i);
   for (int j = 0; j < n; ++j) markCol(s, j);
 }
 
-void rowLimits(const LpData &d, int i, double &lo, double &up) {
-  lo = -kPreInf;
-  up = kPreInf;
-  const double rhs = d.rhs[i];
-  switch (d.sense[i]) {
-  case 'L': up = rhs; break;
-  case 'G': lo = rhs; break;
-  case 'E': lo = up = rhs; break;
-  case 'R': {
-    const double r = d.rangeValue.empty() ? 0.0 : d.rangeValue[i];
-    lo = r >= 0 ? rhs : rhs + r;
-    up = r >= 0 ? rhs + r : rhs;
-    break;
-  }
-  default: break;
-  }
-}
 
 void markRow(PresolveState &s, int i) {
   if (s.rowMarked[i] || s.rowLive[i] < 0) return;

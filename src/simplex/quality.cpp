@@ -15,22 +15,6 @@ bool hasSolution(const Problem *lp) {
   return lp->solution && lp->solution->primalComputed && lp->status > 0 && !isMipType(lp->probType);
 }
 
-// Row limits [lo, up] of the activity a_i x.
-void rowLimits(const LpData &d, int i, double &lo, double &up) {
-  lo = -kInfinity, up = kInfinity;
-  const double rhs = d.rhs[i];
-  switch (d.sense[i]) {
-  case 'L': up = rhs; break;
-  case 'G': lo = rhs; break;
-  case 'E': lo = up = rhs; break;
-  default: {
-    const double r = d.rangeValue.empty() ? 0.0 : d.rangeValue[i];
-    lo = r >= 0 ? rhs : rhs + r;
-    up = r >= 0 ? rhs + r : rhs;
-  }
-  }
-}
-
 // Positive above the upper limit, negative below the lower one, else 0.
 double violation(double v, double lo, double up) { return v > up ? v - up : v < lo ? v - lo : 0.0; }
 
@@ -87,7 +71,7 @@ Quality measure(const Problem *lp) {
   }
   for (int i = 0; i < m; ++i) {
     double lo, up;
-    rowLimits(d, i, lo, up);
+    rowActivityLimits(d, i, lo, up);
     const double v = std::fabs(violation(act[i], lo, up));
     keep(1, v, n + i);
     q.value[9] += v;
@@ -144,7 +128,7 @@ QVN_API int QVNgetrowinfeas(QVNCENVptr env, QVNCLPptr lp, const double *x, doubl
                       activities(d, point, act);
                       for (int i = begin; i <= end; ++i) {
                         double lo, up;
-                        rowLimits(d, i, lo, up);
+                        rowActivityLimits(d, i, lo, up);
                         out[i - begin] = violation(act[i], lo, up);
                       }
                     });

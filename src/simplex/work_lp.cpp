@@ -50,20 +50,8 @@ void buildWorkLp(const LpData &d, WorkLp &w) {
     w.upper[j] = d.upperBound[j] >= kInfinity ? kInfinity : d.upperBound[j];
   }
   for (int i = 0; i < m; ++i) {
-    double lo = -kInfinity, up = kInfinity;
-    const double rhs = d.rhs[i];
-    switch (d.sense[i]) {
-    case 'L': up = rhs; break;
-    case 'G': lo = rhs; break;
-    case 'E': lo = up = rhs; break;
-    case 'R': {
-      const double range = d.rangeValue.empty() ? 0.0 : d.rangeValue[i];
-      lo = range >= 0 ? rhs : rhs + range;
-      up = range >= 0 ? rhs + range : rhs;
-      break;
-    }
-    default: break;
-    }
+    double lo, up;
+    rowActivityLimits(d, i, lo, up);
     w.lower[n + i] = lo;
     w.upper[n + i] = up;
   }
