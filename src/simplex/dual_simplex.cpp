@@ -18,12 +18,17 @@ struct Candidate {
   double ratio;  // dj / alpha, the dual step at which dj reaches zero
 };
 
+// Primal infeasibility the last steps of a run remove.
+constexpr double kTightPrimalTol = 1e-9;
+
 struct DualWork {
   EnvVector<Candidate> candidates;
   EnvVector<int> flipped;
   EnvVector<double> savedLower, savedUpper;
   EnvVector<char> banned;  // rows refused as leaving rows until the next factorization
   int degenerateRun = 0;   // iterations since the dual objective last moved
+  bool tightened = false;  // the primal tolerance was cut for the last steps
+  double savedPrimalTol = 0.0;
   bool perturbed = false;
   bool anyBanned = false;
   int unbanRounds = 0;
@@ -240,6 +245,15 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
         fresh = true;
         continue;
       }
+      if (phase == 2 && !w.tightened && maxPrimalInfeasibility(e) > kTightPrimalTol) {
+        // Infeasibilities inside the tolerance can still cost objective where
+        // duals are large: remove them with a tight tolerance.
+        w.tightened = true;
+        w.savedPrimalTol = e.primalTol;
+        e.primalTol = kTightPrimalTol;
+        continue;
+      }
+      if (w.tightened) e.primalTol = w.savedPrimalTol, w.tightened = false;
       return kRunOptimal;
     }
 
@@ -431,7 +445,9 @@ int runDualSimplex(SimplexEngine &e) {
   computePrimal(e);
   logDual(e, 2);
   if (e.env->generalParams->perind == 1) perturbCosts(e, w);
+  const double primalTol = e.primalTol;  // the last steps may tighten it
   const int status = dualIterate(e, w, 2);
+  e.primalTol = primalTol;
   logDual(e, 2);
   return status;
 }

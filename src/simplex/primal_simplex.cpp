@@ -18,6 +18,8 @@ struct PrimalWork {
   EnvVector<double> baseLower, baseUpper;
   bool perturbed = false;
   int perturbations = 0;
+  bool tightened = false;  // the optimality tolerance was cut for the last steps
+  double savedDualTol = 0.0;
   int degenerateRun = 0;  // iterations since the objective last moved
 };
 
@@ -233,7 +235,9 @@ int rebuild(SimplexEngine &e) {
 
 } // namespace
 
-int runPrimalSimplex(SimplexEngine &e) {
+namespace {
+
+int primalLoop(SimplexEngine &e) {
   const WorkLp &lp = *e.lp;
   PrimalWork w;
   w.baseLower.assign(lp.lower.begin(), lp.lower.end());
@@ -269,6 +273,21 @@ int runPrimalSimplex(SimplexEngine &e) {
         QVN_TRY(refresh());
         continue;
       }
+      if (!w.perturbed && phase == 2 && !w.tightened) {
+        // Reduced costs inside the tolerance can still leave objective on the
+        // table where values are large: finish with a tight one.
+        const double saved = e.dualTol;
+        e.dualTol = kCleanTol;
+        const bool exact = dualInfeasibility(e, false) == 0.0;
+        if (exact) {
+          e.dualTol = saved;
+        } else {
+          w.tightened = true;
+          w.savedDualTol = saved;
+          continue;
+        }
+      }
+      if (w.tightened) e.dualTol = w.savedDualTol;
       if (!w.perturbed) return phase == 1 ? kRunInfeasible : kRunOptimal;
       // No candidate on moved bounds proves nothing: restore them. Only an
       // unperturbed phase 1 can prove infeasibility.
@@ -393,6 +412,15 @@ int runPrimalSimplex(SimplexEngine &e) {
       }
     }
   }
+}
+
+} // namespace
+
+int runPrimalSimplex(SimplexEngine &e) {
+  const double dualTol = e.dualTol;  // the last steps may tighten it
+  const int status = primalLoop(e);
+  e.dualTol = dualTol;
+  return status;
 }
 
 } // namespace qvn
