@@ -48,17 +48,19 @@ protected:
   }
 };
 
-TEST_F(LpSolve, ProductionPlanMaximization) {
-  // max 3x1 + 2x2 + 4x3, x1+x2+2x3 <= 4, 2x1+3x3 <= 5, 2x1+x2+3x3 >= 2, 0 <= x <= 10.
-  // Optimum 10.5 at x = (2.5, 1.5, 0).
+// max 3x1 + 2x2 + 4x3, x1+x2+2x3 <= 4, 2x1+3x3 <= 5, 2x1+x2+3x3 >= 2, 0 <= x <= 10.
+// Optimum 10.5 at x = (2.5, 1.5, 0), activities (4, 5, 6.5).
+LpModel productionPlan() {
   LpModel m;
   m.objSense = QVN_MAX;
   m.addRow('L', 4), m.addRow('L', 5), m.addRow('G', 2);
   m.addCol(3, 0, 10, {{0, 1}, {1, 2}, {2, 2}});
   m.addCol(2, 0, 10, {{0, 1}, {2, 1}});
   m.addCol(4, 0, 10, {{0, 2}, {1, 3}, {2, 3}});
-  solveBoth(m, QVN_STAT_OPTIMAL, 10.5);
+  return m;
 }
+
+TEST_F(LpSolve, ProductionPlanMaximization) { solveBoth(productionPlan(), QVN_STAT_OPTIMAL, 10.5); }
 
 TEST_F(LpSolve, InfeasibleAndUnbounded) {
   // The loops' own proofs: presolve would settle some of these as status 4.
@@ -235,14 +237,7 @@ TEST_F(LpSolve, LimitsAndRejectedProblemTypes) {
 namespace {
 
 TEST_F(LpSolve, ActivitiesInfeasibilitiesAndQuality) {
-  // max 3x1 + 2x2 + 4x3 (the production plan): optimum x = (2.5, 1.5, 0),
-  // activities (4, 5, 6.5) against limits <= 4, <= 5, >= 2.
-  LpModel m;
-  m.objSense = QVN_MAX;
-  m.addRow('L', 4), m.addRow('L', 5), m.addRow('G', 2);
-  m.addCol(3, 0, 10, {{0, 1}, {1, 2}, {2, 2}});
-  m.addCol(2, 0, 10, {{0, 1}, {2, 1}});
-  m.addCol(4, 0, 10, {{0, 2}, {1, 3}, {2, 3}});
+  const LpModel m = productionPlan();
   int status = 0;
   QVNLPptr lp = QVNcreateprob(env, &status, "quality");
   ASSERT_EQ(m.load(env, lp), 0);
