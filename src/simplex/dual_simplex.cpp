@@ -28,7 +28,7 @@ struct DualWork {
   EnvVector<char> banned;  // rows refused as leaving rows until the next factorization
   int degenerateRun = 0;   // iterations since the dual objective last moved
   bool tightened = false;  // the primal tolerance was cut for the last steps
-  int tightenedAt = 0;
+  int tightenedAt = -1;  // iteration the tight finish began; -1 once it is over
   double savedPrimalTol = 0.0;
   bool perturbed = false;
   bool anyBanned = false;
@@ -205,11 +205,11 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
   const bool limitSet = objectiveLimitSet(e, true);
   for (;;) {
     if (int s = checkLimits(e)) return s;
-    if (w.tightened && e.iterations - w.tightenedAt > std::max(100, e.m / 20)) {
+    if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(100, e.m / 20)) {
       // The tight finish must stay short; degenerate models can circle in it.
       // Back at the working tolerance the run goes on as before.
       e.primalTol = w.savedPrimalTol;
-      w.tightenedAt = e.iterations + 2100000000 / 2;
+      w.tightenedAt = -1;
     }
     // The dual objective of an unshifted phase 2 only rises: past the limit,
     // no better point exists.

@@ -19,7 +19,7 @@ struct PrimalWork {
   bool perturbed = false;
   int perturbations = 0;
   bool tightened = false;  // the optimality tolerance was cut for the last steps
-  int tightenedAt = 0;
+  int tightenedAt = -1;  // iteration the tight finish began; -1 once it is over
   double savedDualTol = 0.0;
   int degenerateRun = 0;  // iterations since the objective last moved
 };
@@ -263,10 +263,10 @@ int primalLoop(SimplexEngine &e) {
   const bool limitSet = objectiveLimitSet(e, false);
   for (;;) {
     if (int s = checkLimits(e)) return s;
-    if (w.tightened && e.iterations - w.tightenedAt > std::max(100, e.m / 20)) {
+    if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(100, e.m / 20)) {
       // The tight finish must stay short; degenerate models can circle in it.
       e.dualTol = w.savedDualTol;
-      w.tightenedAt = e.iterations + 2100000000 / 2;
+      w.tightenedAt = -1;
     }
     if (limitSet && phase == 2 && !w.perturbed && objectiveLimitPassed(e, false)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
