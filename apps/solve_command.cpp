@@ -91,7 +91,9 @@ int setParam(QVNENVptr env, const std::string &setting, std::string &message) {
   const size_t eq = setting.find('=');
   const std::string name = setting.substr(0, eq), text = setting.substr(eq + 1);
   int number = 0;
-  if (QVNgetparamnum(env, name.c_str(), &number) != 0) {
+  // The prefix may be left out: PREIND names QVN_PARAM_PREIND.
+  if (QVNgetparamnum(env, name.c_str(), &number) != 0 &&
+      QVNgetparamnum(env, ("QVN_PARAM_" + name).c_str(), &number) != 0) {
     double n = 0;
     if (!parseNumber(name.c_str(), n)) {
       message = "unknown parameter '" + name + "'";
@@ -184,8 +186,8 @@ const char *solveUsageText() {
          "                                   primal feasible start exists)\n"
          "    --time-limit S                 stop after S seconds of wall time\n"
          "    --iteration-limit N            stop after N simplex iterations\n"
-         "    --param NAME=VALUE             set a parameter by name (QVN_PARAM_...) or number;\n"
-         "                                   may be repeated\n"
+         "    --param NAME=VALUE             set a parameter by name (QVN_PARAM_PREIND,\n"
+         "                                   or PREIND) or number; may be repeated\n"
          "    --params FILE.prm              read a parameter file first\n"
          "    --solution FILE                write status, values, slacks, duals and reduced costs\n"
          "    --quiet                        no iteration log, only the summary\n"

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "simplex/implied_boxes.h"
 #include "simplex/loops.h"
 
 namespace qvn {
@@ -31,6 +32,7 @@ struct DualWork {
   int tightenedAt = -1;  // iteration the tight finish began; -1 once it is over
   double savedPrimalTol = 0.0;
   bool perturbed = false;
+  double ratioTol = 0.0;  // Harris relaxation of the ratio test
   bool anyBanned = false;
   int unbanRounds = 0;
 };
@@ -81,7 +83,7 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
     double thetaMax = kInfinity;
     for (size_t k = 0; k < live; ++k) {
       const Candidate &c = w.candidates[k];
-      const double relaxed = (e.dj[c.j] + (c.alpha > 0 ? e.dualTol : -e.dualTol)) / c.alpha;
+      const double relaxed = (e.dj[c.j] + (c.alpha > 0 ? w.ratioTol : -w.ratioTol)) / c.alpha;
       thetaMax = std::min(thetaMax, relaxed);
     }
     // The group of breakpoints within the relaxed step; its largest pivot wins.
@@ -193,6 +195,9 @@ void perturbCosts(SimplexEngine &e, DualWork &w) {
   }
   e.costsShifted = true;
   w.perturbed = true;
+  // The relaxation of the ratio test must stay well below the perturbation,
+  // or it would take back the ties that the perturbation breaks.
+  if (magnitude < 1000.0 * e.dualTol) w.ratioTol = 0.001 * magnitude;
   if (e.display > 0) QVNmsg(e.env->resultsChannel, "Perturbation started.\n");
 }
 
@@ -434,10 +439,9 @@ void initDualWeights(SimplexEngine &e, bool computed) {
   hvClear(rho);
 }
 
-} // namespace
-
-int runDualSimplex(SimplexEngine &e) {
+int dualLoop(SimplexEngine &e) {
   DualWork w;
+  w.ratioTol = e.dualTol;
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   if (e.dualPricing < 0 || e.dualPricing > 5) return QVNERR_PRIIND;
   QVN_TRY(rebuild(e, w));
@@ -457,6 +461,21 @@ int runDualSimplex(SimplexEngine &e) {
   const int status = dualIterate(e, w, 2);
   e.primalTol = primalTol;
   logDual(e, 2);
+  return status;
+}
+
+} // namespace
+
+int runDualSimplex(SimplexEngine &e) {
+  ImpliedBoxes boxes;
+  boxByImpliedBounds(e, boxes);
+  int status = dualLoop(e);
+  if (restoreImpliedBoxes(e, boxes) && status == kRunOptimal) {
+    // A nonbasic variable rested on an implied bound after all: from its
+    // real bound the loop finishes with the real bounds.
+    computePrimal(e);
+    status = dualLoop(e);
+  }
   return status;
 }
 

@@ -2,6 +2,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/basis_factor.cpp
   src/simplex/dual_simplex.cpp
   src/simplex/engine.cpp
+  src/simplex/implied_boxes.cpp
   src/simplex/norms_api.cpp
   src/simplex/optimizer.cpp
   src/simplex/primal_simplex.cpp

@@ -120,6 +120,27 @@ TEST_F(LpSolve, DegenerateVertexWithManyTightRows) {
   solveBoth(m, QVN_STAT_OPTIMAL, 2.0);
 }
 
+TEST_F(LpSolve, VariablesBoundedOnlyThroughRows) {
+  // The costs push every variable towards a limit that only the rows set,
+  // through a chain: x0 <= 3, x1 <= x0 + 1, x2 >= -2, x3 = 5 - x1 - x2 >= ...
+  // min -x0 - x1 + x2 - x3 with x0, x1, x2 free, x3 >= 0 and
+  //  r0: x0 <= 3, r1: x1 - x0 <= 1, r2: x2 >= -2, r3: x1 + x2 + x3 <= 5.
+  // x0 = 3, x1 = 4, x2 = -2, x3 = 3: objective -3 - 4 - 2 - 3 = -12.
+  // Presolve would settle this chain before the loops see it.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+  LpModel m;
+  m.addRow('L', 3), m.addRow('L', 1), m.addRow('G', -2), m.addRow('L', 5);
+  m.addCol(-1, -kInf, kInf, {{0, 1}, {1, -1}});
+  m.addCol(-1, -kInf, kInf, {{1, 1}, {3, 1}});
+  m.addCol(1, -kInf, kInf, {{2, 1}, {3, 1}});
+  m.addCol(-1, 0, kInf, {{3, 1}});
+  solveBoth(m, QVN_STAT_OPTIMAL, -12.0);
+  // The same rows without the one that bounds x3's row from above: unbounded.
+  LpModel open = m;
+  open.sense[3] = 'G';
+  solveBoth(open, QVN_STAT_UNBOUNDED);
+}
+
 TEST_F(LpSolve, NoConstraintsUsesBoundsOnly) {
   LpModel m;
   m.addCol(2, -3, 4);
