@@ -394,6 +394,9 @@ int primalLoop(SimplexEngine &e) {
     updatePrimalWeights(e, q, alphaQ);
     for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
     updateFactor(e.factor, r, alphaR);
+    // The pivot from the row and from the column must agree; when the factors
+    // have drifted apart from the basis, the next iteration starts afresh.
+    if (std::fabs(alphaQ - alphaR) > 1e-7 * std::max(1.0, std::fabs(alphaR))) e.factor.mustRefactor = true;
     changeBasis(e, q, r, leaveMove);
     e.x[leaving] = leaveValue;
     e.dj[leaving] = -thetaD;
@@ -424,6 +427,7 @@ int primalLoop(SimplexEngine &e) {
 } // namespace
 
 int runPrimalSimplex(SimplexEngine &e) {
+  e.factor.lu->pivotsChecked = false;
   const double dualTol = e.dualTol;  // the last steps may tighten it
   const int status = primalLoop(e);
   e.dualTol = dualTol;

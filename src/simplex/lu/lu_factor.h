@@ -102,6 +102,7 @@ struct LuFactor {
   int64_t factorNz = 0;       // nonzeros of L and U at the last factorization
   double denseThreshold = 0.6;
   bool compressMode = false;
+  bool pivotsChecked = false;  // the user verifies each pivot itself: growth may run further
   bool lIsColumnOnly = false;
   double rowMultiplier = 3.0, colMultiplier = 3.0;
   double markowitzWork = 0.01;

@@ -17,6 +17,16 @@ template <class Real> constexpr double kLuSpikeGrowthLimit = sizeof(Real) > size
 // Largest row eta multiplier before a cycle ends; extended precision affords more.
 template <class Real> constexpr double kLuEtaGrowthLimit = sizeof(Real) > sizeof(double) ? 1e4 : 1e3;
 
+// A user that checks every pivot against a second computation (the simplex
+// loops compare the pivot of the row with that of the column, and refactor
+// when they drift apart) ends a cycle only on extreme growth: ending it on
+// moderate growth cost pilot-like models a factorization every dozen updates.
+constexpr double kLuCheckedGrowthFactor = 1e4;
+
+double growthLimit(const LuFactor &f, double strict) {
+  return f.pivotsChecked ? strict * kLuCheckedGrowthFactor : strict;
+}
+
 // Removes entry `id` from line `line` of a file, keeping the values aligned.
 template <class Real> void removeFromLine(LineFile &file, EnvVector<Real> &values, int line, int id) {
   const int start = file.start[line];
@@ -166,7 +176,7 @@ template <class Real> int updateBody(LuFactor &f, int p, double alpha) {
   const Real expected = Real(alpha) * oldPivot;
   const Real scale = std::max(luAbs(pivot), luAbs(expected));
 
-  const bool grown = f.spikeMax > kLuSpikeGrowthLimit<Real> * f.spikeInputMax;
+  const bool grown = f.spikeMax > growthLimit(f, kLuSpikeGrowthLimit<Real>) * f.spikeInputMax;
   if (luAbs(pivot) <= tiny || luAbs(pivot - expected) > Real(1e-8) * scale || grown) {
     f.valid = false;
     f.needFactorFlag = true;
@@ -175,7 +185,7 @@ template <class Real> int updateBody(LuFactor &f, int p, double alpha) {
   }
   // Large multipliers in the row eta amplify rounding in every later solve: the
   // update stands, but this cycle ends.
-  if (largestMultiplier > Real(kLuEtaGrowthLimit<Real>)) {
+  if (largestMultiplier > Real(growthLimit(f, kLuEtaGrowthLimit<Real>))) {
     f.needFactorFlag = true;
     f.factorReason = kLuReasonGrowth;
   }
