@@ -8,6 +8,7 @@
 
 #include "simplex/implied_boxes.h"
 #include "simplex/loops.h"
+#include "simplex/progress.h"
 
 namespace qvn {
 
@@ -27,11 +28,13 @@ struct DualWork {
   EnvVector<int> flipped;
   EnvVector<double> savedLower, savedUpper;
   EnvVector<char> banned;  // rows refused as leaving rows until the next factorization
-  int degenerateRun = 0;   // iterations since the dual objective last moved
   bool tightened = false;  // the primal tolerance was cut for the last steps
   int tightenedAt = -1;  // iteration the tight finish began; -1 once it is over
   double savedPrimalTol = 0.0;
   bool perturbed = false;
+  int perturbations = 0;
+  double magnitude = 0.0;  // of the last cost perturbation
+  ProgressState progress;
   double ratioTol = 0.0;  // Harris relaxation of the ratio test
   bool anyBanned = false;
   int unbanRounds = 0;
@@ -121,11 +124,20 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
   return -1;
 }
 
+// The dual objective of the working costs: what both phases raise.
+double dualMerit(const SimplexEngine &e) {
+  double s = 0.0;
+  for (int j = 0; j < e.nt; ++j)
+    if (e.x[j] != 0.0) s += e.cost[j] * e.x[j];
+  return s;
+}
+
 void logDual(SimplexEngine &e, int phase) {
   if (!logLineDue(e)) return;
   if (phase == 1)
-    QVNmsg(e.env->resultsChannel, "Iteration: %5d   Dual infeasibility = %20.6f\n", e.iterations,
-           dualInfeasibility(e, true));
+    // Over the artificial boxes the dual objective is minus the sum of the
+    // reduced cost violations.
+    QVNmsg(e.env->resultsChannel, "Iteration: %5d   Dual infeasibility = %20.6f\n", e.iterations, -dualMerit(e));
   else
     QVNmsg(e.env->resultsChannel, "Iteration: %5d   Dual objective     = %20.6f\n", e.iterations,
            e.lp->sense * objectiveValue(e) + e.lp->offset);
@@ -180,15 +192,16 @@ void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
   weight[r] = std::max(g / (alphaR * alphaR), 1e-4);
 }
 
-// Moves the costs of nonbasic structurals and logicals away from zero reduced
-// cost by small random amounts in the direction that keeps them dual
-// feasible, so that ties in the ratio test, the cause of stalling, go away.
-// The caller's clean-up restores the real costs (costsShifted).
+// Moves the costs of nonbasic variables away from zero reduced cost by small
+// random amounts in the direction that keeps them dual feasible, so that ties
+// in the ratio test, the cause of stalling, go away. The caller's clean-up
+// restores the real costs (costsShifted). A repeated perturbation is smaller.
 void perturbCosts(SimplexEngine &e, DualWork &w) {
-  const double magnitude = e.env->generalParams->epper;
+  if (w.perturbations == 0) w.magnitude = e.env->generalParams->epper;
+  const double size = perturbationSize(w.magnitude, ++w.perturbations);
   for (int j = 0; j < e.nt; ++j) {
     if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j] || e.move[j] == kAtZero) continue;
-    const double p = (1.0 + nextRandom(e.env)) * magnitude;
+    const double p = nextRandom(e.env) * size;
     const double signedP = e.move[j] == kAtUpper ? -p : p;
     e.cost[j] += signedP;
     e.dj[j] += signedP;
@@ -197,13 +210,15 @@ void perturbCosts(SimplexEngine &e, DualWork &w) {
   w.perturbed = true;
   // The relaxation of the ratio test must stay well below the perturbation,
   // or it would take back the ties that the perturbation breaks.
-  if (magnitude < 1000.0 * e.dualTol) w.ratioTol = 0.001 * magnitude;
-  if (e.display > 0) QVNmsg(e.env->resultsChannel, "Perturbation started.\n");
+  if (size < 1000.0 * e.dualTol) w.ratioTol = std::min(w.ratioTol, 0.001 * size);
+  if (e.display > 0)
+    QVNmsg(e.env->resultsChannel, w.perturbations == 1 ? "Perturbation started.\n" : "Reperturbation started.\n");
 }
+
 
 // Iterates until no primal infeasibility is left or a limit is hit.
 int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
-  const int trigger = e.env->generalParams->perlim > 0 ? e.env->generalParams->perlim : (e.n < 1000 ? 50 : 100);
+  progressStart(w.progress, e.env->generalParams->perlim, e.m, e.n, true, e.iterations, phase, dualMerit(e));
   const double *weight = e.dualWeights.data();
   bool fresh = true;
   int sinceLog = 0;
@@ -318,7 +333,6 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
       thetaD = 0.0;
     }
     const int leaving = e.head[r];
-    w.degenerateRun = thetaD != 0.0 ? 0 : w.degenerateRun + 1;
     if (thetaD != 0.0) {
       const HVector &row = e.rowAlpha;
       for (int k = 0; k < row.count; ++k) {
@@ -370,7 +384,20 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     ++e.iterations;
     if (phase == 1) ++e.phase1Iterations;
     fresh = false;
-    if (phase == 2 && !w.perturbed && w.degenerateRun > trigger) perturbCosts(e, w);
+    const ProgressAction action =
+        progressCheck(w.progress, e.iterations, phase, w.perturbed, [&] { return dualMerit(e); });
+    if (action == ProgressAction::kPerturb) {
+      perturbCosts(e, w);
+      progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, dualMerit(e));
+    } else if (action == ProgressAction::kStall) {
+      // Still no progress under perturbation: start again from fresh values
+      // with new perturbed costs.
+      QVN_TRY(rebuild(e, w));
+      if (flipBoxedToDualFeasible(e)) computePrimal(e);
+      fresh = true;
+      perturbCosts(e, w);
+      progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, dualMerit(e));
+    }
   }
 }
 
