@@ -119,19 +119,36 @@ template <class Real> struct Eliminator {
   }
 
   // Row i loses its entry in the pivot column and gets the pivot row times -l:
-  // matched entries change in place, the rest enters as fill.
+  // matched entries change in place (and leave both files when they cancel),
+  // the rest enters as fill. One pass does the matching, the cancellation and
+  // the search for the row's largest magnitude, which goes first.
   void updateRow(int i, Real l, int64_t uStart, int uCount, int pivotMark) {
     int start = f.rowFile.start[i];
     int count = f.rowFile.count[i];
     const int seen = nextStamp(f);
     int matched = 0;
-    for (int q = start; q < start + count; ++q) {
+    int best = -1;  // offset of the largest magnitude in the row
+    Real bestAbs = 0;
+    const Real tie = Real(1.0 + 1e-10);
+    for (int q = start; q < start + count;) {
       const int j = f.rowFile.index[q];
       if (f.colMark[j] == pivotMark) {
-        v.activeValue[q] -= l * v.workCols[j];
         f.lineWork[j] = seen;
         ++matched;
+        const Real a = v.activeValue[q] - l * v.workCols[j];
+        if (luAbs(a) < drop) {
+          removeFromPattern(j, i);
+          --count;
+          f.rowFile.index[q] = f.rowFile.index[start + count];
+          v.activeValue[q] = v.activeValue[start + count];
+          --f.activeNz;
+          continue;
+        }
+        v.activeValue[q] = a;
       }
+      const Real mag = luAbs(v.activeValue[q]);
+      if (best < 0 || mag > bestAbs * tie) best = q - start, bestAbs = mag;
+      ++q;
     }
     const int fill = uCount - matched;
     if (fill > 0) {
@@ -141,31 +158,23 @@ template <class Real> struct Eliminator {
         const int j = f.uRows.index[q];
         if (f.lineWork[j] == seen) continue;
         const Real a = -l * v.workCols[j];
-        if (luAbs(a) < drop) continue;
+        const Real mag = luAbs(a);
+        if (mag < drop) continue;
         f.rowFile.index[start + count] = j;
         v.activeValue[start + count] = a;
+        if (best < 0 || mag > bestAbs * tie) best = count, bestAbs = mag;
         ++count;
         lineMakeRoom<Real>(f.colFile, static_cast<EnvVector<Real> *>(nullptr), j, 1, m, f.sortWork,
                            &f.colMultiplier);
         f.colFile.index[f.colFile.start[j] + f.colFile.count[j]++] = i;
         ++f.activeNz;
       }
-      f.rowFile.count[i] = count;
-    }
-    // Cancellation: drop what became negligible, from both files.
-    for (int q = start; q < start + count;) {
-      if (luAbs(v.activeValue[q]) < drop) {
-        removeFromPattern(f.rowFile.index[q], i);
-        --count;
-        f.rowFile.index[q] = f.rowFile.index[start + count];
-        v.activeValue[q] = v.activeValue[start + count];
-        --f.activeNz;
-      } else {
-        ++q;
-      }
     }
     f.rowFile.count[i] = count;
-    restoreRowMax(i);
+    if (best > 0) {
+      std::swap(f.rowFile.index[start + best], f.rowFile.index[start]);
+      std::swap(v.activeValue[start + best], v.activeValue[start]);
+    }
   }
 
   void eliminate(int r, int c) {
