@@ -610,6 +610,11 @@ QVN_API int QVNgetpnorms(QVNCENVptr env, QVNCLPptr lp, double *cnorm, double *rn
 QVN_API int QVNcopypnorms(QVNCENVptr env, QVNLPptr lp, const double *cnorm, const double *rnorm, int len);
 QVN_API void QVNkilldnorms(QVNLPptr lp);
 QVN_API void QVNkillpnorms(QVNLPptr lp);
+/* Dual pricing weights that rows not in the problem would have if added to the
+   held basis. Row r has the entries rowStart[r] .. rowStart[r+1]-1 of colIndex
+   and coefValue, so rowStart holds rowCount + 1 entries. */
+QVN_API int QVNgetweight(QVNCENVptr env, QVNCLPptr lp, int rowCount, const int *rowStart, const int *colIndex,
+                         const double *coefValue, double *weight, int dpriind);
 
 /* ---- Presolve and crush ----------------------------------------------- */
 QVN_API int QVNpresolve(QVNCENVptr env, QVNLPptr lp, int method);

@@ -10,6 +10,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/quality.cpp
   src/simplex/scaling.cpp
   src/simplex/solution.cpp
+  src/simplex/weights_api.cpp
   src/simplex/work_lp.cpp
   src/simplex/lu/factor_build.cpp
   src/simplex/lu/factor_loop.cpp

@@ -44,7 +44,9 @@ protected:
     if (expectStatus != QVN_STAT_OPTIMAL) return;
     EXPECT_NEAR(p.objective, d.objective, 1e-9 * std::max(1.0, std::fabs(d.objective)));
     EXPECT_NEAR(a.objective, d.objective, 1e-9 * std::max(1.0, std::fabs(d.objective)));
-    if (!std::isnan(expectObj)) EXPECT_NEAR(d.objective, expectObj, 1e-9 * std::max(1.0, std::fabs(expectObj)));
+    if (!std::isnan(expectObj)) {
+      EXPECT_NEAR(d.objective, expectObj, 1e-9 * std::max(1.0, std::fabs(expectObj)));
+    }
   }
 };
 
