@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "simplex/dual_pricing.h"
 #include "simplex/implied_boxes.h"
 #include "simplex/loops.h"
 #include "simplex/progress.h"
@@ -152,46 +153,6 @@ int rebuild(SimplexEngine &e, DualWork &w) {
   return 0;
 }
 
-// Updates the row weights after a pivot on row r: the exact steepest-edge
-// recursion needs tau = B^{-1} rho_r, the simple (devex) one does not.
-void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
-  const int kind = e.dualPricing;
-  if (kind == 1) return;
-  double *weight = e.dualWeights.data();
-  const HVector &rho = e.rowRho, &col = e.column;
-  double g = 0.0;  // ||rho_r||^2, the exact weight of the leaving row
-  for (int k = 0; k < rho.count; ++k) g += rho.array[rho.index[k]] * rho.array[rho.index[k]];
-  const bool devex = kind == 5;
-  if (weight[r] > (devex ? 10.0 : 1000.0) * g) {
-    // The stored weight is far off: start the weights afresh.
-    std::fill(e.dualWeights.begin(), e.dualWeights.end(), 1.0);
-    weight[r] = g / (alphaR * alphaR);
-    return;
-  }
-  if (devex) {
-    for (int k = 0; k < col.count; ++k) {
-      const int pos = col.index[k];
-      if (pos == r) continue;
-      const double f = col.array[pos] / alphaR;
-      weight[pos] = std::max(weight[pos], f * f * g);
-    }
-  } else {
-    HVector &tau = e.tau;
-    hvClear(tau);
-    for (int k = 0; k < rho.count; ++k) tau.array[rho.index[k]] = rho.array[rho.index[k]];
-    tau.count = -1;
-    ftran(e.factor, tau);
-    for (int k = 0; k < col.count; ++k) {
-      const int pos = col.index[k];
-      if (pos == r) continue;
-      const double f = col.array[pos] / alphaR;
-      weight[pos] = std::max(weight[pos] + f * f * g - 2.0 * f * tau.array[pos], 1e-4);
-    }
-    hvClear(tau);
-  }
-  weight[r] = std::max(g / (alphaR * alphaR), 1e-4);
-}
-
 // Moves the costs of nonbasic variables away from zero reduced cost by small
 // random amounts in the direction that keeps them dual feasible, so that ties
 // in the ratio test, the cause of stalling, go away. The caller's clean-up
@@ -235,6 +196,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     // no better point exists.
     if (limitSet && phase == 2 && !e.costsShifted && objectiveLimitPassed(e, true)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
+      dualPricingAtFactor(e);
       QVN_TRY(rebuild(e, w));
       if (flipBoxedToDualFeasible(e)) computePrimal(e);
       fresh = true;
@@ -442,40 +404,13 @@ int dualPhase1(SimplexEngine &e, DualWork &w) {
   return dualInfeasibility(e, true) > 0 ? kRunUnbounded : 0;
 }
 
-// Weights of the current basis for the pricing kind in force: computed row
-// norms of B^{-1} (kinds 0, 2, 3 without a start), or 1.0.
-void initDualWeights(SimplexEngine &e, bool computed) {
-  e.dualWeights.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 1.0);
-  e.dualWeightsValid = true;
-  bool allLogical = true;
-  for (int k = 0; k < e.m && allLogical; ++k) allLogical = e.head[k] >= e.n;
-  if (!computed || allLogical) return;  // a slack basis has unit norms exactly
-  if (e.display > 0) QVNmsg(e.env->resultsChannel, "Initializing dual steep norms . . .\n");
-  HVector &rho = e.rowRho;
-  for (int k = 0; k < e.m; ++k) {
-    if (e.head[k] >= e.n) continue;
-    hvClear(rho);
-    rho.array[k] = 1.0;
-    rho.index[0] = k;
-    rho.count = 1;
-    btran(e.factor, rho);
-    double g = 0.0;
-    for (int t = 0; t < rho.count; ++t) g += rho.array[rho.index[t]] * rho.array[rho.index[t]];
-    e.dualWeights[k] = std::max(g, 1e-4);
-  }
-  hvClear(rho);
-}
-
 int dualLoop(SimplexEngine &e) {
   DualWork w;
   w.ratioTol = e.dualTol;
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
-  if (e.dualPricing < 0 || e.dualPricing > 5) return QVNERR_PRIIND;
+  if (e.dualPricing < 0 || e.dualPricing > kDualPlainThenSteep) return QVNERR_PRIIND;
   QVN_TRY(rebuild(e, w));
-  if (!e.dualWeightsValid) {
-    const int kind = e.dualPricing;
-    initDualWeights(e, (kind == 0 && !e.startGiven) || kind == 2 || kind == 3 || (kind == 5 && !e.startGiven));
-  }
+  initDualPricing(e);
   flipBoxedToDualFeasible(e);
   if (dualInfeasibility(e, true) > 0) {
     const int s = dualPhase1(e, w);

@@ -20,6 +20,19 @@ enum RunStatus {
   kRunNonOptimal = 6, kRunIterLimit = 10, kRunTimeLimit = 11, kRunObjLimit = 12, kRunAborted = 13
 };
 
+// The automatic dual pricing: the exact recursion needs an extra FTRAN per
+// iteration, the simple one does not; sampled work decides between them.
+struct DualSteepState {
+  bool isDevex = false;     // the simple recursion is in force
+  bool fixedMode = true;    // no switching (a network shape, or a kind other than 0)
+  // Sampled work per iteration of the row, tau, column and update steps.
+  double timeRow = 0, timeTau = 0, timeColumn = 0, timeUpdate = 0, timeOther = 0;
+  int countRow = 0, countColumn = 0, countUpdate = 0;
+  double ratios[3] = {0, 0, 0};
+  int ratioCount = 0;
+  int plainUntil = -1;      // internal kind: iteration at which steepest edge starts
+};
+
 struct SimplexEngine {
   Environment *env = nullptr;
   const WorkLp *lp = nullptr;
@@ -56,6 +69,7 @@ struct SimplexEngine {
   EnvVector<double> primalWeights;  // by variable
   bool dualWeightsValid = false, primalWeightsValid = false;
   bool startGiven = false;  // the run began from a held basis
+  DualSteepState dualSteep;
 };
 
 // Sizes the engine for lp and starts the clock.

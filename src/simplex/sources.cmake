@@ -1,5 +1,6 @@
 list(APPEND QUORVAN_SOURCES
   src/simplex/basis_factor.cpp
+  src/simplex/dual_pricing.cpp
   src/simplex/dual_simplex.cpp
   src/simplex/engine.cpp
   src/simplex/implied_boxes.cpp

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "model/problem.h"
+#include "simplex/dual_pricing.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
@@ -218,6 +220,78 @@ TEST_F(Pricing, PerturbationAtTheStartIsLogged) {
     ASSERT_EQ(s.status, QVN_STAT_OPTIMAL);
     ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
     EXPECT_EQ(checkOptimal(m, s), "");
+  }
+}
+
+} // namespace
+
+namespace {
+
+// Engine-level checks of the weight starts that the API cannot see.
+class DualWeightStart : public EnvFixture {
+protected:
+  // Loads m into a fresh problem and builds the computational form of it.
+  void build(const LpModel &m) {
+    int status = 0;
+    lp = QVNcreateprob(env, &status, "weights");
+    ASSERT_EQ(m.load(env, lp), 0);
+    Problem *p = lp;
+    qvn::buildWorkLp(*p->lpData, work);
+    ASSERT_EQ(qvn::engineSetup(engine, env, work), 0);
+    qvn::setSlackBasis(engine);
+    ASSERT_EQ(qvn::refactor(engine), 0);
+  }
+  void TearDown() override {
+    QVNfreeprob(env, &lp);
+    EnvFixture::TearDown();
+  }
+  QVNLPptr lp = nullptr;
+  qvn::WorkLp work;
+  qvn::SimplexEngine engine;
+};
+
+TEST_F(DualWeightStart, NetworkShapeStartsTheSimpleRecursion) {
+  // Two sources, a transshipment node and two sinks: rows are node balances.
+  LpModel net;
+  net.addRow('E', 1), net.addRow('E', 1), net.addRow('E', 0), net.addRow('E', -1), net.addRow('E', -1);
+  const int arcs[][2] = {{0, 2}, {1, 2}, {2, 3}, {2, 4}, {0, 3}};
+  for (auto &a : arcs) net.addCol(1, 0, kInf, {{a[0], 1}, {a[1], -1}});
+  build(net);
+  engine.dualPricing = 0;
+  qvn::initDualPricing(engine);
+  EXPECT_TRUE(engine.dualSteep.isDevex);
+  EXPECT_TRUE(engine.dualSteep.fixedMode);
+
+  // A coefficient other than +-1 breaks the shape; small models never sample.
+  LpModel other = net;
+  other.cols[0][0].second = 2.0;
+  QVNfreeprob(env, &lp);
+  build(other);
+  engine.dualPricing = 0;
+  qvn::initDualPricing(engine);
+  EXPECT_FALSE(engine.dualSteep.isDevex);
+  EXPECT_TRUE(engine.dualSteep.fixedMode);
+}
+
+TEST_F(DualWeightStart, FullNormsOfASlackBasisAndUnitStarts) {
+  // Rows (1, 2, 0), (0, -3, 1): full norms of a slack basis are 2 + the squares.
+  LpModel m;
+  m.addRow('L', 4), m.addRow('G', -1);
+  m.addCol(1, 0, 5, {{0, 1}});
+  m.addCol(1, 0, 5, {{0, 2}, {1, -3}});
+  m.addCol(1, 0, 5, {{1, 1}});
+  build(m);
+  engine.dualPricing = 3;
+  qvn::initDualPricing(engine);
+  ASSERT_EQ(engine.dualWeights.size(), 2u);
+  EXPECT_DOUBLE_EQ(engine.dualWeights[0], 2.0 + 1 + 4);
+  EXPECT_DOUBLE_EQ(engine.dualWeights[1], 2.0 + 9 + 1);
+  for (int kind : {1, 2, 4}) {
+    engine.dualWeightsValid = false;
+    engine.dualPricing = kind;
+    qvn::initDualPricing(engine);
+    EXPECT_EQ(engine.dualWeights[0], 1.0);
+    EXPECT_EQ(engine.dualWeights[1], 1.0);
   }
 }
 
