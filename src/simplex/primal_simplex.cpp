@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "simplex/loops.h"
+#include "simplex/progress.h"
 
 namespace qvn {
 
@@ -16,12 +17,15 @@ constexpr double kCleanTol = 1e-9;
 struct PrimalWork {
   // Bounds of the phase 2 problem: the LP's own, or moved out by perturbation.
   EnvVector<double> baseLower, baseUpper;
-  bool perturbed = false;
+  bool perturbed = false;  // bounds differ from the LP's: perturbation or shifts
+  bool perturbActive = false;  // a perturbation is in force (shifts alone leave it false)
   int perturbations = 0;
+  int shiftCount = 0;
+  double magnitude = 1e-6;  // of the last perturbation
+  ProgressState progress;
   bool tightened = false;  // the optimality tolerance was cut for the last steps
   int tightenedAt = -1;  // iteration the tight finish began; -1 once it is over
   double savedDualTol = 0.0;
-  int degenerateRun = 0;  // iterations since the objective last moved
 };
 
 // Sets phase 1 or phase 2 costs and bounds; returns the phase.
@@ -59,7 +63,8 @@ int setPhase(SimplexEngine &e, const PrimalWork &w) {
 // Moves the bounds of the basic variables outwards by small random amounts, so
 // that degenerate basics stand strictly inside and steps become positive.
 void perturbBounds(SimplexEngine &e, PrimalWork &w) {
-  const double magnitude = std::min(e.env->generalParams->epper, 1e-6);
+  ++w.perturbations;
+  const double magnitude = perturbationSize(w.magnitude, w.perturbations);
   for (int k = 0; k < e.m; ++k) {
     const int j = e.head[k];
     if (w.baseLower[j] == w.baseUpper[j]) continue;
@@ -68,8 +73,28 @@ void perturbBounds(SimplexEngine &e, PrimalWork &w) {
     if (w.baseUpper[j] < kInfinity)
       w.baseUpper[j] += (1.0 + nextRandom(e.env)) * magnitude * (1.0 + std::fabs(w.baseUpper[j]));
   }
-  w.perturbed = true;
-  if (e.display > 0) QVNmsg(e.env->resultsChannel, "Perturbation started.\n");
+  w.perturbed = w.perturbActive = true;
+  if (e.display > 0)
+    QVNmsg(e.env->resultsChannel, w.perturbations == 1 ? "Perturbation started.\n" : "Reperturbation started.\n");
+}
+
+// Basic variables that drifted beyond a bound get the bound moved to them,
+// so that a stalled phase 2 goes on from a feasible point.
+void shiftViolatedBounds(SimplexEngine &e, PrimalWork &w) {
+  for (int k = 0; k < e.m; ++k) {
+    const int j = e.head[k];
+    const double below = w.baseLower[j] - e.x[j], above = e.x[j] - w.baseUpper[j];
+    if (below > e.primalTol && below <= 1000.0) {
+      w.baseLower[j] = e.x[j];
+      ++w.shiftCount;
+    } else if (above > e.primalTol && above <= 1000.0) {
+      w.baseUpper[j] = e.x[j];
+      ++w.shiftCount;
+    } else {
+      continue;
+    }
+    w.perturbed = true;
+  }
 }
 
 double sumInfeasibility(const SimplexEngine &e) {
@@ -245,13 +270,15 @@ int primalLoop(SimplexEngine &e) {
   w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
   if (e.primalPricing < -1 || e.primalPricing > 4) return QVNERR_PRIIND;
   if (!e.primalWeightsValid) initPrimalWeights(e);
-  // Degenerate iterations tolerated before the bounds are perturbed.
-  const int trigger = e.env->generalParams->perlim > 0 ? e.env->generalParams->perlim : std::max(50, std::min(e.m / 10, 400));
+  const GeneralParams &gp = *e.env->generalParams;
+  w.magnitude = gp.epper;
   QVN_TRY(rebuild(e));
-  if (e.env->generalParams->perind == 1) perturbBounds(e, w);
+  if (gp.perind == 1) perturbBounds(e, w);
   int phase = setPhase(e, w);
   computeDual(e);
   logPrimal(e, phase);
+  auto merit = [&]() { return phase == 1 ? sumInfeasibility(e) : objectiveValue(e); };
+  progressStart(w.progress, gp.perlim, e.m, e.n, false, e.iterations, phase, merit());
   bool fresh = true;
   auto refresh = [&]() -> int {
     QVN_TRY(rebuild(e));
@@ -300,8 +327,14 @@ int primalLoop(SimplexEngine &e) {
       // unperturbed phase 1 can prove infeasibility.
       w.baseLower.assign(lp.lower.begin(), lp.lower.end());
       w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
-      w.perturbed = false;
-      if (e.display > 0) QVNmsg(e.env->resultsChannel, "Removing perturbation.\n");
+      if (e.display > 0) {
+        if (w.perturbActive)
+          QVNmsg(e.env->resultsChannel, "Removing perturbation.\n");
+        else
+          QVNmsg(e.env->resultsChannel, "Removing shift (%d).\n", w.shiftCount);
+      }
+      w.perturbed = w.perturbActive = false;
+      w.shiftCount = 0;
       for (int j = 0; j < e.nt; ++j) {
         e.lower[j] = lp.lower[j];
         e.upper[j] = lp.upper[j];
@@ -321,6 +354,7 @@ int primalLoop(SimplexEngine &e) {
           return cleaned;
       }
       QVN_TRY(refresh());
+      progressRemoved(w.progress, e.iterations, phase, merit());
       continue;
     }
     const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
@@ -348,7 +382,6 @@ int primalLoop(SimplexEngine &e) {
     ++e.iterations;
     if (phase == 1) ++e.phase1Iterations;
     fresh = false;
-    w.degenerateRun = step * std::fabs(e.dj[q]) > 1e-12 ? 0 : w.degenerateRun + 1;
     if (r == -1) {
       e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
       placeNonbasic(e, q);
@@ -375,9 +408,11 @@ int primalLoop(SimplexEngine &e) {
     if (leaveMove == kAtLower && reached < e.lower[leaving]) {
       w.baseLower[leaving] = e.lower[leaving] = leaveValue = reached;
       w.perturbed = true;
+      ++w.shiftCount;
     } else if (leaveMove == kAtUpper && reached > e.upper[leaving]) {
       w.baseUpper[leaving] = e.upper[leaving] = leaveValue = reached;
       w.perturbed = true;
+      ++w.shiftCount;
     }
     // Reduced costs and devex weights by the pivot row.
     btranUnitRow(e, r);
@@ -401,12 +436,23 @@ int primalLoop(SimplexEngine &e) {
     hvClear(rho);
     hvClear(e.rowAlpha);
     hvClear(col);
-    if (!w.perturbed && w.perturbations < 3 && w.degenerateRun > trigger) {
-      ++w.perturbations;
+    const ProgressAction action = progressCheck(w.progress, e.iterations, phase, w.perturbActive, merit);
+    if (action == ProgressAction::kPerturb) {
       perturbBounds(e, w);
-      w.degenerateRun = 0;
       phase = setPhase(e, w);
       computeDual(e);
+      progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, merit());
+      continue;
+    }
+    if (action == ProgressAction::kStall) {
+      // Perturbed and still not moving: start again from fresh values, with
+      // the bounds that drift has crossed moved out of the way in phase 2.
+      QVN_TRY(rebuild(e));
+      if (phase == 2) shiftViolatedBounds(e, w);
+      phase = setPhase(e, w);
+      computeDual(e);
+      fresh = true;
+      progressReference(w.progress, e.iterations, phase, merit());
       continue;
     }
     if (phase == 1) {

@@ -5,6 +5,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/norms_api.cpp
   src/simplex/optimizer.cpp
   src/simplex/primal_simplex.cpp
+  src/simplex/progress.cpp
   src/simplex/quality.cpp
   src/simplex/scaling.cpp
   src/simplex/solution.cpp
