@@ -9,12 +9,10 @@
 
 #include "model/problem.h"
 #include "simplex/primal_pricing.h"
-#include "support/lp_model.h"
-#include "support/test_support.h"
+#include "simplex/primal_run_fixture.h"
 
 namespace {
 
-using qvntest::EnvFixture;
 using qvntest::LpModel;
 
 TEST(PrimalSections, CountBySizeOrByTheLimit) {
@@ -43,33 +41,7 @@ TEST(PrimalSections, CountBySizeOrByTheLimit) {
   EXPECT_EQ(qvn::partialSectionCount(3, 1000, 0), 1);
 }
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
-class PrimalPricingRun : public EnvFixture {
-protected:
-  void SetUp() override {
-    EnvFixture::SetUp();
-    QVNCHANNELptr results = nullptr;
-    ASSERT_EQ(QVNgetchannels(env, &results, nullptr, nullptr, nullptr), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
-    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
-  }
-  // Solves m with the primal loop; the optimum must pass the check.
-  double solve(const LpModel &m) {
-    int status = 0;
-    QVNLPptr lp = QVNcreateprob(env, &status, "pricing");
-    EXPECT_EQ(m.load(env, lp), 0);
-    log.clear();
-    EXPECT_EQ(QVNprimopt(env, lp), 0);
-    qvntest::LpSolution s;
-    EXPECT_EQ(qvntest::readSolution(env, lp, m, s), 0);
-    EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
-    EXPECT_EQ(qvntest::checkOptimal(m, s), "");
-    QVNfreeprob(env, &lp);
-    return s.objective;
-  }
-  std::string log;
-};
+using PrimalPricingRun = qvntest::PrimalRunFixture;
 
 // A random LP with n columns and m rows around a known feasible point, every
 // column boxed, so that it has an optimum; rows of all senses need phase 1.
@@ -101,14 +73,14 @@ TEST_F(PrimalPricingRun, EveryKindAndSectionLimitReachesTheSameOptimum) {
     const LpModel m = randomLp(rng, 40 + 20 * trial, 15 + 5 * trial);
     SCOPED_TRACE("trial " + std::to_string(trial));
     ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PPRIIND, 1), 0);
-    const double reference = solve(m);
+    const double reference = solvePrimal(m);
     for (int kind : {-1, 0, 2, 3, 4}) {
       ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PPRIIND, kind), 0);
       for (int limit : {0, 1, 3, 1000}) {
         if (kind != -1 && limit != 0) continue;
         SCOPED_TRACE("kind " + std::to_string(kind) + " limit " + std::to_string(limit));
         ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PRICELIM, limit), 0);
-        EXPECT_NEAR(solve(m), reference, 1e-9 * std::max(1.0, std::fabs(reference)));
+        EXPECT_NEAR(solvePrimal(m), reference, 1e-9 * std::max(1.0, std::fabs(reference)));
       }
     }
     ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PRICELIM, 0), 0);
@@ -129,15 +101,15 @@ TEST_F(PrimalPricingRun, AutomaticKindReportsItsMoves) {
     m.addCol(1.0 + j % 4, 0, 1e20, entries);
   }
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PPRIIND, 0), 0);
-  solve(m);
+  solvePrimal(m);
   EXPECT_NE(log.find("Using devex.\n"), std::string::npos);
   // Devex chosen by hand: no line about a kind.
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PPRIIND, 1), 0);
-  solve(m);
+  solvePrimal(m);
   EXPECT_EQ(log.find("devex"), std::string::npos);
   // Sections alone never move on.
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PPRIIND, -1), 0);
-  solve(m);
+  solvePrimal(m);
   EXPECT_EQ(log.find("Using"), std::string::npos);
   EXPECT_EQ(log.find("Switched"), std::string::npos);
 }
