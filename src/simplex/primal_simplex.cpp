@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "simplex/loops.h"
+#include "simplex/primal_pricing.h"
 #include "simplex/progress.h"
 
 namespace qvn {
@@ -26,37 +27,102 @@ struct PrimalWork {
   bool tightened = false;  // the optimality tolerance was cut for the last steps
   int tightenedAt = -1;  // iteration the tight finish began; -1 once it is over
   double savedDualTol = 0.0;
+  PrimalPricing pricing;
+  int infeasibleCount = 0;  // basic variables with a phase 1 cost
 };
 
+// Phase 1 cost of basic variable j at its value: -1 below its bound, +1
+// above, 0 within.
+inline double phase1Cost(const SimplexEngine &e, const PrimalWork &w, int j) {
+  if (e.x[j] < w.baseLower[j] - e.primalTol) return -1.0;
+  if (e.x[j] > w.baseUpper[j] + e.primalTol) return 1.0;
+  return 0.0;
+}
+
+// The working bounds that go with a phase 1 cost: an infeasible variable may
+// move freely away from the bound it violates and stops at it.
+inline void setPhase1Bounds(SimplexEngine &e, const PrimalWork &w, int j, double cost) {
+  if (cost < 0) {
+    e.lower[j] = -kInfinity, e.upper[j] = w.baseLower[j];
+  } else if (cost > 0) {
+    e.lower[j] = w.baseUpper[j], e.upper[j] = kInfinity;
+  } else {
+    e.lower[j] = w.baseLower[j], e.upper[j] = w.baseUpper[j];
+  }
+}
+
 // Sets phase 1 or phase 2 costs and bounds; returns the phase.
-int setPhase(SimplexEngine &e, const PrimalWork &w) {
+int setPhase(SimplexEngine &e, PrimalWork &w) {
   const WorkLp &lp = *e.lp;
-  bool infeasible = false;
+  pricingRestart(w.pricing);
   for (int j = 0; j < e.nt; ++j) {
     e.lower[j] = w.baseLower[j];
     e.upper[j] = w.baseUpper[j];
   }
-  for (int k = 0; k < e.m; ++k) {
-    const int j = e.head[k];
-    if (e.x[j] < e.lower[j] - e.primalTol || e.x[j] > e.upper[j] + e.primalTol) infeasible = true;
-  }
-  if (!infeasible) {
+  w.infeasibleCount = 0;
+  for (int k = 0; k < e.m; ++k)
+    if (phase1Cost(e, w, e.head[k]) != 0.0) ++w.infeasibleCount;
+  if (w.infeasibleCount == 0) {
     for (int j = 0; j < e.nt; ++j) e.cost[j] = lp.cost[j];
     return 2;
   }
   for (int j = 0; j < e.nt; ++j) e.cost[j] = 0.0;
   for (int k = 0; k < e.m; ++k) {
     const int j = e.head[k];
-    if (e.x[j] < w.baseLower[j] - e.primalTol) {
-      e.cost[j] = -1.0;
-      e.upper[j] = w.baseLower[j];
-      e.lower[j] = -kInfinity;
-    } else if (e.x[j] > w.baseUpper[j] + e.primalTol) {
-      e.cost[j] = 1.0;
-      e.lower[j] = w.baseUpper[j];
-      e.upper[j] = kInfinity;
+    e.cost[j] = phase1Cost(e, w, j);
+    setPhase1Bounds(e, w, j, e.cost[j]);
+  }
+  return 1;
+}
+
+// After a step along e.column in phase 1: the basic variables that moved may
+// have reached feasibility, which changes their cost; the variable that left
+// the basis (-1: none) now has cost 0. Only the positions of the column are
+// looked at, and the duals and reduced costs change by the solve of the cost
+// changes alone. Returns the phase.
+int updatePhase1(SimplexEngine &e, PrimalWork &w, int r, int leaving) {
+  if (leaving >= 0 && e.cost[leaving] != 0.0) {
+    e.dj[leaving] -= e.cost[leaving];
+    e.cost[leaving] = 0.0;
+    --w.infeasibleCount;
+  }
+  HVector &change = e.rowRho;  // cost changes by position, then the dual change
+  hvClear(change);
+  int changed = 0;
+  const HVector &col = e.column;
+  for (int k = 0; k < col.count; ++k) {
+    const int pos = col.index[k];
+    if (pos == r) continue;
+    const int j = e.head[pos];
+    const double c = phase1Cost(e, w, j);
+    if (c == e.cost[j]) continue;
+    w.infeasibleCount += (c != 0.0) - (e.cost[j] != 0.0);
+    change.array[pos] = c - e.cost[j];
+    change.index[changed++] = pos;
+    e.cost[j] = c;
+    setPhase1Bounds(e, w, j, c);
+  }
+  change.count = changed;
+  if (w.infeasibleCount == 0) {
+    hvClear(change);
+    const int phase = setPhase(e, w);
+    computeDual(e);
+    return phase;
+  }
+  if (changed > 0) {
+    btran(e.factor, change);
+    for (int k = 0; k < change.count; ++k) e.dual[change.index[k]] += change.array[change.index[k]];
+    if (pricingKeepsDj(e)) {
+      computePivotRow(e);
+      const HVector &row = e.rowAlpha;
+      for (int k = 0; k < row.count; ++k) {
+        const int j = row.index[k];
+        if (e.basicPos[j] < 0) e.dj[j] -= row.array[j];
+      }
+      hvClear(e.rowAlpha);
     }
   }
+  hvClear(change);
   return 1;
 }
 
@@ -115,28 +181,6 @@ void logPrimal(SimplexEngine &e, int phase) {
            e.lp->sense * objectiveValue(e) + e.lp->offset);
 }
 
-// Entering variable by the largest squared reduced cost violation over its
-// weight (devex or steepest edge; 1.0 for full pricing); -1 when none.
-int chooseEntering(const SimplexEngine &e) {
-  const double *weight = e.primalWeights.data();
-  int q = -1;
-  double best = 0.0;
-  for (int j = 0; j < e.nt; ++j) {
-    if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
-    const double d = e.dj[j];
-    double v;
-    switch (e.move[j]) {
-    case kAtLower: v = -d; break;
-    case kAtUpper: v = d; break;
-    default: v = std::fabs(d); break;
-    }
-    if (v <= e.dualTol) continue;
-    const double merit = v * v / weight[j];
-    if (merit > best) best = merit, q = j;
-  }
-  return q;
-}
-
 // Harris ratio test over the FTRAN'd column. Returns the leaving position, -1
 // for a bound flip of the entering variable, -2 when nothing limits the step.
 int ratioTest(const SimplexEngine &e, int q, double dir, double &step) {
@@ -186,73 +230,6 @@ int ratioTest(const SimplexEngine &e, int q, double dir, double &step) {
   return leave;
 }
 
-// Start weights: 1.0 for devex and full pricing; for steepest edge the exact
-// ||B^{-1} a_j||^2 + 1 (kind 2) or those of a slack basis, ||a_j||^2 + 1 (kind 3).
-void initPrimalWeights(SimplexEngine &e) {
-  const WorkLp &lp = *e.lp;
-  e.primalWeights.assign(static_cast<size_t>(e.nt > 0 ? e.nt : 1), 1.0);
-  e.primalWeightsValid = true;
-  if (e.primalPricing == 3) {
-    for (int j = 0; j < e.n; ++j) {
-      double s = 1.0;
-      for (int k = lp.aStart[j]; k < lp.aStart[j + 1]; ++k) s += lp.aValue[k] * lp.aValue[k];
-      e.primalWeights[j] = s;
-    }
-    for (int i = 0; i < e.m; ++i) e.primalWeights[e.n + i] = 2.0;
-  } else if (e.primalPricing == 2) {
-    if (e.display > 0) QVNmsg(e.env->resultsChannel, "Initializing primal norms . . .\n");
-    HVector &col = e.column;
-    for (int j = 0; j < e.nt; ++j) {
-      if (e.basicPos[j] >= 0) continue;
-      hvClear(col);
-      addColumn(lp, j, 1.0, col.array.data());
-      col.count = -1;
-      ftran(e.factor, col);
-      double s = 1.0;
-      for (int k = 0; k < col.count; ++k) s += col.array[col.index[k]] * col.array[col.index[k]];
-      e.primalWeights[j] = s;
-    }
-    hvClear(col);
-  }
-}
-
-// Weights after q entered: devex keeps the largest reference estimate; steepest
-// edge applies the exact recursion with v = B^{-T} alpha_q.
-void updatePrimalWeights(SimplexEngine &e, int q, double alphaQ) {
-  const int kind = e.primalPricing;
-  if (kind == 4) return;
-  double *weight = e.primalWeights.data();
-  const double wq = weight[q];
-  const HVector &row = e.rowAlpha;
-  if (kind == 2 || kind == 3) {
-    HVector &v = e.tau;
-    hvClear(v);
-    const HVector &col = e.column;
-    for (int k = 0; k < col.count; ++k) v.array[col.index[k]] = col.array[col.index[k]];
-    v.count = -1;
-    btran(e.factor, v);
-    for (int k = 0; k < row.count; ++k) {
-      const int j = row.index[k];
-      if (e.basicPos[j] >= 0 || j == q || row.array[j] == 0.0) continue;
-      const double ratio = row.array[j] / alphaQ;
-      const double updated = weight[j] - 2.0 * ratio * columnDot(*e.lp, j, v.array.data()) + ratio * ratio * wq;
-      weight[j] = std::max(updated, 1.0 + ratio * ratio);
-    }
-    hvClear(v);
-    return;
-  }
-  double biggest = 0.0;
-  for (int k = 0; k < row.count; ++k) {
-    const int j = row.index[k];
-    if (e.basicPos[j] >= 0 || row.array[j] == 0.0) continue;
-    const double ratio = row.array[j] / alphaQ;
-    weight[j] = std::max(weight[j], ratio * ratio * wq);
-    biggest = std::max(biggest, weight[j]);
-  }
-  // Weights that grew out of all proportion restart the reference framework.
-  if (biggest > 1e6) std::fill(e.primalWeights.begin(), e.primalWeights.end(), 1.0);
-}
-
 int rebuild(SimplexEngine &e) {
   QVN_TRY(refactor(e));
   computePrimal(e);
@@ -268,8 +245,7 @@ int primalLoop(SimplexEngine &e) {
   PrimalWork w;
   w.baseLower.assign(lp.lower.begin(), lp.lower.end());
   w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
-  if (e.primalPricing < -1 || e.primalPricing > 4) return QVNERR_PRIIND;
-  if (!e.primalWeightsValid) initPrimalWeights(e);
+  QVN_TRY(pricingSetup(e, w.pricing));
   const GeneralParams &gp = *e.env->generalParams;
   w.magnitude = gp.epper;
   QVN_TRY(rebuild(e));
@@ -279,6 +255,7 @@ int primalLoop(SimplexEngine &e) {
   logPrimal(e, phase);
   auto merit = [&]() { return phase == 1 ? sumInfeasibility(e) : objectiveValue(e); };
   progressStart(w.progress, gp.perlim, e.m, e.n, false, e.iterations, phase, merit());
+  if (pricingSwitch(e, w.pricing, phase, w.perturbActive)) computeDual(e);
   bool fresh = true;
   auto refresh = [&]() -> int {
     QVN_TRY(rebuild(e));
@@ -297,10 +274,12 @@ int primalLoop(SimplexEngine &e) {
     }
     if (limitSet && phase == 2 && !w.perturbed && objectiveLimitPassed(e, false)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
+      // The work of the updates is measured before the factorization clears it.
+      pricingSwitch(e, w.pricing, phase, w.perturbActive);
       QVN_TRY(refresh());
       logPrimal(e, phase);
     }
-    const int q = chooseEntering(e);
+    const int q = chooseEntering(e, w.pricing);
     if (q < 0) {
       if (!fresh) {
         QVN_TRY(refresh());
@@ -385,6 +364,7 @@ int primalLoop(SimplexEngine &e) {
     if (r == -1) {
       e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
       placeNonbasic(e, q);
+      if (phase == 1 && (phase = updatePhase1(e, w, -1, -1)) == 2) logPrimal(e, phase);
       hvClear(col);
       continue;
     }
@@ -414,19 +394,27 @@ int primalLoop(SimplexEngine &e) {
       w.perturbed = true;
       ++w.shiftCount;
     }
-    // Reduced costs and devex weights by the pivot row.
+    // Duals by the row of the pivot; with a kind that keeps them, all reduced
+    // costs and the weights by the pivot row too.
     btranUnitRow(e, r);
     HVector &rho = e.rowRho;
-    computePivotRow(e);
-    const double alphaQ = e.rowAlpha.array[q];
-    const double thetaD = e.dj[q] / alphaQ;
-    const double *alpha = e.rowAlpha.array.data();
-    for (int k = 0; k < e.rowAlpha.count; ++k) {
-      const int j = e.rowAlpha.index[k];
-      if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
+    const bool keepDj = pricingKeepsDj(e);
+    double alphaQ = alphaR, wq = 1.0;
+    if (keepDj) {
+      computePivotRow(e);
+      alphaQ = e.rowAlpha.array[q];
     }
-    const double wq = e.primalWeights[q];
-    updatePrimalWeights(e, q, alphaQ);
+    const double thetaD = e.dj[q] / alphaQ;
+    if (keepDj) {
+      const double *alpha = e.rowAlpha.array.data();
+      for (int k = 0; k < e.rowAlpha.count; ++k) {
+        const int j = e.rowAlpha.index[k];
+        if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
+      }
+      if (w.pricing.automatic && e.primalPricing == 1) pricingSample(e, w.pricing);
+      updatePrimalWeights(e, q, alphaQ);
+      wq = e.primalWeights[q];
+    }
     for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
     updateFactor(e.factor, r, alphaR);
     // The pivot from the row and from the column must agree; when the factors
@@ -435,10 +423,13 @@ int primalLoop(SimplexEngine &e) {
     changeBasis(e, q, r, leaveMove);
     e.x[leaving] = leaveValue;
     e.dj[leaving] = -thetaD;
-    e.primalWeights[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
+    if (keepDj) e.primalWeights[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
     hvClear(rho);
     hvClear(e.rowAlpha);
+    // A variable that became feasible changes the phase 1 objective.
+    if (phase == 1 && (phase = updatePhase1(e, w, r, leaving)) == 2) logPrimal(e, phase);
     hvClear(col);
+    if (pricingSwitch(e, w.pricing, phase, w.perturbActive)) computeDual(e);
     const ProgressAction action = progressCheck(w.progress, e.iterations, phase, w.perturbActive, merit);
     if (action == ProgressAction::kPerturb) {
       perturbBounds(e, w);
@@ -457,15 +448,6 @@ int primalLoop(SimplexEngine &e) {
       fresh = true;
       progressReference(w.progress, e.iterations, phase, merit());
       continue;
-    }
-    if (phase == 1) {
-      // A variable that became feasible changes the phase 1 objective.
-      const int newPhase = setPhase(e, w);
-      computeDual(e);
-      if (newPhase == 2) {
-        phase = 2;
-        logPrimal(e, phase);
-      }
     }
   }
 }

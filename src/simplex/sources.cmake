@@ -6,6 +6,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/implied_boxes.cpp
   src/simplex/norms_api.cpp
   src/simplex/optimizer.cpp
+  src/simplex/primal_pricing.cpp
   src/simplex/primal_simplex.cpp
   src/simplex/progress.cpp
   src/simplex/quality.cpp

@@ -6,14 +6,12 @@
 #include <string>
 
 #include "simplex/progress.h"
-#include "support/lp_model.h"
-#include "support/test_support.h"
+#include "simplex/primal_run_fixture.h"
 
 namespace {
 
 using qvn::ProgressAction;
 using qvn::ProgressState;
-using qvntest::EnvFixture;
 using qvntest::LpModel;
 
 TEST(ProgressWatch, TriggerAndIntervalTables) {
@@ -99,8 +97,6 @@ TEST(ProgressWatch, RepeatedPerturbationsShrinkToAtMostOneMillionth) {
   EXPECT_DOUBLE_EQ(qvn::perturbationSize(small, 2), 1e-9);
 }
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
 // An assignment model: every vertex is highly degenerate, so pivots that
 // do not move the objective are the rule. Cost (7 i + 3 j) mod 11.
 LpModel assignment(int size) {
@@ -111,30 +107,15 @@ LpModel assignment(int size) {
   return m;
 }
 
-using PrimalPerturbation = EnvFixture;
+using PrimalPerturbation = qvntest::PrimalRunFixture;
 
 TEST_F(PrimalPerturbation, StartsByTriggerOrAtOnceAndLeavesTheAnswerExact) {
-  QVNCHANNELptr results = nullptr;
-  ASSERT_EQ(QVNgetchannels(env, &results, nullptr, nullptr, nullptr), 0);
-  std::string log;
-  ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
-  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
   const LpModel m = assignment(15);
   auto solve = [&](int perind, int perlim, double epper) {
     EXPECT_EQ(QVNsetintparam(env, QVN_PARAM_PERIND, perind), 0);
     EXPECT_EQ(QVNsetintparam(env, QVN_PARAM_PERLIM, perlim), 0);
     EXPECT_EQ(QVNsetdblparam(env, QVN_PARAM_EPPER, epper), 0);
-    int status = 0;
-    QVNLPptr lp = QVNcreateprob(env, &status, "assignment");
-    EXPECT_EQ(m.load(env, lp), 0);
-    log.clear();
-    EXPECT_EQ(QVNprimopt(env, lp), 0);
-    qvntest::LpSolution s;
-    EXPECT_EQ(qvntest::readSolution(env, lp, m, s), 0);
-    EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
-    EXPECT_EQ(qvntest::checkOptimal(m, s), "");
-    QVNfreeprob(env, &lp);
-    return s.objective;
+    return solvePrimal(m);
   };
   const double plain = solve(0, 2100000000, 1e-6);
   EXPECT_EQ(log.find("Perturbation started.\n"), std::string::npos);

@@ -1,6 +1,7 @@
 list(APPEND QUORVAN_TEST_SOURCES
   simplex/lp_solve_test.cpp
   simplex/netlib_test.cpp
+  simplex/primal_pricing_test.cpp
   simplex/progress_test.cpp
   simplex/pricing_test.cpp
   simplex/lu_factor_test.cpp
