@@ -34,6 +34,7 @@ struct DualWork {
   double savedPrimalTol = 0.0;
   bool perturbed = false;
   int perturbations = 0;
+  int shiftCount = 0;  // costs shifted by the ratio test
   double magnitude = 0.0;  // of the last cost perturbation
   ProgressState progress;
   double ratioTol = 0.0;  // Harris relaxation of the ratio test
@@ -292,6 +293,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
       e.cost[q] -= e.dj[q];
       e.dj[q] = 0.0;
       e.costsShifted = true;
+      ++w.shiftCount;
       thetaD = 0.0;
     }
     const int leaving = e.head[r];
@@ -423,6 +425,13 @@ int dualLoop(SimplexEngine &e) {
   const int status = dualIterate(e, w, 2);
   e.primalTol = primalTol;
   logDual(e, 2);
+  // The caller puts the real costs back and finishes from this basis.
+  if (status == kRunOptimal && e.display > 0) {
+    if (w.perturbed)
+      QVNmsg(e.env->resultsChannel, "Removing perturbation.\n");
+    else if (w.shiftCount > 0)
+      QVNmsg(e.env->resultsChannel, "Removing shift (%d).\n", w.shiftCount);
+  }
   return status;
 }
 
