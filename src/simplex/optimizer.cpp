@@ -103,12 +103,10 @@ int runMethod(SimplexEngine &e, int method) {
   }
   if (status == kRunOptimal && e.costsShifted && !dualFeasibleForRealCosts(e)) {
     // Shifted costs leave reduced costs that are wrong by up to the shifts;
-    // even within the tolerance they can cost objective accuracy, so the
-    // primal loop finishes from the primal feasible basis with a tight one.
-    const double saved = e.dualTol;
-    e.dualTol = kCleanDualTol;
+    // the primal loop finishes from the primal feasible basis, and its own
+    // short tight finish removes what is left inside the tolerance, which
+    // can cost objective accuracy where values are large.
     status = runPrimalSimplex(e);
-    e.dualTol = saved;
   }
   return status;
 }

@@ -55,8 +55,8 @@ template <class Real> struct Eliminator {
   }
   void rebucketCol(int j) {
     bucketRemove(f.colBucketHead, f.colNext, f.colPrev, f.colBucketKey, j);
-    if (f.colState[j] == kActive && f.colFile.count[j] > 0)
-      bucketInsert(f.colBucketHead, f.colNext, f.colPrev, f.colBucketKey, j, std::min(f.colFile.count[j], m));
+    if (f.colState[j] == kActive && f.colActive[j] > 0)
+      bucketInsert(f.colBucketHead, f.colNext, f.colPrev, f.colBucketKey, j, std::min(f.colActive[j], m));
   }
 
   // Position of column j in row i's entries.
@@ -74,9 +74,18 @@ template <class Real> struct Eliminator {
       if (f.colFile.index[q] == i) {
         f.colFile.index[q] = f.colFile.index[start + count - 1];
         --count;
+        --f.colActive[j];
         return;
       }
     }
+  }
+
+  // The one row of an active column with a single live entry.
+  int liveRowOf(int c) const {
+    const int start = f.colFile.start[c], end = start + f.colFile.count[c];
+    for (int q = start; q < end; ++q)
+      if (f.rowState[f.colFile.index[q]] != kPivoted) return f.colFile.index[q];
+    return -1;
   }
 
   // Keeps the row's largest magnitude first; near ties do not swap.
@@ -167,6 +176,7 @@ template <class Real> struct Eliminator {
         lineMakeRoom<Real>(f.colFile, static_cast<EnvVector<Real> *>(nullptr), j, 1, m, f.sortWork,
                            &f.colMultiplier);
         f.colFile.index[f.colFile.start[j] + f.colFile.count[j]++] = i;
+        ++f.colActive[j];
         ++f.activeNz;
       }
     }
@@ -196,7 +206,7 @@ template <class Real> struct Eliminator {
         v.uRowValue.push_back(a);
         v.workCols[j] = a;
         f.colMark[j] = mark;
-        removeFromPattern(j, r);
+        --f.colActive[j];  // row r stays in j's pattern as a pivoted row
       }
       f.activeNz -= count;
       f.rowFile.count[r] = 0;
@@ -232,6 +242,7 @@ template <class Real> struct Eliminator {
     }
     f.colFile.count[c] = 0;
     f.colFile.cap[c] = 0;
+    f.colActive[c] = 0;
     closeLColumn(r);
     for (int64_t q = uStart; q < uStart + uCount; ++q) {
       const int j = f.uRows.index[q];
@@ -259,8 +270,8 @@ template <class Real> struct Eliminator {
             a = v.activeValue[f.rowFile.start[r]];
           } else {
             c = id;
-            r = f.colFile.index[f.colFile.start[c]];
-            const int at = findInRow(r, c);
+            r = liveRowOf(c);
+            const int at = r >= 0 ? findInRow(r, c) : -1;
             a = at >= 0 ? v.activeValue[at] : Real(0);
           }
           if (luAbs(a) > absTol) {
@@ -296,8 +307,8 @@ template <class Real> struct Eliminator {
     const double u = threshold, t = absTol;
     while (f.colBucketHead[1] >= 0) {
       const int c = f.colBucketHead[1];
-      const int r = f.colFile.index[f.colFile.start[c]];
-      const int at = findInRow(r, c);
+      const int r = liveRowOf(c);
+      const int at = r >= 0 ? findInRow(r, c) : -1;
       if (at >= 0 && luAbs(v.activeValue[at]) > t) {
         bestRow = r, bestCol = c;
         return true;
@@ -357,7 +368,7 @@ template <class Real> struct Eliminator {
           if (a < u * rowMax) continue;
           qualified = true;
           const int j = f.rowFile.index[q];
-          const double merit = double(f.colFile.count[j] - 1) * (k - 1);
+          const double merit = double(f.colActive[j] - 1) * (k - 1);
           if (merit < bestMerit || (merit == bestMerit && a > bestAbs)) {
             if (a < t) continue;
             bestMerit = merit, bestAbs = a, bestRow = r, bestCol = j;
@@ -612,6 +623,7 @@ template <class Real> int factorizeBody(LuFactor &f, const LuBasis &basis) {
     }
   }
   f.activeNz = nz;
+  for (int k = 0; k < m; ++k) f.colActive[k] = f.colFile.count[k];
 
   Eliminator<Real> el(f, f.markowitzWork, f.absTol);
   std::fill(f.rowBucketHead.begin(), f.rowBucketHead.end(), -1);

@@ -95,7 +95,7 @@ LuFactor *luCreate(Environment *env, int m, int *status) {
     f->colBucketHead.assign(n + 2, -1);
     for (EnvVector<int> *a : {&f->rowNext, &f->rowPrev, &f->colNext, &f->colPrev, &f->rowBucketKey, &f->colBucketKey,
                               &f->lPivotRow, &f->lEtaOfRow, &f->rowPos, &f->colPos, &f->positionNz, &f->rowMark,
-                              &f->colMark, &f->lineWork, &f->rowList, &f->outList, &f->spikeIndex})
+                              &f->colMark, &f->colActive, &f->lineWork, &f->rowList, &f->outList, &f->spikeIndex})
       a->assign(n, 0);
     f->rowState.assign(n, 0);
     f->colState.assign(n, 0);

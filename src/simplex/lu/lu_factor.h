@@ -131,6 +131,9 @@ struct LuFactor {
 
   // Active part while eliminating: rows with values, columns pattern only.
   LineFile rowFile, colFile;
+  // Live entries of each active column: the pattern file keeps the rows
+  // pivoted since, which scans skip, rather than search for each one.
+  EnvVector<int> colActive;
   EnvVector<int> rowBucketHead, rowNext, rowPrev;
   EnvVector<int> colBucketHead, colNext, colPrev;
   EnvVector<int> rowBucketKey, colBucketKey;  // the list a line is in, -1 none
