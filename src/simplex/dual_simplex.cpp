@@ -39,6 +39,12 @@ struct DualWork {
   ProgressState progress;
   double ratioTol = 0.0;  // Harris relaxation of the ratio test
   bool anyBanned = false;
+  // Basis positions whose variable is outside its bounds by more than
+  // listTol, kept up to date by the iterations so that the choice of the
+  // leaving row looks at the infeasible rows only.
+  EnvVector<int> infeasible, listAt;
+  bool listValid = false;
+  double listTol = 0.0;
   int unbanRounds = 0;
 };
 
@@ -146,7 +152,41 @@ void logDual(SimplexEngine &e, int phase) {
 }
 
 // Recomputes everything from a fresh factorization.
+bool outside(const SimplexEngine &e, int j, double tol) {
+  return e.x[j] < e.lower[j] - tol || e.x[j] > e.upper[j] + tol;
+}
+
+void rebuildInfeasibleList(const SimplexEngine &e, DualWork &w) {
+  w.infeasible.clear();
+  for (int k = 0; k < e.m; ++k) {
+    w.listAt[k] = -1;
+    if (outside(e, e.head[k], e.primalTol)) {
+      w.listAt[k] = static_cast<int>(w.infeasible.size());
+      w.infeasible.push_back(k);
+    }
+  }
+  w.listValid = true;
+  w.listTol = e.primalTol;
+}
+
+// Position k's variable moved: its place in the list follows.
+void noteMoved(const SimplexEngine &e, DualWork &w, int k) {
+  const bool out = outside(e, e.head[k], w.listTol);
+  const int at = w.listAt[k];
+  if (out && at < 0) {
+    w.listAt[k] = static_cast<int>(w.infeasible.size());
+    w.infeasible.push_back(k);
+  } else if (!out && at >= 0) {
+    const int last = w.infeasible.back();
+    w.infeasible[at] = last;
+    w.listAt[last] = at;
+    w.infeasible.pop_back();
+    w.listAt[k] = -1;
+  }
+}
+
 int rebuild(SimplexEngine &e, DualWork &w) {
+  w.listValid = false;
   if (w.anyBanned) std::fill(w.banned.begin(), w.banned.end(), 0), w.anyBanned = false;
   QVN_TRY(refactor(e));
   computePrimal(e);
@@ -180,6 +220,7 @@ void perturbCosts(SimplexEngine &e, DualWork &w) {
 
 // Iterates until no primal infeasibility is left or a limit is hit.
 int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
+  w.listValid = false;  // the caller may have moved any value
   progressStart(w.progress, e.env->generalParams->perlim, e.m, e.n, true, e.iterations, phase, dualMerit(e));
   const double *weight = e.dualWeights.data();
   bool fresh = true;
@@ -206,15 +247,11 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     // Leaving row: largest infeasibility relative to its row norm.
     int r = -1;
     double best = 0.0, delta = 0.0;
-    for (int k = 0; k < e.m; ++k) {
+    if (!w.listValid || w.listTol != e.primalTol) rebuildInfeasibleList(e, w);
+    for (const int k : w.infeasible) {
       const int j = e.head[k];
-      double infeas = 0.0;
-      if (e.x[j] < e.lower[j] - e.primalTol)
-        infeas = e.x[j] - e.lower[j];
-      else if (e.x[j] > e.upper[j] + e.primalTol)
-        infeas = e.x[j] - e.upper[j];
-      else
-        continue;
+      if (!outside(e, j, e.primalTol)) continue;
+      const double infeas = e.x[j] < e.lower[j] ? e.x[j] - e.lower[j] : e.x[j] - e.upper[j];
       if (w.anyBanned && w.banned[k]) continue;
       const double merit = infeas * infeas / weight[k];
       if (merit > best) best = merit, r = k, delta = infeas;
@@ -321,6 +358,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
       for (int k = 0; k < f.count; ++k) {
         const int pos = f.index[k];
         e.x[e.head[pos]] += f.array[pos];
+        if (w.listValid) noteMoved(e, w, pos);
       }
       hvClear(f);
     }
@@ -333,6 +371,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     for (int k = 0; k < col.count; ++k) {
       const int pos = col.index[k];
       e.x[e.head[pos]] -= thetaP * col.array[pos];
+      if (w.listValid) noteMoved(e, w, pos);
     }
     e.x[q] += thetaP;
 
@@ -341,6 +380,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     updateFactor(e.factor, r, alphaCol);
     changeBasis(e, q, r, toLower ? kAtLower : kAtUpper);
     e.x[leaving] = bound;
+    if (w.listValid) noteMoved(e, w, r);
     e.dj[leaving] = -thetaD;
     hvClear(rho);
     hvClear(e.rowAlpha);
@@ -410,6 +450,7 @@ int dualLoop(SimplexEngine &e) {
   DualWork w;
   w.ratioTol = e.dualTol;
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
+  w.listAt.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), -1);
   if (e.dualPricing < 0 || e.dualPricing > kDualPlainThenSteep) return QVNERR_PRIIND;
   QVN_TRY(rebuild(e, w));
   initDualPricing(e);
