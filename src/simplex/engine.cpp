@@ -190,7 +190,9 @@ void computePivotRow(SimplexEngine &e) {
     for (int k = 0; k < count; ++k) mark[row.index[k]] = 0;
     row.count = count;
   } else {
-    for (int j = 0; j < e.n; ++j) a[j] = columnDot(lp, j, rho.array.data());
+    // Basic columns are left out: the loops never read their entries.
+    for (int j = 0; j < e.n; ++j)
+      if (e.basicPos[j] < 0) a[j] = columnDot(lp, j, rho.array.data());
     for (int i = 0; i < e.m; ++i) a[e.n + i] = -rho.array[i];
     hvReindex(row);
   }
