@@ -94,34 +94,31 @@ LpModel randomModel(std::mt19937 &rng, int rows, int cols) {
 
 TEST_F(Pricing, EveryKindReachesTheSameOptimum) {
   std::mt19937 rng(11);
+  struct Family {
+    int param, first, last;
+    int (*optimizer)(QVNCENVptr, QVNLPptr);
+    const char *name;
+  };
+  const Family families[] = {{QVN_PARAM_DPRIIND, 0, 5, QVNdualopt, "dual"},
+                             {QVN_PARAM_PPRIIND, -1, 4, QVNprimopt, "primal"}};
   for (int trial = 0; trial < 6; ++trial) {
     const LpModel m = randomModel(rng, 12 + trial * 3, 20 + trial * 4);
     double reference = NAN;
-    for (int kind = 0; kind <= 5; ++kind) {
-      ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_DPRIIND, kind), 0);
-      ASSERT_EQ(m.load(env, lp), 0);
-      ASSERT_EQ(QVNdualopt(env, lp), 0);
-      LpSolution s;
-      s.status = QVNgetstat(env, lp);
-      ASSERT_EQ(s.status, QVN_STAT_OPTIMAL) << "trial " << trial << " dual kind " << kind;
-      ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
-      EXPECT_EQ(checkOptimal(m, s), "") << "dual kind " << kind;
-      if (std::isnan(reference)) reference = s.objective;
-      EXPECT_NEAR(s.objective, reference, 1e-7 * (1 + std::fabs(reference))) << "dual kind " << kind;
+    for (const Family &f : families) {
+      for (int kind = f.first; kind <= f.last; ++kind) {
+        ASSERT_EQ(QVNsetintparam(env, f.param, kind), 0);
+        ASSERT_EQ(m.load(env, lp), 0);
+        ASSERT_EQ(f.optimizer(env, lp), 0);
+        LpSolution s;
+        s.status = QVNgetstat(env, lp);
+        ASSERT_EQ(s.status, QVN_STAT_OPTIMAL) << "trial " << trial << " " << f.name << " kind " << kind;
+        ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
+        EXPECT_EQ(checkOptimal(m, s), "") << f.name << " kind " << kind;
+        if (std::isnan(reference)) reference = s.objective;
+        EXPECT_NEAR(s.objective, reference, 1e-7 * (1 + std::fabs(reference))) << f.name << " kind " << kind;
+      }
+      ASSERT_EQ(QVNsetintparam(env, f.param, 0), 0);
     }
-    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_DPRIIND, 0), 0);
-    for (int kind = -1; kind <= 4; ++kind) {
-      ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PPRIIND, kind), 0);
-      ASSERT_EQ(m.load(env, lp), 0);
-      ASSERT_EQ(QVNprimopt(env, lp), 0);
-      LpSolution s;
-      s.status = QVNgetstat(env, lp);
-      ASSERT_EQ(s.status, QVN_STAT_OPTIMAL) << "trial " << trial << " primal kind " << kind;
-      ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
-      EXPECT_EQ(checkOptimal(m, s), "") << "primal kind " << kind;
-      EXPECT_NEAR(s.objective, reference, 1e-7 * (1 + std::fabs(reference))) << "primal kind " << kind;
-    }
-    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PPRIIND, 0), 0);
   }
 }
 
