@@ -16,6 +16,7 @@ inline double violation(const SimplexEngine &e, int j, double d) {
   }
 }
 
+// Basic and fixed variables never enter.
 inline bool priced(const SimplexEngine &e, int j) { return e.basicPos[j] < 0 && e.lower[j] != e.upper[j]; }
 
 inline double freshDj(const SimplexEngine &e, int j) { return e.cost[j] - columnDot(*e.lp, j, e.dual.data()); }
@@ -27,7 +28,7 @@ int chooseWeighted(const SimplexEngine &e) {
   int q = -1;
   double best = 0.0;
   for (int j = 0; j < e.nt; ++j) {
-    if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
+    if (!priced(e, j)) continue;
     const double v = violation(e, j, e.dj[j]);
     if (v <= e.dualTol) continue;
     const double merit = v * v / weight[j];
