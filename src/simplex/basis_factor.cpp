@@ -40,6 +40,10 @@ int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head) {
   f.basis.column = workColumn;
   f.basis.logicalOf = logicalOfRow;
   f.markowitz = env->generalParams->epmrk;
+  // Both simplex loops compare each pivot as the row and the column see it
+  // and refactor when the two drift apart, so the factors may run longer
+  // cycles than a user without that check could afford.
+  f.lu->pivotsChecked = true;
   return 0;
 }
 

@@ -479,9 +479,6 @@ int dualLoop(SimplexEngine &e) {
 } // namespace
 
 int runDualSimplex(SimplexEngine &e) {
-  // This loop compares every pivot from the row and from the column before it
-  // is taken, so the factors may run longer cycles.
-  e.factor.lu->pivotsChecked = true;
   ImpliedBoxes boxes;
   boxByImpliedBounds(e, boxes);
   int status = dualLoop(e);

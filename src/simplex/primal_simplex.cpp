@@ -455,7 +455,6 @@ int primalLoop(SimplexEngine &e) {
 } // namespace
 
 int runPrimalSimplex(SimplexEngine &e) {
-  e.factor.lu->pivotsChecked = false;
   const double dualTol = e.dualTol;  // the last steps may tighten it
   const int status = primalLoop(e);
   e.dualTol = dualTol;
