@@ -70,7 +70,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   if (!lp->presolved || !lp->presolved->ran) {
     const int savedPredual = gp.predual;
     if (gp.advind == 2 && holdsStart(lp)) gp.predual = -1;
-    const int status = runPresolve(env, lp, true);
+    const int status = runPresolve(env, lp, true, method);
     gp.predual = savedPredual;
     if (status == QVNERR_NO_MEMORY) {
       QVNmsg(env->resultsChannel, "Insufficient memory for presolve.\n");

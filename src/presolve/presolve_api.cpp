@@ -10,10 +10,10 @@ using namespace qvn;
 
 namespace {
 
-int presolveNow(Environment *env, Problem *lp, bool keepReduced) {
+int presolveNow(Environment *env, Problem *lp, bool keepReduced, int method) {
   QVN_TRY(flushCache(env, lp));
   if (isMipType(lp->probType) || hasQuadConstrType(lp->probType)) return QVNERR_NOT_FOR_MIP;
-  const int status = runPresolve(env, lp, keepReduced);
+  const int status = runPresolve(env, lp, keepReduced, method);
   if (status != 0) dropPresolveResult(lp);
   return status;
 }
@@ -26,7 +26,7 @@ QVN_API int QVNpresolve(QVNCENVptr cenv, QVNLPptr lp, int method) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (method < 0 || method > 6) return QVNERR_BAD_ARGUMENT;
-    return presolveNow(env, p, true);
+    return presolveNow(env, p, true, method);
   });
 }
 
@@ -34,7 +34,7 @@ QVN_API int QVNbasicpresolve(QVNCENVptr cenv, QVNLPptr lp, int *rowRedundantOut,
                              double *upperOut) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedProblem(env, lp, [&](Problem *p) -> int {
-    QVN_TRY(presolveNow(env, p, false));
+    QVN_TRY(presolveNow(env, p, false, 2));
     const PresolveState &s = *p->presolved;
     if (rowRedundantOut)
       for (int i = 0; i < s.numRows; ++i) rowRedundantOut[i] = s.rowLive[i] < 0 ? -1 : 0;

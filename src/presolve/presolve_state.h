@@ -78,11 +78,13 @@ struct PresolveState {
   bool primalFlag = true;  // primal reductions allowed
   int dualLevel = 2;       // 0 none, 1 linear, 2 also non-linear
   int passLimit = 2100000000;
+  int method = 2;  // the LP method the run prepares for (0 automatic, 1 primal, 2 dual, 4 barrier, ...)
   int aggTries = 1;
 
   // Counters.
   int rowsEliminated = 0, colsEliminated = 0, coefsModified = 0, boundsImproved = 0, substitutions = 0;
   int passes = 0;
+  int dependentRows = 0;  // equality rows dropped as combinations of others
 
   // Original sizes and sense.
   int numRows = 0, numCols = 0, objSense = 1;
@@ -160,6 +162,9 @@ int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
 int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &cols);
 int duplicateColumns(Environment *env, const Problem *lp, PresolveState &s);
 int aggregate(Environment *env, const Problem *lp, PresolveState &s);
+// Drops equality rows that are combinations of other equality rows
+// (dependent_rows.cpp); 1101 when such a row contradicts them.
+int dependentRows(Environment *env, const Problem *lp, PresolveState &s);
 // True when row r alone keeps column j within its bounds.
 bool impliedFree(const PresolveState &s, int r, int j);
 // Substitutes column y out through equality row r; with keep >= 0 (a
@@ -169,7 +174,7 @@ int substituteColumn(PresolveState &s, int r, int y, int keep);
 // Driver (driver.cpp). Runs presolve for an LP method on lp and leaves the
 // state attached; 0 or an error number (1101, 1117, 1118 on proofs, 1001).
 // After an error the caller drops the state.
-int runPresolve(Environment *env, Problem *lp, bool keepReduced);
+int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method);
 // Frees the state of lp but keeps its protected columns.
 void dropPresolveResult(Problem *lp);
 bool presolveParamsMatch(const Environment *env, const PresolveState &s);

@@ -1,6 +1,7 @@
 list(APPEND QUORVAN_SOURCES
   src/presolve/aggregator.cpp
   src/presolve/crush.cpp
+  src/presolve/dependent_rows.cpp
   src/presolve/driver.cpp
   src/presolve/optimize_presolved.cpp
   src/presolve/postsolve.cpp

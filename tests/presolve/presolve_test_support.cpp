@@ -38,6 +38,7 @@ ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol) {
     return c;
   }
   const PresolveState &s = *lp->presolved;
+  c.dependentRows = s.dependentRows;
   QVNCLPptr red = nullptr;
   EXPECT_EQ(QVNgetredlp(env, lp, &red), 0);
   c.reducedRows = red ? QVNgetnumrows(env, red) : 0;

@@ -26,6 +26,7 @@ struct ReplayCheck {
   std::string uncrushFault;   // checkOptimal of the replayed solution, "" when it holds
   std::string basisFault;     // basis count or clean-up trouble, "" when fine
   int cleanupIterations = -1; // primal iterations from the replayed basis
+  int dependentRows = -1;     // equality rows the dependency checker dropped
 };
 
 // QVNpresolve, dual simplex on the reduced problem, replay of solution and

@@ -1,4 +1,5 @@
 list(APPEND QUORVAN_TEST_SOURCES
+  presolve/dependent_rows_test.cpp
   presolve/netlib_presolve_test.cpp
   presolve/postsolve_random_test.cpp
   presolve/presolve_api_test.cpp
