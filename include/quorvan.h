@@ -66,6 +66,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_PRESLV_ABORT          1106
 #define QVNERR_PRESLV_INF            1117
 #define QVNERR_PRESLV_UNBD           1118
+#define QVNERR_PRESLV_DUAL           1119
 #define QVNERR_INDEX_RANGE           1200
 #define QVNERR_COL_INDEX_RANGE       1201
 #define QVNERR_ROW_INDEX_RANGE       1203

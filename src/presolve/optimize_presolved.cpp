@@ -15,10 +15,13 @@ bool isFinal(int status) { return status == 1 || status == 2 || status == 3 || s
 
 bool holdsStart(const Problem *lp) { return lp->basisData && !lp->basisData->colStatus.empty(); }
 
-// A proof by presolve leaves a status and no solution.
+// A proof by presolve leaves a status and no solution. Only primal
+// reductions alone prove infeasibility; an argument by dual reductions shows
+// that no optimum exists but not that a feasible point does, so it cannot
+// claim "unbounded", which promises a feasible point and a ray.
 void storeProof(Environment *env, Problem *lp, int error) {
   modelChanged(env, lp, 56);
-  lp->status = error == QVNERR_PRESLV_INF ? 3 : error == QVNERR_PRESLV_UNBD ? 2 : 4;
+  lp->status = error == QVNERR_PRESLV_INF ? 3 : 4;
 }
 
 // Puts the uncrushed solution and basis on the original problem.

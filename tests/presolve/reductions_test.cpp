@@ -297,6 +297,16 @@ TEST_F(Reductions, ReductionsOffLeaveTheModelAlone) {
   unbounded.addCol(-1, 0, kInf);
   unbounded.addCol(1, 0, 1, {{0, 1}});
   EXPECT_EQ(qvntest::checkReplay(env, unbounded).presolveStatus, QVNERR_PRESLV_UNBD);
+  // ... but not feasibility: the same argument holds for a model whose rows
+  // contradict each other, so the optimizer cannot report status 2.
+  LpModel contradicting = unbounded;
+  contradicting.addRow('G', 5), contradicting.addRow('L', 3);
+  contradicting.addCol(1, 0, kInf, {{1, 1}, {2, 1}});
+  contradicting.addCol(1, 0, kInf, {{1, 1}, {2, 1}});
+  EXPECT_EQ(qvntest::checkReplay(env, contradicting).presolveStatus, QVNERR_PRESLV_UNBD);
+  EXPECT_EQ(qvntest::solveModel(env, contradicting, 1, QVNdualopt).status, QVN_STAT_INForUNBD);
+  EXPECT_EQ(qvntest::solveModel(env, unbounded, 1, QVNprimopt).status, QVN_STAT_INForUNBD);
+  EXPECT_EQ(qvntest::solveModel(env, contradicting, 0, QVNdualopt).status, QVN_STAT_INFEASIBLE);
   QVNsetintparam(env, QVN_PARAM_REDUCE, 3);
   // Both on: the optimizer reports that it cannot tell.
   EXPECT_EQ(qvntest::solveModel(env, unbounded, 1, QVNdualopt).status, QVN_STAT_INForUNBD);
