@@ -12,10 +12,12 @@ using namespace qvn;
 
 namespace {
 
-// The state, or 1103 when no presolve has run.
+// The state, or 1103 when no presolve has run; a dualized reduced problem
+// has rows for columns, which these maps cannot express (1119).
 int presolvedState(const Problem *lp, PresolveState *&s) {
   s = lp->presolved;
   if (!s || !s->ran || s->nothingDone) return QVNERR_PRESLV_NO_PROB;
+  if (s->dualized) return QVNERR_PRESLV_DUAL;
   return 0;
 }
 

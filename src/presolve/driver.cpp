@@ -258,7 +258,8 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method) {
   s.ran = true;
   const bool display = env->generalParams->simdisplay != 0;
   const char *cls = "LP";
-  s.nothingDone = s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0;
+  const bool dualize = keepReduced && chooseDual(env, lp, s);
+  s.nothingDone = !dualize && s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0;
   s.allEliminated = !s.nothingDone && s.redColOrig.empty() && s.redRowOrig.empty();
   if (s.nothingDone) {
     if (display) QVNmsg(env->resultsChannel, "No %s presolve or aggregator reductions.\n", cls);
@@ -278,6 +279,10 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method) {
     return 0;
   }
   if (keepReduced) QVN_TRY(buildReduced(env, lp, s));
+  if (dualize) {
+    QVN_TRY(buildDual(env, s));
+    if (display) QVNmsg(env->resultsChannel, "DUAL formed by presolve\n");
+  }
   return 0;
 }
 

@@ -75,7 +75,8 @@ QVN_API int QVNgetprestat(QVNCENVptr env, QVNCLPptr lp, int *statusOut, int *red
 QVN_API int QVNgetredlp(QVNCENVptr env, QVNCLPptr lp, QVNCLPptr *reducedOut) {
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (!reducedOut) return QVNERR_NULL_POINTER;
-    *reducedOut = p->presolved ? p->presolved->reduced : nullptr;
+    const PresolveState *s = p->presolved;
+    *reducedOut = !s ? nullptr : s->dualized ? s->dualProblem : s->reduced;
     return 0;
   });
 }
@@ -122,7 +123,7 @@ namespace {
 // multiples to them. Columns removed or merged cannot follow.
 bool changeReducedObjective(Environment *env, PresolveState &s, int count, const int *indices, const double *values,
                             const double *before) {
-  if (!s.reduced) return false;
+  if (!s.reduced || s.dualized) return false;
   for (int k = 0; k < count; ++k)
     if (s.colMap[indices[k]] < 0) return false;
   for (int r = s.head; r >= 0; r = s.records[r].next)

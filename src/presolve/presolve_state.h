@@ -62,6 +62,22 @@ struct ReductionRecord {
   int64_t first = 0;
 };
 
+// Where the parts of the reduced problem sit in its dual (dualize.cpp):
+// the dual row of each reduced column (-1 for a fixed one), the extra dual
+// column v of a column with two bounds, the dual column y of each reduced
+// row and the second column w of a ranged row (-1 when absent), and the
+// value each column was shifted by.
+struct DualMap {
+  EnvVector<int> rowOfCol, vOfCol, yOfRow, wOfRow;
+  EnvVector<double> base;
+};
+
+// A solution and basis of the reduced problem rebuilt from its dual's.
+struct PrimalOfDual {
+  EnvVector<double> x, pi, dj;
+  EnvVector<int> colStatus, rowStatus;
+};
+
 struct PresolveEntry {
   int row, col;
   double value;
@@ -114,6 +130,11 @@ struct PresolveState {
   bool nothingDone = false;
   int status = 0;  // 0, or the error that ended the run
   Problem *reduced = nullptr;
+  // The dual of the reduced problem, when presolve formed it; the optimizers
+  // then solve it in place of the reduced problem.
+  bool dualized = false;
+  Problem *dualProblem = nullptr;
+  qvn::DualMap dualMap;
 
   // Replay log: records in a pool, head is the newest.
   qvn::EnvVector<qvn::ReductionRecord> records;
@@ -170,6 +191,12 @@ bool impliedFree(const PresolveState &s, int r, int j);
 // Substitutes column y out through equality row r; with keep >= 0 (a
 // doubleton row) y's bounds move onto the remaining column keep.
 int substituteColumn(PresolveState &s, int r, int y, int keep);
+
+// Dualization (dualize.cpp): the decision by size and method, the dual of
+// s.reduced in s.dualProblem, and the reduced solution from the dual's.
+bool chooseDual(Environment *env, const Problem *lp, const PresolveState &s);
+int buildDual(Environment *env, PresolveState &s);
+void primalFromDual(const PresolveState &s, const Problem *dual, PrimalOfDual &out);
 
 // Driver (driver.cpp). Runs presolve for an LP method on lp and leaves the
 // state attached; 0 or an error number (1101, 1117, 1118 on proofs, 1001).

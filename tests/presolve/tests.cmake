@@ -1,5 +1,6 @@
 list(APPEND QUORVAN_TEST_SOURCES
   presolve/dependent_rows_test.cpp
+  presolve/dualize_test.cpp
   presolve/netlib_presolve_test.cpp
   presolve/postsolve_random_test.cpp
   presolve/presolve_api_test.cpp
