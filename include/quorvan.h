@@ -639,6 +639,11 @@ QVN_API int QVNcrushform(QVNCENVptr env, QVNCLPptr lp, int len, const int *indic
 QVN_API int QVNuncrushform(QVNCENVptr env, QVNCLPptr lp, int plen, const int *pindices,
                            const double *pvalues, int *lenOut, double *offsetOut, int *indices,
                            double *values);
+/* Adds rows (as QVNaddrows, without new columns) to the problem and, written
+   on the reduced columns, to its presolved copy. */
+QVN_API int QVNpreaddrows(QVNCENVptr env, QVNLPptr lp, int newRows, int newNonzeros, const double *rhs,
+                          const char *sense, const int *rowStart, const int *colIndex,
+                          const double *coefValue, char **rowNames);
 /* Changes objective coefficients of the problem and of its presolved copy. */
 QVN_API int QVNprechgobj(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
                          const double *values);

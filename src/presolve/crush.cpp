@@ -48,6 +48,10 @@ void statusesFromPoint(const PresolveState &s, const double *x, EnvVector<int> &
   }
 }
 
+} // namespace
+
+namespace qvn {
+
 // Coefficients of original columns, with each removed column replaced by what
 // its record says, oldest removal first so that a replacement may use columns
 // that a later record removes. A merged column k can only go with its partner
@@ -87,7 +91,7 @@ int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset) {
   return 0;
 }
 
-} // namespace
+} // namespace qvn
 
 extern "C" {
 

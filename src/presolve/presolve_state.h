@@ -113,6 +113,10 @@ struct PresolveState {
   qvn::EnvVector<double> origLower, origUpper;
   double offset = 0.0;  // objective constant in minimization sense
   qvn::EnvVector<char> protectedCol;
+  // Columns removed by an argument about the objective (dominated, empty,
+  // or a singleton whose cost chose its row's side): a new row on them
+  // would undo the argument.
+  qvn::EnvVector<char> dualRemoved;
   qvn::EnvVector<int> protectedList;  // sorted; survives a new run
 
   // Touched lists; when they hold more than a third of the rows the passes
@@ -191,6 +195,12 @@ bool impliedFree(const PresolveState &s, int r, int j);
 // Substitutes column y out through equality row r; with keep >= 0 (a
 // doubleton row) y's bounds move onto the remaining column keep.
 int substituteColumn(PresolveState &s, int r, int y, int keep);
+
+// A linear form over the original columns rewritten on the columns that
+// remain (crush.cpp): acc holds coefficients by original column and keeps
+// nonzeros only on surviving ones; offset receives the constant. 1003 when
+// a merged pair appears out of the proportion of its merge.
+int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset);
 
 // Dualization (dualize.cpp): the decision by size and method, the dual of
 // s.reduced in s.dualProblem, and the reduced solution from the dual's.

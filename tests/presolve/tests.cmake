@@ -4,6 +4,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   presolve/netlib_presolve_test.cpp
   presolve/postsolve_random_test.cpp
   presolve/presolve_api_test.cpp
+  presolve/presolved_rows_test.cpp
   presolve/reductions_test.cpp
   presolve/presolve_test_support.cpp
 )
