@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <sstream>
 
 #include "presolve/presolve_test_support.h"
 
@@ -128,18 +126,6 @@ TEST_F(DependentRows, ContradictingRowEndsThePresolve) {
   QVNfreeprob(env, &lp);
 }
 
-double referenceObjective(const std::string &dir, const std::string &name) {
-  std::ifstream in(dir + "/netlib/reference.tsv");
-  std::string line;
-  while (std::getline(in, line)) {
-    std::istringstream fields(line);
-    std::string model, status;
-    double value = 0;
-    if (fields >> model >> status >> value && model == name) return value;
-  }
-  return NAN;
-}
-
 // Models whose equality rows are rank deficient, before the passes (depind 1)
 // or after them (the default for the simplex).
 TEST_F(DependentRows, NetlibModelsWithDependentRows) {
@@ -168,7 +154,7 @@ TEST_F(DependentRows, NetlibModelsWithDependentRows) {
     const qvntest::PresolveRun r = qvntest::solveModel(env, m, 1, QVNdualopt);
     ASSERT_EQ(r.status, QVN_STAT_OPTIMAL);
     EXPECT_EQ(checkOptimal(m, r.solution, 1e-6), "");
-    const double ref = referenceObjective(dir, name);
+    const double ref = qvntest::referenceObjective(dir, name);
     EXPECT_NEAR(r.solution.objective, ref, 1e-6 * std::max(1.0, std::fabs(ref)));
   }
   QVNsetintparam(env, QVN_PARAM_DEPIND, -1);

@@ -287,4 +287,28 @@ TEST_F(Dualize, RandomModelsAgreeWithThePrimal) {
   EXPECT_GT(dualized, 100);
 }
 
+// Netlib models through their dual, against the reference objectives.
+TEST_F(Dualize, NetlibModelsThroughTheirDual) {
+  const std::string dir = qvntest::sharedDataDir();
+  if (dir.empty()) GTEST_SKIP() << "shared data absent";
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+  for (const char *name : {"afiro", "sc50b", "blend", "share2b", "kb2", "boeing2", "recipe", "israel", "bore3d"}) {
+    SCOPED_TRACE(name);
+    int status = 0;
+    QVNLPptr lp = QVNcreateprob(env, &status, name);
+    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/netlib/" + name + ".mps.gz").c_str(), nullptr), 0);
+    const LpModel m = qvntest::readModel(env, lp);
+    QVNfreeprob(env, &lp);
+    const double ref = qvntest::referenceObjective(dir, name);
+    for (auto optimizer : {QVNdualopt, QVNprimopt}) {
+      const Run r = solve(m, 1, optimizer);
+      EXPECT_TRUE(r.dualized);
+      ASSERT_EQ(r.status, QVN_STAT_OPTIMAL);
+      EXPECT_EQ(checkOptimal(m, r.solution, 1e-6), "");
+      EXPECT_NEAR(r.solution.objective, ref, 1e-6 * std::max(1.0, std::fabs(ref)));
+      EXPECT_LE(r.iterations - r.dualIterations, 5);
+    }
+  }
+}
+
 } // namespace

@@ -1,6 +1,8 @@
 #include "presolve/presolve_test_support.h"
 
 #include <cmath>
+#include <fstream>
+#include <sstream>
 
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
@@ -87,6 +89,18 @@ ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol) {
   c.cleanupIterations = QVNgetitcnt(env, lp);
   QVNfreeprob(env, &lp);
   return c;
+}
+
+double referenceObjective(const std::string &dataDir, const std::string &name) {
+  std::ifstream in(dataDir + "/netlib/reference.tsv");
+  std::string line;
+  while (std::getline(in, line)) {
+    std::istringstream fields(line);
+    std::string model, status;
+    double value = 0;
+    if (fields >> model >> status >> value && model == name) return value;
+  }
+  return NAN;
 }
 
 } // namespace qvntest

@@ -34,4 +34,8 @@ struct ReplayCheck {
 // primal run from the replayed basis.
 ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol = 1e-8);
 
+// The reference objective of a netlib model (without the constant of its
+// objective row) from the data directory's reference.tsv; NaN when absent.
+double referenceObjective(const std::string &dataDir, const std::string &name);
+
 } // namespace qvntest
