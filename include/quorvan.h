@@ -633,6 +633,9 @@ QVN_API int QVNcrushpi(QVNCENVptr env, QVNCLPptr lp, const double *pi, double *r
 /* x: the reduced problem's primal point (optional for an LP). */
 QVN_API int QVNuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi,
                          const double *x);
+/* As QVNuncrushpi; x (the reduced primal point) is required. */
+QVN_API int QVNqpuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi,
+                           const double *x);
 QVN_API int QVNcrushform(QVNCENVptr env, QVNCLPptr lp, int len, const int *indices,
                          const double *values, int *plenOut, double *poffsetOut, int *pindices,
                          double *pvalues);

@@ -238,7 +238,7 @@ void dropPresolveResult(Problem *lp) {
 
 namespace {
 
-int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method) {
+int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, int passCap) {
   EnvVector<int> keep;
   if (lp->presolved) keep.swap(lp->presolved->protectedList);
   freePresolved(lp);
@@ -247,6 +247,7 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method) {
   s.protectedList.swap(keep);
   setUp(env, s);
   s.method = method;
+  if (passCap >= 0) s.passLimit = std::min(s.passLimit, passCap);
   buildWorkingCopy(env, lp, s);
   int status = reductionLoop(env, lp, s);
   if (status == QVNERR_PRESLV_INForUNBD) status = narrowStatus(s);
@@ -290,8 +291,18 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method) {
 
 // Memory failures inside come back as 1001, so that the optimizers can go on
 // without presolve.
+//
+// A verdict of infeasibility may come from a late pass working on numbers
+// that earlier passes have changed; with the repeat setting on, the run is
+// made once more with the passes that completed before the verdict.
 int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method) {
-  return runCaught([&]() { return presolveBody(env, lp, keepReduced, method); });
+  int status = runCaught([&]() { return presolveBody(env, lp, keepReduced, method, -1); });
+  const bool verdict = status == QVNERR_PRESLV_INForUNBD || status == QVNERR_PRESLV_INF || status == QVNERR_PRESLV_UNBD;
+  if (!verdict || env->mipParams->repeatpresolve <= 0 || !lp->presolved) return status;
+  const PresolveState &failed = *lp->presolved;
+  if (failed.passes >= failed.passLimit) return status;  // the limit already stopped it
+  const int reached = failed.passes;
+  return runCaught([&]() { return presolveBody(env, lp, keepReduced, method, reached); });
 }
 
 } // namespace qvn

@@ -312,4 +312,36 @@ TEST_F(Reductions, ReductionsOffLeaveTheModelAlone) {
   EXPECT_EQ(qvntest::solveModel(env, unbounded, 1, QVNdualopt).status, QVN_STAT_INForUNBD);
 }
 
+// With the repeat setting a verdict of infeasibility is checked by a second
+// run with the passes that completed before it: here none, so the second run
+// keeps the model and the optimizer proves infeasibility itself.
+TEST_F(Reductions, RepeatSettingRetriesAVerdictWithFewerPasses) {
+  LpModel bad;
+  bad.addRow('G', 10), bad.addRow('L', 5);
+  bad.addCol(1, 0, 2, {{0, 1}, {1, 1}});
+  bad.addCol(1, 0, 2, {{0, 1}, {1, 2}});
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "repeat");
+  ASSERT_EQ(bad.load(env, lp), 0);
+  takeErrors();
+  EXPECT_EQ(QVNpresolve(env, lp, 2), QVNERR_PRESLV_INForUNBD);
+  EXPECT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INForUNBD);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_REPEATPRESOLVE, 1), 0);
+  EXPECT_EQ(QVNpresolve(env, lp, 2), 0);
+  EXPECT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+  // A model that is fine is untouched by the setting.
+  LpModel good = bad;
+  good.rhs[0] = 3;
+  ASSERT_EQ(good.load(env, lp), 0);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, 3.0, 1e-12);  // x0 + x1 >= 3 binds: x0 = 2, x1 = 1 keeps x0 + 2 x1 <= 5
+  QVNsetintparam(env, QVN_PARAM_REPEATPRESOLVE, -1);
+  QVNfreeprob(env, &lp);
+}
+
 } // namespace
