@@ -53,7 +53,9 @@ protected:
     const PresolveState *s = lp->presolved;
     run.dualized = s && s->dualized;
     if (run.dualized && s->dualProblem->solution) run.dualIterations = s->dualProblem->solution->iterationCount;
-    if (run.status == QVN_STAT_OPTIMAL) EXPECT_EQ(qvntest::readSolution(env, lp, m, run.solution), 0);
+    if (run.status == QVN_STAT_OPTIMAL) {
+      EXPECT_EQ(qvntest::readSolution(env, lp, m, run.solution), 0);
+    }
     QVNfreeprob(env, &lp);
     return run;
   }
@@ -273,7 +275,9 @@ TEST_F(Dualize, RandomModelsAgreeWithThePrimal) {
         EXPECT_EQ(checkOptimal(m, r.solution), "");
         EXPECT_NEAR(r.solution.objective, direct.solution.objective,
                     1e-9 * std::max(1.0, std::fabs(direct.solution.objective)));
-        if (r.dualized) EXPECT_LE(r.iterations - r.dualIterations, 2);
+        if (r.dualized) {
+          EXPECT_LE(r.iterations - r.dualIterations, 2);
+        }
       } else {
         EXPECT_TRUE(r.status == direct.status || r.status == QVN_STAT_INForUNBD || direct.status == QVN_STAT_INForUNBD)
             << r.status << " vs " << direct.status;
