@@ -15,15 +15,11 @@ using qvntest::checkOptimal;
 using qvntest::EnvFixture;
 using qvntest::LpModel;
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
 class DependentRows : public EnvFixture {
 protected:
   void SetUp() override {
     EnvFixture::SetUp();
-    QVNCHANNELptr results = nullptr;
-    ASSERT_EQ(QVNgetchannels(env, &results, nullptr, nullptr, nullptr), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
+    ASSERT_EQ(qvntest::captureMessages(env, &log, true, false), 0);
   }
   // min x0 + 3 x1 + 3 x2 + 2 x3, x in [0, 10]
   //  r0: x0 + x1 + x2 = 4
@@ -138,11 +134,8 @@ TEST_F(DependentRows, NetlibModelsWithDependentRows) {
   } cases[] = {{"degen2", -1}, {"sierra", -1}, {"shell", -1}, {"scorpion", 1}, {"bore3d", 1}};
   for (const auto &[name, depind] : cases) {
     SCOPED_TRACE(name);
-    int status = 0;
-    QVNLPptr lp = QVNcreateprob(env, &status, name);
-    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/netlib/" + name + ".mps.gz").c_str(), nullptr), 0);
-    const LpModel m = qvntest::readModel(env, lp);
-    QVNfreeprob(env, &lp);
+    const LpModel m = qvntest::readNetlibModel(env, dir, name);
+    ASSERT_GT(m.numRows(), 0);
     QVNsetintparam(env, QVN_PARAM_DEPIND, depind);
     const qvntest::ReplayCheck c = qvntest::checkReplay(env, m, 1e-6);
     ASSERT_EQ(c.presolveStatus, 0);

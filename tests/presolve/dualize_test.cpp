@@ -19,15 +19,11 @@ using qvntest::LpModel;
 
 constexpr double kInf = 1e20;
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
 class Dualize : public EnvFixture {
 protected:
   void SetUp() override {
     EnvFixture::SetUp();
-    QVNCHANNELptr results = nullptr;
-    ASSERT_EQ(QVNgetchannels(env, &results, nullptr, nullptr, nullptr), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
+    ASSERT_EQ(qvntest::captureMessages(env, &log, true, false), 0);
   }
   void TearDown() override {
     QVNsetintparam(env, QVN_PARAM_PREDUAL, 0);
@@ -146,9 +142,7 @@ TEST_F(Dualize, MapsAndReducedProblemOfADualizedModel) {
                           "QUORVAN Error  1119: The feature is not available for solving dual formulation.\n"
                           "QUORVAN Error  1119: The feature is not available for solving dual formulation.\n");
   // An objective change cannot follow into the dual: the copy goes.
-  QVNCHANNELptr warning = nullptr;
-  ASSERT_EQ(QVNgetchannels(env, nullptr, &warning, nullptr, nullptr), 0);
-  ASSERT_EQ(QVNaddfuncdest(env, warning, &log, collect), 0);
+  ASSERT_EQ(qvntest::captureMessages(env, &log, false, true), 0);
   log.clear();
   const int one = 0;
   const double two = 2.5;
@@ -298,11 +292,8 @@ TEST_F(Dualize, NetlibModelsThroughTheirDual) {
   QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
   for (const char *name : {"afiro", "sc50b", "blend", "share2b", "kb2", "boeing2", "recipe", "israel", "bore3d"}) {
     SCOPED_TRACE(name);
-    int status = 0;
-    QVNLPptr lp = QVNcreateprob(env, &status, name);
-    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/netlib/" + name + ".mps.gz").c_str(), nullptr), 0);
-    const LpModel m = qvntest::readModel(env, lp);
-    QVNfreeprob(env, &lp);
+    const LpModel m = qvntest::readNetlibModel(env, dir, name);
+    ASSERT_GT(m.numRows(), 0);
     const double ref = qvntest::referenceObjective(dir, name);
     for (auto optimizer : {QVNdualopt, QVNprimopt}) {
       const Run r = solve(m, 1, optimizer);

@@ -15,16 +15,11 @@ using qvntest::LpModel;
 
 constexpr double kInf = 1e20;
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
 class PresolveApi : public EnvFixture {
 protected:
   void SetUp() override {
     EnvFixture::SetUp();
-    QVNCHANNELptr results = nullptr, warning = nullptr;
-    ASSERT_EQ(QVNgetchannels(env, &results, &warning, nullptr, nullptr), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, warning, &log, collect), 0);
+    ASSERT_EQ(qvntest::captureMessages(env, &log, true, true), 0);
     int status = 0;
     lp = QVNcreateprob(env, &status, "api");
     ASSERT_NE(lp, nullptr);

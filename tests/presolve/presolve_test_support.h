@@ -34,6 +34,13 @@ struct ReplayCheck {
 // primal run from the replayed basis.
 ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol = 1e-8);
 
+// Sends what the results and/or warning channel print to *text (appended).
+int captureMessages(QVNENVptr env, std::string *text, bool results, bool warnings);
+
+// A netlib model of the data directory read into an LpModel (empty when it
+// cannot be read).
+LpModel readNetlibModel(QVNENVptr env, const std::string &dataDir, const std::string &name);
+
 // The reference objective of a netlib model (without the constant of its
 // objective row) from the data directory's reference.tsv; NaN when absent.
 double referenceObjective(const std::string &dataDir, const std::string &name);

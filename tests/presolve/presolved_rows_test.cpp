@@ -18,16 +18,12 @@ using qvntest::LpModel;
 
 constexpr double kInf = 1e20;
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
 class PresolvedRows : public EnvFixture {
 protected:
   void SetUp() override {
     EnvFixture::SetUp();
     QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
-    QVNCHANNELptr warning = nullptr;
-    ASSERT_EQ(QVNgetchannels(env, nullptr, &warning, nullptr, nullptr), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, warning, &log, collect), 0);
+    ASSERT_EQ(qvntest::captureMessages(env, &log, false, true), 0);
     int status = 0;
     lp = QVNcreateprob(env, &status, "rows");
     ASSERT_NE(lp, nullptr);
