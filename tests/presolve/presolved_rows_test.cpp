@@ -52,10 +52,18 @@ protected:
     EXPECT_EQ(QVNgetredlp(env, lp, &red), 0);
     return red ? QVNgetnumrows(env, red) : -1;
   }
-  // Solves lp and checks the answer against the model m that it now holds.
+  // Solves lp and checks the answer against the model m that it now holds;
+  // a presolved copy that served the solve must have had that optimum itself.
   void expectOptimum(const LpModel &m, double objective) {
     ASSERT_EQ(QVNdualopt(env, lp), 0);
     ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+    QVNCLPptr red = nullptr;
+    ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+    if (red) {
+      double reduced = 0;
+      ASSERT_EQ(QVNgetobjval(env, red, &reduced), 0);
+      EXPECT_NEAR(reduced, objective, 1e-9);
+    }
     qvntest::LpSolution s;
     ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
     EXPECT_EQ(checkOptimal(m, s), "");
