@@ -121,9 +121,25 @@ namespace {
 // The reduced objective follows a change of surviving columns' costs by the
 // same amounts: the reductions only added constants and other columns' cost
 // multiples to them. Columns removed or merged cannot follow.
+// In the dual a reduced column's cost is the right-hand side of its row
+// and, times the column's shift, part of the constant.
+void changeDualOfCosts(Environment *env, PresolveState &s, int count, const int *indices, const double *values,
+                       const double *before) {
+  LpData &dual = *s.dualProblem->lpData;
+  const double sense = s.reduced->lpData->objSense;
+  modelChanged(env, s.dualProblem, 8);
+  modelChanged(env, s.dualProblem, 14);
+  for (int k = 0; k < count; ++k) {
+    const int col = s.colMap[indices[k]], row = s.dualMap.rowOfCol[col];
+    const double delta = sense * (values[k] - before[k]);
+    if (row >= 0) dual.rhs[row] += delta;
+    dual.objOffset += delta * s.dualMap.base[col];
+  }
+}
+
 bool changeReducedObjective(Environment *env, PresolveState &s, int count, const int *indices, const double *values,
                             const double *before) {
-  if (!s.reduced || s.dualized) return false;
+  if (!s.reduced) return false;
   for (int k = 0; k < count; ++k)
     if (s.colMap[indices[k]] < 0) return false;
   for (int r = s.head; r >= 0; r = s.records[r].next)
@@ -133,6 +149,7 @@ bool changeReducedObjective(Environment *env, PresolveState &s, int count, const
   LpData &d = *s.reduced->lpData;
   modelChanged(env, s.reduced, 14);
   for (int k = 0; k < count; ++k) d.objCoef[s.colMap[indices[k]]] += values[k] - before[k];
+  if (s.dualized) changeDualOfCosts(env, s, count, indices, values, before);
   return true;
 }
 

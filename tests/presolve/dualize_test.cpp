@@ -141,15 +141,33 @@ TEST_F(Dualize, MapsAndReducedProblemOfADualizedModel) {
                           "QUORVAN Error  1119: The feature is not available for solving dual formulation.\n"
                           "QUORVAN Error  1119: The feature is not available for solving dual formulation.\n"
                           "QUORVAN Error  1119: The feature is not available for solving dual formulation.\n");
-  // An objective change cannot follow into the dual: the copy goes.
+  // Objective changes follow into the dual (as right-hand sides of its
+  // rows); its optimum is then that of the changed model.
   ASSERT_EQ(qvntest::captureMessages(env, &log, false, true), 0);
   log.clear();
-  const int one = 0;
-  const double two = 2.5;
-  EXPECT_EQ(QVNprechgobj(env, lp, 1, &one, &two), 0);
-  EXPECT_NE(log.find("Warning: Changing obj. of the presolved model fails.\n"), std::string::npos) << log;
+  LpModel changed = allKinds();
+  const int which[2] = {0, 3};
+  const double costs[2] = {0.5, -1.5};
+  changed.obj[0] = 0.5, changed.obj[3] = -1.5;
+  EXPECT_EQ(QVNprechgobj(env, lp, 2, which, costs), 0);
+  EXPECT_EQ(log, "");
   ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
-  EXPECT_EQ(red, nullptr);
+  ASSERT_NE(red, nullptr);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  ASSERT_EQ(QVNdualopt(env, const_cast<QVNLPptr>(red)), 0);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 1);
+  const Run direct = solve(changed, -1, QVNdualopt);
+  ASSERT_EQ(direct.status, QVN_STAT_OPTIMAL);
+  ASSERT_EQ(QVNgetstat(env, red), QVN_STAT_OPTIMAL);
+  double dualObjective = 0;
+  ASSERT_EQ(QVNgetobjval(env, red, &dualObjective), 0);
+  EXPECT_NEAR(dualObjective, direct.solution.objective, 1e-9);
+  QVNsetintparam(env, QVN_PARAM_PREDUAL, 1);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, direct.solution.objective, 1e-9);
   QVNfreeprob(env, &lp);
 }
 
