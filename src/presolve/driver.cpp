@@ -259,7 +259,7 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, in
   s.ran = true;
   const bool display = env->generalParams->simdisplay != 0;
   const char *cls = "LP";
-  const bool dualize = keepReduced && chooseDual(env, lp, s);
+  const bool dualize = keepReduced && chooseDual(lp, s);
   s.nothingDone = !dualize && s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0;
   s.allEliminated = !s.nothingDone && s.redColOrig.empty() && s.redRowOrig.empty();
   if (s.nothingDone) {

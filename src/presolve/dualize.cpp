@@ -70,7 +70,7 @@ int64_t normalEntries(int rows, const EnvVector<EnvVector<int>> &lines) {
 
 } // namespace
 
-bool chooseDual(Environment *env, const Problem *lp, const PresolveState &s) {
+bool chooseDual(const Problem *lp, const PresolveState &s) {
   if (s.predual < 0) return false;
   if (isMipType(lp->probType) || hasQuadObjType(lp->probType) || hasQuadConstrType(lp->probType)) return false;
   int rows = 0, cols = 0;
@@ -78,7 +78,6 @@ bool chooseDual(Environment *env, const Problem *lp, const PresolveState &s) {
   for (int j = 0; j < s.numCols; ++j) cols += s.colLive[j] >= 0;
   if (rows == 0 || cols == 0) return false;
   if (s.predual == 1) return true;
-  (void)env;
   const bool simplex = s.method >= 0 && s.method <= 2;
   if (simplex) return rows >= 4 * cols && rows >= 5000;
   if (cols > 5 * rows) return false;

@@ -204,7 +204,7 @@ int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset);
 
 // Dualization (dualize.cpp): the decision by size and method, the dual of
 // s.reduced in s.dualProblem, and the reduced solution from the dual's.
-bool chooseDual(Environment *env, const Problem *lp, const PresolveState &s);
+bool chooseDual(const Problem *lp, const PresolveState &s);
 int buildDual(Environment *env, PresolveState &s);
 void primalFromDual(const PresolveState &s, const Problem *dual, PrimalOfDual &out);
 
