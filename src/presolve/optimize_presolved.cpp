@@ -120,9 +120,11 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
       in.colStatus = fromDual.colStatus.data();
       in.rowStatus = fromDual.rowStatus.data();
       solved = true;
+    } else if (dual->status == 10 || dual->status == 11 || dual->status == 13) {
+      status = dual->status;  // a limit or the user stopped the run: no point to carry back
+      solved = true;
     }
-    // Without an optimum of the dual, the reduced problem itself tells
-    // infeasible from unbounded.
+    // Otherwise the reduced problem itself tells infeasible from unbounded.
   }
   if (red && !solved) {
     QVN_TRY(solve(env, red, method));

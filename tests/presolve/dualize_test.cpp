@@ -303,6 +303,18 @@ TEST_F(Dualize, RandomModelsAgreeWithThePrimal) {
   EXPECT_GT(dualized, 100);
 }
 
+// A limit that stops the dual stops the run: the primal is not solved again.
+TEST_F(Dualize, IterationLimitStopsTheRun) {
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+  LpModel m = tallModel(400, 100);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_ITLIM, 5), 0);
+  const Run r = solve(m, 1, QVNdualopt);
+  QVNsetintparam(env, QVN_PARAM_ITLIM, 2100000000);
+  EXPECT_TRUE(r.dualized);
+  EXPECT_EQ(r.status, QVN_STAT_ABORT_IT_LIM);
+  EXPECT_LE(r.iterations, 5);
+}
+
 // Netlib models through their dual, against the reference objectives.
 TEST_F(Dualize, NetlibModelsThroughTheirDual) {
   const std::string dir = qvntest::sharedDataDir();
