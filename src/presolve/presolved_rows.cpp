@@ -49,10 +49,51 @@ bool crushRows(const PresolveState &s, const RowBatch &b, EnvVector<double> &rhs
   return true;
 }
 
-// Adds the rows to the reduced problem and extends the maps; false when the
-// copy cannot take them.
+// A dualized copy takes new reduced rows as new columns of the dual: the
+// row duals y, with the row's limit less its activity at the shifted
+// columns as price (see dualize.cpp).
+bool addToDual(Environment *env, PresolveState &s, const RowBatch &rows) {
+  DualMap &map = s.dualMap;
+  EnvVector<double> obj, lower, upper, value;
+  EnvVector<int> start, index;
+  for (int r = 0; r < rows.count; ++r) {
+    const char sense = rows.sense ? rows.sense[r] : 'E';
+    const double rhs = rows.rhs[r];
+    const int64_t begin = rows.numNonzeros > 0 ? rows.rowStart[r] : 0;
+    const int64_t end = rows.numNonzeros > 0 ? (r + 1 < rows.count ? rows.rowStart[r + 1] : rows.numNonzeros) : 0;
+    double shift = 0.0;
+    start.push_back(static_cast<int>(index.size()));
+    for (int64_t k = begin; k < end; ++k) {
+      const int col = rows.colIndex[k];
+      shift += rows.coefValue[k] * map.base[col];
+      if (map.rowOfCol[col] < 0) continue;
+      index.push_back(map.rowOfCol[col]);
+      value.push_back(rows.coefValue[k]);
+    }
+    obj.push_back(rhs - shift);
+    lower.push_back(sense == 'G' ? 0.0 : -kPreInf);
+    upper.push_back(sense == 'L' ? 0.0 : kPreInf);
+  }
+  index.push_back(0);
+  value.push_back(0.0);
+  ColumnBatch cols;
+  cols.count = rows.count;
+  cols.objCoef = obj.data(), cols.lowerBound = lower.data(), cols.upperBound = upper.data();
+  cols.numNonzeros = static_cast<int64_t>(index.size()) - 1;
+  cols.colStart = start.data(), cols.rowIndex = index.data(), cols.coefValue = value.data();
+  const int first = s.dualProblem->lpData->numCols;
+  if (runCaught([&]() { return addColumns(env, s.dualProblem, cols, 28); }) != 0) return false;
+  for (int r = 0; r < rows.count; ++r) {
+    map.yOfRow.push_back(first + r);
+    map.wOfRow.push_back(-1);
+  }
+  return true;
+}
+
+// Adds the rows to the reduced problem (and its dual) and extends the maps;
+// false when the copy cannot take them.
 bool addToReduced(Environment *env, PresolveState &s, const RowBatch &b) {
-  if (!s.ran || !s.reduced || s.dualized) return false;
+  if (!s.ran || !s.reduced) return false;
   EnvVector<double> rhs;
   EnvVector<int> start, index;
   EnvVector<double> value;
@@ -67,6 +108,7 @@ bool addToReduced(Environment *env, PresolveState &s, const RowBatch &b) {
   crushed.coefValue = value.data();
   const int redRows = s.reduced->lpData->numRows;
   if (runCaught([&]() { return addRows(env, s.reduced, crushed, 17); }) != 0) return false;
+  if (s.dualized && !addToDual(env, s, crushed)) return false;
   for (int r = 0; r < b.count; ++r) {
     s.rowMap.push_back(redRows + r);
     s.redRowOrig.push_back(s.numRows + r);

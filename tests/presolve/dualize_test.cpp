@@ -303,6 +303,48 @@ TEST_F(Dualize, RandomModelsAgreeWithThePrimal) {
   EXPECT_GT(dualized, 100);
 }
 
+// Rows added to a dualized copy become columns of its dual.
+TEST_F(Dualize, RowsAddedToADualizedCopy) {
+  QVNsetintparam(env, QVN_PARAM_REDUCE, 1);
+  QVNsetintparam(env, QVN_PARAM_AGGIND, 0);
+  QVNsetintparam(env, QVN_PARAM_PREDUAL, 1);
+  ASSERT_EQ(qvntest::captureMessages(env, &log, false, true), 0);
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "rows");
+  LpModel m = allKinds();
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  // x0 + x4 >= 2.5, x2 - x3 <= 0.5 and x1 + x2 = 1.
+  const int start[3] = {0, 2, 4}, cols[6] = {0, 4, 2, 3, 1, 2};
+  const double vals[6] = {1, 1, 1, -1, 1, 1}, rhs[3] = {2.5, 0.5, 1};
+  const char sense[3] = {'G', 'L', 'E'};
+  log.clear();
+  ASSERT_EQ(QVNpreaddrows(env, lp, 3, 6, rhs, sense, start, cols, vals, nullptr), 0);
+  EXPECT_EQ(log, "");
+  QVNCLPptr red = nullptr;
+  ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+  ASSERT_NE(red, nullptr);
+  EXPECT_EQ(QVNgetnumcols(env, red), 7 + 3);
+  for (int r = 0; r < 3; ++r) {
+    const int row = m.addRow(sense[r], rhs[r]);
+    for (int k = start[r]; k < (r < 2 ? start[r + 1] : 6); ++k) m.set(row, cols[k], vals[k]);
+  }
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  qvntest::LpSolution s;
+  ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
+  EXPECT_EQ(checkOptimal(m, s), "");
+  ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+  ASSERT_NE(red, nullptr);  // the dual served the solve
+  double dualObjective = 0;
+  ASSERT_EQ(QVNgetobjval(env, red, &dualObjective), 0);
+  const Run direct = solve(m, -1, QVNdualopt);
+  ASSERT_EQ(direct.status, QVN_STAT_OPTIMAL);
+  EXPECT_NEAR(s.objective, direct.solution.objective, 1e-9);
+  EXPECT_NEAR(dualObjective, direct.solution.objective, 1e-9);
+  QVNfreeprob(env, &lp);
+}
+
 // A limit that stops the dual stops the run: the primal is not solved again.
 TEST_F(Dualize, IterationLimitStopsTheRun) {
   QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
