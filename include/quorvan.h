@@ -66,6 +66,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_PRESLV_ABORT          1106
 #define QVNERR_PRESLV_INF            1117
 #define QVNERR_PRESLV_UNBD           1118
+#define QVNERR_PRESLV_DUAL           1119
 #define QVNERR_INDEX_RANGE           1200
 #define QVNERR_COL_INDEX_RANGE       1201
 #define QVNERR_ROW_INDEX_RANGE       1203
@@ -637,12 +638,20 @@ QVN_API int QVNcrushpi(QVNCENVptr env, QVNCLPptr lp, const double *pi, double *r
 /* x: the reduced problem's primal point (optional for an LP). */
 QVN_API int QVNuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi,
                          const double *x);
+/* As QVNuncrushpi; x (the reduced primal point) is required. */
+QVN_API int QVNqpuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi,
+                           const double *x);
 QVN_API int QVNcrushform(QVNCENVptr env, QVNCLPptr lp, int len, const int *indices,
                          const double *values, int *plenOut, double *poffsetOut, int *pindices,
                          double *pvalues);
 QVN_API int QVNuncrushform(QVNCENVptr env, QVNCLPptr lp, int plen, const int *pindices,
                            const double *pvalues, int *lenOut, double *offsetOut, int *indices,
                            double *values);
+/* Adds rows (as QVNaddrows, without new columns) to the problem and, written
+   on the reduced columns, to its presolved copy. */
+QVN_API int QVNpreaddrows(QVNCENVptr env, QVNLPptr lp, int newRows, int newNonzeros, const double *rhs,
+                          const char *sense, const int *rowStart, const int *colIndex,
+                          const double *coefValue, char **rowNames);
 /* Changes objective coefficients of the problem and of its presolved copy. */
 QVN_API int QVNprechgobj(QVNCENVptr env, QVNLPptr lp, int count, const int *indices,
                          const double *values);

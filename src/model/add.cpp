@@ -9,6 +9,18 @@
 
 namespace qvn {
 
+namespace {
+
+// Makes room for `count` statuses in a held basis; throws std::bad_alloc
+// before anything is written.
+void growBasisStatus(Problem *lp, int count, bool columns) {
+  if (!lp->basisData) return;
+  EnvVector<int> &status = columns ? lp->basisData->colStatus : lp->basisData->rowStatus;
+  if (!status.empty() && status.size() < static_cast<size_t>(count)) status.resize(static_cast<size_t>(count));
+}
+
+} // namespace
+
 int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, int event) {
   LpData &d = *lp->lpData;
   const int ranges = d.numColsWithRanges - d.numCols;
@@ -21,6 +33,8 @@ int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, int event) {
   EnvVector<char> ctype;
   if (b.ctype && d.ctype.empty()) ctype.assign(static_cast<size_t>(d.colSpace), 'C');
   if (lp->qpData) qpReserveColumns(lp->qpData, newCols);
+  // A held basis may be sized to the old count (the optimizers store it so).
+  growBasisStatus(lp, newCols, true);
   // Last, since it writes: names behind the used entries do no harm if we stop here.
   QVN_TRY(addNames(d.colNames, d.numCols, b.names, b.count, 'x', d.colDefaultNames,
                    static_cast<size_t>(d.colSpace)));
@@ -79,6 +93,7 @@ int addRows(Environment *env, Problem *lp, const RowBatch &b, int event) {
   }
   MergePlan plan;
   planMerge(env, lp, nz, rows.data(), b.colIndex, b.coefValue, false, newRanges, plan);
+  growBasisStatus(lp, newRows, false);
   EnvVector<double> rangeValue;
   if ((b.rangeValue || newRanges > 0) && d.rangeValue.empty())
     rangeValue.assign(static_cast<size_t>(d.rowSpace), 0.0);

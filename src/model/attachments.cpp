@@ -22,6 +22,7 @@ void freePresolved(Problem *lp) {
   if (!s) return;
   lp->presolved = nullptr;
   if (s->reduced) freeProblem(s->reduced->env, s->reduced);
+  if (s->dualProblem) freeProblem(s->dualProblem->env, s->dualProblem);
   envDelete(s);
 }
 void freeMipData(Problem *lp) { destroyMipData(lp->mipData); }

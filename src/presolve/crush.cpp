@@ -12,10 +12,12 @@ using namespace qvn;
 
 namespace {
 
-// The state, or 1103 when no presolve has run.
+// The state, or 1103 when no presolve has run; a dualized reduced problem
+// has rows for columns, which these maps cannot express (1119).
 int presolvedState(const Problem *lp, PresolveState *&s) {
   s = lp->presolved;
   if (!s || !s->ran || s->nothingDone) return QVNERR_PRESLV_NO_PROB;
+  if (s->dualized) return QVNERR_PRESLV_DUAL;
   return 0;
 }
 
@@ -45,6 +47,10 @@ void statusesFromPoint(const PresolveState &s, const double *x, EnvVector<int> &
       rowStatus[i] = 2;
   }
 }
+
+} // namespace
+
+namespace qvn {
 
 // Coefficients of original columns, with each removed column replaced by what
 // its record says, oldest removal first so that a replacement may use columns
@@ -85,7 +91,7 @@ int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset) {
   return 0;
 }
 
-} // namespace
+} // namespace qvn
 
 extern "C" {
 
@@ -137,13 +143,17 @@ QVN_API int QVNcrushpi(QVNCENVptr env, QVNCLPptr lp, const double *pi, double *r
   });
 }
 
+} // extern "C"
+
+namespace {
+
 // x, when given, is the reduced problem's primal point; it tells which
-// bounds are active for the replay of the duals.
-QVN_API int QVNuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi, const double *x) {
+// bounds are active for the replay of the duals. `needX`: the caller must give it.
+int uncrushDuals(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi, const double *x, bool needX) {
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (isMipType(p->probType)) return QVNERR_NOT_FOR_MIP;
     if (!pi) return QVNERR_NULL_POINTER;
-    if (hasQuadObjType(p->probType) && !x) return QVNERR_NULL_POINTER;
+    if ((needX || hasQuadObjType(p->probType)) && !x) return QVNERR_NULL_POINTER;
     PresolveState *s;
     QVN_TRY(presolvedState(p, s));
     const int n = reducedCols(*s), m = reducedRows(*s);
@@ -171,6 +181,19 @@ QVN_API int QVNuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double 
     uncrush(p, *s, in, out);
     return 0;
   });
+}
+
+} // namespace
+
+extern "C" {
+
+QVN_API int QVNuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi, const double *x) {
+  return uncrushDuals(env, lp, pi, reducedPi, x, false);
+}
+
+// The quadratic form of the duals' replay needs the primal point always.
+QVN_API int QVNqpuncrushpi(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi, const double *x) {
+  return uncrushDuals(env, lp, pi, reducedPi, x, true);
 }
 
 QVN_API int QVNcrushform(QVNCENVptr env, QVNCLPptr lp, int len, const int *indices, const double *values,

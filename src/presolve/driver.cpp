@@ -63,9 +63,21 @@ int progress(Environment *env, const PresolveState &s, std::chrono::steady_clock
   return 0;
 }
 
+// The dependency checker runs before the passes for the barrier (whose
+// normal equations need full row rank) and after them for the others, where
+// the passes have made the equality rows fewer and smaller.
+bool barrierMethod(const PresolveState &s) { return s.method == 4; }
+bool checkDependenciesFirst(const PresolveState &s) {
+  return s.primalFlag && (s.depind == 1 || s.depind == 3 || (s.depind == -1 && barrierMethod(s)));
+}
+bool checkDependenciesLast(const PresolveState &s) {
+  return s.primalFlag && (s.depind >= 2 || (s.depind == -1 && !barrierMethod(s)));
+}
+
 int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
   EnvVector<int> rows, cols;
   int tries = 0;
+  if (checkDependenciesFirst(s)) QVN_TRY(dependentRows(env, lp, s));
   auto lastReport = std::chrono::steady_clock::now();
   while (s.passes < s.passLimit) {
     const int passStart = eliminated(s);
@@ -102,6 +114,7 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
   s.aggTries = tries;
   if (env->generalParams->simdisplay != 0)
     QVNmsg(env->resultsChannel, tries == 1 ? "Tried aggregator 1 time.\n" : "Tried aggregator %d times.\n", tries);
+  if (checkDependenciesLast(s)) QVN_TRY(dependentRows(env, lp, s));
   // Last empty rows and columns.
   takeList(s.touchedRows, s.rowMarked, rows, s.mode, s.numRows);
   takeList(s.touchedCols, s.colMarked, cols, s.mode, s.numRows);
@@ -225,7 +238,7 @@ void dropPresolveResult(Problem *lp) {
 
 namespace {
 
-int presolveBody(Environment *env, Problem *lp, bool keepReduced) {
+int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, int passCap) {
   EnvVector<int> keep;
   if (lp->presolved) keep.swap(lp->presolved->protectedList);
   freePresolved(lp);
@@ -233,6 +246,8 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced) {
   PresolveState &s = *lp->presolved;
   s.protectedList.swap(keep);
   setUp(env, s);
+  s.method = method;
+  if (passCap >= 0) s.passLimit = std::min(s.passLimit, passCap);
   buildWorkingCopy(env, lp, s);
   int status = reductionLoop(env, lp, s);
   if (status == QVNERR_PRESLV_INForUNBD) status = narrowStatus(s);
@@ -244,7 +259,8 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced) {
   s.ran = true;
   const bool display = env->generalParams->simdisplay != 0;
   const char *cls = "LP";
-  s.nothingDone = s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0;
+  const bool dualize = keepReduced && chooseDual(lp, s);
+  s.nothingDone = !dualize && s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0;
   s.allEliminated = !s.nothingDone && s.redColOrig.empty() && s.redRowOrig.empty();
   if (s.nothingDone) {
     if (display) QVNmsg(env->resultsChannel, "No %s presolve or aggregator reductions.\n", cls);
@@ -264,6 +280,10 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced) {
     return 0;
   }
   if (keepReduced) QVN_TRY(buildReduced(env, lp, s));
+  if (dualize) {
+    QVN_TRY(buildDual(env, s));
+    if (display) QVNmsg(env->resultsChannel, "DUAL formed by presolve\n");
+  }
   return 0;
 }
 
@@ -271,8 +291,18 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced) {
 
 // Memory failures inside come back as 1001, so that the optimizers can go on
 // without presolve.
-int runPresolve(Environment *env, Problem *lp, bool keepReduced) {
-  return runCaught([&]() { return presolveBody(env, lp, keepReduced); });
+//
+// A verdict of infeasibility may come from a late pass working on numbers
+// that earlier passes have changed; with the repeat setting on, the run is
+// made once more with the passes that completed before the verdict.
+int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method) {
+  int status = runCaught([&]() { return presolveBody(env, lp, keepReduced, method, -1); });
+  const bool verdict = status == QVNERR_PRESLV_INForUNBD || status == QVNERR_PRESLV_INF || status == QVNERR_PRESLV_UNBD;
+  if (!verdict || env->mipParams->repeatpresolve <= 0 || !lp->presolved) return status;
+  const PresolveState &failed = *lp->presolved;
+  if (failed.passes >= failed.passLimit) return status;  // the limit already stopped it
+  const int reached = failed.passes;
+  return runCaught([&]() { return presolveBody(env, lp, keepReduced, method, reached); });
 }
 
 } // namespace qvn

@@ -15,15 +15,17 @@ bool isFinal(int status) { return status == 1 || status == 2 || status == 3 || s
 
 bool holdsStart(const Problem *lp) { return lp->basisData && !lp->basisData->colStatus.empty(); }
 
-// A proof by presolve leaves a status and no solution.
+// A proof by presolve leaves a status and no solution. Only primal
+// reductions alone prove infeasibility; an argument by dual reductions shows
+// that no optimum exists but not that a feasible point does, so it cannot
+// claim "unbounded", which promises a feasible point and a ray.
 void storeProof(Environment *env, Problem *lp, int error) {
   modelChanged(env, lp, 56);
-  lp->status = error == QVNERR_PRESLV_INF ? 3 : error == QVNERR_PRESLV_UNBD ? 2 : 4;
+  lp->status = error == QVNERR_PRESLV_INF ? 3 : 4;
 }
 
-// Puts the uncrushed solution and basis on the original problem.
-void installUncrushed(Problem *lp, const PresolveState &s, const Problem *red, int status) {
-  const int n = s.numCols, m = s.numRows;
+// The solution and basis that a solve left on the reduced problem.
+ReducedSolution solutionOf(const Problem *red) {
   ReducedSolution in;
   if (red && red->solution) {
     in.x = red->solution->x.data();
@@ -34,6 +36,12 @@ void installUncrushed(Problem *lp, const PresolveState &s, const Problem *red, i
     in.colStatus = red->basisData->colStatus.data();
     in.rowStatus = red->basisData->rowStatus.data();
   }
+  return in;
+}
+
+// Puts the uncrushed solution and basis on the original problem.
+void installUncrushed(Problem *lp, const PresolveState &s, const ReducedSolution &in, int status) {
+  const int n = s.numCols, m = s.numRows;
   if (!lp->basisData) lp->basisData = envNew<BasisData>();
   if (!lp->solution) lp->solution = envNew<SolutionBlock>();
   BasisData &b = *lp->basisData;
@@ -70,7 +78,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   if (!lp->presolved || !lp->presolved->ran) {
     const int savedPredual = gp.predual;
     if (gp.advind == 2 && holdsStart(lp)) gp.predual = -1;
-    const int status = runPresolve(env, lp, true);
+    const int status = runPresolve(env, lp, true, method);
     gp.predual = savedPredual;
     if (status == QVNERR_NO_MEMORY) {
       QVNmsg(env->resultsChannel, "Insufficient memory for presolve.\n");
@@ -96,13 +104,36 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   int iterations = 0, phase1 = 0;
   Problem *red = s.reduced;
   int status = 1;
-  if (red) {
+  ReducedSolution in;
+  PrimalOfDual fromDual;
+  bool solved = false;
+  if (s.dualized) {
+    // The primal loop on the dual is the dual loop on the primal, and back.
+    Problem *dual = s.dualProblem;
+    QVN_TRY(solve(env, dual, method == 1 ? 2 : method == 2 ? 1 : method));
+    if (dual->solution) iterations = dual->solution->iterationCount, phase1 = dual->solution->phase1Count;
+    if (dual->status == 1 && dual->solution && dual->basisData) {
+      primalFromDual(s, dual, fromDual);
+      in.x = fromDual.x.data();
+      in.pi = fromDual.pi.data();
+      in.dj = fromDual.dj.data();
+      in.colStatus = fromDual.colStatus.data();
+      in.rowStatus = fromDual.rowStatus.data();
+      solved = true;
+    } else if (dual->status == 10 || dual->status == 11 || dual->status == 13) {
+      status = dual->status;  // a limit or the user stopped the run: no point to carry back
+      solved = true;
+    }
+    // Otherwise the reduced problem itself tells infeasible from unbounded.
+  }
+  if (red && !solved) {
     QVN_TRY(solve(env, red, method));
     status = red->status;
-    if (red->solution) iterations = red->solution->iterationCount, phase1 = red->solution->phase1Count;
+    if (red->solution) iterations += red->solution->iterationCount, phase1 += red->solution->phase1Count;
+    in = solutionOf(red);
   }
   modelChanged(env, lp, method == 1 ? 46 : 47);
-  installUncrushed(lp, s, red, status);
+  installUncrushed(lp, s, in, status);
   if (!isFinal(status)) {
     lp->solution->iterationCount = iterations;
     lp->solution->phase1Count = phase1;

@@ -10,10 +10,10 @@ using namespace qvn;
 
 namespace {
 
-int presolveNow(Environment *env, Problem *lp, bool keepReduced) {
+int presolveNow(Environment *env, Problem *lp, bool keepReduced, int method) {
   QVN_TRY(flushCache(env, lp));
   if (isMipType(lp->probType) || hasQuadConstrType(lp->probType)) return QVNERR_NOT_FOR_MIP;
-  const int status = runPresolve(env, lp, keepReduced);
+  const int status = runPresolve(env, lp, keepReduced, method);
   if (status != 0) dropPresolveResult(lp);
   return status;
 }
@@ -26,7 +26,7 @@ QVN_API int QVNpresolve(QVNCENVptr cenv, QVNLPptr lp, int method) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (method < 0 || method > 6) return QVNERR_BAD_ARGUMENT;
-    return presolveNow(env, p, true);
+    return presolveNow(env, p, true, method);
   });
 }
 
@@ -34,7 +34,7 @@ QVN_API int QVNbasicpresolve(QVNCENVptr cenv, QVNLPptr lp, int *rowRedundantOut,
                              double *upperOut) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedProblem(env, lp, [&](Problem *p) -> int {
-    QVN_TRY(presolveNow(env, p, false));
+    QVN_TRY(presolveNow(env, p, false, 2));
     const PresolveState &s = *p->presolved;
     if (rowRedundantOut)
       for (int i = 0; i < s.numRows; ++i) rowRedundantOut[i] = s.rowLive[i] < 0 ? -1 : 0;
@@ -75,7 +75,8 @@ QVN_API int QVNgetprestat(QVNCENVptr env, QVNCLPptr lp, int *statusOut, int *red
 QVN_API int QVNgetredlp(QVNCENVptr env, QVNCLPptr lp, QVNCLPptr *reducedOut) {
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (!reducedOut) return QVNERR_NULL_POINTER;
-    *reducedOut = p->presolved ? p->presolved->reduced : nullptr;
+    const PresolveState *s = p->presolved;
+    *reducedOut = !s ? nullptr : s->dualized ? s->dualProblem : s->reduced;
     return 0;
   });
 }
@@ -120,6 +121,22 @@ namespace {
 // The reduced objective follows a change of surviving columns' costs by the
 // same amounts: the reductions only added constants and other columns' cost
 // multiples to them. Columns removed or merged cannot follow.
+// In the dual a reduced column's cost is the right-hand side of its row
+// and, times the column's shift, part of the constant.
+void changeDualOfCosts(Environment *env, PresolveState &s, int count, const int *indices, const double *values,
+                       const double *before) {
+  LpData &dual = *s.dualProblem->lpData;
+  const double sense = s.reduced->lpData->objSense;
+  modelChanged(env, s.dualProblem, 8);
+  modelChanged(env, s.dualProblem, 14);
+  for (int k = 0; k < count; ++k) {
+    const int col = s.colMap[indices[k]], row = s.dualMap.rowOfCol[col];
+    const double delta = sense * (values[k] - before[k]);
+    if (row >= 0) dual.rhs[row] += delta;
+    dual.objOffset += delta * s.dualMap.base[col];
+  }
+}
+
 bool changeReducedObjective(Environment *env, PresolveState &s, int count, const int *indices, const double *values,
                             const double *before) {
   if (!s.reduced) return false;
@@ -132,6 +149,7 @@ bool changeReducedObjective(Environment *env, PresolveState &s, int count, const
   LpData &d = *s.reduced->lpData;
   modelChanged(env, s.reduced, 14);
   for (int k = 0; k < count; ++k) d.objCoef[s.colMap[indices[k]]] += values[k] - before[k];
+  if (s.dualized) changeDualOfCosts(env, s, count, indices, values, before);
   return true;
 }
 

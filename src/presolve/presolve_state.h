@@ -62,6 +62,22 @@ struct ReductionRecord {
   int64_t first = 0;
 };
 
+// Where the parts of the reduced problem sit in its dual (dualize.cpp):
+// the dual row of each reduced column (-1 for a fixed one), the extra dual
+// column v of a column with two bounds, the dual column y of each reduced
+// row and the second column w of a ranged row (-1 when absent), and the
+// value each column was shifted by.
+struct DualMap {
+  EnvVector<int> rowOfCol, vOfCol, yOfRow, wOfRow;
+  EnvVector<double> base;
+};
+
+// A solution and basis of the reduced problem rebuilt from its dual's.
+struct PrimalOfDual {
+  EnvVector<double> x, pi, dj;
+  EnvVector<int> colStatus, rowStatus;
+};
+
 struct PresolveEntry {
   int row, col;
   double value;
@@ -78,11 +94,13 @@ struct PresolveState {
   bool primalFlag = true;  // primal reductions allowed
   int dualLevel = 2;       // 0 none, 1 linear, 2 also non-linear
   int passLimit = 2100000000;
+  int method = 2;  // the LP method the run prepares for (0 automatic, 1 primal, 2 dual, 4 barrier, ...)
   int aggTries = 1;
 
   // Counters.
   int rowsEliminated = 0, colsEliminated = 0, coefsModified = 0, boundsImproved = 0, substitutions = 0;
   int passes = 0;
+  int dependentRows = 0;  // equality rows dropped as combinations of others
 
   // Original sizes and sense.
   int numRows = 0, numCols = 0, objSense = 1;
@@ -95,6 +113,10 @@ struct PresolveState {
   qvn::EnvVector<double> origLower, origUpper;
   double offset = 0.0;  // objective constant in minimization sense
   qvn::EnvVector<char> protectedCol;
+  // Columns removed by an argument about the objective (dominated, empty,
+  // or a singleton whose cost chose its row's side): a new row on them
+  // would undo the argument.
+  qvn::EnvVector<char> dualRemoved;
   qvn::EnvVector<int> protectedList;  // sorted; survives a new run
 
   // Touched lists; when they hold more than a third of the rows the passes
@@ -112,6 +134,11 @@ struct PresolveState {
   bool nothingDone = false;
   int status = 0;  // 0, or the error that ended the run
   Problem *reduced = nullptr;
+  // The dual of the reduced problem, when presolve formed it; the optimizers
+  // then solve it in place of the reduced problem.
+  bool dualized = false;
+  Problem *dualProblem = nullptr;
+  qvn::DualMap dualMap;
 
   // Replay log: records in a pool, head is the newest.
   qvn::EnvVector<qvn::ReductionRecord> records;
@@ -160,16 +187,31 @@ int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
 int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &cols);
 int duplicateColumns(Environment *env, const Problem *lp, PresolveState &s);
 int aggregate(Environment *env, const Problem *lp, PresolveState &s);
+// Drops equality rows that are combinations of other equality rows
+// (dependent_rows.cpp); 1101 when such a row contradicts them.
+int dependentRows(Environment *env, const Problem *lp, PresolveState &s);
 // True when row r alone keeps column j within its bounds.
 bool impliedFree(const PresolveState &s, int r, int j);
 // Substitutes column y out through equality row r; with keep >= 0 (a
 // doubleton row) y's bounds move onto the remaining column keep.
 int substituteColumn(PresolveState &s, int r, int y, int keep);
 
+// A linear form over the original columns rewritten on the columns that
+// remain (crush.cpp): acc holds coefficients by original column and keeps
+// nonzeros only on surviving ones; offset receives the constant. 1003 when
+// a merged pair appears out of the proportion of its merge.
+int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset);
+
+// Dualization (dualize.cpp): the decision by size and method, the dual of
+// s.reduced in s.dualProblem, and the reduced solution from the dual's.
+bool chooseDual(const Problem *lp, const PresolveState &s);
+int buildDual(Environment *env, PresolveState &s);
+void primalFromDual(const PresolveState &s, const Problem *dual, PrimalOfDual &out);
+
 // Driver (driver.cpp). Runs presolve for an LP method on lp and leaves the
 // state attached; 0 or an error number (1101, 1117, 1118 on proofs, 1001).
 // After an error the caller drops the state.
-int runPresolve(Environment *env, Problem *lp, bool keepReduced);
+int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method);
 // Frees the state of lp but keeps its protected columns.
 void dropPresolveResult(Problem *lp);
 bool presolveParamsMatch(const Environment *env, const PresolveState &s);

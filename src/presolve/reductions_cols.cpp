@@ -21,6 +21,7 @@ int dualInfeasible(Environment *env, const Problem *lp, const char *format, int 
 int emptyColumn(Environment *env, const Problem *lp, PresolveState &s, int j) {
   const double l = s.colLower[j], u = s.colUpper[j], c = s.cost[j];
   if (s.dualLevel == 0 || s.protectedCol[j]) return 0;
+  s.dualRemoved[j] = 1;  // its value follows from its cost alone
   if (c > 0) {
     if (l <= -kPreInf) return dualInfeasible(env, lp, "Dual infeasible due to empty column '%.255s'.\n", j);
     fixColumn(s, j, l, kRecAtLower);
@@ -57,12 +58,14 @@ int dominatedColumn(Environment *env, const Problem *lp, PresolveState &s, int j
   const double c = s.cost[j], l = s.colLower[j], u = s.colUpper[j];
   if (canDecrease && c >= 0) {
     if (l > -kPreInf) {
+      s.dualRemoved[j] = 1;
       fixColumn(s, j, l, kRecAtLower);
     } else if (c > 0) {
       return dualInfeasible(env, lp, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
     }
   } else if (canIncrease && c <= 0) {
     if (u < kPreInf) {
+      s.dualRemoved[j] = 1;
       fixColumn(s, j, u, kRecAtUpper);
     } else if (c < 0) {
       return dualInfeasible(env, lp, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
@@ -92,6 +95,7 @@ int impliedFreeSingleton(Environment *env, const Problem *lp, PresolveState &s, 
       if (logOn(env)) QVNmsg(env->resultsChannel, "Dual infeasible due to dual bounds, row '%.255s'.\n", rowNameOf(lp, r, buf));
       return QVNERR_PRESLV_INForUNBD;
     }
+    s.dualRemoved[j] = 1;  // the side holds only while j stays alone in its column
     const int rec = pushRecord(s, kRecSideChosen, r);
     record(s, rec).value = side;
     s.rowLower[r] = s.rowUpper[r] = target;

@@ -25,6 +25,7 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
   s.colUpper.assign(static_cast<size_t>(n), 0.0);
   s.cost.assign(static_cast<size_t>(n), 0.0);
   s.protectedCol.assign(static_cast<size_t>(n), 0);
+  s.dualRemoved.assign(static_cast<size_t>(n), 0);
   for (int j : s.protectedList)
     if (j >= 0 && j < n) s.protectedCol[j] = 1;
   s.rowMarked.assign(static_cast<size_t>(m), 0);

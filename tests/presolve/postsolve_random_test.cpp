@@ -168,4 +168,77 @@ TEST_F(PostsolveRandom, PresolveOnAndOffAgree) {
   EXPECT_GT(replayed, optimal / 2);
 }
 
+// Rows added after presolve through QVNpreaddrows: whether the presolved
+// copy takes them or is dropped, the next solve must give the answer of the
+// larger model solved from scratch.
+TEST_F(PostsolveRandom, RowsAddedToThePresolvedCopy) {
+  std::mt19937 rng(4711);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  int kept = 0, optimal = 0;
+  for (int trial = 0; trial < 150; ++trial) {
+    SCOPED_TRACE("trial " + std::to_string(trial));
+    LpModel m = randomModel(rng, kFeasible);
+    int status = 0;
+    QVNLPptr lp = QVNcreateprob(env, &status, "added");
+    ASSERT_EQ(m.load(env, lp), 0);
+    if (QVNpresolve(env, lp, 2) != 0) {
+      QVNfreeprob(env, &lp);
+      continue;
+    }
+    // One or two rows over a few columns, loose enough to be feasible often.
+    const int count = 1 + static_cast<int>(rng() % 2);
+    std::vector<int> start, cols;
+    std::vector<double> vals, rhs;
+    std::vector<char> sense;
+    for (int r = 0; r < count; ++r) {
+      start.push_back(static_cast<int>(cols.size()));
+      const int row = m.addRow(rng() % 2 ? 'L' : 'G', 0.0);
+      for (int j = 0; j < m.numCols(); ++j)
+        if (rng() % 3 == 0) {
+          const double v = std::round(4 * u(rng)) / 2;
+          if (v == 0) continue;
+          cols.push_back(j), vals.push_back(v);
+          m.set(row, j, v);
+        }
+      m.rhs[row] = m.sense[row] == 'L' ? 1 + std::round(4 * u(rng)) : -1 + std::round(4 * u(rng));
+      rhs.push_back(m.rhs[row]);
+      sense.push_back(m.sense[row]);
+    }
+    ASSERT_EQ(QVNpreaddrows(env, lp, count, static_cast<int>(cols.size()), rhs.data(), sense.data(), start.data(),
+                            cols.data(), vals.data(), nullptr),
+              0);
+    QVNCLPptr red = nullptr;
+    ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+    kept += red != nullptr;
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    const int got = QVNgetstat(env, lp);
+    // The copy with its rows is equivalent: its own optimum (with the
+    // constant of the removed columns) is the optimum, before any clean-up.
+    double reducedObjective = NAN;
+    ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+    const int reducedStatus = red ? QVNgetstat(env, red) : 0;
+    if (reducedStatus == QVN_STAT_OPTIMAL) EXPECT_EQ(QVNgetobjval(env, red, &reducedObjective), 0);
+    qvntest::LpSolution s;
+    if (got == QVN_STAT_OPTIMAL) {
+      EXPECT_EQ(qvntest::readSolution(env, lp, m, s), 0);
+    }
+    QVNfreeprob(env, &lp);
+    const qvntest::PresolveRun scratch = qvntest::solveModel(env, m, 0, QVNdualopt);
+    if (scratch.status == QVN_STAT_OPTIMAL) {
+      ASSERT_EQ(got, QVN_STAT_OPTIMAL);
+      EXPECT_EQ(checkOptimal(m, s), "");
+      EXPECT_NEAR(s.objective, scratch.solution.objective, 1e-9 * std::max(1.0, std::fabs(scratch.solution.objective)));
+      if (red) EXPECT_EQ(reducedStatus, QVN_STAT_OPTIMAL);
+      if (!std::isnan(reducedObjective))
+        EXPECT_NEAR(reducedObjective, scratch.solution.objective,
+                    1e-9 * std::max(1.0, std::fabs(scratch.solution.objective)));
+      ++optimal;
+    } else {
+      EXPECT_TRUE(got == scratch.status || got == QVN_STAT_INForUNBD) << got << " vs " << scratch.status;
+    }
+  }
+  EXPECT_GT(kept, 30);
+  EXPECT_GT(optimal, 30);
+}
+
 } // namespace

@@ -15,16 +15,11 @@ using qvntest::LpModel;
 
 constexpr double kInf = 1e20;
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
 class PresolveApi : public EnvFixture {
 protected:
   void SetUp() override {
     EnvFixture::SetUp();
-    QVNCHANNELptr results = nullptr, warning = nullptr;
-    ASSERT_EQ(QVNgetchannels(env, &results, &warning, nullptr, nullptr), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, warning, &log, collect), 0);
+    ASSERT_EQ(qvntest::captureMessages(env, &log, true, true), 0);
     int status = 0;
     lp = QVNcreateprob(env, &status, "api");
     ASSERT_NE(lp, nullptr);
@@ -127,6 +122,14 @@ TEST_F(PresolveApi, MapsReducedProblemAndCrush) {
   ASSERT_EQ(QVNgetpi(env, red, rpi, 0, rows - 1), 0);
   ASSERT_EQ(QVNgetx(env, red, rxOpt, 0, cols - 1), 0);
   ASSERT_EQ(QVNuncrushpi(env, lp, pi, rpi, rxOpt), 0);
+  // The quadratic form gives the same duals and insists on the point.
+  double qpi[4] = {};
+  ASSERT_EQ(QVNqpuncrushpi(env, lp, qpi, rpi, rxOpt), 0);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(qpi[i], pi[i]) << i;
+  takeErrors();
+  EXPECT_EQ(QVNqpuncrushpi(env, lp, qpi, rpi, nullptr), QVNERR_NULL_POINTER);
+  EXPECT_EQ(takeErrors(), "QUORVAN Error  1004: Null pointer for required data.\n");
+  EXPECT_EQ(QVNqpuncrushpi(env, nullptr, qpi, rpi, rxOpt), QVNERR_NO_PROBLEM);
   ASSERT_EQ(QVNuncrushx(env, lp, full, rxOpt), 0);
   qvntest::LpSolution s;
   s.x.assign(full, full + 5);
@@ -332,34 +335,46 @@ TEST_F(PresolveApi, ObjectiveChangesReachThePresolvedCopy) {
 TEST_F(PresolveApi, AllocationFailuresAreReportedAndLeakNothing) {
   ASSERT_EQ(model().load(env, lp), 0);
   bool done = false;
-  for (long n = 1; n < 3000 && !done; ++n) {
-    const long live = qvn::allocLive();
-    qvn::allocFailAfter(n);
-    const int status = QVNpresolve(env, lp, 2);
-    qvn::allocFailAfter(0);
-    if (status == 0) {
-      done = true;
-    } else {
-      ASSERT_EQ(status, QVNERR_NO_MEMORY) << n;
-      double x[5] = {}, rx[5] = {};
-      EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+  // Also with the dual formed and the dependency checker at both ends.
+  for (int predual : {0, 1}) {
+    QVNsetintparam(env, QVN_PARAM_PREDUAL, predual);
+    QVNsetintparam(env, QVN_PARAM_DEPIND, predual ? 3 : -1);
+    done = false;
+    for (long n = 1; n < 3000 && !done; ++n) {
+      const long live = qvn::allocLive();
+      qvn::allocFailAfter(n);
+      const int status = QVNpresolve(env, lp, 2);
+      qvn::allocFailAfter(0);
+      if (status == 0) {
+        done = true;
+      } else {
+        ASSERT_EQ(status, QVNERR_NO_MEMORY) << n;
+        double x[5] = {}, rx[5] = {};
+        EXPECT_EQ(QVNcrushx(env, lp, x, rx), QVNERR_PRESLV_NO_PROB);
+      }
+      ASSERT_EQ(QVNfreepresolve(env, lp), 0);
+      EXPECT_EQ(qvn::allocLive(), live) << n;
     }
-    ASSERT_EQ(QVNfreepresolve(env, lp), 0);
-    EXPECT_EQ(qvn::allocLive(), live) << n;
+    EXPECT_TRUE(done);
   }
-  EXPECT_TRUE(done);
+  QVNsetintparam(env, QVN_PARAM_PREDUAL, 0);
+  QVNsetintparam(env, QVN_PARAM_DEPIND, -1);
   // The optimizer under failures: 0 with a solution or 1001, and afterwards
   // an ordinary run finds the optimum.
-  done = false;
-  for (long n = 1; n < 3000 && !done; ++n) {
-    qvn::allocFailAfter(n);
-    const int status = QVNdualopt(env, lp);
-    qvn::allocFailAfter(0);
-    ASSERT_TRUE(status == 0 || status == QVNERR_NO_MEMORY) << n << " " << status;
-    done = status == 0 && QVNgetstat(env, lp) == QVN_STAT_OPTIMAL;
-    ASSERT_EQ(model().load(env, lp), 0);
+  for (int predual : {0, 1}) {
+    QVNsetintparam(env, QVN_PARAM_PREDUAL, predual);
+    done = false;
+    for (long n = 1; n < 3000 && !done; ++n) {
+      qvn::allocFailAfter(n);
+      const int status = QVNdualopt(env, lp);
+      qvn::allocFailAfter(0);
+      ASSERT_TRUE(status == 0 || status == QVNERR_NO_MEMORY) << n << " " << status;
+      done = status == 0 && QVNgetstat(env, lp) == QVN_STAT_OPTIMAL;
+      ASSERT_EQ(model().load(env, lp), 0);
+    }
+    EXPECT_TRUE(done);
   }
-  EXPECT_TRUE(done);
+  QVNsetintparam(env, QVN_PARAM_PREDUAL, 0);
   takeErrors();
   ASSERT_EQ(QVNdualopt(env, lp), 0);
   double obj = 0;

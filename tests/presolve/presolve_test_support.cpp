@@ -1,6 +1,8 @@
 #include "presolve/presolve_test_support.h"
 
 #include <cmath>
+#include <fstream>
+#include <sstream>
 
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
@@ -38,6 +40,7 @@ ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol) {
     return c;
   }
   const PresolveState &s = *lp->presolved;
+  c.dependentRows = s.dependentRows;
   QVNCLPptr red = nullptr;
   EXPECT_EQ(QVNgetredlp(env, lp, &red), 0);
   c.reducedRows = red ? QVNgetnumrows(env, red) : 0;
@@ -86,6 +89,39 @@ ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol) {
   c.cleanupIterations = QVNgetitcnt(env, lp);
   QVNfreeprob(env, &lp);
   return c;
+}
+
+namespace {
+void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+} // namespace
+
+int captureMessages(QVNENVptr env, std::string *text, bool results, bool warnings) {
+  QVNCHANNELptr resultsChannel = nullptr, warningChannel = nullptr;
+  int status = QVNgetchannels(env, &resultsChannel, &warningChannel, nullptr, nullptr);
+  if (status == 0 && results) status = QVNaddfuncdest(env, resultsChannel, text, collect);
+  if (status == 0 && warnings) status = QVNaddfuncdest(env, warningChannel, text, collect);
+  return status;
+}
+
+LpModel readNetlibModel(QVNENVptr env, const std::string &dataDir, const std::string &name) {
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, name.c_str());
+  LpModel m;
+  if (QVNreadcopyprob(env, lp, (dataDir + "/netlib/" + name + ".mps.gz").c_str(), nullptr) == 0) m = readModel(env, lp);
+  QVNfreeprob(env, &lp);
+  return m;
+}
+
+double referenceObjective(const std::string &dataDir, const std::string &name) {
+  std::ifstream in(dataDir + "/netlib/reference.tsv");
+  std::string line;
+  while (std::getline(in, line)) {
+    std::istringstream fields(line);
+    std::string model, status;
+    double value = 0;
+    if (fields >> model >> status >> value && model == name) return value;
+  }
+  return NAN;
 }
 
 } // namespace qvntest

@@ -26,11 +26,23 @@ struct ReplayCheck {
   std::string uncrushFault;   // checkOptimal of the replayed solution, "" when it holds
   std::string basisFault;     // basis count or clean-up trouble, "" when fine
   int cleanupIterations = -1; // primal iterations from the replayed basis
+  int dependentRows = -1;     // equality rows the dependency checker dropped
 };
 
 // QVNpresolve, dual simplex on the reduced problem, replay of solution and
 // basis, the KKT test of the replayed solution on the original model, and a
 // primal run from the replayed basis.
 ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol = 1e-8);
+
+// Sends what the results and/or warning channel print to *text (appended).
+int captureMessages(QVNENVptr env, std::string *text, bool results, bool warnings);
+
+// A netlib model of the data directory read into an LpModel (empty when it
+// cannot be read).
+LpModel readNetlibModel(QVNENVptr env, const std::string &dataDir, const std::string &name);
+
+// The reference objective of a netlib model (without the constant of its
+// objective row) from the data directory's reference.tsv; NaN when absent.
+double referenceObjective(const std::string &dataDir, const std::string &name);
 
 } // namespace qvntest

@@ -297,9 +297,51 @@ TEST_F(Reductions, ReductionsOffLeaveTheModelAlone) {
   unbounded.addCol(-1, 0, kInf);
   unbounded.addCol(1, 0, 1, {{0, 1}});
   EXPECT_EQ(qvntest::checkReplay(env, unbounded).presolveStatus, QVNERR_PRESLV_UNBD);
+  // ... but not feasibility: the same argument holds for a model whose rows
+  // contradict each other, so the optimizer cannot report status 2.
+  LpModel contradicting = unbounded;
+  contradicting.addRow('G', 5), contradicting.addRow('L', 3);
+  contradicting.addCol(1, 0, kInf, {{1, 1}, {2, 1}});
+  contradicting.addCol(1, 0, kInf, {{1, 1}, {2, 1}});
+  EXPECT_EQ(qvntest::checkReplay(env, contradicting).presolveStatus, QVNERR_PRESLV_UNBD);
+  EXPECT_EQ(qvntest::solveModel(env, contradicting, 1, QVNdualopt).status, QVN_STAT_INForUNBD);
+  EXPECT_EQ(qvntest::solveModel(env, unbounded, 1, QVNprimopt).status, QVN_STAT_INForUNBD);
+  EXPECT_EQ(qvntest::solveModel(env, contradicting, 0, QVNdualopt).status, QVN_STAT_INFEASIBLE);
   QVNsetintparam(env, QVN_PARAM_REDUCE, 3);
   // Both on: the optimizer reports that it cannot tell.
   EXPECT_EQ(qvntest::solveModel(env, unbounded, 1, QVNdualopt).status, QVN_STAT_INForUNBD);
+}
+
+// With the repeat setting a verdict of infeasibility is checked by a second
+// run with the passes that completed before it: here none, so the second run
+// keeps the model and the optimizer proves infeasibility itself.
+TEST_F(Reductions, RepeatSettingRetriesAVerdictWithFewerPasses) {
+  LpModel bad;
+  bad.addRow('G', 10), bad.addRow('L', 5);
+  bad.addCol(1, 0, 2, {{0, 1}, {1, 1}});
+  bad.addCol(1, 0, 2, {{0, 1}, {1, 2}});
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "repeat");
+  ASSERT_EQ(bad.load(env, lp), 0);
+  takeErrors();
+  EXPECT_EQ(QVNpresolve(env, lp, 2), QVNERR_PRESLV_INForUNBD);
+  EXPECT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INForUNBD);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_REPEATPRESOLVE, 1), 0);
+  EXPECT_EQ(QVNpresolve(env, lp, 2), 0);
+  EXPECT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+  // A model that is fine is untouched by the setting.
+  LpModel good = bad;
+  good.rhs[0] = 3;
+  ASSERT_EQ(good.load(env, lp), 0);
+  ASSERT_EQ(QVNdualopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  double obj = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, 3.0, 1e-12);  // x0 + x1 >= 3 binds: x0 = 2, x1 = 1 keeps x0 + 2 x1 <= 5
+  QVNsetintparam(env, QVN_PARAM_REPEATPRESOLVE, -1);
+  QVNfreeprob(env, &lp);
 }
 
 } // namespace
