@@ -217,7 +217,9 @@ TEST_F(PostsolveRandom, RowsAddedToThePresolvedCopy) {
     double reducedObjective = NAN;
     ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
     const int reducedStatus = red ? QVNgetstat(env, red) : 0;
-    if (reducedStatus == QVN_STAT_OPTIMAL) EXPECT_EQ(QVNgetobjval(env, red, &reducedObjective), 0);
+    if (reducedStatus == QVN_STAT_OPTIMAL) {
+      EXPECT_EQ(QVNgetobjval(env, red, &reducedObjective), 0);
+    }
     qvntest::LpSolution s;
     if (got == QVN_STAT_OPTIMAL) {
       EXPECT_EQ(qvntest::readSolution(env, lp, m, s), 0);
@@ -228,10 +230,13 @@ TEST_F(PostsolveRandom, RowsAddedToThePresolvedCopy) {
       ASSERT_EQ(got, QVN_STAT_OPTIMAL);
       EXPECT_EQ(checkOptimal(m, s), "");
       EXPECT_NEAR(s.objective, scratch.solution.objective, 1e-9 * std::max(1.0, std::fabs(scratch.solution.objective)));
-      if (red) EXPECT_EQ(reducedStatus, QVN_STAT_OPTIMAL);
-      if (!std::isnan(reducedObjective))
+      if (red) {
+        EXPECT_EQ(reducedStatus, QVN_STAT_OPTIMAL);
+      }
+      if (!std::isnan(reducedObjective)) {
         EXPECT_NEAR(reducedObjective, scratch.solution.objective,
                     1e-9 * std::max(1.0, std::fabs(scratch.solution.objective)));
+      }
       ++optimal;
     } else {
       EXPECT_TRUE(got == scratch.status || got == QVN_STAT_INForUNBD) << got << " vs " << scratch.status;

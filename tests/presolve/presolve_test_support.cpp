@@ -18,7 +18,9 @@ PresolveRun solveModel(QVNENVptr env, const LpModel &m, int preind, int (*optimi
   EXPECT_EQ(optimizer(env, lp), 0);
   run.status = QVNgetstat(env, lp);
   run.iterations = QVNgetitcnt(env, lp);
-  if (run.status == QVN_STAT_OPTIMAL) EXPECT_EQ(readSolution(env, lp, m, run.solution), 0);
+  if (run.status == QVN_STAT_OPTIMAL) {
+    EXPECT_EQ(readSolution(env, lp, m, run.solution), 0);
+  }
   QVNsetintparam(env, QVN_PARAM_PREIND, 1);
   QVNfreeprob(env, &lp);
   return run;

@@ -27,8 +27,12 @@ protected:
   void roundTrip(const LpModel &m, double objective, int rows, int cols) {
     const qvntest::ReplayCheck c = qvntest::checkReplay(env, m);
     ASSERT_EQ(c.presolveStatus, 0);
-    if (rows >= 0) EXPECT_EQ(c.reducedRows, rows);
-    if (cols >= 0) EXPECT_EQ(c.reducedCols, cols);
+    if (rows >= 0) {
+      EXPECT_EQ(c.reducedRows, rows);
+    }
+    if (cols >= 0) {
+      EXPECT_EQ(c.reducedCols, cols);
+    }
     ASSERT_EQ(c.reducedStatus, QVN_STAT_OPTIMAL);
     EXPECT_EQ(c.uncrushFault, "");
     EXPECT_EQ(c.basisFault, "");
