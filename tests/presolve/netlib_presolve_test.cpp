@@ -73,15 +73,4 @@ TEST_F(NetlibPresolve, SmallModelsMatchReferenceWithAndWithoutPresolve) {
        "boeing2", "recipe", "israel", "lotfi", "vtpbase", "bore3d", "scorpion"});
 }
 
-// Every model of the collection; long, so only on request.
-TEST_F(NetlibPresolve, DISABLED_WholeCollection) {
-  const std::string dir = qvntest::sharedDataDir();
-  if (dir.empty()) GTEST_SKIP() << "shared data absent";
-  std::vector<std::string> names;
-  for (const auto &[name, value] : readReference(dir)) names.push_back(name);
-  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
-  const auto ref = readReference(dir);
-  for (const std::string &name : names) solveModel(dir, name, ref.at(name), 1, QVNdualopt);
-}
-
 } // namespace
