@@ -15,19 +15,8 @@ using qvntest::LpModel;
 
 constexpr double kInf = 1e20;
 
-class PresolveApi : public EnvFixture {
+class PresolveApi : public qvntest::ProblemFixture {
 protected:
-  void SetUp() override {
-    EnvFixture::SetUp();
-    ASSERT_EQ(qvntest::captureMessages(env, &log, true, true), 0);
-    int status = 0;
-    lp = QVNcreateprob(env, &status, "api");
-    ASSERT_NE(lp, nullptr);
-  }
-  void TearDown() override {
-    QVNfreeprob(env, &lp);
-    EnvFixture::TearDown();
-  }
   std::string takeLog() {
     std::string out;
     out.swap(log);
@@ -51,8 +40,6 @@ protected:
     m.addCol(-1, 0, 2);
     return m;
   }
-  QVNLPptr lp = nullptr;
-  std::string log;
 };
 
 TEST_F(PresolveApi, ErrorsBeforeAnyPresolve) {

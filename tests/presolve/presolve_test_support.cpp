@@ -93,18 +93,6 @@ ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol) {
   return c;
 }
 
-namespace {
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-} // namespace
-
-int captureMessages(QVNENVptr env, std::string *text, bool results, bool warnings) {
-  QVNCHANNELptr resultsChannel = nullptr, warningChannel = nullptr;
-  int status = QVNgetchannels(env, &resultsChannel, &warningChannel, nullptr, nullptr);
-  if (status == 0 && results) status = QVNaddfuncdest(env, resultsChannel, text, collect);
-  if (status == 0 && warnings) status = QVNaddfuncdest(env, warningChannel, text, collect);
-  return status;
-}
-
 LpModel readNetlibModel(QVNENVptr env, const std::string &dataDir, const std::string &name) {
   int status = 0;
   QVNLPptr lp = QVNcreateprob(env, &status, name.c_str());

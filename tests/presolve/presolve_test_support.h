@@ -34,8 +34,6 @@ struct ReplayCheck {
 // primal run from the replayed basis.
 ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol = 1e-8);
 
-// Sends what the results and/or warning channel print to *text (appended).
-int captureMessages(QVNENVptr env, std::string *text, bool results, bool warnings);
 
 // A netlib model of the data directory read into an LpModel (empty when it
 // cannot be read).

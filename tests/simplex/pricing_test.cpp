@@ -22,27 +22,12 @@ using qvntest::LpSolution;
 
 constexpr double kInf = 1e20;
 
-void collect(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
-
-class Pricing : public EnvFixture {
+class Pricing : public qvntest::ProblemFixture {
 protected:
   void SetUp() override {
-    EnvFixture::SetUp();
-    int status = 0;
-    lp = QVNcreateprob(env, &status, "pricing");
-    ASSERT_NE(lp, nullptr);
-    QVNCHANNELptr results = nullptr, warning = nullptr;
-    ASSERT_EQ(QVNgetchannels(env, &results, &warning, nullptr, nullptr), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, results, &log, collect), 0);
-    ASSERT_EQ(QVNaddfuncdest(env, warning, &log, collect), 0);
+    ProblemFixture::SetUp();
     ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
   }
-  void TearDown() override {
-    QVNfreeprob(env, &lp);
-    EnvFixture::TearDown();
-  }
-  QVNLPptr lp = nullptr;
-  std::string log;
 };
 
 // max x + y, x + 2y <= 4, 3x + y <= 6, x, y >= 0: optimum at x = 1.6, y = 1.2

@@ -30,6 +30,27 @@ std::string EnvFixture::takeErrors() {
   return out;
 }
 
+void ProblemFixture::SetUp() {
+  EnvFixture::SetUp();
+  ASSERT_EQ(captureMessages(env, &log, true, true), 0);
+  int status = 0;
+  lp = QVNcreateprob(env, &status, "test");
+  ASSERT_NE(lp, nullptr);
+}
+
+void ProblemFixture::TearDown() {
+  QVNfreeprob(env, &lp);
+  EnvFixture::TearDown();
+}
+
+int captureMessages(QVNENVptr env, std::string *text, bool results, bool warnings) {
+  QVNCHANNELptr resultsChannel = nullptr, warningChannel = nullptr;
+  int status = QVNgetchannels(env, &resultsChannel, &warningChannel, nullptr, nullptr);
+  if (status == 0 && results) status = QVNaddfuncdest(env, resultsChannel, text, collect);
+  if (status == 0 && warnings) status = QVNaddfuncdest(env, warningChannel, text, collect);
+  return status;
+}
+
 std::string sharedDataDir() {
   const std::filesystem::path dir = std::filesystem::path(QUORVAN_SOURCE_DIR) / ".." / "shared" / "data";
   return std::filesystem::is_directory(dir) ? dir.lexically_normal().string() : std::string();

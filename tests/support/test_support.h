@@ -20,6 +20,19 @@ protected:
   std::string errors;
 };
 
+// An EnvFixture with one empty problem, freed at the end, and the text of
+// the results and warning channels collected in `log`.
+class ProblemFixture : public EnvFixture {
+protected:
+  void SetUp() override;
+  void TearDown() override;
+  QVNLPptr lp = nullptr;
+  std::string log;
+};
+
+// Adds `text` as a destination of the results and/or warning channel.
+int captureMessages(QVNENVptr env, std::string *text, bool results, bool warnings);
+
 // Directory with the shared public test models, or "" when absent.
 std::string sharedDataDir();
 
