@@ -22,24 +22,8 @@ protected:
     out.swap(log);
     return out;
   }
-  // min x0 + x1 + x2 + x3
-  //  r0: x0 + x1 + x2 >= 2      (stays)
-  //  r1: x1 + 2 x2 + x3 >= 3    (stays)
-  //  r2: x3 = 1                 (singleton equality: fixes x3)
-  //  r3: x0 - x1 + x2 <= 10     (redundant with the bounds)
-  //  x4 empty with cost -1 and upper bound 2: goes to 2.
-  // x in [0, 3]. Optimum: x3 = 1, x2 = 1, x0 + x1 + x2 >= 2 -> x0 = 1 or x1 = 1.
-  // Objective 1 + 1 + 1 - 2 = 1.
-  LpModel model() {
-    LpModel m;
-    m.addRow('G', 2), m.addRow('G', 3), m.addRow('E', 1), m.addRow('L', 10);
-    m.addCol(1, 0, 3, {{0, 1}, {3, 1}});
-    m.addCol(1, 0, 3, {{0, 1}, {1, 1}, {3, -1}});
-    m.addCol(1, 0, 3, {{0, 1}, {1, 2}, {3, 1}});
-    m.addCol(1, 0, 3, {{1, 1}, {2, 1}});
-    m.addCol(-1, 0, 2);
-    return m;
-  }
+  // The small model of the presolve tests (see its comment).
+  LpModel model() { return qvntest::smallPresolveModel(); }
 };
 
 TEST_F(PresolveApi, ErrorsBeforeAnyPresolve) {

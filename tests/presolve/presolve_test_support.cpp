@@ -93,6 +93,17 @@ ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol) {
   return c;
 }
 
+LpModel smallPresolveModel() {
+  LpModel m;
+  m.addRow('G', 2), m.addRow('G', 3), m.addRow('E', 1), m.addRow('L', 10);
+  m.addCol(1, 0, 3, {{0, 1}, {3, 1}});
+  m.addCol(1, 0, 3, {{0, 1}, {1, 1}, {3, -1}});
+  m.addCol(1, 0, 3, {{0, 1}, {1, 2}, {3, 1}});
+  m.addCol(1, 0, 3, {{1, 1}, {2, 1}});
+  m.addCol(-1, 0, 2);
+  return m;
+}
+
 LpModel readNetlibModel(QVNENVptr env, const std::string &dataDir, const std::string &name) {
   int status = 0;
   QVNLPptr lp = QVNcreateprob(env, &status, name.c_str());

@@ -35,6 +35,14 @@ struct ReplayCheck {
 ReplayCheck checkReplay(QVNENVptr env, const LpModel &m, double tol = 1e-8);
 
 
+// min x0 + x1 + x2 + x3 - x4
+//  r0: x0 + x1 + x2 >= 2, r1: x1 + 2 x2 + x3 >= 3 (both stay),
+//  r2: x3 = 1 (a singleton equality that fixes x3),
+//  r3: x0 - x1 + x2 <= 10 (redundant with the bounds),
+//  x4 in no row, cost -1 and upper bound 2: goes to 2. x in [0, 3].
+// Optimum 1: x3 = 1, x2 = 1 and x0 or x1 at 1.
+LpModel smallPresolveModel();
+
 // A netlib model of the data directory read into an LpModel (empty when it
 // cannot be read).
 LpModel readNetlibModel(QVNENVptr env, const std::string &dataDir, const std::string &name);

@@ -32,21 +32,8 @@ protected:
     QVNfreeprob(env, &lp);
     EnvFixture::TearDown();
   }
-  // min x0 + x1 + x2 + x3 - x4
-  //  r0: x0 + x1 + x2 >= 2,  r1: x1 + 2 x2 + x3 >= 3,  r2: x3 = 1,
-  //  r3: x0 - x1 + x2 <= 10 (redundant), x4 in no row with upper bound 2.
-  // x in [0, 3]. Presolve fixes x3 by r2 (from the rows) and x4 at 2 (from
-  // its cost). Optimum 1.
-  static LpModel model() {
-    LpModel m;
-    m.addRow('G', 2), m.addRow('G', 3), m.addRow('E', 1), m.addRow('L', 10);
-    m.addCol(1, 0, 3, {{0, 1}, {3, 1}});
-    m.addCol(1, 0, 3, {{0, 1}, {1, 1}, {3, -1}});
-    m.addCol(1, 0, 3, {{0, 1}, {1, 2}, {3, 1}});
-    m.addCol(1, 0, 3, {{1, 1}, {2, 1}});
-    m.addCol(-1, 0, 2);
-    return m;
-  }
+  // The small model of the presolve tests (see its comment).
+  static LpModel model() { return qvntest::smallPresolveModel(); }
   int reducedRows() {
     QVNCLPptr red = nullptr;
     EXPECT_EQ(QVNgetredlp(env, lp, &red), 0);
