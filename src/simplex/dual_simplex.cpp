@@ -26,6 +26,8 @@ constexpr double kTightPrimalTol = 1e-9;
 
 struct DualWork {
   EnvVector<Candidate> candidates;
+  EnvVector<double> relaxed;  // Harris bounds of the sorted candidates
+  EnvVector<int> byRelaxed;   // their order by that bound
   EnvVector<int> flipped;
   EnvVector<double> savedLower, savedUpper;
   EnvVector<char> banned;  // rows refused as leaving rows until the next factorization
@@ -70,6 +72,61 @@ bool flipBoxedToDualFeasible(SimplexEngine &e) {
   return moved;
 }
 
+// Groups looked at by full scans before the remaining breakpoints are sorted.
+constexpr int kScannedGroups = 4;
+
+double harrisBound(const SimplexEngine &e, const DualWork &w, const Candidate &c) {
+  return (e.dj[c.j] + (c.alpha > 0 ? w.ratioTol : -w.ratioTol)) / c.alpha;
+}
+
+// A group of breakpoints is passed only when all its variables are boxed (so
+// they flip) and the slope stays clearly positive beyond it: if passing would
+// leave the row within the primal tolerance, this group holds the pivot
+// (passing everything would claim infeasibility on a tie).
+bool groupPasses(const SimplexEngine &e, double slope, double passSlope, bool allBoxed) {
+  return allBoxed && slope - passSlope > e.primalTol && passSlope < kInfinity;
+}
+
+// The long step over many groups: the first `live` candidates sorted by
+// ratio, so that each group is the next stretch of that order and its Harris
+// bound the smallest bound not yet passed. Costs a sort instead of a scan of
+// all candidates per group.
+int chooseEnteringSorted(SimplexEngine &e, DualWork &w, size_t live, double slope) {
+  Candidate *cand = w.candidates.data();
+  std::sort(cand, cand + live, [](const Candidate &a, const Candidate &b) { return a.ratio < b.ratio; });
+  w.relaxed.resize(live);
+  w.byRelaxed.resize(live);
+  for (size_t k = 0; k < live; ++k) {
+    w.relaxed[k] = harrisBound(e, w, cand[k]);
+    w.byRelaxed[k] = static_cast<int>(k);
+  }
+  std::sort(w.byRelaxed.begin(), w.byRelaxed.end(), [&w](int a, int b) { return w.relaxed[a] < w.relaxed[b]; });
+  // Passed groups are always a prefix of the ratio order: [0, first).
+  size_t first = 0, next = 0;
+  while (first < live) {
+    while (static_cast<size_t>(w.byRelaxed[next]) < first) ++next;
+    const double thetaMax = w.relaxed[w.byRelaxed[next]];
+    int best = -1;
+    double bestAbs = 0.0, passSlope = 0.0;
+    bool allBoxed = true;
+    size_t end = first;
+    for (; end < live && cand[end].ratio <= thetaMax; ++end) {
+      const Candidate &c = cand[end];
+      if (std::fabs(c.alpha) > bestAbs) bestAbs = std::fabs(c.alpha), best = static_cast<int>(end);
+      if (isBoxed(e, c.j))
+        passSlope += std::fabs(c.alpha) * (e.upper[c.j] - e.lower[c.j]);
+      else
+        allBoxed = false;
+    }
+    if (best < 0) return -1;
+    if (!groupPasses(e, slope, passSlope, allBoxed)) return cand[best].j;
+    slope -= passSlope;
+    for (size_t k = first; k < end; ++k) w.flipped.push_back(cand[k].j);
+    first = end;
+  }
+  return -1;
+}
+
 // Dual ratio test with bound flipping. Returns the entering variable or -1 when
 // no breakpoint limits the dual step (the primal is infeasible); the boxed
 // variables passed on the way are left in w.flipped.
@@ -90,13 +147,10 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
   }
   double slope = std::fabs(delta);
   size_t live = w.candidates.size();
-  while (live > 0) {
+  for (int groups = 0; live > 0; ++groups) {
+    if (groups == kScannedGroups && live > 64) return chooseEnteringSorted(e, w, live, slope);
     double thetaMax = kInfinity;
-    for (size_t k = 0; k < live; ++k) {
-      const Candidate &c = w.candidates[k];
-      const double relaxed = (e.dj[c.j] + (c.alpha > 0 ? w.ratioTol : -w.ratioTol)) / c.alpha;
-      thetaMax = std::min(thetaMax, relaxed);
-    }
+    for (size_t k = 0; k < live; ++k) thetaMax = std::min(thetaMax, harrisBound(e, w, w.candidates[k]));
     // The group of breakpoints within the relaxed step; its largest pivot wins.
     int best = -1;
     double bestAbs = 0.0, passSlope = 0.0;
@@ -111,10 +165,7 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
         allBoxed = false;
     }
     if (best < 0) return -1;
-    // Pass the group only when the slope stays clearly positive beyond it:
-    // if passing would leave the row within the primal tolerance, this group
-    // holds the pivot (passing everything would claim infeasibility on a tie).
-    if (allBoxed && slope - passSlope > e.primalTol && passSlope < kInfinity) {
+    if (groupPasses(e, slope, passSlope, allBoxed)) {
       // The whole group can be passed: its variables flip to their other bound.
       slope -= passSlope;
       size_t keep = 0;
