@@ -147,6 +147,18 @@ void computePrimal(SimplexEngine &e) {
   hvClear(rhs);
 }
 
+void refinePrimal(SimplexEngine &e) {
+  HVector &rhs = e.column;
+  hvClear(rhs);
+  double *r = rhs.array.data();
+  for (int j = 0; j < e.nt; ++j)
+    if (e.x[j] != 0.0) addColumn(*e.lp, j, -e.x[j], r);
+  rhs.count = -1;
+  ftran(e.factor, rhs);
+  for (int k = 0; k < e.m; ++k) e.x[e.head[k]] += r[k];
+  hvClear(rhs);
+}
+
 void computeDual(SimplexEngine &e) {
   HVector &y = e.rowRho;
   hvClear(y);

@@ -85,6 +85,10 @@ void placeNonbasic(SimplexEngine &e, int j);
 // Factors the basis, replacing dependent columns by logicals. 0 or an error.
 int refactor(SimplexEngine &e);
 void computePrimal(SimplexEngine &e);
+// One step of iterative refinement of the basic values: the rows' residual,
+// solved with the factors, returns what their rounding lost on an
+// ill-conditioned basis.
+void refinePrimal(SimplexEngine &e);
 void computeDual(SimplexEngine &e);
 double objectiveValue(const SimplexEngine &e);
 // The pivot row alpha_r = rho^T [A, -I] from rowRho, with its nonzeros listed

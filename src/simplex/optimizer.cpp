@@ -206,6 +206,7 @@ int solveProblem(Environment *env, Problem *lp, int method) {
     run = runMethod(e, method);
   }
   if (run >= 1000) return run;
+  if (!refactorDue(e.factor)) refinePrimal(e);
   if (run == kRunNonOptimal && e.display > 0)
     QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
   storeResult(env, lp, e, run, method);
