@@ -3,11 +3,11 @@
 //
 // A new row on the original columns is written on the reduced columns by
 // the same substitutions that crush a linear form: fixed columns move their
-// part into the rhs, substituted columns their expression. What presolve
-// concluded from the rows it saw stays true with more rows, except the
-// conclusions drawn from the objective about a column that the new row
-// touches; such a row, or a merged pair out of proportion, cannot be carried
-// and the copy is dropped with a warning. The replay gives the new rows their
+// part into the rhs. What presolve concluded from the rows it saw stays true
+// with more rows, except the conclusions drawn from the objective about a
+// column that the new row touches, and the bounds that a substitution moved
+// from the removed column onto the others; a row on such a column cannot be
+// carried and the copy is dropped with a warning. The replay gives the new rows their
 // duals from the reduced solution; the reductions older than them did not
 // know them, so the clean-up solve settles what is left.
 #include <cmath>
@@ -25,12 +25,24 @@ namespace {
 bool crushRows(const PresolveState &s, const RowBatch &b, EnvVector<double> &rhs, EnvVector<int> &start,
                EnvVector<int> &index, EnvVector<double> &value) {
   EnvVector<double> acc(static_cast<size_t>(s.numCols), 0.0);
+  // Columns substituted out through other columns: a new row on them would
+  // be carried through the substitution, but the bounds that the
+  // substitution moved onto the remaining columns were derived without it,
+  // and the copy could end as a relaxation of the model. Such rows are refused.
+  EnvVector<char> substituted(static_cast<size_t>(s.numCols), 0);
+  for (int r = s.head; r >= 0; r = s.records[r].next) {
+    const ReductionRecord &rec = s.records[r];
+    if (rec.kind == kRecAggregate || rec.kind == kRecDoubleton)
+      substituted[s.recIndex[rec.first]] = 1;
+    else if (rec.kind == kRecMergedColumns)
+      substituted[rec.other] = 1;
+  }
   for (int r = 0; r < b.count; ++r) {
     const int64_t begin = b.numNonzeros > 0 ? b.rowStart[r] : 0;
     const int64_t end = b.numNonzeros > 0 ? (r + 1 < b.count ? b.rowStart[r + 1] : b.numNonzeros) : 0;
     for (int64_t k = begin; k < end; ++k) {
       const int j = b.colIndex[k];
-      if (s.dualRemoved[j]) return false;
+      if (s.dualRemoved[j] || substituted[j]) return false;
       acc[j] += b.coefValue[k];
     }
     double offset = 0.0;

@@ -242,7 +242,7 @@ TEST_F(PostsolveRandom, RowsAddedToThePresolvedCopy) {
       EXPECT_TRUE(got == scratch.status || got == QVN_STAT_INForUNBD) << got << " vs " << scratch.status;
     }
   }
-  EXPECT_GT(kept, 30);
+  EXPECT_GT(kept, 15);  // rows on substituted columns drop the copy
   EXPECT_GT(optimal, 30);
 }
 
