@@ -28,12 +28,6 @@ bool hasNetworkShape(const SimplexEngine &e) {
   return true;
 }
 
-double squaredNorm(const HVector &v) {
-  double g = 0.0;
-  for (int k = 0; k < v.count; ++k) g += v.array[v.index[k]] * v.array[v.index[k]];
-  return g;
-}
-
 // ||row k of B^-1||^2 for every position with a structural; with `full`
 // also the squares of the row over the nonbasic columns and 1 for its own
 // logical part, so that a slack basis gives 2 + the row's squares.
@@ -48,7 +42,7 @@ void computeWeights(SimplexEngine &e, bool full) {
     rho.index[0] = k;
     rho.count = 1;
     btran(e.factor, rho);
-    double g = squaredNorm(rho);
+    double g = hvSquaredNorm(rho);
     if (full) {
       g += 1.0;
       for (int c = 0; c < e.n; ++c) {
@@ -117,7 +111,7 @@ void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
   }
   double *weight = e.dualWeights.data();
   const HVector &rho = e.rowRho, &col = e.column;
-  const double g = squaredNorm(rho);  // ||rho_r||^2, the exact weight of the leaving row
+  const double g = hvSquaredNorm(rho);  // ||rho_r||^2, the exact weight of the leaving row
   const bool devex = s.isDevex;
   const bool sampled = !s.fixedMode && e.iterations % (devex ? 101 : 23) == 0;
   if (weight[r] > (devex ? 10.0 : 1000.0) * g) {

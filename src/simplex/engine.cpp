@@ -39,6 +39,12 @@ int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   return factorSetup(e.factor, env, lp, e.head.data());
 }
 
+int engineOnBasis(SimplexEngine &e, Environment *env, const WorkLp &lp, const BasisData &b) {
+  QVN_TRY(engineSetup(e, env, lp));
+  installBasis(e, b.colStatus.data(), b.rowStatus.data());
+  return refactor(e);
+}
+
 void placeNonbasic(SimplexEngine &e, int j) {
   switch (e.move[j]) {
   case kAtLower: e.x[j] = e.lower[j] > -kInfinity ? e.lower[j] : (e.upper[j] < kInfinity ? e.upper[j] : 0.0); break;

@@ -74,6 +74,9 @@ struct SimplexEngine {
 
 // Sizes the engine for lp and starts the clock.
 int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp);
+// Sizes the engine for lp and factors the basis held in b (whose status
+// arrays cover lp). 0 or an error.
+int engineOnBasis(SimplexEngine &e, Environment *env, const WorkLp &lp, const BasisData &b);
 // All logicals basic, structurals at a finite bound (or 0 when free).
 void setSlackBasis(SimplexEngine &e);
 // Installs a given basis: basic flags from status codes 1, and nonbasic moves.

@@ -21,4 +21,11 @@ inline void hvReindex(HVector &v) {
     if (v.array[i] != 0.0) v.index[v.count++] = i;
 }
 
+// Sum of squares over the listed positions (count >= 0).
+inline double hvSquaredNorm(const HVector &v) {
+  double g = 0.0;
+  for (int k = 0; k < v.count; ++k) g += v.array[v.index[k]] * v.array[v.index[k]];
+  return g;
+}
+
 } // namespace qvn

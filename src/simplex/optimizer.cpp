@@ -241,9 +241,7 @@ int chooseMethod(Environment *env, Problem *lp) {
   if (static_cast<int>(b->colStatus.size()) < w.numCol || static_cast<int>(b->rowStatus.size()) < w.numRow)
     return kDual;
   SimplexEngine e;
-  if (engineSetup(e, env, w) != 0) return kDual;
-  installBasis(e, b->colStatus.data(), b->rowStatus.data());
-  if (refactor(e) != 0) return kDual;
+  if (engineOnBasis(e, env, w, *b) != 0) return kDual;
   computePrimal(e);
   return maxPrimalInfeasibility(e) <= env->generalParams->eprhs ? kPrimal : kDual;
 }

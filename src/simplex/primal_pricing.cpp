@@ -165,9 +165,7 @@ void initPrimalWeights(SimplexEngine &e) {
       addColumn(lp, j, 1.0, col.array.data());
       col.count = -1;
       ftran(e.factor, col);
-      double s = 1.0;
-      for (int k = 0; k < col.count; ++k) s += col.array[col.index[k]] * col.array[col.index[k]];
-      e.primalWeights[j] = s;
+      e.primalWeights[j] = 1.0 + hvSquaredNorm(col);
     }
     hvClear(col);
   }

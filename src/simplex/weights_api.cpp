@@ -22,10 +22,7 @@ int rowWeights(Environment *env, Problem *p, int rowCount, const int *rowStart, 
   WorkLp w;
   buildWorkLp(*p->lpData, w);
   SimplexEngine e;
-  QVN_TRY(engineSetup(e, env, w));
-  const BasisData &b = *p->basisData;
-  installBasis(e, b.colStatus.data(), b.rowStatus.data());
-  QVN_TRY(refactor(e));
+  QVN_TRY(engineOnBasis(e, env, w, *p->basisData));
   EnvVector<double> dense(static_cast<size_t>(e.n > 0 ? e.n : 1), 0.0);
   HVector &rho = e.rowRho;
   for (int r = 0; r < rowCount; ++r) {
@@ -40,8 +37,7 @@ int rowWeights(Environment *env, Problem *p, int rowCount, const int *rowStart, 
       }
     }
     btran(e.factor, rho);
-    double g = 1.0;
-    for (int k = 0; k < rho.count; ++k) g += rho.array[rho.index[k]] * rho.array[rho.index[k]];
+    double g = 1.0 + hvSquaredNorm(rho);
     if (full) {
       // Entries of the new row of B'^-1 [A, -I] over the nonbasic variables:
       // a_j - rho^T A_j for columns, rho_i for logicals.
