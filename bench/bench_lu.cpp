@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "quorvan.h"
+#include "simplex/basis_factor.h"
 #include "simplex/lu/lu_factor.h"
 
 namespace {
@@ -113,7 +114,7 @@ void run(QVNENVptr env, const char *name, Shape s, int kind) {
   s.head.resize(m);
   for (int i = 0; i < m; ++i) s.rows[i] = s.head[i] = i;
   int status = 0;
-  qvn::LuFactor *f = qvn::luCreate(env, m, &status);
+  qvn::LuFactor *f = qvn::luCreate(qvn::factorOptions(env), m, &status);
   if (!f) return;
   qvn::luSetKind(*f, kind);
   qvn::LuBasis basis;
@@ -124,11 +125,11 @@ void run(QVNENVptr env, const char *name, Shape s, int kind) {
   basis.logicalOf = logicalOf;
   double u = 0.01;
   auto start = std::chrono::steady_clock::now();
-  status = qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0);
+  status = qvn::factorBasis(*f, basis, &u, 1e-13, true, 0);
   double factorTime = seconds(start);
   // Again, with the files in place: the cost of a refactorization in a run.
   start = std::chrono::steady_clock::now();
-  status = qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0);
+  status = qvn::factorBasis(*f, basis, &u, 1e-13, true, 0);
   const double refactorTime = seconds(start);
 
   qvn::LuVector v;

@@ -21,7 +21,40 @@ int logicalOfRow(const void *context, int row) {
   return static_cast<const BasisFactor *>(context)->lp->numCol + row;
 }
 
+void toChannels(void *context, LuMessage what, double value) {
+  auto *env = static_cast<Environment *>(context);
+  const bool log = env->generalParams->simdisplay > 0;
+  switch (what) {
+  case LuMessage::kCompressing: QVNmsg(env->resultsChannel, "Compressing row and column files.\n"); break;
+  case LuMessage::kDenseNoMemory: QVNmsg(env->resultsChannel, "Not enough memory for dense factorization.\n"); break;
+  case LuMessage::kRepairing:
+    if (log) QVNmsg(env->logChannel, "Repairing basis singularity.\n");
+    break;
+  case LuMessage::kThresholdRaised:
+    if (log) QVNmsg(env->logChannel, "Markowitz threshold set to %g\n", value);
+    break;
+  }
+}
+
 } // namespace
+
+LuOptions factorOptions(Environment *env) {
+  const GeneralParams &p = *env->generalParams;
+  LuOptions o;
+  // Parameter 1093: above 0 start extended; 0 start in double and retry a
+  // singular refactorization once in extended; below 0 stay in double.
+  o.startKind = p.p1093 > 0 ? 1 : 0;
+  o.extendedRetry = p.p1093 == 0;
+  o.refactorEvery = p.reinv;
+  o.singularLimit = p.singlim;
+  o.rowMultiplier = p.rfilemul;
+  o.colMultiplier = p.cfilemul;
+  o.markowitz = p.epmrk;
+  o.absTol = p.singtol;
+  o.messages.context = env;
+  o.messages.message = toChannels;
+  return o;
+}
 
 int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head) {
   f.env = env;
@@ -32,7 +65,7 @@ int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head) {
   f.logicalValue.assign(static_cast<size_t>(m > 0 ? m : 1), -1.0);
   int status = 0;
   luFree(f.lu);
-  f.lu = luCreate(env, m, &status);
+  f.lu = luCreate(factorOptions(env), m, &status);
   if (!f.lu) return status ? status : QVNERR_NO_MEMORY;
   f.basis.m = m;
   f.basis.head = head;
@@ -49,7 +82,7 @@ int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head) {
 
 int factorHead(BasisFactor &f) {
   f.mustRefactor = false;
-  return factorBasis(f.env, *f.lu, f.basis, &f.markowitz, 1e-13, true, 0);
+  return factorBasis(*f.lu, f.basis, &f.markowitz, 1e-13, true, 0);
 }
 
 } // namespace qvn

@@ -21,6 +21,12 @@ struct BasisFactor {
   ~BasisFactor() { luFree(lu); }
 };
 
+// The factor's options from the Environment's parameters at this moment, with
+// its messages going to the Environment's channels: the memory notes to the
+// results channel, the repair and threshold notes to the log when the
+// simplex display is on.
+LuOptions factorOptions(Environment *env);
+
 // Sizes the factor for lp; head is the caller's basis header.
 int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head);
 // Factors the basis in head. 0, kLuBasisChanged when dependent columns were

@@ -4,6 +4,7 @@
 
 #include "model/problem.h"
 #include "runtime/alloc.h"
+#include "simplex/basis_factor.h"
 #include "simplex/lu/lu_factor.h"
 #include "support/test_support.h"
 #include "simplex/lu_test_support.h"
@@ -26,7 +27,7 @@ protected:
   }
   LuFactor *create(int m, int kind) {
     int status = -1;
-    LuFactor *f = qvn::luCreate(env, m, &status);
+    LuFactor *f = qvn::luCreate(qvn::factorOptions(env), m, &status);
     EXPECT_EQ(status, 0);
     if (f && kind != f->kind) {
       EXPECT_EQ(qvn::luSetKind(*f, kind), 0);
@@ -36,7 +37,7 @@ protected:
   int factor(LuFactor &f, ColumnPool &pool, double *threshold = nullptr) {
     LuBasis basis = pool.basis();
     double u = 0.01;
-    const int status = qvn::factorBasis(env, f, basis, threshold ? threshold : &u, 1e-13, true, 0);
+    const int status = qvn::factorBasis(f, basis, threshold ? threshold : &u, 1e-13, true, 0);
     return status;
   }
   std::string logText;
@@ -231,15 +232,15 @@ TEST_F(LuFactorTest, SingularBasesAreRepairedBySlacks) {
       LuFactor *f = create(m, kind);
       ASSERT_NE(f, nullptr);
       LuBasis basis = pool.basis();
-      EXPECT_EQ(qvn::factorColumns(env, *f, basis, 0.01, 1e-13), qvn::kLuBasisChanged);
+      EXPECT_EQ(qvn::factorColumns(*f, basis, 0.01, 1e-13), qvn::kLuBasisChanged);
       EXPECT_FALSE(f->valid);
       EXPECT_EQ(f->rank, m - 1);
       std::vector<double> x(m, 1.0);
       EXPECT_EQ(f->ops->ftran(*f, x.data()), qvn::kLuNeedFactor);
       EXPECT_EQ(pool.head, before);
       double u = 0.01;
-      EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, false, 0), QVNERR_SINGULAR);
-      EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, qvn::kLuModeNoRepairReturn),
+      EXPECT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, false, 0), QVNERR_SINGULAR);
+      EXPECT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, true, qvn::kLuModeNoRepairReturn),
                 qvn::kLuBasisChanged);
       EXPECT_EQ(pool.head, before);
 
@@ -330,6 +331,53 @@ TEST_F(LuFactorTest, SingularityLimitStopsTheRepair) {
   qvn::luFree(f);
 }
 
+// The factor as a library: no Environment, its options in one record and its
+// messages through the sink. The repair's threshold note carries 0.1, the
+// value the threshold is raised to from 0.01.
+TEST(LuOptionsTest, TheOptionsRecordAloneConfiguresTheFactor) {
+  std::vector<std::pair<qvn::LuMessage, double>> heard;
+  qvn::LuOptions options;
+  options.startKind = 1;
+  options.refactorEvery = 5;
+  options.messages.context = &heard;
+  options.messages.message = [](void *context, qvn::LuMessage what, double value) {
+    static_cast<std::vector<std::pair<qvn::LuMessage, double>> *>(context)->emplace_back(what, value);
+  };
+  int status = -1;
+  LuFactor *f = qvn::luCreate(options, 30, &status);
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(f->kind, 1);
+  EXPECT_EQ(f->updateLimit, 4);
+  EXPECT_FALSE(f->autoLimit);
+  std::mt19937 rng(5);
+  ColumnPool pool(30);
+  randomSparse(pool, 3, rng);
+  pool.head[4] = pool.head[9];
+  LuBasis basis = pool.basis();
+  double u = 0.01;
+  EXPECT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, true, 0), qvn::kLuBasisChanged);
+  EXPECT_LT(worstResidual(*f, pool, rng, 4), 1e-15);
+  ASSERT_EQ(heard.size(), 2u);
+  EXPECT_EQ(heard[0].first, qvn::LuMessage::kRepairing);
+  EXPECT_EQ(heard[1].first, qvn::LuMessage::kThresholdRaised);
+  EXPECT_DOUBLE_EQ(heard[1].second, 0.1);
+  qvn::luFree(f);
+
+  // A limit of 0 stops at the first singularity and leaves the header alone;
+  // without a sink nothing is told.
+  options.singularLimit = 0;
+  options.messages = qvn::LuMessageSink{};
+  f = qvn::luCreate(options, 30, &status);
+  ASSERT_NE(f, nullptr);
+  pool.head[4] = pool.head[9];
+  const std::vector<int> before = pool.head;
+  basis = pool.basis();
+  EXPECT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, true, 0), QVNERR_SINGULAR);
+  EXPECT_EQ(pool.head, before);
+  qvn::luFree(f);
+}
+
 // Nearly dependent columns are either repaired or solved to full accuracy.
 TEST_F(LuFactorTest, NearlySingularBasesNeverSolveWrongly) {
   for (double gap : {1e-15, 1e-11, 1e-7}) {
@@ -386,12 +434,12 @@ TEST_F(LuFactorTest, MemoryFailuresAreReportedAndRecovered) {
   for (long n = 1; n < 400; ++n) {
     qvn::allocFailAfter(n);
     int status = -1;
-    LuFactor *f = qvn::luCreate(env, 40, &status);
+    LuFactor *f = qvn::luCreate(qvn::factorOptions(env), 40, &status);
     int result = status;
     if (f) {
       LuBasis basis = pool.basis();
       double u = 0.01;
-      result = qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0);
+      result = qvn::factorBasis(*f, basis, &u, 1e-13, true, 0);
     }
     qvn::allocFailAfter(0);
     EXPECT_TRUE(result == 0 || result == QVNERR_NO_MEMORY) << "n=" << n << " result " << result;
@@ -399,7 +447,7 @@ TEST_F(LuFactorTest, MemoryFailuresAreReportedAndRecovered) {
     if (f) {
       LuBasis basis = pool.basis();
       double u = 0.01;
-      ASSERT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), 0);
+      ASSERT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, true, 0), 0);
       EXPECT_LT(worstResidual(*f, pool, rng, 2), 1e-12);
       qvn::luFree(f);
     }
@@ -476,6 +524,45 @@ TEST_F(LuFactorTest, KindsShareOneTableOfOperations) {
   qvn::luFree(f);
 }
 
+// Columns of a problem's LpData in the simplex numbering: 0..n-1 structural,
+// n..n+m-1 the logical of each row (its slack coefficient, +1.0 for rows
+// without a slack), n+m.. the range columns in row order.
+struct ProblemColumns {
+  const qvn::LpData *lp = nullptr;
+  std::vector<int> rowIds;
+  std::vector<double> logicalCoef;
+
+  explicit ProblemColumns(const qvn::LpData &data) : lp(&data), rowIds(data.numRows), logicalCoef(data.numRows, 1.0) {
+    for (int i = 0; i < data.numRows; ++i) rowIds[i] = i;
+    for (int k = 0; k < data.numColsWithSlacks - data.numColsWithRanges; ++k)
+      logicalCoef[data.slackRow[k]] = data.slackCoef[k];
+  }
+  static qvn::LuColumn column(const void *context, int variable) {
+    const auto &c = *static_cast<const ProblemColumns *>(context);
+    const qvn::LpData &lp = *c.lp;
+    const int n = lp.numCols, m = lp.numRows;
+    if (variable >= n && variable < n + m) {
+      const int i = variable - n;
+      return qvn::LuColumn{1, &c.rowIds[i], &c.logicalCoef[i]};
+    }
+    const int j = variable < n ? variable : n + (variable - n - m);
+    const int64_t start = lp.colStart[j];
+    return qvn::LuColumn{lp.colCount[j], lp.rowIndex.data() + start, lp.coefValue.data() + start};
+  }
+  static int logicalOf(const void *context, int row) {
+    return static_cast<const ProblemColumns *>(context)->lp->numCols + row;
+  }
+  LuBasis basis(int *head) const {
+    LuBasis b;
+    b.m = lp->numRows;
+    b.head = head;
+    b.context = this;
+    b.column = column;
+    b.logicalOf = logicalOf;
+    return b;
+  }
+};
+
 // Columns of a problem in the simplex numbering: structurals, row logicals with
 // the slack's sign ('G' rows -1), range columns last.
 TEST_F(LuFactorTest, BasesOfAProblemUseItsColumnsAndLogicals) {
@@ -489,17 +576,15 @@ TEST_F(LuFactorTest, BasesOfAProblemUseItsColumnsAndLogicals) {
   const double value[8] = {2.0, 1.0, -1.0, 3.0, 1.5, 1.0, -2.0, 4.0};
   const double lower[3] = {0, 0, 0}, upper[3] = {10, 10, 10};
   ASSERT_EQ(QVNcopylp(env, lp, 3, 4, 1, obj, rhs, sense, start, count, index, value, lower, upper, range), 0);
-  qvn::LuLpColumns columns;
-  ASSERT_EQ(qvn::luLpColumnsInit(columns, *lp->lpData), 0);
+  const ProblemColumns columns(*lp->lpData);
   // Dense B for head {x0, logical of row 1, x2, range column}, written out by hand.
   int head[4] = {0, 3 + 1, 2, 7};
   const double b[4][4] = {{2.0, 0.0, 1.0, 0.0}, {0.0, -1.0, -2.0, 0.0}, {1.0, 0.0, 0.0, 0.0}, {-1.0, 0.0, 4.0, -1.0}};
-  LuBasis basis;
-  qvn::luLpBasis(basis, columns, head);
+  LuBasis basis = columns.basis(head);
   LuFactor *f = create(4, 0);
   ASSERT_NE(f, nullptr);
   double u = 0.01;
-  ASSERT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), 0);
+  ASSERT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, true, 0), 0);
   std::vector<double> x = {1.0, -2.0, 0.5, 3.0}, rhsVector = x;
   ASSERT_EQ(f->ops->ftran(*f, x.data()), 0);
   for (int i = 0; i < 4; ++i) {
@@ -509,7 +594,7 @@ TEST_F(LuFactorTest, BasesOfAProblemUseItsColumnsAndLogicals) {
   }
   // x0 twice leaves row 0 or row 2 uncovered; that row's logical enters.
   head[2] = 0;
-  EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), qvn::kLuBasisChanged);
+  EXPECT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, true, 0), qvn::kLuBasisChanged);
   ASSERT_EQ(f->repairEntering.size(), 1u);
   EXPECT_TRUE(f->repairEntering[0] == 3 + 0 || f->repairEntering[0] == 3 + 2) << f->repairEntering[0];
   EXPECT_TRUE(f->repairPosition[0] == 0 || f->repairPosition[0] == 2);

@@ -1,6 +1,7 @@
 // Many small random bases of every shape, singular ones included, each followed
 // by random replacements: every factorization either holds (small residuals) or
 // reports the repair, and nothing is ever left half done.
+#include "simplex/basis_factor.h"
 #include "simplex/lu/lu_factor.h"
 #include "support/test_support.h"
 #include "simplex/lu_test_support.h"
@@ -48,14 +49,14 @@ TEST_F(LuStressTest, RandomBasesAndUpdatesNeverGoWrong) {
     std::uniform_int_distribution<int> anyVar(0, pool.columns() + m - 1);
     for (int k = 0; k < m; ++k) pool.head[k] = anyVar(rng);
     int status = -1;
-    qvn::LuFactor *f = qvn::luCreate(env, m, &status);
+    qvn::LuFactor *f = qvn::luCreate(qvn::factorOptions(env), m, &status);
     ASSERT_NE(f, nullptr);
     if (f->kind != kind) {
       ASSERT_EQ(qvn::luSetKind(*f, kind), 0);
     }
     qvn::LuBasis basis = pool.basis();
     double u = 0.01;
-    status = qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0);
+    status = qvn::factorBasis(*f, basis, &u, 1e-13, true, 0);
     ASSERT_TRUE(status == 0 || status == qvn::kLuBasisChanged) << "round " << round << " status " << status;
     if (status == qvn::kLuBasisChanged) ++repaired;
     ASSERT_TRUE(f->valid);
@@ -91,7 +92,7 @@ TEST_F(LuStressTest, RandomBasesAndUpdatesNeverGoWrong) {
       if (result != 0) {
         ++refactored;
         u = 0.01;
-        status = qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0);
+        status = qvn::factorBasis(*f, basis, &u, 1e-13, true, 0);
         ASSERT_TRUE(status == 0 || status == qvn::kLuBasisChanged) << status;
       }
       ASSERT_TRUE(f->valid);
@@ -120,11 +121,11 @@ TEST_F(LuStressTest, SolvesAllocateNothing) {
   for (int k = 0; k < m; ++k) pool.head[k] = pool.columns() + k;
   for (int k = 0; k < m; k += 3) pool.head[k] = k;  // some structurals among the slacks
   int status = -1;
-  qvn::LuFactor *f = qvn::luCreate(env, m, &status);
+  qvn::LuFactor *f = qvn::luCreate(qvn::factorOptions(env), m, &status);
   ASSERT_NE(f, nullptr);
   qvn::LuBasis basis = pool.basis();
   double u = 0.01;
-  status = qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0);
+  status = qvn::factorBasis(*f, basis, &u, 1e-13, true, 0);
   ASSERT_TRUE(status == 0 || status == qvn::kLuBasisChanged);
   qvn::LuVector v;
   qvn::luVectorInit(v, m);

@@ -2,6 +2,7 @@
 // changed basis, and the refactorization rule and limits must fire.
 #include <string>
 
+#include "simplex/basis_factor.h"
 #include "simplex/lu/lu_factor.h"
 #include "support/test_support.h"
 #include "simplex/lu_test_support.h"
@@ -53,7 +54,7 @@ Outcome replaceColumns(QVNENVptr env, int kind, int steps, unsigned seed, bool s
   if (slackStart)
     for (int i = 0; i < m; ++i) pool.head[i] = pool.columns() + i;
   int status = -1;
-  LuFactor *f = qvn::luCreate(env, m, &status);
+  LuFactor *f = qvn::luCreate(qvn::factorOptions(env), m, &status);
   EXPECT_EQ(status, 0);
   if (!f) return {};
   if (f->kind != kind) {
@@ -61,7 +62,7 @@ Outcome replaceColumns(QVNENVptr env, int kind, int steps, unsigned seed, bool s
   }
   LuBasis basis = pool.basis();
   double u = 0.01;
-  EXPECT_EQ(qvn::factorBasis(env, *f, basis, &u, 1e-13, true, 0), 0);
+  EXPECT_EQ(qvn::factorBasis(*f, basis, &u, 1e-13, true, 0), 0);
   Outcome out;
   qvn::LuVector v;
   qvn::luVectorInit(v, m);
@@ -100,7 +101,7 @@ Outcome replaceColumns(QVNENVptr env, int kind, int steps, unsigned seed, bool s
         if (out.firstRuleAt < 0) out.firstRuleAt = updatesBefore + 1;
       }
       double threshold = 0.01;
-      EXPECT_EQ(qvn::factorBasis(env, *f, basis, &threshold, 1e-13, true, 0), 0);
+      EXPECT_EQ(qvn::factorBasis(*f, basis, &threshold, 1e-13, true, 0), 0);
       ++out.refactors;
       EXPECT_FALSE(qvn::needFactor(*f));
     } else {

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <new>
 
-#include "model/problem.h"
-#include "runtime/environment.h"
-#include "runtime/params.h"
+#include "runtime/errors.h"
 #include "simplex/lu/lu_internal.h"
 
 namespace qvn {
@@ -35,7 +33,10 @@ double raisedThreshold(double u) {
   return next > 0.99999 ? 0.99999 : next;
 }
 
-bool logOn(const Environment *env) { return env && env->generalParams->simdisplay > 0; }
+void tell(const LuFactor &f, LuMessage what, double value = 0.0) {
+  const LuMessageSink &sink = f.options.messages;
+  if (sink.message) sink.message(sink.context, what, value);
+}
 
 } // namespace
 
@@ -51,31 +52,32 @@ template <class Real> void luAllocateWork(LuFactor &f) {
 
 template <class Real> void luReleaseValues(LuFactor &f) { luValues<Real>(f) = LuValues<Real>(); }
 
-LuFactor *luCreate(Environment *env, int m, int *status) {
+LuFactor *luCreate(const LuOptions &options, int m, int *status) {
   *status = 0;
   LuFactor *f = nullptr;
   try {
     f = envNew<LuFactor>();
-    const GeneralParams &p = *env->generalParams;
+    f->options = options;
     f->m = m;
-    f->kind = p.p1093 > 0 ? 1 : 0;
+    f->kind = options.startKind > 0 ? 1 : 0;
     f->ops = luOpsForKind(f->kind);
     f->dropTol = f->kind == 1 ? 1e-18 : 1e-13;
     f->singletonOrder = f->kind == 1 ? 1 : 0;
-    if (p.reinv == 0) {
+    if (options.refactorEvery <= 0) {
       f->updateLimit = 10000;
       f->autoLimit = true;
     } else {
-      f->updateLimit = p.reinv - 1;
+      f->updateLimit = options.refactorEvery - 1;
       f->autoLimit = false;
     }
-    f->singularLimit = p.singlim;
+    const int singlim = options.singularLimit;
+    f->singularLimit = singlim;
     f->repairedFixed = m < 10 ? 0 : m < 100 ? 1 : m < 1000 ? 2 : m < 10000 ? 3 : 4;
-    if (p.singlim != 0 && f->repairedFixed >= p.singlim) f->repairedFixed = p.singlim - 1;
-    f->rowMultiplier = p.rfilemul;
-    f->colMultiplier = p.cfilemul;
-    f->markowitzWork = p.epmrk;
-    f->absTol = p.singtol;
+    if (singlim != 0 && f->repairedFixed >= singlim) f->repairedFixed = singlim - 1;
+    f->rowMultiplier = options.rowMultiplier;
+    f->colMultiplier = options.colMultiplier;
+    f->markowitzWork = options.markowitz;
+    f->absTol = options.absTol;
     // Room for the positions that updates append; small problems refactor on
     // running out rather than hold arrays far larger than themselves.
     f->posCapacity = m + std::min(f->updateLimit, std::max(1000, m)) + 1;
@@ -168,8 +170,7 @@ void repairBasis(LuFactor &f, LuBasis &basis) {
 
 } // namespace
 
-int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz, double absTol, bool allowRepair,
-                int mode) {
+int factorBasis(LuFactor &f, LuBasis &basis, double *markowitz, double absTol, bool allowRepair, int mode) {
   if (basis.m != f.m) return QVNERR_BAD_ARGUMENT;
   const double startThreshold = *markowitz;
   const double startRowMultiplier = f.rowMultiplier, startColMultiplier = f.colMultiplier;
@@ -193,7 +194,7 @@ int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz
     if (status == 0) break;
     if (status == QVNERR_NO_MEMORY) {
       if (f.rowMultiplier == startRowMultiplier && f.colMultiplier == startColMultiplier && f.rowMultiplier > 1.1) {
-        QVNmsg(env->resultsChannel, "Compressing row and column files.\n");
+        tell(f, LuMessage::kCompressing);
         f.rowMultiplier = f.colMultiplier = 1.1;
         f.compressMode = true;
         continue;
@@ -201,7 +202,7 @@ int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz
       return QVNERR_NO_MEMORY;
     }
     if (status == kLuDenseNoMemory) {
-      QVNmsg(env->resultsChannel, "Not enough memory for dense factorization.\n");
+      tell(f, LuMessage::kDenseNoMemory);
       f.denseThreshold = 10.0;
       continue;
     }
@@ -212,7 +213,7 @@ int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz
     // Singular.
     if (mode & kLuModeNoRepairReturn) return kLuBasisChanged;
     if (!allowRepair) return QVNERR_SINGULAR;
-    if (hadUpdates && f.kind == 0 && !f.kindSwitched && env->generalParams->p1093 == 0) {
+    if (hadUpdates && f.kind == 0 && !f.kindSwitched && f.options.extendedRetry) {
       // A basis that went singular during updates gets one retry in extended precision.
       f.kindSwitched = true;
       QVN_TRY(luSetKind(f, 1));
@@ -224,7 +225,7 @@ int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz
     }
     ++f.singularCount;
     if (f.singularCount >= f.singularLimit) return QVNERR_SINGULAR;
-    if (logOn(env)) QVNmsg(env->logChannel, "Repairing basis singularity.\n");
+    tell(f, LuMessage::kRepairing);
     repairBasis(f, basis);
     repaired = true;
   }
@@ -232,18 +233,17 @@ int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz
   if (status == kLuRaiseThreshold) status = 0;
   if (status != 0) return status;
   *markowitz = f.markowitzWork;
-  if (f.markowitzWork - startThreshold > 0.01 && logOn(env))
-    QVNmsg(env->logChannel, "Markowitz threshold set to %g\n", f.markowitzWork);
+  if (f.markowitzWork - startThreshold > 0.01) tell(f, LuMessage::kThresholdRaised, f.markowitzWork);
   return repaired ? kLuBasisChanged : 0;
 }
 
-int factorColumns(Environment *env, LuFactor &f, const LuBasis &basis, double markowitz, double absTol) {
+int factorColumns(LuFactor &f, const LuBasis &basis, double markowitz, double absTol) {
   if (basis.m != f.m) return QVNERR_BAD_ARGUMENT;
   f.markowitzWork = markowitz;
   f.absTol = absTol;
   int status = f.ops->factorize(f, basis);
   if (status == kLuDenseNoMemory) {
-    QVNmsg(env->resultsChannel, "Not enough memory for dense factorization.\n");
+    tell(f, LuMessage::kDenseNoMemory);
     f.denseThreshold = 10.0;
     status = f.ops->factorize(f, basis);
   }
@@ -268,49 +268,6 @@ void luVectorClear(LuVector &v) {
     std::fill(v.array.begin(), v.array.end(), 0.0);
   }
   v.count = 0;
-}
-
-namespace {
-
-LuColumn lpColumn(const void *context, int variable) {
-  const LuLpColumns &c = *static_cast<const LuLpColumns *>(context);
-  const LpData &lp = *c.lp;
-  const int n = lp.numCols, m = lp.numRows;
-  if (variable >= n && variable < n + m) {
-    const int i = variable - n;
-    return LuColumn{1, &c.rowIds[i], &c.logicalCoef[i]};
-  }
-  const int j = variable < n ? variable : n + (variable - n - m);
-  const int64_t start = lp.colStart[j];
-  return LuColumn{lp.colCount[j], lp.rowIndex.data() + start, lp.coefValue.data() + start};
-}
-
-int lpLogical(const void *context, int row) {
-  return static_cast<const LuLpColumns *>(context)->lp->numCols + row;
-}
-
-} // namespace
-
-int luLpColumnsInit(LuLpColumns &columns, const LpData &lp) {
-  try {
-    columns.lp = &lp;
-    columns.rowIds.resize(lp.numRows);
-    columns.logicalCoef.assign(lp.numRows, 1.0);
-    for (int i = 0; i < lp.numRows; ++i) columns.rowIds[i] = i;
-    for (int k = 0; k < lp.numColsWithSlacks - lp.numColsWithRanges; ++k)
-      columns.logicalCoef[lp.slackRow[k]] = lp.slackCoef[k];
-  } catch (const std::bad_alloc &) {
-    return QVNERR_NO_MEMORY;
-  }
-  return 0;
-}
-
-void luLpBasis(LuBasis &basis, const LuLpColumns &columns, int *head) {
-  basis.m = columns.lp->numRows;
-  basis.head = head;
-  basis.context = &columns;
-  basis.column = lpColumn;
-  basis.logicalOf = lpLogical;
 }
 
 } // namespace qvn

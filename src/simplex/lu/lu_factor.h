@@ -1,30 +1,54 @@
-// Sparse LU factorization of a simplex basis, in two kinds with one design:
-// kind 0 keeps factors and work vectors in double, kind 1 in 80-bit long double.
-// Every caller goes through the table of operations `ops` chosen by `kind`.
+// Sparse LU factorization of a simplex basis, kept as a library: the simplex
+// loops, crossover, the barrier and the advanced basis functions use it through
+// this header alone. It reads no parameter, prints nothing and knows no model:
+// its options come in an LuOptions record, its messages go out through the
+// sink in that record, and the basis columns through the LuBasis callbacks.
 //
-// Contract. The basis B has columns 0..m-1, the basis positions. After a
-// successful factorization the factor solves with B through three stages:
+// What it computes. For the m x m basis B, whose column k (basis position k)
+// is the column of variable head[k], a factorization
+//     P B Q = L U
+// with P a row and Q a column permutation, L unit lower triangular and U upper
+// triangular. Stored as:
 //   - L: column etas in pivot order; eta e has pivot row lPivotRow[e] and
 //     multipliers on rows pivoted later (FTRAN: b[i] -= l_i * b[lPivotRow[e]]);
-//   - row etas of the column replacements, applied after L in FTRAN;
+//   - row etas R_1..R_t of the t column replacements since, applied after L in
+//     FTRAN (so B_t^{-1} = U^{-1} R_t..R_1 L^{-1} in the permuted order);
 //   - U: pivots by U position k with row pivotRowOf[k], basis position
 //     pivotColOf[k] and diagonal uDiagonal[k]; a column-wise copy holds the
 //     entries above each pivot (by row), a row-wise copy the entries right of it
 //     (by basis position).
-// A column replacement retires the replaced U position and appends a new one
-// after the last: the cyclic shift to the end is done by index, never by moving
-// data, and the solves skip retired positions.
-// FTRAN takes a right-hand side by rows and returns the solution by basis
-// position; BTRAN takes one by basis position and returns it by rows.
-// The factor owns all its arrays; the basis header belongs to the caller.
+// A column replacement (Forrest-Tomlin) retires the replaced U position and
+// appends a new one after the last: the cyclic shift to the end is done by
+// index, never by moving data, and the solves skip retired positions.
+// Two kinds with one design: kind 0 keeps factors and work vectors in double,
+// kind 1 in 80-bit long double; callers go through the table `ops` chosen by
+// `kind` and never see the difference.
+//
+// Which call does what:
+//   FTRAN x := B^{-1} x   ops->ftran (dense), ops->ftranSparse (packed), and
+//                         ops->ftranForUpdate, which keeps the result (the
+//                         spike) for the ops->update that follows. Input by
+//                         rows, output by basis position.
+//   BTRAN y := B^{-T} y   ops->btran (dense), ops->btranSparse (packed), and
+//                         ops->btranUnit(position): row `position` of B^{-1}.
+//                         Input by basis position, output by rows.
+//   factorBasis           fresh factorization with retries and repair.
+//   ops->update           column replacement; needFactor tells when a fresh
+//                         factorization is due (update limit, cost rule, space).
+//
+// Who owns what. The factor owns every array inside LuFactor, allocated through
+// envAlloc only, and frees them in luFree. The basis header (LuBasis.head)
+// belongs to the caller: factorBasis writes it only to repair a singular basis
+// and lists each move in repairPosition/repairLeaving/repairEntering; after an
+// update the caller writes the entering variable at the replaced position
+// itself. The columns that LuBasis.column hands out belong to the caller and
+// are read only while factorBasis or factorColumns runs. Solve vectors
+// (LuVector) belong to the caller.
 #pragma once
 #include <cstdint>
 
 #include "quorvan.h"
 #include "runtime/alloc.h"
-#include "runtime/errors.h"
-
-struct Environment;
 
 namespace qvn {
 
@@ -36,6 +60,35 @@ constexpr int kLuNeedFactor = 1;          // update: a fresh factorization is re
 
 // Why an update asked for a fresh factorization.
 enum LuReason { kLuReasonNone = 0, kLuReasonLimit, kLuReasonCost, kLuReasonGrowth, kLuReasonUnstable, kLuReasonSpace };
+
+// What the factor tells its user; the user decides where it goes.
+enum class LuMessage {
+  kCompressing,       // memory ran short: the row and column files are compressed
+  kDenseNoMemory,     // the dense nucleus did not fit: the factorization goes on sparse
+  kRepairing,         // a singular basis is being repaired
+  kThresholdRaised,   // value: the Markowitz threshold the factorization ended with
+};
+struct LuMessageSink {
+  void *context = nullptr;
+  void (*message)(void *context, LuMessage what, double value) = nullptr;
+};
+
+// Everything the factor's behaviour depends on, fixed at creation.
+struct LuOptions {
+  int startKind = 0;               // 0 double, 1 extended
+  // A basis that turns singular after updates gets one retry in extended
+  // precision before it is repaired (kind 0 starts only).
+  bool extendedRetry = true;
+  // 0: the cost rule decides when to refactor (at most 10000 updates); n > 0:
+  // a fresh factorization every n solves, that is after n - 1 updates.
+  int refactorEvery = 0;
+  int singularLimit = 10;          // repairs before 1256; 0 stops at the first
+  double rowMultiplier = 3.0;      // file sizes per basis nonzero
+  double colMultiplier = 3.0;
+  double markowitz = 0.01;         // starting threshold
+  double absTol = 1e-13;           // absolute pivot tolerance
+  LuMessageSink messages;          // no sink: silent
+};
 
 constexpr int kLuMaxEntries = 262499999;
 constexpr int kLuMaxThresholdSearch = 32767;
@@ -89,6 +142,7 @@ struct LineFile {
 struct LuOps;
 
 struct LuFactor {
+  LuOptions options;
   int kind = 0;
   int m = 0;
   const LuOps *ops = nullptr;
@@ -194,10 +248,9 @@ struct LuOps {
 
 const LuOps *luOpsForKind(int kind);
 
-// Creates a factor for m rows with work arrays allocated; kind from parameter
-// 1093 (above 0: kind 1), update limit from QVN_PARAM_REINV. Null and *status
-// 1001 on memory failure.
-LuFactor *luCreate(Environment *env, int m, int *status);
+// Creates a factor for m rows with work arrays allocated, configured by
+// `options`. Null and *status 1001 on memory failure.
+LuFactor *luCreate(const LuOptions &options, int m, int *status);
 void luFree(LuFactor *&f);
 // Moves the factor to another kind; the next factorization rebuilds everything.
 int luSetKind(LuFactor &f, int kind);
@@ -207,24 +260,11 @@ int luSetKind(LuFactor &f, int kind);
 // Entering list the moves), 1001, or 1256. mode bit 1: return a singular basis
 // at once as kLuBasisChanged without repair.
 constexpr int kLuModeNoRepairReturn = 1;
-int factorBasis(Environment *env, LuFactor &f, LuBasis &basis, double *markowitz, double absTol,
-                bool allowRepair, int mode);
+int factorBasis(LuFactor &f, LuBasis &basis, double *markowitz, double absTol, bool allowRepair, int mode);
 // Factors the given columns without repair: 0, kLuBasisChanged when singular,
 // 1001.
-int factorColumns(Environment *env, LuFactor &f, const LuBasis &basis, double markowitz, double absTol);
+int factorColumns(LuFactor &f, const LuBasis &basis, double markowitz, double absTol);
 // The refactorization rule and the update limit.
 bool needFactor(const LuFactor &f);
-
-// Columns of a working LP in the simplex numbering: 0..n-1 structural, n..n+m-1
-// the logical of each row (its slack coefficient, +1.0 for rows without a
-// slack), n+m.. the range columns in row order.
-struct LpData;
-struct LuLpColumns {
-  const LpData *lp = nullptr;
-  EnvVector<int> rowIds;
-  EnvVector<double> logicalCoef;
-};
-int luLpColumnsInit(LuLpColumns &columns, const LpData &lp);
-void luLpBasis(LuBasis &basis, const LuLpColumns &columns, int *head);
 
 } // namespace qvn

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "runtime/errors.h"
 #include "simplex/lu/lu_factor.h"
 
 namespace qvn {
