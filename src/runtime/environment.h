@@ -41,6 +41,15 @@ struct NameHooks {
   const char *(*qconstrName)(void *, int, char *);
 };
 
+// Expensive consistency checks of the numerical code: the level is set by
+// tests through setDebugLevel (no parameter reaches it), and the checks count
+// what they find here, keeping the text of the first failure.
+struct DebugRecord {
+  int level;
+  int failures;
+  char first[256];
+};
+
 } // namespace qvn
 
 struct Environment {
@@ -76,6 +85,7 @@ struct Environment {
   void *constraintTypes;
   int constraintTypeCount;
   uint32_t randomState;  // the Environment's random stream, never reset per run
+  qvn::DebugRecord debug;
 };
 
 namespace qvn {

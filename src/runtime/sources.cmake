@@ -1,6 +1,7 @@
 list(APPEND QUORVAN_SOURCES
   src/runtime/alloc.cpp
   src/runtime/channels.cpp
+  src/runtime/debug_checks.cpp
   src/runtime/environment.cpp
   src/runtime/errors.cpp
   src/runtime/file_backends.cpp

@@ -71,25 +71,27 @@ void sample(SimplexEngine &e, int tauWork) {
 } // namespace
 
 void initDualPricing(SimplexEngine &e) {
-  const int kind = e.dualPricing;
+  using Kind = DualPricingKind;
+  const Kind kind = e.dualPricing;
   DualSteepState &s = e.dualSteep;
   s = DualSteepState{};
-  s.isDevex = kind == 5;
-  if (kind == 0) {
+  s.isDevex = kind == Kind::kDevex;
+  if (kind == Kind::kAutomatic) {
     if (hasNetworkShape(e))
       s.isDevex = true;
     else
       s.fixedMode = !(e.m >= 5000 && e.n <= 10 * e.m);
   }
-  if (kind == kDualPlainThenSteep) s.plainUntil = e.iterations + 100;
+  if (kind == Kind::kPlainThenSteepest) s.plainUntil = e.iterations + 100;
   if (e.dualWeightsValid) return;
   e.dualWeights.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 1.0);
   e.dualWeightsValid = true;
-  const bool computed = ((kind == 0 || kind == 5) && !e.startGiven) || kind == 2 || kind == 3;
+  const bool computed = ((kind == Kind::kAutomatic || kind == Kind::kDevex) && !e.startGiven) || kind == Kind::kSteepest ||
+                        kind == Kind::kSteepestFull;
   if (!computed) return;
   bool allLogical = true;
   for (int k = 0; k < e.m && allLogical; ++k) allLogical = e.head[k] >= e.n;
-  if (kind == 3) {
+  if (kind == Kind::kSteepestFull) {
     if (!allLogical && e.display > 0) QVNmsg(e.env->resultsChannel, "Initializing dual full norms . . .\n");
     computeWeights(e, true);
     return;
@@ -101,11 +103,11 @@ void initDualPricing(SimplexEngine &e) {
 
 void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
   DualSteepState &s = e.dualSteep;
-  if (e.dualPricing == 1) return;
-  if (e.dualPricing == kDualPlainThenSteep) {
+  if (e.dualPricing == DualPricingKind::kPlain) return;
+  if (e.dualPricing == DualPricingKind::kPlainThenSteepest) {
     if (e.iterations < s.plainUntil) return;
     // Plain pricing has served its first iterations; steepest edge from unit weights.
-    e.dualPricing = 4;
+    e.dualPricing = DualPricingKind::kSteepestUnitStart;
     std::fill(e.dualWeights.begin(), e.dualWeights.end(), 1.0);
     if (e.display > 0) QVNmsg(e.env->resultsChannel, "Switched to steepest-edge.\n");
   }

@@ -6,9 +6,6 @@
 
 namespace qvn {
 
-// The internal kind: plain pricing for a while, then steepest edge from unit weights.
-constexpr int kDualPlainThenSteep = 6;
-
 // Weights of the current basis for the kind in force; `startGiven` runs take
 // unit weights where the kind allows. Also decides the recursion of kind 0.
 void initDualPricing(SimplexEngine &e);

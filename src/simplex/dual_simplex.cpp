@@ -9,7 +9,9 @@
 #include "simplex/dual_pricing.h"
 #include "simplex/implied_boxes.h"
 #include "simplex/loops.h"
+#include "runtime/debug_checks.h"
 #include "simplex/progress.h"
+#include "simplex/simplex_debug.h"
 
 namespace qvn {
 
@@ -23,6 +25,36 @@ struct Candidate {
 
 // Primal infeasibility the last steps of a run remove.
 constexpr double kTightPrimalTol = 1e-9;
+// The tight finish lasts at most this many iterations, or a share of the rows.
+constexpr int kTightFinishIterations = 100;
+constexpr int kTightFinishRowShare = 20;
+// Pivot row entries this small are rounding noise of the BTRAN and the row
+// product: no breakpoint is taken on them.
+constexpr double kPivotRowZero = 1e-9;
+// Relative disagreement of the pivot from the row and from the column above
+// which an updated factor is taken as drifted and refactored...
+constexpr double kPivotDriftRefactor = 1e-7;
+// ...and above which, on a fresh factor, the row is refused for this round.
+constexpr double kPivotDriftRefuse = 1e-5;
+// Denominator floor of that relative measure, so a tiny pivot cannot hide a gap.
+constexpr double kMismatchFloor = 1e-9;
+// A column pivot this small is refused whatever the row says.
+constexpr double kTinyPivot = 1e-11;
+// Rounds of forgiving refused rows with a raised threshold before the run
+// gives up as not proved optimal.
+constexpr int kUnbanRounds = 5;
+// The threshold those rounds factor with: at least kRaisedThreshold, one
+// kThresholdStep higher each round, never above kThresholdCap.
+constexpr double kRaisedThreshold = 0.1;
+constexpr double kThresholdStep = 0.1;
+constexpr double kThresholdCap = 0.99999;
+// A cost perturbation under kPerturbationOverTol dual tolerances shrinks the
+// ratio test's relaxation to kRatioTolShare of it, or the relaxation would
+// take back the ties that the perturbation breaks.
+constexpr double kPerturbationOverTol = 1000.0;
+constexpr double kRatioTolShare = 0.001;
+// Candidates above which the long step sorts the breakpoints once.
+constexpr size_t kSortFrom = 64;
 
 struct DualWork {
   EnvVector<Candidate> candidates;
@@ -127,10 +159,10 @@ int chooseEnteringSorted(SimplexEngine &e, DualWork &w, size_t live, double slop
   return -1;
 }
 
-// Dual ratio test with bound flipping. Returns the entering variable or -1 when
+// Choose column: the dual ratio test with bound flipping. Returns the entering variable or -1 when
 // no breakpoint limits the dual step (the primal is infeasible); the boxed
 // variables passed on the way are left in w.flipped.
-int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
+int chooseColumn(SimplexEngine &e, DualWork &w, double delta) {
   const double sign = delta > 0 ? 1.0 : -1.0;
   const double *alphaRow = e.rowAlpha.array.data();
   w.candidates.clear();
@@ -140,7 +172,7 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
     const int j = row.index[k];
     if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
     const double a = sign * alphaRow[j];
-    if (std::fabs(a) < 1e-9) continue;
+    if (std::fabs(a) < kPivotRowZero) continue;
     const signed char mv = e.move[j];
     if ((mv == kAtLower && a > 0) || (mv == kAtUpper && a < 0) || mv == kAtZero)
       w.candidates.push_back(Candidate{j, a, e.dj[j] / a});
@@ -148,7 +180,7 @@ int chooseEntering(SimplexEngine &e, DualWork &w, double delta) {
   double slope = std::fabs(delta);
   size_t live = w.candidates.size();
   for (int groups = 0; live > 0; ++groups) {
-    if (groups == kScannedGroups && live > 64) return chooseEnteringSorted(e, w, live, slope);
+    if (groups == kScannedGroups && live > kSortFrom) return chooseEnteringSorted(e, w, live, slope);
     double thetaMax = kInfinity;
     for (size_t k = 0; k < live; ++k) thetaMax = std::min(thetaMax, harrisBound(e, w, w.candidates[k]));
     // The group of breakpoints within the relaxed step; its largest pivot wins.
@@ -202,7 +234,6 @@ void logDual(SimplexEngine &e, int phase) {
            e.lp->sense * objectiveValue(e) + e.lp->offset);
 }
 
-// Recomputes everything from a fresh factorization.
 bool outside(const SimplexEngine &e, int j, double tol) {
   return e.x[j] < e.lower[j] - tol || e.x[j] > e.upper[j] + tol;
 }
@@ -236,12 +267,20 @@ void noteMoved(const SimplexEngine &e, DualWork &w, int k) {
   }
 }
 
-int rebuild(SimplexEngine &e, DualWork &w) {
+// Whether a rebuild puts boxed nonbasics at the bound their reduced cost asks for.
+enum class Flip { kNo, kBoxed };
+
+// Rebuild: a fresh factorization, basic values and duals recomputed, refused
+// rows forgiven; with Flip::kBoxed also the boxed nonbasics made dual feasible.
+int rebuild(SimplexEngine &e, DualWork &w, RebuildReason reason, Flip flip) {
+  ++e.rebuilds[static_cast<int>(reason)];
   w.listValid = false;
   if (w.anyBanned) std::fill(w.banned.begin(), w.banned.end(), 0), w.anyBanned = false;
   QVN_TRY(refactor(e));
   computePrimal(e);
   computeDual(e);
+  if (flip == Flip::kBoxed && flipBoxedToDualFeasible(e)) computePrimal(e);
+  if (debugLevel(e.env) > 0) debugAfterRebuild(e, reason, DebugScope::kPrimalAndDual);
   return 0;
 }
 
@@ -261,198 +300,233 @@ void perturbCosts(SimplexEngine &e, DualWork &w) {
   }
   e.costsShifted = true;
   w.perturbed = true;
-  // The relaxation of the ratio test must stay well below the perturbation,
-  // or it would take back the ties that the perturbation breaks.
-  if (size < 1000.0 * e.dualTol) w.ratioTol = std::min(w.ratioTol, 0.001 * size);
+  if (size < kPerturbationOverTol * e.dualTol) w.ratioTol = std::min(w.ratioTol, kRatioTolShare * size);
   if (e.display > 0)
     QVNmsg(e.env->resultsChannel, w.perturbations == 1 ? "Perturbation started.\n" : "Reperturbation started.\n");
 }
 
+// The tight finish must stay short; degenerate models can circle in it. Back
+// at the working tolerance the run goes on as before.
+void endLongTightFinish(SimplexEngine &e, DualWork &w) {
+  if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(kTightFinishIterations, e.m / kTightFinishRowShare)) {
+    e.primalTol = w.savedPrimalTol;
+    w.tightenedAt = -1;
+  }
+}
+
+// Choose row: the leaving row is the largest infeasibility relative to its
+// weight, among the rows not refused; -1 when none is outside the tolerance.
+// delta is the row's infeasibility, negative below the lower bound.
+int chooseRow(SimplexEngine &e, DualWork &w, double &delta) {
+  const double *weight = e.dualWeights.data();
+  int r = -1;
+  double best = 0.0;
+  if (!w.listValid || w.listTol != e.primalTol) rebuildInfeasibleList(e, w);
+  for (const int k : w.infeasible) {
+    const int j = e.head[k];
+    if (!outside(e, j, e.primalTol)) continue;
+    const double infeas = e.x[j] < e.lower[j] ? e.x[j] - e.lower[j] : e.x[j] - e.upper[j];
+    if (w.anyBanned && w.banned[k]) continue;
+    const double merit = infeas * infeas / weight[k];
+    if (merit > best) best = merit, r = k, delta = infeas;
+  }
+  return r;
+}
+
+// No leaving row. Rows refused earlier get another chance from a tighter
+// factorization; values of an updated factor are confirmed fresh; a phase 2
+// with infeasibilities inside the tolerance gets a short tight finish.
+// Otherwise the run is optimal. kRunGoing to iterate on.
+int noRowLeft(SimplexEngine &e, DualWork &w, int phase, bool &fresh) {
+  if (w.anyBanned) {
+    // Only refused rows are left: a tighter factorization may accept them.
+    if (++w.unbanRounds > kUnbanRounds) return kRunNonOptimal;
+    e.factor.markowitz = std::min(kThresholdCap, std::max(kRaisedThreshold, e.factor.markowitz + kThresholdStep));
+    if (e.display > 0) QVNmsg(e.env->resultsChannel, "Markowitz threshold set to %g\n", e.factor.markowitz);
+    QVN_TRY(rebuild(e, w, RebuildReason::kRowsRefused, Flip::kNo));
+    fresh = true;
+    return kRunGoing;
+  }
+  if (!fresh) {
+    QVN_TRY(rebuild(e, w, RebuildReason::kConfirmEnd, Flip::kBoxed));
+    fresh = true;
+    return kRunGoing;
+  }
+  if (phase == 2 && !w.tightened && maxPrimalInfeasibility(e) > kTightPrimalTol) {
+    // Infeasibilities inside the tolerance can still cost objective where
+    // duals are large: remove them with a tight tolerance.
+    w.tightened = true;
+    w.tightenedAt = e.iterations;
+    w.savedPrimalTol = e.primalTol;
+    e.primalTol = kTightPrimalTol;
+    return kRunGoing;
+  }
+  if (w.tightened) e.primalTol = w.savedPrimalTol, w.tightened = false;
+  return kRunOptimal;
+}
+
+// What the verification of a pivot decided.
+enum class PivotCheck { kAccept, kRefactor, kRefuseRow };
+
+// Verify: the pivot seen from the row and from the column must agree; when
+// they do not, the factors have drifted (refactor) or this pivot is unsafe
+// (refuse the row until the next factorization).
+PivotCheck verifyPivot(double alphaCol, double alphaRow, bool fresh) {
+  const double mismatch = std::fabs(alphaCol - alphaRow) / std::max(kMismatchFloor, std::fabs(alphaCol));
+  if (!(mismatch > kPivotDriftRefactor || std::fabs(alphaCol) < kTinyPivot)) return PivotCheck::kAccept;
+  if (!fresh) return PivotCheck::kRefactor;
+  if (mismatch > kPivotDriftRefuse || std::fabs(alphaCol) < kTinyPivot) return PivotCheck::kRefuseRow;
+  return PivotCheck::kAccept;
+}
+
+// Update: the dual step on the reduced costs and duals (a reduced cost on the
+// wrong side of zero is shifted to zero rather than stepping backwards), the
+// bound flips of the passed breakpoints, the primal step that takes the
+// leaving variable to the bound it violated, the weights, the factor and the
+// basis. The pivot row is in e.rowAlpha, rho_r in e.rowRho, the FTRAN'd
+// entering column in e.column.
+void updateIteration(SimplexEngine &e, DualWork &w, int r, int q, double delta, double alphaCol, double alphaRow) {
+  HVector &rho = e.rowRho;
+  HVector &col = e.column;
+  double thetaD = e.dj[q] / alphaRow;
+  if ((delta > 0 && thetaD < 0) || (delta < 0 && thetaD > 0)) {
+    e.cost[q] -= e.dj[q];
+    e.dj[q] = 0.0;
+    e.costsShifted = true;
+    ++w.shiftCount;
+    thetaD = 0.0;
+  }
+  const int leaving = e.head[r];
+  if (thetaD != 0.0) {
+    const HVector &row = e.rowAlpha;
+    for (int k = 0; k < row.count; ++k) {
+      const int j = row.index[k];
+      if (e.basicPos[j] < 0) e.dj[j] -= thetaD * row.array[j];
+    }
+    for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
+  }
+
+  // Bound flips of the passed breakpoints move x_B through one FTRAN.
+  if (!w.flipped.empty()) {
+    HVector &f = e.flips;
+    hvClear(f);
+    for (int j : w.flipped) {
+      const double from = e.x[j];
+      e.move[j] = e.move[j] == kAtLower ? kAtUpper : kAtLower;
+      placeNonbasic(e, j);
+      addColumn(*e.lp, j, -(e.x[j] - from), f.array.data());
+    }
+    f.count = -1;
+    ftran(e.factor, f);
+    for (int k = 0; k < f.count; ++k) {
+      const int pos = f.index[k];
+      e.x[e.head[pos]] += f.array[pos];
+      if (w.listValid) noteMoved(e, w, pos);
+    }
+    hvClear(f);
+  }
+
+  // Primal step: the leaving variable reaches the bound it violated.
+  const double xr = e.x[leaving];
+  const bool toLower = xr < e.lower[leaving];
+  const double bound = toLower ? e.lower[leaving] : e.upper[leaving];
+  const double thetaP = (xr - bound) / alphaCol;
+  for (int k = 0; k < col.count; ++k) {
+    const int pos = col.index[k];
+    e.x[e.head[pos]] -= thetaP * col.array[pos];
+    if (w.listValid) noteMoved(e, w, pos);
+  }
+  e.x[q] += thetaP;
+
+  updateDualWeights(e, r, alphaCol);
+
+  updateFactor(e.factor, r, alphaCol);
+  changeBasis(e, q, r, toLower ? kAtLower : kAtUpper);
+  e.x[leaving] = bound;
+  if (w.listValid) noteMoved(e, w, r);
+  e.dj[leaving] = -thetaD;
+  hvClear(rho);
+  hvClear(e.rowAlpha);
+  hvClear(col);
+}
+
+// One iteration on the leaving row r: choose column by the ratio test,
+// verify the pivot, update. kRunGoing to go on, else the run's end.
+int iterate(SimplexEngine &e, DualWork &w, int r, double delta, int phase, bool &fresh) {
+  btranUnitRow(e, r);
+  computePivotRow(e);
+  const int q = chooseColumn(e, w, delta);
+  if (q < 0) {
+    if (!fresh) {
+      QVN_TRY(rebuild(e, w, RebuildReason::kConfirmRay, Flip::kNo));
+      fresh = true;
+      return kRunGoing;
+    }
+    return kRunInfeasible;
+  }
+
+  HVector &col = e.column;
+  hvClear(col);
+  addColumn(*e.lp, q, 1.0, col.array.data());
+  col.count = -1;
+  ftranForUpdate(e.factor, col);
+  const double alphaCol = col.array[r];
+  const double alphaRow = e.rowAlpha.array[q];
+  switch (verifyPivot(alphaCol, alphaRow, fresh)) {
+  case PivotCheck::kAccept: break;
+  case PivotCheck::kRefactor:
+    QVN_TRY(rebuild(e, w, RebuildReason::kPivotMismatch, Flip::kNo));
+    fresh = true;
+    return kRunGoing;
+  case PivotCheck::kRefuseRow:
+    w.banned[r] = 1;
+    w.anyBanned = true;
+    hvClear(col);
+    return kRunGoing;
+  }
+
+  updateIteration(e, w, r, q, delta, alphaCol, alphaRow);
+  ++e.iterations;
+  if (phase == 1) ++e.phase1Iterations;
+  fresh = false;
+  const ProgressAction action =
+      progressCheck(w.progress, e.iterations, phase, w.perturbed, [&] { return dualMerit(e); });
+  if (action == ProgressAction::kPerturb) {
+    perturbCosts(e, w);
+    progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, dualMerit(e));
+  } else if (action == ProgressAction::kStall) {
+    // Still no progress under perturbation: start again from fresh values
+    // with new perturbed costs.
+    QVN_TRY(rebuild(e, w, RebuildReason::kStall, Flip::kBoxed));
+    fresh = true;
+    perturbCosts(e, w);
+    progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, dualMerit(e));
+  }
+  return kRunGoing;
+}
 
 // Iterates until no primal infeasibility is left or a limit is hit.
 int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
   w.listValid = false;  // the caller may have moved any value
   progressStart(w.progress, e.env->generalParams->perlim, e.m, e.n, true, e.iterations, phase, dualMerit(e));
-  const double *weight = e.dualWeights.data();
   bool fresh = true;
-  int sinceLog = 0;
   const bool limitSet = objectiveLimitSet(e, true);
   for (;;) {
     if (int s = checkLimits(e)) return s;
-    if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(100, e.m / 20)) {
-      // The tight finish must stay short; degenerate models can circle in it.
-      // Back at the working tolerance the run goes on as before.
-      e.primalTol = w.savedPrimalTol;
-      w.tightenedAt = -1;
-    }
+    endLongTightFinish(e, w);
     // The dual objective of an unshifted phase 2 only rises: past the limit,
     // no better point exists.
     if (limitSet && phase == 2 && !e.costsShifted && objectiveLimitPassed(e, true)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
       dualPricingAtFactor(e);
-      QVN_TRY(rebuild(e, w));
-      if (flipBoxedToDualFeasible(e)) computePrimal(e);
+      QVN_TRY(rebuild(e, w, RebuildReason::kFactorDue, Flip::kBoxed));
       fresh = true;
-      if (++sinceLog >= 1) logDual(e, phase), sinceLog = 0;
+      logDual(e, phase);
     }
-    // Leaving row: largest infeasibility relative to its row norm.
-    int r = -1;
-    double best = 0.0, delta = 0.0;
-    if (!w.listValid || w.listTol != e.primalTol) rebuildInfeasibleList(e, w);
-    for (const int k : w.infeasible) {
-      const int j = e.head[k];
-      if (!outside(e, j, e.primalTol)) continue;
-      const double infeas = e.x[j] < e.lower[j] ? e.x[j] - e.lower[j] : e.x[j] - e.upper[j];
-      if (w.anyBanned && w.banned[k]) continue;
-      const double merit = infeas * infeas / weight[k];
-      if (merit > best) best = merit, r = k, delta = infeas;
-    }
-    if (r < 0 && w.anyBanned) {
-      // Only refused rows are left: a tighter factorization may accept them.
-      if (++w.unbanRounds > 5) return kRunNonOptimal;
-      e.factor.markowitz = std::min(0.99999, std::max(0.1, e.factor.markowitz + 0.1));
-      if (e.display > 0) QVNmsg(e.env->resultsChannel, "Markowitz threshold set to %g\n", e.factor.markowitz);
-      QVN_TRY(rebuild(e, w));
-      fresh = true;
-      continue;
-    }
-    if (r < 0) {
-      if (!fresh) {
-        QVN_TRY(rebuild(e, w));
-        if (flipBoxedToDualFeasible(e)) computePrimal(e);
-        fresh = true;
-        continue;
-      }
-      if (phase == 2 && !w.tightened && maxPrimalInfeasibility(e) > kTightPrimalTol) {
-        // Infeasibilities inside the tolerance can still cost objective where
-        // duals are large: remove them with a tight tolerance.
-        w.tightened = true;
-        w.tightenedAt = e.iterations;
-        w.savedPrimalTol = e.primalTol;
-        e.primalTol = kTightPrimalTol;
-        continue;
-      }
-      if (w.tightened) e.primalTol = w.savedPrimalTol, w.tightened = false;
-      return kRunOptimal;
-    }
-
-    btranUnitRow(e, r);
-    HVector &rho = e.rowRho;
-    computePivotRow(e);
-    const int q = chooseEntering(e, w, delta);
-    if (q < 0) {
-      if (!fresh) {
-        QVN_TRY(rebuild(e, w));
-        fresh = true;
-        continue;
-      }
-      return kRunInfeasible;
-    }
-
-    HVector &col = e.column;
-    hvClear(col);
-    addColumn(*e.lp, q, 1.0, col.array.data());
-    col.count = -1;
-    ftranForUpdate(e.factor, col);
-    const double alphaCol = col.array[r];
-    const double alphaRow = e.rowAlpha.array[q];
-    // The pivot seen from the row and from the column must agree; when they do
-    // not, the factors have drifted (refactor) or this pivot is unsafe (ban
-    // the row until the next factorization).
-    const double mismatch = std::fabs(alphaCol - alphaRow) / std::max(1e-9, std::fabs(alphaCol));
-    if (mismatch > 1e-7 || std::fabs(alphaCol) < 1e-11) {
-      if (!fresh) {
-        QVN_TRY(rebuild(e, w));
-        fresh = true;
-        continue;
-      }
-      if (mismatch > 1e-5 || std::fabs(alphaCol) < 1e-11) {
-        w.banned[r] = 1;
-        w.anyBanned = true;
-        hvClear(col);
-        continue;
-      }
-    }
-
-    // Dual step; a reduced cost on the wrong side of zero is shifted to zero
-    // rather than stepping backwards.
-    double thetaD = e.dj[q] / alphaRow;
-    if ((delta > 0 && thetaD < 0) || (delta < 0 && thetaD > 0)) {
-      e.cost[q] -= e.dj[q];
-      e.dj[q] = 0.0;
-      e.costsShifted = true;
-      ++w.shiftCount;
-      thetaD = 0.0;
-    }
-    const int leaving = e.head[r];
-    if (thetaD != 0.0) {
-      const HVector &row = e.rowAlpha;
-      for (int k = 0; k < row.count; ++k) {
-        const int j = row.index[k];
-        if (e.basicPos[j] < 0) e.dj[j] -= thetaD * row.array[j];
-      }
-      for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
-    }
-
-    // Bound flips of the passed breakpoints move x_B through one FTRAN.
-    if (!w.flipped.empty()) {
-      HVector &f = e.flips;
-      hvClear(f);
-      for (int j : w.flipped) {
-        const double from = e.x[j];
-        e.move[j] = e.move[j] == kAtLower ? kAtUpper : kAtLower;
-        placeNonbasic(e, j);
-        addColumn(*e.lp, j, -(e.x[j] - from), f.array.data());
-      }
-      f.count = -1;
-      ftran(e.factor, f);
-      for (int k = 0; k < f.count; ++k) {
-        const int pos = f.index[k];
-        e.x[e.head[pos]] += f.array[pos];
-        if (w.listValid) noteMoved(e, w, pos);
-      }
-      hvClear(f);
-    }
-
-    // Primal step: the leaving variable reaches the bound it violated.
-    const double xr = e.x[leaving];
-    const bool toLower = xr < e.lower[leaving];
-    const double bound = toLower ? e.lower[leaving] : e.upper[leaving];
-    const double thetaP = (xr - bound) / alphaCol;
-    for (int k = 0; k < col.count; ++k) {
-      const int pos = col.index[k];
-      e.x[e.head[pos]] -= thetaP * col.array[pos];
-      if (w.listValid) noteMoved(e, w, pos);
-    }
-    e.x[q] += thetaP;
-
-    updateDualWeights(e, r, alphaCol);
-
-    updateFactor(e.factor, r, alphaCol);
-    changeBasis(e, q, r, toLower ? kAtLower : kAtUpper);
-    e.x[leaving] = bound;
-    if (w.listValid) noteMoved(e, w, r);
-    e.dj[leaving] = -thetaD;
-    hvClear(rho);
-    hvClear(e.rowAlpha);
-    hvClear(col);
-    ++e.iterations;
-    if (phase == 1) ++e.phase1Iterations;
-    fresh = false;
-    const ProgressAction action =
-        progressCheck(w.progress, e.iterations, phase, w.perturbed, [&] { return dualMerit(e); });
-    if (action == ProgressAction::kPerturb) {
-      perturbCosts(e, w);
-      progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, dualMerit(e));
-    } else if (action == ProgressAction::kStall) {
-      // Still no progress under perturbation: start again from fresh values
-      // with new perturbed costs.
-      QVN_TRY(rebuild(e, w));
-      if (flipBoxedToDualFeasible(e)) computePrimal(e);
-      fresh = true;
-      perturbCosts(e, w);
-      progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, dualMerit(e));
-    }
+    double delta = 0.0;
+    const int r = chooseRow(e, w, delta);
+    const int status = r < 0 ? noRowLeft(e, w, phase, fresh) : iterate(e, w, r, delta, phase, fresh);
+    if (status != kRunGoing) return status;
   }
 }
 
@@ -493,7 +567,7 @@ int dualPhase1(SimplexEngine &e, DualWork &w) {
     placeNonbasic(e, j);
   }
   if (status != kRunOptimal && status != kRunInfeasible) return status;
-  QVN_TRY(rebuild(e, w));
+  QVN_TRY(rebuild(e, w, RebuildReason::kBoundsRestored, Flip::kNo));
   return dualInfeasibility(e, true) > 0 ? kRunUnbounded : 0;
 }
 
@@ -502,8 +576,8 @@ int dualLoop(SimplexEngine &e) {
   w.ratioTol = e.dualTol;
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   w.listAt.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), -1);
-  if (e.dualPricing < 0 || e.dualPricing > kDualPlainThenSteep) return QVNERR_PRIIND;
-  QVN_TRY(rebuild(e, w));
+  if (!validDualPricing(e.dualPricing)) return QVNERR_PRIIND;
+  QVN_TRY(rebuild(e, w, RebuildReason::kStart, Flip::kNo));
   initDualPricing(e);
   flipBoxedToDualFeasible(e);
   if (dualInfeasibility(e, true) > 0) {

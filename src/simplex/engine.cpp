@@ -33,8 +33,8 @@ int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   e.primalTol = gp.eprhs;
   e.dualTol = gp.epopt;
   e.display = gp.simdisplay;
-  e.dualPricing = gp.dpriind;
-  e.primalPricing = gp.ppriind;
+  e.dualPricing = static_cast<DualPricingKind>(gp.dpriind);
+  e.primalPricing = static_cast<PrimalPricingKind>(gp.ppriind);
   e.start = std::chrono::steady_clock::now();
   return factorSetup(e.factor, env, lp, e.head.data());
 }

@@ -20,6 +20,47 @@ enum RunStatus {
   kRunNonOptimal = 6, kRunIterLimit = 10, kRunTimeLimit = 11, kRunObjLimit = 12, kRunAborted = 13
 };
 
+// Primal pricing kinds, the values of QVN_PARAM_PPRIIND.
+enum class PrimalPricingKind : int {
+  kPartial = -1,            // reduced costs over sections, no weights
+  kAutomatic = 0,           // sections first, then devex or steepest edge by measured work
+  kDevex = 1,
+  kSteepest = 2,            // steepest edge from the exact weights of the basis
+  kSteepestSlackStart = 3,  // steepest edge from the weights of a slack basis
+  kFull = 4,                // all reduced costs kept current, no weights
+};
+// Dual pricing kinds, the values of QVN_PARAM_DPRIIND and one internal kind.
+enum class DualPricingKind : int {
+  kAutomatic = 0,           // steepest edge, switching between the exact and the simple recursion
+  kPlain = 1,               // largest infeasibility, no weights
+  kSteepest = 2,            // steepest edge from computed row norms
+  kSteepestFull = 3,        // steepest edge from full norms
+  kSteepestUnitStart = 4,   // steepest edge from unit weights
+  kDevex = 5,               // the simple recursion throughout
+  kPlainThenSteepest = 6,   // internal: plain for a while, then kSteepestUnitStart
+};
+inline bool validPrimalPricing(PrimalPricingKind k) {
+  return k >= PrimalPricingKind::kPartial && k <= PrimalPricingKind::kFull;
+}
+inline bool validDualPricing(DualPricingKind k) {
+  return k >= DualPricingKind::kAutomatic && k <= DualPricingKind::kPlainThenSteepest;
+}
+
+// Why a loop refactors the basis and recomputes its values. Each rebuild is
+// counted by its reason, and the debug layer checks the values it leaves.
+enum class RebuildReason {
+  kStart,           // a loop begins on its basis
+  kFactorDue,       // the factor's rule, its update limit or a drifted pivot asks for it
+  kConfirmEnd,      // no candidate is left after updates: confirm on fresh values
+  kConfirmRay,      // nothing limits the step after updates: confirm before claiming a ray
+  kPivotMismatch,   // the pivot from the row and from the column disagree
+  kRowsRefused,     // every leaving row left was refused: factor with a tighter threshold
+  kStall,           // perturbed and still no progress: start again from fresh values
+  kBoundsRestored,  // phase 1 boxes, perturbation or shifts were taken away
+  kCount
+};
+constexpr int kRebuildReasons = static_cast<int>(RebuildReason::kCount);
+
 // The automatic dual pricing: the exact recursion needs an extra FTRAN per
 // iteration, the simple one does not; sampled work decides between them.
 struct DualSteepState {
@@ -64,12 +105,14 @@ struct SimplexEngine {
 
   // Pricing: the kinds in force and the weights, kept across the loops of one
   // optimization so that a clean-up pass goes on with them.
-  int dualPricing = 0, primalPricing = 0;
+  DualPricingKind dualPricing = DualPricingKind::kAutomatic;
+  PrimalPricingKind primalPricing = PrimalPricingKind::kAutomatic;
   EnvVector<double> dualWeights;    // by basis position
   EnvVector<double> primalWeights;  // by variable
   bool dualWeightsValid = false, primalWeightsValid = false;
   bool startGiven = false;  // the run began from a held basis
   DualSteepState dualSteep;
+  int rebuilds[kRebuildReasons] = {};  // by reason, over all loops of the run
 };
 
 // Sizes the engine for lp and starts the clock.

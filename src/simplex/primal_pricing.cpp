@@ -91,9 +91,9 @@ int choosePartial(SimplexEngine &e, PartialPrice &p) {
   return -1;
 }
 
-void logKind(const SimplexEngine &e, int kind) {
+void logKind(const SimplexEngine &e, PrimalPricingKind kind) {
   if (e.display <= 0) return;
-  const bool steep = kind >= 2;
+  const bool steep = kind >= PrimalPricingKind::kSteepest;
   if (e.iterations == 0)
     QVNmsg(e.env->resultsChannel, steep ? "Using steepest-edge.\n" : "Using devex.\n");
   else
@@ -127,9 +127,10 @@ int partialSectionCount(int pricelim, int n, int m) {
 
 int pricingSetup(SimplexEngine &e, PrimalPricing &p) {
   const GeneralParams &gp = *e.env->generalParams;
-  if (e.primalPricing < -1 || e.primalPricing > 4) return QVNERR_PRIIND;
+  using Kind = PrimalPricingKind;
+  if (!validPrimalPricing(e.primalPricing)) return QVNERR_PRIIND;
   p.automatic = gp.ppriind == 0;
-  if (p.automatic && e.primalPricing == 1) e.primalPricing = 0;
+  if (p.automatic && e.primalPricing == Kind::kDevex) e.primalPricing = Kind::kAutomatic;
   const int count = partialSectionCount(gp.pricelim, e.n, e.m);
   p.partial.sectionCount = p.partial.candidateLimit = count;
   p.partial.sectionSize = std::max(1, e.n / count);
@@ -149,14 +150,14 @@ void initPrimalWeights(SimplexEngine &e) {
   const WorkLp &lp = *e.lp;
   e.primalWeights.assign(static_cast<size_t>(e.nt > 0 ? e.nt : 1), 1.0);
   e.primalWeightsValid = true;
-  if (e.primalPricing == 3) {
+  if (e.primalPricing == PrimalPricingKind::kSteepestSlackStart) {
     for (int j = 0; j < e.n; ++j) {
       double s = 1.0;
       for (int k = lp.aStart[j]; k < lp.aStart[j + 1]; ++k) s += lp.aValue[k] * lp.aValue[k];
       e.primalWeights[j] = s;
     }
     for (int i = 0; i < e.m; ++i) e.primalWeights[e.n + i] = 2.0;
-  } else if (e.primalPricing == 2) {
+  } else if (e.primalPricing == PrimalPricingKind::kSteepest) {
     if (e.display > 0) QVNmsg(e.env->resultsChannel, "Initializing primal norms . . .\n");
     HVector &col = e.column;
     for (int j = 0; j < e.nt; ++j) {
@@ -174,12 +175,13 @@ void initPrimalWeights(SimplexEngine &e) {
 // Devex keeps the largest reference estimate; steepest edge applies the exact
 // recursion with v = B^{-T} alpha_q.
 void updatePrimalWeights(SimplexEngine &e, int q, double alphaQ) {
-  const int kind = e.primalPricing;
-  if (kind == 4) return;
+  using Kind = PrimalPricingKind;
+  const Kind kind = e.primalPricing;
+  if (kind == Kind::kFull) return;
   double *weight = e.primalWeights.data();
   double wq = weight[q];
   const HVector &row = e.rowAlpha;
-  if (kind == 2 || kind == 3) {
+  if (kind == Kind::kSteepest || kind == Kind::kSteepestSlackStart) {
     HVector &v = e.tau;
     hvClear(v);
     const HVector &col = e.column;
@@ -233,20 +235,21 @@ void pricingSample(const SimplexEngine &e, PrimalPricing &p) {
 }
 
 bool pricingSwitch(SimplexEngine &e, PrimalPricing &p, int phase, bool perturbActive) {
-  if (!p.automatic || (e.primalPricing != 0 && e.primalPricing != 1)) return false;
+  using Kind = PrimalPricingKind;
+  if (!p.automatic || (e.primalPricing != Kind::kAutomatic && e.primalPricing != Kind::kDevex)) return false;
   const LuFactor &f = *e.factor.lu;
   // A: what the updates added to the factors; B: the basis; T: all variables.
   const double a = static_cast<double>(f.growthSinceFactor), b = f.basisNz + 1e-10, t = e.n + e.m + 1e-10;
   const double iters = e.iterations;
   const bool early = perturbActive && e.env->generalParams->perind == 0;
-  int kind = e.primalPricing;
-  if (kind == 0) {
+  Kind kind = e.primalPricing;
+  if (kind == Kind::kAutomatic) {
     const bool useDevex = (early && a < 5.0 * b) || (phase == 2 && 4.0 * a < 11.0 * b) || (e.m > 999 && 3.0 * a < 2.0 * b) ||
                           a / b < 2.5 * iters / t;
     if (b < 1.5 * a || (early && b < 2.5 * a))
-      kind = 3;
+      kind = Kind::kSteepestSlackStart;
     else if (useDevex)
-      kind = 1;
+      kind = Kind::kDevex;
     const int size = t < 1000 ? 4 : t < 10000 ? 8 : t < 100000 ? 12 : 16;
     p.sampleSize = useDevex ? 4 * size : size;
   } else {
@@ -256,7 +259,7 @@ bool pricingSwitch(SimplexEngine &e, PrimalPricing &p, int phase, bool perturbAc
     const double base = 6.0 * s.sumA * c1 + 6.0 * s.sumB * c1 + 3.0 * s.sumC * c1;
     const double full = base + 6.0 * s.sumD * c1 + (a / (e.n + 1.0)) * s.sumE * c1;
     const double factor = (iters / t + 0.8) * (early ? 1.4 : 1.0);
-    if (factor * base > full) kind = 3;
+    if (factor * base > full) kind = Kind::kSteepestSlackStart;
     const double keep = p.sampleSize * c1;
     s.sumA *= keep, s.sumB *= keep, s.sumC *= keep, s.sumD *= keep, s.sumE *= keep;
     s.count = p.sampleSize;

@@ -50,7 +50,7 @@ int pricingSetup(SimplexEngine &e, PrimalPricing &p);
 // Empties the candidate list, so that the next choice scans afresh.
 inline void pricingRestart(PrimalPricing &p) { p.partial.list.clear(), p.partial.next = 0; }
 // True when the kind in force keeps all reduced costs current.
-inline bool pricingKeepsDj(const SimplexEngine &e) { return e.primalPricing >= 1; }
+inline bool pricingKeepsDj(const SimplexEngine &e) { return e.primalPricing >= PrimalPricingKind::kDevex; }
 
 // The entering variable, or -1 when no reduced cost breaks optimality by
 // more than e.dualTol. With sections, the reduced costs of the variables

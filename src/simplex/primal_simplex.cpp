@@ -6,7 +6,9 @@
 
 #include "simplex/loops.h"
 #include "simplex/primal_pricing.h"
+#include "runtime/debug_checks.h"
 #include "simplex/progress.h"
+#include "simplex/simplex_debug.h"
 
 namespace qvn {
 
@@ -14,6 +16,18 @@ namespace {
 
 // Primal infeasibility below which a solution counts as exact after perturbation.
 constexpr double kCleanTol = 1e-9;
+// The tight finish lasts at most this many iterations, or a share of the rows.
+constexpr int kTightFinishIterations = 100;
+constexpr int kTightFinishRowShare = 20;
+// Column entries this small are rounding noise of the FTRAN: they neither
+// limit the step nor become pivots.
+constexpr double kColumnZero = 1e-9;
+// Disagreement of the pivot from the row and from the column, relative to
+// the pivot (at least 1), above which the factor counts as drifted.
+constexpr double kPivotDrift = 1e-7;
+// A drifted variable is given a bound at its value only this close: a larger
+// violation is a real one that the loop must remove.
+constexpr double kMaxBoundShift = 1000.0;
 
 struct PrimalWork {
   // Bounds of the phase 2 problem: the LP's own, or moved out by perturbation.
@@ -150,10 +164,10 @@ void shiftViolatedBounds(SimplexEngine &e, PrimalWork &w) {
   for (int k = 0; k < e.m; ++k) {
     const int j = e.head[k];
     const double below = w.baseLower[j] - e.x[j], above = e.x[j] - w.baseUpper[j];
-    if (below > e.primalTol && below <= 1000.0) {
+    if (below > e.primalTol && below <= kMaxBoundShift) {
       w.baseLower[j] = e.x[j];
       ++w.shiftCount;
-    } else if (above > e.primalTol && above <= 1000.0) {
+    } else if (above > e.primalTol && above <= kMaxBoundShift) {
       w.baseUpper[j] = e.x[j];
       ++w.shiftCount;
     } else {
@@ -181,15 +195,15 @@ void logPrimal(SimplexEngine &e, int phase) {
            e.lp->sense * objectiveValue(e) + e.lp->offset);
 }
 
-// Harris ratio test over the FTRAN'd column. Returns the leaving position, -1
+// Choose row: the Harris ratio test over the FTRAN'd column. Returns the leaving position, -1
 // for a bound flip of the entering variable, -2 when nothing limits the step.
-int ratioTest(const SimplexEngine &e, int q, double dir, double &step) {
+int chooseRow(const SimplexEngine &e, int q, double dir, double &step) {
   const HVector &col = e.column;
   double thetaMax = kInfinity;
   for (int k = 0; k < col.count; ++k) {
     const int pos = col.index[k];
     const double a = col.array[pos];
-    if (std::fabs(a) < 1e-9) continue;
+    if (std::fabs(a) < kColumnZero) continue;
     const int j = e.head[pos];
     const double g = -dir * a;  // change of x_j per unit step
     if (g < 0 && e.lower[j] > -kInfinity)
@@ -210,7 +224,7 @@ int ratioTest(const SimplexEngine &e, int q, double dir, double &step) {
   for (int k = 0; k < col.count; ++k) {
     const int pos = col.index[k];
     const double a = col.array[pos];
-    if (std::fabs(a) < 1e-9) continue;
+    if (std::fabs(a) < kColumnZero) continue;
     const int j = e.head[pos];
     const double g = -dir * a;
     double ratio;
@@ -230,15 +244,238 @@ int ratioTest(const SimplexEngine &e, int q, double dir, double &step) {
   return leave;
 }
 
-int rebuild(SimplexEngine &e) {
+// Rebuild: a fresh factorization and the basic values recomputed.
+int rebuild(SimplexEngine &e, RebuildReason reason) {
+  ++e.rebuilds[static_cast<int>(reason)];
   QVN_TRY(refactor(e));
   computePrimal(e);
   return 0;
 }
 
-} // namespace
+void debugCheck(SimplexEngine &e, RebuildReason reason, DebugScope scope) {
+  if (debugLevel(e.env) > 0) debugAfterRebuild(e, reason, scope);
+}
 
-namespace {
+// A rebuild followed by the phase decision and the duals of its costs.
+int refresh(SimplexEngine &e, PrimalWork &w, RebuildReason reason, int &phase, bool &fresh) {
+  QVN_TRY(rebuild(e, reason));
+  phase = setPhase(e, w);
+  computeDual(e);
+  fresh = true;
+  debugCheck(e, reason, DebugScope::kPrimalAndDual);
+  return 0;
+}
+
+// The tight finish must stay short; degenerate models can circle in it.
+void endLongTightFinish(SimplexEngine &e, PrimalWork &w) {
+  if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(kTightFinishIterations, e.m / kTightFinishRowShare)) {
+    e.dualTol = w.savedDualTol;
+    w.tightenedAt = -1;
+  }
+}
+
+// Perturbation and shifts come off: the LP's own bounds and costs are back,
+// and a basis that lost primal feasibility on the way is finished by the dual
+// loop. kRunGoing to iterate on, else the run's end.
+int removePerturbation(SimplexEngine &e, PrimalWork &w, int &phase, bool &fresh) {
+  const WorkLp &lp = *e.lp;
+  w.baseLower.assign(lp.lower.begin(), lp.lower.end());
+  w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
+  if (e.display > 0) {
+    if (w.perturbActive)
+      QVNmsg(e.env->resultsChannel, "Removing perturbation.\n");
+    else
+      QVNmsg(e.env->resultsChannel, "Removing shift (%d).\n", w.shiftCount);
+  }
+  w.perturbed = w.perturbActive = false;
+  w.shiftCount = 0;
+  for (int j = 0; j < e.nt; ++j) {
+    e.lower[j] = lp.lower[j];
+    e.upper[j] = lp.upper[j];
+    e.cost[j] = lp.cost[j];
+    if (e.basicPos[j] < 0) placeNonbasic(e, j);
+  }
+  QVN_TRY(rebuild(e, RebuildReason::kBoundsRestored));
+  debugCheck(e, RebuildReason::kBoundsRestored, DebugScope::kPrimal);
+  if (phase == 2 && maxPrimalInfeasibility(e) > kCleanTol) {
+    // The basis is optimal for the moved bounds and so dual feasible for
+    // the real ones: the dual loop removes what the moves left behind,
+    // with a tight primal tolerance so that no objective accuracy is lost.
+    const double saved = e.primalTol;
+    e.primalTol = kCleanTol;
+    const int cleaned = runDualSimplex(e);
+    e.primalTol = saved;
+    if (cleaned == kRunOptimal || (cleaned >= kRunIterLimit && cleaned <= kRunAborted) || cleaned >= 1000)
+      return cleaned;
+  }
+  QVN_TRY(refresh(e, w, RebuildReason::kBoundsRestored, phase, fresh));
+  return kRunGoing;
+}
+
+// No entering column. Values of an updated factor are confirmed fresh; a
+// phase 2 with reduced costs inside the tolerance gets a short tight finish;
+// on moved bounds nothing is proved, so they come off. Otherwise phase 1 ends
+// infeasible and phase 2 optimal. kRunGoing to iterate on.
+int noColumnLeft(SimplexEngine &e, PrimalWork &w, int &phase, bool &fresh) {
+  if (!fresh) {
+    QVN_TRY(refresh(e, w, RebuildReason::kConfirmEnd, phase, fresh));
+    return kRunGoing;
+  }
+  if (!w.perturbed && phase == 2 && !w.tightened) {
+    // Reduced costs inside the tolerance can still leave objective on the
+    // table where values are large: finish with a tight one.
+    const double saved = e.dualTol;
+    e.dualTol = kCleanTol;
+    const bool exact = dualInfeasibility(e, false) == 0.0;
+    if (exact) {
+      e.dualTol = saved;
+    } else {
+      w.tightened = true;
+      w.tightenedAt = e.iterations;
+      w.savedDualTol = saved;
+      return kRunGoing;
+    }
+  }
+  if (w.tightened) e.dualTol = w.savedDualTol;
+  if (!w.perturbed) return phase == 1 ? kRunInfeasible : kRunOptimal;
+  // Only an unperturbed phase 1 can prove infeasibility.
+  const int status = removePerturbation(e, w, phase, fresh);
+  if (status != kRunGoing) return status;
+  progressRemoved(w.progress, e.iterations, phase, phase == 1 ? sumInfeasibility(e) : objectiveValue(e));
+  return kRunGoing;
+}
+
+// Verify: the pivot from the row and from the column must agree; when the
+// factors have drifted apart from the basis, the next iteration starts afresh.
+bool pivotsDisagree(double alphaQ, double alphaR) {
+  return std::fabs(alphaQ - alphaR) > kPivotDrift * std::max(1.0, std::fabs(alphaR));
+}
+
+// Update after the ratio test chose position r (or a bound flip, r = -1) for
+// the entering q moving in direction dir by step: x along the column, the
+// leaving variable at the bound it reached, the duals and, with a kind that
+// keeps them, all reduced costs and the weights by the pivot row; the factor,
+// the basis and the phase 1 costs. The FTRAN'd column is in e.column.
+void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, double step, int &phase) {
+  HVector &col = e.column;
+  // Move x_B along the column; the entering variable changes by dir * step.
+  for (int k = 0; k < col.count; ++k) {
+    const int pos = col.index[k];
+    e.x[e.head[pos]] -= dir * step * col.array[pos];
+  }
+  ++e.iterations;
+  if (phase == 1) ++e.phase1Iterations;
+  if (r == -1) {
+    e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
+    placeNonbasic(e, q);
+    if (phase == 1 && (phase = updatePhase1(e, w, -1, -1)) == 2) logPrimal(e, phase);
+    hvClear(col);
+    return;
+  }
+  e.x[q] += dir * step;
+  const int leaving = e.head[r];
+  const double alphaR = col.array[r];
+  // The leaving variable sits at the bound it reached; in phase 1 that is
+  // also a bound of the phase 2 problem, whose bounds come back.
+  const double g = -dir * alphaR;
+  const double bound = g < 0 ? e.lower[leaving] : e.upper[leaving];
+  e.lower[leaving] = w.baseLower[leaving];
+  e.upper[leaving] = w.baseUpper[leaving];
+  const signed char leaveMove = (e.lower[leaving] > -kInfinity && bound <= e.lower[leaving]) ? kAtLower
+                                : (e.upper[leaving] < kInfinity && bound >= e.upper[leaving]) ? kAtUpper
+                                                                                              : kAtLower;
+  // The Harris test lets a variable leave a little beyond its bound. Rather
+  // than snapping it back, which would silently move every basic variable,
+  // the bound is shifted to where the variable stands.
+  double leaveValue = bound;
+  const double reached = e.x[leaving];
+  if (leaveMove == kAtLower && reached < e.lower[leaving]) {
+    w.baseLower[leaving] = e.lower[leaving] = leaveValue = reached;
+    w.perturbed = true;
+    ++w.shiftCount;
+  } else if (leaveMove == kAtUpper && reached > e.upper[leaving]) {
+    w.baseUpper[leaving] = e.upper[leaving] = leaveValue = reached;
+    w.perturbed = true;
+    ++w.shiftCount;
+  }
+  btranUnitRow(e, r);
+  HVector &rho = e.rowRho;
+  const bool keepDj = pricingKeepsDj(e);
+  double alphaQ = alphaR, wq = 1.0;
+  if (keepDj) {
+    computePivotRow(e);
+    alphaQ = e.rowAlpha.array[q];
+  }
+  const double thetaD = e.dj[q] / alphaQ;
+  if (keepDj) {
+    const double *alpha = e.rowAlpha.array.data();
+    for (int k = 0; k < e.rowAlpha.count; ++k) {
+      const int j = e.rowAlpha.index[k];
+      if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
+    }
+    if (w.pricing.automatic && e.primalPricing == PrimalPricingKind::kDevex) pricingSample(e, w.pricing);
+    updatePrimalWeights(e, q, alphaQ);
+    wq = e.primalWeights[q];
+  }
+  for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
+  updateFactor(e.factor, r, alphaR);
+  if (pivotsDisagree(alphaQ, alphaR)) e.factor.mustRefactor = true;
+  changeBasis(e, q, r, leaveMove);
+  e.x[leaving] = leaveValue;
+  e.dj[leaving] = -thetaD;
+  if (keepDj) e.primalWeights[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
+  hvClear(rho);
+  hvClear(e.rowAlpha);
+  // A variable that became feasible changes the phase 1 objective.
+  if (phase == 1 && (phase = updatePhase1(e, w, r, leaving)) == 2) logPrimal(e, phase);
+  hvClear(col);
+}
+
+// One iteration on the entering q: FTRAN, choose row by the ratio test,
+// update, then the progress watch. kRunGoing to go on, else the run's end.
+int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
+  const WorkLp &lp = *e.lp;
+  const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
+  HVector &col = e.column;
+  hvClear(col);
+  addColumn(lp, q, 1.0, col.array.data());
+  col.count = -1;
+  ftranForUpdate(e.factor, col);
+  double step = 0.0;
+  const int r = chooseRow(e, q, dir, step);
+  if (r == -2) {
+    hvClear(col);
+    if (!fresh) {
+      QVN_TRY(refresh(e, w, RebuildReason::kConfirmRay, phase, fresh));
+      return kRunGoing;
+    }
+    if (phase == 2) return kRunUnbounded;
+    return kRunNonOptimal;
+  }
+  updateIteration(e, w, q, r, dir, step, phase);
+  fresh = false;
+  if (r == -1) return kRunGoing;
+  if (pricingSwitch(e, w.pricing, phase, w.perturbActive)) computeDual(e);
+  auto merit = [&]() { return phase == 1 ? sumInfeasibility(e) : objectiveValue(e); };
+  const ProgressAction action = progressCheck(w.progress, e.iterations, phase, w.perturbActive, merit);
+  if (action == ProgressAction::kPerturb) {
+    perturbBounds(e, w);
+    phase = setPhase(e, w);
+    computeDual(e);
+    progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, merit());
+  } else if (action == ProgressAction::kStall) {
+    // Perturbed and still not moving: start again from fresh values, with
+    // the bounds that drift has crossed moved out of the way in phase 2.
+    QVN_TRY(rebuild(e, RebuildReason::kStall));
+    if (phase == 2) shiftViolatedBounds(e, w);
+    phase = setPhase(e, w);
+    computeDual(e);
+    fresh = true;
+    debugCheck(e, RebuildReason::kStall, DebugScope::kPrimalAndDual);
+    progressReference(w.progress, e.iterations, phase, merit());
+  }
+  return kRunGoing;
+}
 
 int primalLoop(SimplexEngine &e) {
   const WorkLp &lp = *e.lp;
@@ -248,207 +485,30 @@ int primalLoop(SimplexEngine &e) {
   QVN_TRY(pricingSetup(e, w.pricing));
   const GeneralParams &gp = *e.env->generalParams;
   w.magnitude = gp.epper;
-  QVN_TRY(rebuild(e));
+  QVN_TRY(rebuild(e, RebuildReason::kStart));
   if (gp.perind == 1) perturbBounds(e, w);
   int phase = setPhase(e, w);
   computeDual(e);
+  debugCheck(e, RebuildReason::kStart, DebugScope::kPrimalAndDual);
   logPrimal(e, phase);
-  auto merit = [&]() { return phase == 1 ? sumInfeasibility(e) : objectiveValue(e); };
-  progressStart(w.progress, gp.perlim, e.m, e.n, false, e.iterations, phase, merit());
+  progressStart(w.progress, gp.perlim, e.m, e.n, false, e.iterations, phase,
+                phase == 1 ? sumInfeasibility(e) : objectiveValue(e));
   if (pricingSwitch(e, w.pricing, phase, w.perturbActive)) computeDual(e);
   bool fresh = true;
-  auto refresh = [&]() -> int {
-    QVN_TRY(rebuild(e));
-    phase = setPhase(e, w);
-    computeDual(e);
-    fresh = true;
-    return 0;
-  };
   const bool limitSet = objectiveLimitSet(e, false);
   for (;;) {
     if (int s = checkLimits(e)) return s;
-    if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(100, e.m / 20)) {
-      // The tight finish must stay short; degenerate models can circle in it.
-      e.dualTol = w.savedDualTol;
-      w.tightenedAt = -1;
-    }
+    endLongTightFinish(e, w);
     if (limitSet && phase == 2 && !w.perturbed && objectiveLimitPassed(e, false)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
       // The work of the updates is measured before the factorization clears it.
       pricingSwitch(e, w.pricing, phase, w.perturbActive);
-      QVN_TRY(refresh());
+      QVN_TRY(refresh(e, w, RebuildReason::kFactorDue, phase, fresh));
       logPrimal(e, phase);
     }
     const int q = chooseEntering(e, w.pricing);
-    if (q < 0) {
-      if (!fresh) {
-        QVN_TRY(refresh());
-        continue;
-      }
-      if (!w.perturbed && phase == 2 && !w.tightened) {
-        // Reduced costs inside the tolerance can still leave objective on the
-        // table where values are large: finish with a tight one.
-        const double saved = e.dualTol;
-        e.dualTol = kCleanTol;
-        const bool exact = dualInfeasibility(e, false) == 0.0;
-        if (exact) {
-          e.dualTol = saved;
-        } else {
-          w.tightened = true;
-          w.tightenedAt = e.iterations;
-          w.savedDualTol = saved;
-          continue;
-        }
-      }
-      if (w.tightened) e.dualTol = w.savedDualTol;
-      if (!w.perturbed) return phase == 1 ? kRunInfeasible : kRunOptimal;
-      // No candidate on moved bounds proves nothing: restore them. Only an
-      // unperturbed phase 1 can prove infeasibility.
-      w.baseLower.assign(lp.lower.begin(), lp.lower.end());
-      w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
-      if (e.display > 0) {
-        if (w.perturbActive)
-          QVNmsg(e.env->resultsChannel, "Removing perturbation.\n");
-        else
-          QVNmsg(e.env->resultsChannel, "Removing shift (%d).\n", w.shiftCount);
-      }
-      w.perturbed = w.perturbActive = false;
-      w.shiftCount = 0;
-      for (int j = 0; j < e.nt; ++j) {
-        e.lower[j] = lp.lower[j];
-        e.upper[j] = lp.upper[j];
-        e.cost[j] = lp.cost[j];
-        if (e.basicPos[j] < 0) placeNonbasic(e, j);
-      }
-      QVN_TRY(rebuild(e));
-      if (phase == 2 && maxPrimalInfeasibility(e) > kCleanTol) {
-        // The basis is optimal for the moved bounds and so dual feasible for
-        // the real ones: the dual loop removes what the moves left behind,
-        // with a tight primal tolerance so that no objective accuracy is lost.
-        const double saved = e.primalTol;
-        e.primalTol = kCleanTol;
-        const int cleaned = runDualSimplex(e);
-        e.primalTol = saved;
-        if (cleaned == kRunOptimal || (cleaned >= kRunIterLimit && cleaned <= kRunAborted) || cleaned >= 1000)
-          return cleaned;
-      }
-      QVN_TRY(refresh());
-      progressRemoved(w.progress, e.iterations, phase, merit());
-      continue;
-    }
-    const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
-    HVector &col = e.column;
-    hvClear(col);
-    addColumn(lp, q, 1.0, col.array.data());
-    col.count = -1;
-    ftranForUpdate(e.factor, col);
-    double step = 0.0;
-    const int r = ratioTest(e, q, dir, step);
-    if (r == -2) {
-      hvClear(col);
-      if (!fresh) {
-        QVN_TRY(refresh());
-        continue;
-      }
-      if (phase == 2) return kRunUnbounded;
-      return kRunNonOptimal;
-    }
-    // Move x_B along the column; the entering variable changes by dir * step.
-    for (int k = 0; k < col.count; ++k) {
-      const int pos = col.index[k];
-      e.x[e.head[pos]] -= dir * step * col.array[pos];
-    }
-    ++e.iterations;
-    if (phase == 1) ++e.phase1Iterations;
-    fresh = false;
-    if (r == -1) {
-      e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
-      placeNonbasic(e, q);
-      if (phase == 1 && (phase = updatePhase1(e, w, -1, -1)) == 2) logPrimal(e, phase);
-      hvClear(col);
-      continue;
-    }
-    e.x[q] += dir * step;
-    const int leaving = e.head[r];
-    const double alphaR = col.array[r];
-    // The leaving variable sits at the bound it reached; in phase 1 that is
-    // also a bound of the phase 2 problem, whose bounds come back.
-    const double g = -dir * alphaR;
-    const double bound = g < 0 ? e.lower[leaving] : e.upper[leaving];
-    e.lower[leaving] = w.baseLower[leaving];
-    e.upper[leaving] = w.baseUpper[leaving];
-    const signed char leaveMove = (e.lower[leaving] > -kInfinity && bound <= e.lower[leaving]) ? kAtLower
-                                  : (e.upper[leaving] < kInfinity && bound >= e.upper[leaving]) ? kAtUpper
-                                                                                                : kAtLower;
-    // The Harris test lets a variable leave a little beyond its bound. Rather
-    // than snapping it back, which would silently move every basic variable,
-    // the bound is shifted to where the variable stands.
-    double leaveValue = bound;
-    const double reached = e.x[leaving];
-    if (leaveMove == kAtLower && reached < e.lower[leaving]) {
-      w.baseLower[leaving] = e.lower[leaving] = leaveValue = reached;
-      w.perturbed = true;
-      ++w.shiftCount;
-    } else if (leaveMove == kAtUpper && reached > e.upper[leaving]) {
-      w.baseUpper[leaving] = e.upper[leaving] = leaveValue = reached;
-      w.perturbed = true;
-      ++w.shiftCount;
-    }
-    // Duals by the row of the pivot; with a kind that keeps them, all reduced
-    // costs and the weights by the pivot row too.
-    btranUnitRow(e, r);
-    HVector &rho = e.rowRho;
-    const bool keepDj = pricingKeepsDj(e);
-    double alphaQ = alphaR, wq = 1.0;
-    if (keepDj) {
-      computePivotRow(e);
-      alphaQ = e.rowAlpha.array[q];
-    }
-    const double thetaD = e.dj[q] / alphaQ;
-    if (keepDj) {
-      const double *alpha = e.rowAlpha.array.data();
-      for (int k = 0; k < e.rowAlpha.count; ++k) {
-        const int j = e.rowAlpha.index[k];
-        if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
-      }
-      if (w.pricing.automatic && e.primalPricing == 1) pricingSample(e, w.pricing);
-      updatePrimalWeights(e, q, alphaQ);
-      wq = e.primalWeights[q];
-    }
-    for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
-    updateFactor(e.factor, r, alphaR);
-    // The pivot from the row and from the column must agree; when the factors
-    // have drifted apart from the basis, the next iteration starts afresh.
-    if (std::fabs(alphaQ - alphaR) > 1e-7 * std::max(1.0, std::fabs(alphaR))) e.factor.mustRefactor = true;
-    changeBasis(e, q, r, leaveMove);
-    e.x[leaving] = leaveValue;
-    e.dj[leaving] = -thetaD;
-    if (keepDj) e.primalWeights[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
-    hvClear(rho);
-    hvClear(e.rowAlpha);
-    // A variable that became feasible changes the phase 1 objective.
-    if (phase == 1 && (phase = updatePhase1(e, w, r, leaving)) == 2) logPrimal(e, phase);
-    hvClear(col);
-    if (pricingSwitch(e, w.pricing, phase, w.perturbActive)) computeDual(e);
-    const ProgressAction action = progressCheck(w.progress, e.iterations, phase, w.perturbActive, merit);
-    if (action == ProgressAction::kPerturb) {
-      perturbBounds(e, w);
-      phase = setPhase(e, w);
-      computeDual(e);
-      progressPerturbed(w.progress, w.perturbations, w.magnitude, e.iterations, phase, merit());
-      continue;
-    }
-    if (action == ProgressAction::kStall) {
-      // Perturbed and still not moving: start again from fresh values, with
-      // the bounds that drift has crossed moved out of the way in phase 2.
-      QVN_TRY(rebuild(e));
-      if (phase == 2) shiftViolatedBounds(e, w);
-      phase = setPhase(e, w);
-      computeDual(e);
-      fresh = true;
-      progressReference(w.progress, e.iterations, phase, merit());
-      continue;
-    }
+    const int status = q < 0 ? noColumnLeft(e, w, phase, fresh) : iterate(e, w, q, phase, fresh);
+    if (status != kRunGoing) return status;
   }
 }
 

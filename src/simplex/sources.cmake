@@ -11,6 +11,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/progress.cpp
   src/simplex/quality.cpp
   src/simplex/scaling.cpp
+  src/simplex/simplex_debug.cpp
   src/simplex/solution.cpp
   src/simplex/weights_api.cpp
   src/simplex/work_lp.cpp

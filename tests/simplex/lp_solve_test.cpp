@@ -6,6 +6,7 @@
 #include <random>
 
 #include "model/problem.h"
+#include "runtime/debug_checks.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
@@ -20,6 +21,11 @@ constexpr double kInf = 1e20;
 
 class LpSolve : public EnvFixture {
 protected:
+  // Every run here has the debug layer on; the fixture fails on its reports.
+  void SetUp() override {
+    EnvFixture::SetUp();
+    qvn::setDebugLevel(env, 1);
+  }
   // Solves with the given entry point and returns the solution read back.
   LpSolution solve(const LpModel &m, int (*optimizer)(QVNCENVptr, QVNLPptr), int expectStatus) {
     int status = 0;

@@ -8,6 +8,7 @@
 #include <map>
 #include <sstream>
 
+#include "runtime/debug_checks.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
@@ -38,6 +39,7 @@ protected:
     QVNLPptr lp = QVNcreateprob(env, &status, name.c_str());
     ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/" + name + ".mps.gz").c_str(), nullptr), 0);
     ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, preind), 0);
+    qvn::setDebugLevel(env, qvn::debugLevel(env));  // failures counted per model
     ASSERT_EQ(method == 1 ? QVNprimopt(env, lp) : QVNdualopt(env, lp), 0);
     const qvntest::LpModel model = qvntest::readModel(env, lp);
     qvntest::LpSolution s;
@@ -45,6 +47,7 @@ protected:
     EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
     EXPECT_LE(std::fabs(s.objective - ref), 1e-6 * std::max(1.0, std::fabs(ref)));
     EXPECT_EQ(qvntest::checkOptimal(model, s, 1e-6), "");
+    EXPECT_EQ(qvn::debugFailureCount(env), 0) << qvn::debugFirstFailure(env);
     QVNfreeprob(env, &lp);
   }
 };
@@ -58,6 +61,9 @@ TEST_F(NetlibSample, BothLoopsReachTheReferenceWithACheckedSolution) {
                           "boeing2", "recipe", "scagr7", "israel", "bore3d", "vtpbase", "degen2",
                           "e226", "agg2", "capri", "scfxm2", "etamacro", "25fv47"};
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
+  // The debug layer checks every rebuild of these runs (also under the
+  // sanitizers, where this sample is the netlib test that runs).
+  qvn::setDebugLevel(env, 1);
   int solved = 0;
   for (const char *name : models) {
     if (!reference.count(name)) continue;
@@ -79,6 +85,7 @@ TEST_F(NetlibSample, WholeCollectionByBothLoopsWithAndWithoutPresolve) {
   const auto reference = readReference(dir);
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
   ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_TILIM, 120.0), 0);
+  qvn::setDebugLevel(env, 1);
   for (const auto &[name, ref] : reference) {
     if (name.empty() || name[0] == '#') continue;
     for (int method : {1, 2})

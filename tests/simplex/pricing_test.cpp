@@ -239,7 +239,7 @@ TEST_F(DualWeightStart, NetworkShapeStartsTheSimpleRecursion) {
   const int arcs[][2] = {{0, 2}, {1, 2}, {2, 3}, {2, 4}, {0, 3}};
   for (auto &a : arcs) net.addCol(1, 0, kInf, {{a[0], 1}, {a[1], -1}});
   build(net);
-  engine.dualPricing = 0;
+  engine.dualPricing = qvn::DualPricingKind::kAutomatic;
   qvn::initDualPricing(engine);
   EXPECT_TRUE(engine.dualSteep.isDevex);
   EXPECT_TRUE(engine.dualSteep.fixedMode);
@@ -249,7 +249,7 @@ TEST_F(DualWeightStart, NetworkShapeStartsTheSimpleRecursion) {
   other.cols[0][0].second = 2.0;
   QVNfreeprob(env, &lp);
   build(other);
-  engine.dualPricing = 0;
+  engine.dualPricing = qvn::DualPricingKind::kAutomatic;
   qvn::initDualPricing(engine);
   EXPECT_FALSE(engine.dualSteep.isDevex);
   EXPECT_TRUE(engine.dualSteep.fixedMode);
@@ -263,12 +263,13 @@ TEST_F(DualWeightStart, FullNormsOfASlackBasisAndUnitStarts) {
   m.addCol(1, 0, 5, {{0, 2}, {1, -3}});
   m.addCol(1, 0, 5, {{1, 1}});
   build(m);
-  engine.dualPricing = 3;
+  engine.dualPricing = qvn::DualPricingKind::kSteepestFull;
   qvn::initDualPricing(engine);
   ASSERT_EQ(engine.dualWeights.size(), 2u);
   EXPECT_DOUBLE_EQ(engine.dualWeights[0], 2.0 + 1 + 4);
   EXPECT_DOUBLE_EQ(engine.dualWeights[1], 2.0 + 9 + 1);
-  for (int kind : {1, 2, 4}) {
+  for (auto kind : {qvn::DualPricingKind::kPlain, qvn::DualPricingKind::kSteepest,
+                    qvn::DualPricingKind::kSteepestUnitStart}) {
     engine.dualWeightsValid = false;
     engine.dualPricing = kind;
     qvn::initDualPricing(engine);

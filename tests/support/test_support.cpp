@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "runtime/debug_checks.h"
+
 namespace qvntest {
 
 namespace {
@@ -20,6 +22,8 @@ void EnvFixture::SetUp() {
 
 void EnvFixture::TearDown() {
   if (env) {
+    // A test that switched the debug checks on fails on whatever they found.
+    EXPECT_EQ(qvn::debugFailureCount(env), 0) << qvn::debugFirstFailure(env);
     EXPECT_EQ(QVNcloseQUORVAN(&env), 0);
   }
 }

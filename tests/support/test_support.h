@@ -10,6 +10,8 @@
 namespace qvntest {
 
 // An open Environment whose error channel is captured instead of printed.
+// A test may switch the debug checks on (qvn::setDebugLevel): any failure
+// they report makes it fail at tear-down.
 class EnvFixture : public ::testing::Test {
 protected:
   void SetUp() override;
