@@ -86,8 +86,8 @@ void initDualPricing(SimplexEngine &e) {
   if (e.dualWeightsValid) return;
   e.dualWeights.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 1.0);
   e.dualWeightsValid = true;
-  const bool computed = ((kind == Kind::kAutomatic || kind == Kind::kDevex) && !e.startGiven) || kind == Kind::kSteepest ||
-                        kind == Kind::kSteepestFull;
+  const bool computed = ((kind == Kind::kAutomatic || kind == Kind::kDevex) && !e.startGiven) ||
+                        kind == Kind::kSteepest || kind == Kind::kSteepestFull;
   if (!computed) return;
   bool allLogical = true;
   for (int k = 0; k < e.m && allLogical; ++k) allLogical = e.head[k] >= e.n;

@@ -308,7 +308,8 @@ void perturbCosts(SimplexEngine &e, DualWork &w) {
 // The tight finish must stay short; degenerate models can circle in it. Back
 // at the working tolerance the run goes on as before.
 void endLongTightFinish(SimplexEngine &e, DualWork &w) {
-  if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(kTightFinishIterations, e.m / kTightFinishRowShare)) {
+  const int limit = std::max(kTightFinishIterations, e.m / kTightFinishRowShare);
+  if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > limit) {
     e.primalTol = w.savedPrimalTol;
     w.tightenedAt = -1;
   }

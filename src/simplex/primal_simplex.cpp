@@ -268,7 +268,8 @@ int refresh(SimplexEngine &e, PrimalWork &w, RebuildReason reason, int &phase, b
 
 // The tight finish must stay short; degenerate models can circle in it.
 void endLongTightFinish(SimplexEngine &e, PrimalWork &w) {
-  if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > std::max(kTightFinishIterations, e.m / kTightFinishRowShare)) {
+  const int limit = std::max(kTightFinishIterations, e.m / kTightFinishRowShare);
+  if (w.tightenedAt >= 0 && e.iterations - w.tightenedAt > limit) {
     e.dualTol = w.savedDualTol;
     w.tightenedAt = -1;
   }

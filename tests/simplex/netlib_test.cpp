@@ -85,7 +85,6 @@ TEST_F(NetlibSample, WholeCollectionByBothLoopsWithAndWithoutPresolve) {
   const auto reference = readReference(dir);
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
   ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_TILIM, 120.0), 0);
-  qvn::setDebugLevel(env, 1);
   for (const auto &[name, ref] : reference) {
     if (name.empty() || name[0] == '#') continue;
     for (int method : {1, 2})
