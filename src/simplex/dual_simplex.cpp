@@ -3,6 +3,12 @@
 // of backward steps. Dual phase 1 solves the same matrix over artificial
 // boxes, which makes every variable boxed and so dual feasible by flips; its
 // optimal basis is dual feasible for the real bounds when the problem's dual is.
+//
+// An iteration runs as named steps: rebuild (when due, with its reason),
+// chooseRow, then in iterate: chooseColumn, verifyPivot, updateIteration.
+// The ends of a run are decided where a step finds nothing: noRowLeft, or
+// no entering column in iterate. Every rebuild is where the debug layer
+// (simplex_debug.h) looks.
 #include <algorithm>
 #include <cmath>
 

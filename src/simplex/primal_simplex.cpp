@@ -1,6 +1,13 @@
 // The bounded primal simplex with a composite phase 1: an infeasible basic
 // variable gets cost -1 or +1 and a bound that stops it at the bound it
 // violates, so the phase 1 LP is the real one with the infeasibility summed.
+//
+// An iteration runs as named steps: refresh (rebuild and phase decision, when
+// due, with its reason), the pricing's choice of the entering column, then in
+// iterate: chooseRow (the ratio test), updateIteration with its pivot check
+// (pivotsDisagree). The ends of a run are decided in noColumnLeft and where
+// nothing limits the step. Every rebuild is where the debug layer
+// (simplex_debug.h) looks.
 #include <algorithm>
 #include <cmath>
 
