@@ -37,11 +37,16 @@ int refuseNonFiniteData(const Environment *env, const LpData &d) {
   QVN_TRY(refuseValues(env, d.objCoef.data(), n));
   QVN_TRY(refuseValue(env, d.objOffset, 0));
   QVN_TRY(refuseValues(env, d.rhs.data(), m));
-  if (!d.rangeValue.empty()) QVN_TRY(refuseValues(env, d.rangeValue.data(), m));
+  if (!d.rangeValue.empty())
+    for (int i = 0; i < m; ++i)
+      if (d.sense[i] == 'R') QVN_TRY(refuseValue(env, d.rangeValue[i], i));
+  // Matrix entries are counted in column order, as the getters list them,
+  // whatever room the storage leaves behind a column.
+  int position = 0;
   for (int j = 0; j < n; ++j) {
     const int64_t begin = d.colStart[j];
-    for (int64_t k = begin; k < begin + d.colCount[j]; ++k)
-      QVN_TRY(refuseValue(env, d.coefValue[k], static_cast<int>(k)));
+    for (int64_t k = begin; k < begin + d.colCount[j]; ++k, ++position)
+      QVN_TRY(refuseValue(env, d.coefValue[k], position));
   }
   // Infinite bounds mean "no bound"; only NaN is meaningless there.
   for (int j = 0; j < n; ++j)

@@ -7,10 +7,11 @@
 namespace qvn {
 
 // One pass over the model's numbers. 1225 for a NaN anywhere (objective,
-// offset, right-hand sides, ranges, matrix, bounds), 1233 for an infinite
-// objective coefficient, offset, right-hand side, range or matrix entry;
-// infinite bounds are bounds. The position printed is the entry's index in
-// its own array. Pending data must have been merged first.
+// offset, right-hand sides, ranges of ranged rows, matrix, bounds), 1233
+// for an infinite objective coefficient, offset, right-hand side, range or
+// matrix entry; infinite bounds are bounds. The position printed is the entry's index in
+// its own array (matrix entries counted in column order). Pending data must
+// have been merged first.
 int refuseNonFiniteData(const Environment *env, const LpData &d);
 
 // The first column whose lower bound lies above its upper bound by more than
