@@ -257,7 +257,9 @@ struct LpWriter {
       term(img.obj[j], cols->get(j), first);
       first = false;
     }
-    if (!img.qValue.empty()) {
+    // Only non-zero Q entries are written, so only they bring their columns in.
+    const bool anyQ = std::any_of(img.qValue.begin(), img.qValue.end(), [](double v) { return v != 0.0; });
+    if (anyQ) {
       piece(first ? " [" : " + [");
       bool firstQ = true;
       for (size_t k = 0; k < img.qValue.size(); ++k) {
@@ -438,7 +440,8 @@ struct LpWriter {
     }
     for (const RowBlock *b : {&img.userCuts, &img.lazyRows})
       for (int j : b->index) colHasEntries[j] = 1;
-    for (size_t k = 0; k < img.qRow.size(); ++k) colHasEntries[img.qRow[k]] = 1;
+    for (size_t k = 0; k < img.qRow.size(); ++k)
+      if (img.qValue[k] != 0.0) colHasEntries[img.qRow[k]] = colHasEntries[img.qCol[k]] = 1;
 
     return writeFrame(env, path, out, [&] { return body(start, index, value, colHasEntries); });
   }

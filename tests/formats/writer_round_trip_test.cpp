@@ -393,6 +393,22 @@ Drawn draw(Random &r) {
       }
     m.colStart.push_back(static_cast<int>(m.rowIndex.size()));
   }
+  if (r.below(4) == 0) {  // a quadratic objective over distinct pairs, both triangles
+    for (int k = 0, pairs = 1 + r.below(3); k < pairs; ++k) {
+      const int a = r.below(m.numCols), b = r.below(m.numCols);
+      bool seen = false;
+      for (size_t t = 0; t < m.qRow.size(); ++t) seen |= m.qRow[t] == a && m.qCol[t] == b;
+      if (seen) continue;
+      const double v = value();
+      m.qRow.push_back(a);
+      m.qCol.push_back(b);
+      m.qValue.push_back(v);
+      if (a == b) continue;
+      m.qRow.push_back(b);
+      m.qCol.push_back(a);
+      m.qValue.push_back(v);
+    }
+  }
   if (r.below(20) == 0) m.objConstant = 2.5;
 
   // What must be refused, by the labels of the samples placed.
@@ -407,6 +423,7 @@ Drawn draw(Random &r) {
   for (double v : m.obj) asValue(v);
   for (double v : m.value) asValue(v);
   for (double v : m.rhs) asValue(v);
+  for (double v : m.qValue) asValue(v);  // LP doubles the off-diagonal ones: 2e37 still reads
   for (double v : m.lower) asBound(v);
   for (double v : m.upper) asBound(v);
   for (int i = 0; i < static_cast<int>(m.range.size()); ++i) {
