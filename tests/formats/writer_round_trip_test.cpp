@@ -219,6 +219,23 @@ TEST_F(WriterRoundTrip, MpsNamesItsReaderRefusesBecomeGeneratedNames) {
   takeWarnings();
 }
 
+TEST_F(WriterRoundTrip, AColumnSeenOnlyInZeroQEntriesKeepsItsPlace) {
+  // "b" has no objective coefficient and no matrix entry, and its Q entries are 0.
+  ModelImage m = columnsNamed({"a", "b"});
+  m.obj[1] = 0;
+  m.value.pop_back();
+  m.colStart = {0, 1, 1};
+  m.upper[1] = 7;
+  m.qRow = {1, 0, 1};
+  m.qCol = {1, 1, 0};
+  m.qValue = {0, 0, 0};
+  ModelImage back;
+  EXPECT_EQ(roundTrip(m, "LP", &back), 0);
+  EXPECT_EQ(back.numCols, 2);
+  m.qValue = {0, 1.5, 1.5};
+  EXPECT_EQ(roundTrip(m, "LP", &back), 0);
+}
+
 TEST_F(WriterRoundTrip, ABoundOf1e19SurvivesConversionWithItsOptimum) {
   // min -x + y, x - y >= 0, x <= 1e19: the optimum is -1e19 at x = 1e19, y = 0.
   const std::string lpFile = writeFile("big.lp",
