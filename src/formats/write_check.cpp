@@ -1,6 +1,7 @@
 #include "formats/write_check.h"
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include "formats/formats.h"
@@ -23,6 +24,14 @@ bool writtenValue(double value, NumberForm form, double *back) {
   return parseNumber(text, static_cast<size_t>(n), false, back) == kNumberOk && std::isfinite(*back);
 }
 
+// Whose number it is, told only when it is refused: a column, a row, or the
+// k-th entry of another kind.
+struct Owner {
+  const char *kind;  // null for the objective offset
+  int index;
+  const NameList *names;
+};
+
 struct Checker {
   Environment *env;
   const ModelImage &img;
@@ -30,37 +39,40 @@ struct Checker {
   NumberForm form;
   bool lp;
 
-  int refuse(const char *what, const char *owner, double value) {
-    QVNmsg(env->warningChannel, "Warning:  %s%s%.255s%s %.17g cannot be written in %s format.\n", what,
-           *owner ? " of '" : "", owner, *owner ? "'" : "", value, format);
+  int refuse(const char *what, const Owner &o, double value) {
+    char owner[300] = "";
+    if (o.kind && o.names && o.index < o.names->size())
+      std::snprintf(owner, sizeof owner, " of %s '%.255s'", o.kind, o.names->get(o.index));
+    else if (o.kind)
+      std::snprintf(owner, sizeof owner, " of %s %d", o.kind, o.index + 1);
+    QVNmsg(env->warningChannel, "Warning:  %s%s (%.17g) cannot be written in %s format.\n", what, owner, value,
+           format);
     return reportError(env, 1650);
   }
 
-  const char *col(int j) const { return img.hasColNames && j < img.colNames.size() ? img.colNames.get(j) : ""; }
-  const char *row(int i) const { return img.hasRowNames && i < img.rowNames.size() ? img.rowNames.get(i) : ""; }
+  Owner col(int j) const { return {"column", j, img.hasColNames ? &img.colNames : nullptr}; }
+  Owner row(int i) const { return {"row", i, img.hasRowNames ? &img.rowNames : nullptr}; }
 
-  int value(double v, const char *what, const char *owner) {
+  int value(double v, const char *what, const Owner &o) {
     double back;
     // A value that comes back as zero is a term that vanishes.
-    if (!writtenValue(v, form, &back) || ((back == 0.0) != (v == 0.0)))
-      return refuse(what, owner, v);
+    if (!writtenValue(v, form, &back) || ((back == 0.0) != (v == 0.0))) return refuse(what, o, v);
     return 0;
   }
 
-  int bound(double v, const char *what, const char *owner) {
-    return boundReadsBack(v, form) ? 0 : refuse(what, owner, v);
-  }
+  int bound(double v, const char *what, const Owner &o) { return boundReadsBack(v, form) ? 0 : refuse(what, o, v); }
 
-  int rowBlock(const RowBlock &b, const char *what) {
+  int rowBlock(const RowBlock &b, const char *kind) {
     for (int i = 0; i < b.count; ++i) {
-      QVN_TRY(value(b.rhs[i], "Right-hand side", b.hasNames ? b.names.get(i) : ""));
-      for (int k = b.start[i]; k < b.start[i + 1]; ++k) QVN_TRY(value(b.value[k], what, col(b.index[k])));
+      const Owner o{kind, i, b.hasNames ? &b.names : nullptr};
+      QVN_TRY(value(b.rhs[i], "Right-hand side", o));
+      for (int k = b.start[i]; k < b.start[i + 1]; ++k) QVN_TRY(value(b.value[k], "Coefficient", o));
     }
     return 0;
   }
 
   int run() {
-    if (img.objConstant != 0.0) return refuse("Objective offset", "", img.objConstant);
+    if (img.objConstant != 0.0) return refuse("Objective offset", {nullptr, 0, nullptr}, img.objConstant);
     for (int j = 0; j < img.numCols; ++j) {
       QVN_TRY(value(img.obj[j], "Objective coefficient", col(j)));
       QVN_TRY(bound(img.lower[j], "Lower bound", col(j)));
@@ -80,17 +92,21 @@ struct Checker {
     for (size_t k = 0; k < img.qValue.size(); ++k)
       QVN_TRY(value(img.qRow[k] == img.qCol[k] ? img.qValue[k] : offDiagonal * img.qValue[k],
                     "Quadratic coefficient", col(img.qCol[k])));
-    for (const QuadConstraint &q : img.qconstr) {
-      QVN_TRY(value(q.rhs, "Right-hand side", "quadratic constraint"));
-      for (double v : q.linValue) QVN_TRY(value(v, "Coefficient", "quadratic constraint"));
-      for (double v : q.quadValue) QVN_TRY(value(v, "Quadratic coefficient", "quadratic constraint"));
+    for (size_t c = 0; c < img.qconstr.size(); ++c) {
+      const QuadConstraint &q = img.qconstr[c];
+      const Owner o{"quadratic constraint", static_cast<int>(c), &img.qconstrNames};
+      QVN_TRY(value(q.rhs, "Right-hand side", o));
+      for (double v : q.linValue) QVN_TRY(value(v, "Coefficient", o));
+      for (double v : q.quadValue) QVN_TRY(value(v, "Quadratic coefficient", o));
     }
-    for (const Indicator &ind : img.indicators) {
-      QVN_TRY(value(ind.rhs, "Right-hand side", "indicator constraint"));
-      for (double v : ind.value) QVN_TRY(value(v, "Coefficient", "indicator constraint"));
+    for (size_t c = 0; c < img.indicators.size(); ++c) {
+      const Indicator &ind = img.indicators[c];
+      const Owner o{"indicator constraint", static_cast<int>(c), &img.indicatorNames};
+      QVN_TRY(value(ind.rhs, "Right-hand side", o));
+      for (double v : ind.value) QVN_TRY(value(v, "Coefficient", o));
     }
-    QVN_TRY(rowBlock(img.userCuts, "User cut coefficient"));
-    QVN_TRY(rowBlock(img.lazyRows, "Lazy constraint coefficient"));
+    QVN_TRY(rowBlock(img.userCuts, "user cut"));
+    QVN_TRY(rowBlock(img.lazyRows, "lazy constraint"));
     for (size_t k = 0; k < img.sos.weight.size(); ++k)
       QVN_TRY(value(img.sos.weight[k], "SOS weight", col(img.sos.member[k])));
     return 0;
