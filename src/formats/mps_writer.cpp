@@ -4,6 +4,7 @@
 // digits) or, with the long-number parameter off, 12.
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
@@ -114,6 +115,9 @@ struct MpsWriter {
       }
     }
   }
+
+  // A ranged row of an image without range values has the range 0.
+  double rangeOf(int i) const { return img.range.empty() ? 0.0 : img.range[i]; }
 
   void widen(const NameList *list) {
     for (int i = 0; i < list->size(); ++i)
@@ -227,7 +231,7 @@ struct MpsWriter {
     filePrintf(out, " N  %.255s\n", objName);
     for (int i = 0; i < img.numRows; ++i) {
       char s = img.sense[i];
-      if (s == 'R') s = img.range[i] >= 0 ? 'G' : 'L';
+      if (s == 'R') s = rangeOf(i) >= 0 ? 'G' : 'L';
       filePrintf(out, " %c  %.255s\n", s, rows->get(i));
     }
     for (int k = 0; k < nq; ++k) filePrintf(out, " %c  %.255s\n", img.qconstr[k].sense, qcNames->get(k));
@@ -294,7 +298,7 @@ struct MpsWriter {
 
     list.clear();
     for (int i = 0; i < img.numRows; ++i)
-      if (img.sense[i] == 'R') list.push_back({0, rows->get(i), img.range[i] < 0 ? -img.range[i] : img.range[i]});
+      if (img.sense[i] == 'R') list.push_back({0, rows->get(i), std::fabs(rangeOf(i))});
     if (!list.empty()) {
       filePuts(out, "RANGES\n");
       entries("rng", list.data(), list.size());
