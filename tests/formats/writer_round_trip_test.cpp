@@ -427,6 +427,16 @@ Drawn draw(Random &r) {
       m.qValue.push_back(v);
     }
   }
+  if (r.below(5) == 0) {  // sets of distinct members with distinct weights
+    for (int set = 0, sets = 1 + r.below(2); set < sets; ++set) {
+      const int first = r.below(m.numCols), size = 1 + r.below(m.numCols - first);
+      const double scale[] = {1, 0.1, 123456.789};
+      const double step = scale[r.below(3)];
+      const std::string setName = "s" + std::to_string(set + 1);
+      m.sos.open(r.below(2) ? '1' : '2', setName.c_str(), setName.size());
+      for (int k = 0; k < size; ++k) m.sos.addMember(first + k, (k + 1) * step);
+    }
+  }
   if (r.below(20) == 0) m.objConstant = 2.5;
 
   // What must be refused, by the labels of the samples placed.
