@@ -24,6 +24,15 @@ bool writtenValue(double value, NumberForm form, double *back) {
   return parseNumber(text, static_cast<size_t>(n), false, back) == kNumberOk && std::isfinite(*back);
 }
 
+bool boundReadsBack(double value, NumberForm form) {
+  if (std::isnan(value)) return false;
+  if (std::fabs(value) >= kFileInfinity) return true;  // written as infinity
+  double back;
+  // 9.9999999999999999e19 prints as 1e+20, which is infinite.
+  return writtenValue(value, form, &back) && std::fabs(back) < kFileInfinity &&
+         (back == 0.0) == (value == 0.0);
+}
+
 // Whose number it is, told only when it is refused: a column, a row, or the
 // k-th entry of another kind.
 struct Owner {
@@ -115,26 +124,10 @@ struct Checker {
 
 } // namespace
 
-bool numberReadsBack(double value, NumberForm form) {
-  double back;
-  return writtenValue(value, form, &back) && (back == 0.0) == (value == 0.0);
-}
-
-bool boundReadsBack(double value, NumberForm form) {
-  if (std::isnan(value)) return false;
-  if (std::fabs(value) >= kFileInfinity) return true;  // written as infinity
-  double back;
-  // 9.9999999999999999e19 prints as 1e+20, which is infinite.
-  return writtenValue(value, form, &back) && std::fabs(back) < kFileInfinity &&
-         (back == 0.0) == (value == 0.0);
-}
-
 int checkWritableNumbers(Environment *env, const ModelImage &img, const char *format, NumberForm form) {
   Checker c{env, img, format, form, std::strcmp(format, "LP") == 0};
   return c.run();
 }
-
-bool sameCutName(const char *a, const char *b) { return std::strncmp(a, b, kFileNameMax) == 0; }
 
 bool cutNamesRepeat(const NameList &names) {
   NameList cut;
