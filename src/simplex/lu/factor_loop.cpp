@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <new>
 
-#include "runtime/errors.h"
 #include "simplex/lu/lu_internal.h"
 
 namespace qvn {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "runtime/errors.h"
+#include "runtime/errors.h"  // QVN_TRY only
 #include "simplex/lu/lu_factor.h"
 
 namespace qvn {
