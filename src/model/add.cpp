@@ -21,7 +21,7 @@ void growBasisStatus(Problem *lp, int count, bool columns) {
 
 } // namespace
 
-int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, int event) {
+int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, ModelEvent event) {
   LpData &d = *lp->lpData;
   const int ranges = d.numColsWithRanges - d.numCols;
   const int newCols = d.numCols + b.count;
@@ -77,7 +77,7 @@ void dropNewColumns(Problem *lp, int oldCount) {
   rebuildLogicals(lp);
 }
 
-int addRows(Environment *env, Problem *lp, const RowBatch &b, int event) {
+int addRows(Environment *env, Problem *lp, const RowBatch &b, ModelEvent event) {
   LpData &d = *lp->lpData;
   int newRanges = 0;
   for (int k = 0; b.sense && k < b.count; ++k) newRanges += b.sense[k] == 'R';

@@ -119,7 +119,7 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
     freeQpData(lp);
     freeQconstrData(lp);
   }
-  modelChanged(env, lp, 16);
+  modelChanged(env, lp, ModelEvent::kLpCopied);
   old.objCoef.swap(fresh.objCoef);
   old.lowerBound.swap(fresh.lowerBound);
   old.upperBound.swap(fresh.upperBound);
@@ -168,7 +168,7 @@ int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int
 
 void adoptModel(Environment *env, Problem *lp, Problem *from) {
   // Results, bases and presolve of the old model go before its data do.
-  modelChanged(env, lp, 16);
+  modelChanged(env, lp, ModelEvent::kLpCopied);
   std::swap(lp->lpData, from->lpData);
   // Settings that belong to the problem rather than to its model stay.
   LpData &d = *lp->lpData;

@@ -28,7 +28,7 @@ template <class V> void compact(V &v, int count, const EnvVector<int> &map) {
 
 } // namespace
 
-int deleteRowSet(Environment *env, Problem *lp, int *flags, int event) {
+int deleteRowSet(Environment *env, Problem *lp, int *flags, ModelEvent event) {
   LpData &d = *lp->lpData;
   const int m = d.numRows;
   EnvVector<int> map;
@@ -63,7 +63,7 @@ int deleteRowSet(Environment *env, Problem *lp, int *flags, int event) {
   return rebuildLogicals(lp);
 }
 
-int deleteColSet(Environment *env, Problem *lp, int *flags, int event) {
+int deleteColSet(Environment *env, Problem *lp, int *flags, ModelEvent event) {
   LpData &d = *lp->lpData;
   const int n = d.numCols;
   EnvVector<int> map;

@@ -85,7 +85,7 @@ void freeProblem(Environment *env, Problem *&lp) {
   freeQpData(lp);
   freeQpExtra(lp);
   freeBarrierSolution(lp);
-  modelChanged(env, lp, 23);  // frees the fixed problem (with the basis copy-up) and the node problem
+  modelChanged(env, lp, ModelEvent::kNamesChanged);  // frees the fixed problem (with the basis copy-up) and the node problem
   freeMipSearch(lp);
   freeMipData(lp);
   freePresolved(lp);

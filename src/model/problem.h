@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "model/model_events.h"
 #include "quorvan.h"
 #include "runtime/alloc.h"
 #include "runtime/frame.h"
@@ -236,7 +237,7 @@ int ensureSpace(Environment *env, Problem *lp, int cols, int rows, int64_t nzs, 
                 int64_t rowNameBytes, bool growing);
 
 // The one gate for every change of model data: discards what the change makes wrong.
-void modelChanged(Environment *env, Problem *lp, int event);
+void modelChanged(Environment *env, Problem *lp, ModelEvent event);
 
 // Moves pending data into the matrix.
 int flushCache(Environment *env, Problem *lp);

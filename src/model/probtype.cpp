@@ -28,8 +28,8 @@ void createIntegerData(Problem *lp) {
 }
 
 void freeFixed(Environment *env, Problem *lp) {
-  // Event 23 frees the fixed problem (and nothing that a type change keeps).
-  modelChanged(env, lp, 23);
+  // A name change frees the fixed problem and nothing that a type change keeps.
+  modelChanged(env, lp, ModelEvent::kNamesChanged);
 }
 
 // A fixed problem needs the integer solution of a finished MIP search.
@@ -57,8 +57,8 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       dropIntegerData(lp);
       dropQuadObjective(env, lp);
       freeQconstrData(lp);
-      modelChanged(env, lp, 60);
-      if (wasQuadratic) modelChanged(env, lp, 27);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
     case kProbMILP:
       if (from == kProbMILP || from == kProbFixedMILP) {
@@ -66,10 +66,10 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
         lp->probType = kProbMILP;
         break;
       }
-      if (wasQuadratic) modelChanged(env, lp, 27);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       dropQuadObjective(env, lp);
       freeQconstrData(lp);
-      modelChanged(env, lp, 60);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       createIntegerData(lp);
       break;
     case kProbFixedMILP:
@@ -77,14 +77,14 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       return makeFixedProblem(lp);
     case kProbQP:
       if (from == kProbQP) {
-        modelChanged(env, lp, 27);
+        modelChanged(env, lp, ModelEvent::kOrderChanged);
         break;
       }
       if (!lp->qpData) lp->qpData = createQpData(lp->lpData->numCols);
       dropIntegerData(lp);
       freeQconstrData(lp);
-      modelChanged(env, lp, 60);
-      modelChanged(env, lp, 27);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
+      modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
     case kProbMIQP:
       if (from == kProbMIQP || from == kProbFixedMIQP) {
@@ -94,9 +94,9 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       }
       if (!lp->qpData) lp->qpData = createQpData(lp->lpData->numCols);
       createIntegerData(lp);
-      if (wasQuadratic) modelChanged(env, lp, 27);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       freeQconstrData(lp);
-      modelChanged(env, lp, 60);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       break;
     case kProbFixedMIQP:
       if (from != kProbMIQP && from != kProbFixedMIQP) return QVNERR_NOT_MIQPCLASS;
@@ -105,8 +105,8 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       dropIntegerData(lp);
       if (!lp->qconstrData) lp->qconstrData = createQconstrData();
       recomputeType(lp);
-      modelChanged(env, lp, 60);
-      modelChanged(env, lp, 27);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
+      modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
     case kProbMIQCP:
       if (from == kProbMIQCP || from == kProbFixedMIQCP) {
@@ -114,8 +114,8 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
         lp->probType = kProbMIQCP;
         break;
       }
-      if (wasQuadratic) modelChanged(env, lp, 27);
-      modelChanged(env, lp, 60);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       createIntegerData(lp);
       if (!lp->qconstrData) lp->qconstrData = createQconstrData();
       break;

@@ -47,9 +47,9 @@ int ensureSpace(Environment *env, Problem *lp, int cols, int rows, int64_t nzs, 
   if (newCols > 2100000000 || newRows > 2100000000 || newNz > 262499999LL * 8)
     return QVNERR_NO_MEMORY;
   if (!colsFit)
-    modelChanged(env, lp, 2);
+    modelChanged(env, lp, ModelEvent::kColumnSpaceGrown);
   else if (!nzFit)
-    modelChanged(env, lp, 1);
+    modelChanged(env, lp, ModelEvent::kNonzeroSpaceGrown);
 
   // Each array grows on its own; a failure leaves the ones done valid and larger.
   const size_t c = static_cast<size_t>(newCols), r = static_cast<size_t>(newRows);

@@ -20,7 +20,7 @@ bool holdsStart(const Problem *lp) { return lp->basisData && !lp->basisData->col
 // that no optimum exists but not that a feasible point does, so it cannot
 // claim "unbounded", which promises a feasible point and a ray.
 void storeProof(Environment *env, Problem *lp, int error) {
-  modelChanged(env, lp, 56);
+  modelChanged(env, lp, ModelEvent::kReducedProblemAbandoned);
   lp->status = error == QVNERR_PRESLV_INF ? 3 : 4;
 }
 
@@ -132,7 +132,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
     if (red->solution) iterations += red->solution->iterationCount, phase1 += red->solution->phase1Count;
     in = solutionOf(red);
   }
-  modelChanged(env, lp, method == 1 ? 46 : 47);
+  modelChanged(env, lp, method == 1 ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
   installUncrushed(lp, s, in, status);
   if (!isFinal(status)) {
     lp->solution->iterationCount = iterations;

@@ -173,7 +173,7 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
 int solveProblem(Environment *env, Problem *lp, int method) {
   GeneralParams &gp = *env->generalParams;
   QVN_TRY(flushCache(env, lp));
-  modelChanged(env, lp, method == kPrimal ? 46 : 47);
+  modelChanged(env, lp, method == kPrimal ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
   WorkLp w;
   buildWorkLp(*lp->lpData, w);
   ScaleFactors scale;
@@ -224,7 +224,7 @@ int optimize(Environment *env, Problem *lp, int method) {
   });
   gp.advind = savedAdvind;
   gp.perind = savedPerind;
-  if (status != 0) modelChanged(env, lp, 56);
+  if (status != 0) modelChanged(env, lp, ModelEvent::kReducedProblemAbandoned);
   return status;
 }
 
