@@ -137,6 +137,37 @@ void freeFixedProblem(Environment *env, Problem *lp) {
   freeProblem(env, fixed);
 }
 
+// What the model does itself for an action; the blocks of later subsystems
+// answer through their registered records.
+void applyOwnAction(Environment *env, Problem *lp, ModelAction action) {
+  switch (action) {
+  case kFreeFixedProblem: freeFixedProblem(env, lp); break;
+  case kFreeNodeProblem:
+    if (Problem *node = lp->nodeProblem) {
+      lp->nodeProblem = nullptr;
+      freeProblem(env, node);
+    }
+    break;
+  case kClearStatus: lp->status = 0; break;
+  case kRowCopyStale:
+    if (lp->rowCopy) lp->rowCopy->upToDate = false;
+    break;
+  case kClearPrimalValues:
+    if (lp->solution) lp->solution->primalComputed = false;
+    break;
+  case kFreeSolution: envDelete(lp->solution); break;
+  case kFreeRowCopy: envDelete(lp->rowCopy); break;
+  case kClearDualValues:
+    if (lp->solution) lp->solution->dualComputed = false;
+    break;
+  case kFreeMipSearch: lp->mipSearch = nullptr; break;
+  case kMatrixStampReset: lp->lpData->matrixStamp = -1; break;
+  case kFreeBasis: envDelete(lp->basisData); break;
+  case kFreeScaling: freeScaleFactors(lp); break;
+  default: break;
+  }
+}
+
 } // namespace
 
 ActionSet eventActions(ModelEvent event) {
@@ -146,39 +177,13 @@ ActionSet eventActions(ModelEvent event) {
 
 void modelChanged(Environment *env, Problem *lp, ModelEvent event) {
   const ActionSet m = eventActions(event);
-  if (m.has(kFreeFixedProblem)) freeFixedProblem(env, lp);
-  if (m.has(kFreeNodeProblem) && lp->nodeProblem) {
-    Problem *node = lp->nodeProblem;
-    lp->nodeProblem = nullptr;
-    freeProblem(env, node);
+  if (m.empty()) return;
+  for (int k = 0; k < static_cast<int>(ModelAction::kCount); ++k) {
+    const auto action = static_cast<ModelAction>(k);
+    if (!m.has(action)) continue;
+    applyOwnAction(env, lp, action);
+    applyToAttachments(lp, action);
   }
-  if (m.has(kClearStatus)) lp->status = 0;
-  if (m.has(kRowCopyStale) && lp->rowCopy) lp->rowCopy->upToDate = false;
-  if (m.has(kPricingStale)) lp->pricingStamp = -1;
-  if (m.has(kClearPrimalValues) && lp->solution) lp->solution->primalComputed = false;
-  if (m.has(kFreePrimalState)) freePrimalState(lp);
-  if (m.has(kFreeDualState)) freeDualState(lp);
-  if (m.has(kDualNormsStale)) markDualNormsStale(lp);
-  if (m.has(kFreeSimplexWork)) freeSimplexWork(lp);
-  if (m.has(kSimplexWorkStale)) invalidateSimplexWork(lp);
-  if (m.has(kFreeFactor)) freeFactor(lp);
-  if (m.has(kFactorStale) && lp->factor) lp->factorStale = true;
-  if (m.has(kFreeSolution)) envDelete(lp->solution);
-  if (m.has(kFreeRowCopy)) envDelete(lp->rowCopy);
-  if (m.has(kClearDualValues) && lp->solution) lp->solution->dualComputed = false;
-  if (m.has(kFreeStartVectors)) freeStartVectors(lp);
-  if (m.has(kFreePresolve)) freePresolved(lp);
-  if (m.has(kFreeBarrierSolution)) freeBarrierSolution(lp);
-  if (m.has(kFreeMipSearch)) freeMipSearch(lp);
-  if (m.has(kFreeMipStart)) freeMipHeuristicStart(lp);
-  if (m.has(kFreeQuadCopy)) freeQpCopy(lp);
-  if (m.has(kQuadCopyStale)) markQpCopyStale(lp);
-  if (m.has(kResetSift)) resetSiftState(lp);
-  if (m.has(kMatrixStampReset)) lp->lpData->matrixStamp = -1;
-  if (m.has(kFreeBasis)) envDelete(lp->basisData);
-  if (m.has(kFreeRefiner)) freeRefineData(lp);
-  if (m.has(kFreeScaling)) freeScaleFactors(lp);
-  if (m.has(kResetQuadStart)) resetQpStart(lp);
 }
 
 } // namespace qvn

@@ -4,8 +4,7 @@
 #include "model/mip_data.h"
 #include "model/names.h"
 #include "model/problem.h"
-#include "quadratic/qconstr_data.h"
-#include "quadratic/qp_data.h"
+#include "model/attachments.h"
 #include "runtime/environment.h"
 
 using namespace qvn;
@@ -57,8 +56,7 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
     c.ctype.resize(static_cast<size_t>(c.colSpace), 'C');
   }
   if (src->mipData) dst->mipData = copyMipData(*src->mipData);
-  if (src->qpData) dst->qpData = copyQpData(*src->qpData);
-  if (src->qconstrData) dst->qconstrData = envNew<QconstrData>(*src->qconstrData);
+  copyAttachments(*src, *dst);
   recomputeType(dst);
   return 0;
 }

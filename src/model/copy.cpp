@@ -116,8 +116,8 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
   if (!isNodeType(lp->probType)) {
     lp->probType = kProbLP;
     dropMipAttachments(lp);
-    freeQpData(lp);
-    freeQconstrData(lp);
+    releaseAttachment(lp, AttachmentKind::kQuadObjective);
+    releaseAttachment(lp, AttachmentKind::kQuadConstraints);
   }
   modelChanged(env, lp, ModelEvent::kLpCopied);
   old.objCoef.swap(fresh.objCoef);

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "model/attachments.h"
+#include "model/mip_data.h"
 #include "runtime/environment.h"
 
 namespace qvn {
@@ -80,25 +81,13 @@ int createProblem(Environment *env, const char *name, Problem **out) {
 
 void freeProblem(Environment *env, Problem *&lp) {
   if (!lp) return;
-  freeQconstrData(lp);
-  freeSiftState(lp);
-  freeQpData(lp);
-  freeQpExtra(lp);
-  freeBarrierSolution(lp);
+  releaseAllAttachments(lp);
   modelChanged(env, lp, ModelEvent::kNamesChanged);  // frees the fixed problem (with the basis copy-up) and the node problem
-  freeMipSearch(lp);
-  freeMipData(lp);
-  freePresolved(lp);
+  lp->mipSearch = nullptr;
+  destroyMipData(lp->mipData);
   envDelete(lp->rowCopy);
-  freeDualState(lp);
-  freeStartVectors(lp);
-  freePrimalState(lp);
-  freeQpState(lp);
-  freeSimplexWork(lp);
-  freeFactor(lp);
   envDelete(lp->solution);
   envDelete(lp->basisData);
-  freeRefineData(lp);
   if (lp->lpData) {
     envFree(lp->lpData->probName);
     envFree(lp->lpData->objName);

@@ -151,22 +151,13 @@ struct BasisData {
 
 } // namespace qvn
 
-// Blocks that later subsystems attach; each is created by the code that needs
-// it and freed through freeAttachment() (model/attachments.cpp).
-struct LuFactor;
-struct SimplexWork;
-struct PrimalState;
-struct DualState;
-struct QpState;
-struct StartVectors;
+// Blocks of later subsystems, registered with the model (model/attachments.h)
+// and only named here; MipData is the model's own (model/mip_data.h).
 struct PresolveState;
 struct MipData;
 struct MipSearch;
 struct QpData;
 struct QconstrData;
-struct RefineData;
-struct BarrierSolution;
-struct SiftState;
 
 struct Problem {
   Problem *self0;
@@ -175,27 +166,14 @@ struct Problem {
   int probType;
   qvn::LpData *lpData;
   qvn::BasisData *basisData;
-  RefineData *refineData;
   qvn::SolutionBlock *solution;
-  LuFactor *factor;
-  bool factorStale;
-  SimplexWork *simplexWork;
-  PrimalState *primalState;
-  QpState *qpState;
-  StartVectors *startVectors;
-  StartVectors *extraStart;
-  DualState *dualState;
   qvn::RowCopy *rowCopy;
-  int pricingStamp;
   PresolveState *presolved;
   MipData *mipData;
-  MipSearch *mipSearch;
+  MipSearch *mipSearch;  // held by branch and cut; a fixed problem needs its incumbent
   Problem *fixedProblem;
   Problem *nodeProblem;
-  BarrierSolution *barrierSolution;
   QpData *qpData;
-  void *qpExtra;
-  SiftState *siftState;
   QconstrData *qconstrData;
   Environment *env;  // the Environment whose resources list this problem
 };

@@ -3,8 +3,6 @@
 #include "model/attachments.h"
 #include "model/edit.h"
 #include "model/mip_data.h"
-#include "quadratic/qconstr_data.h"
-#include "quadratic/qp_data.h"
 #include "runtime/environment.h"
 
 using namespace qvn;
@@ -19,7 +17,7 @@ void dropIntegerData(Problem *lp) {
 void dropQuadObjective(Environment *env, Problem *lp) {
   if (!lp->qpData) return;
   QVNmsg(env->resultsChannel, "Freeing QP data.\n");
-  destroyQpData(lp->qpData);
+  releaseAttachment(lp, AttachmentKind::kQuadObjective);
 }
 
 void createIntegerData(Problem *lp) {
@@ -56,7 +54,7 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
     case kProbLP:
       dropIntegerData(lp);
       dropQuadObjective(env, lp);
-      freeQconstrData(lp);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
       modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
@@ -68,7 +66,7 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       }
       if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       dropQuadObjective(env, lp);
-      freeQconstrData(lp);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
       modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       createIntegerData(lp);
       break;
@@ -80,9 +78,9 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
         modelChanged(env, lp, ModelEvent::kOrderChanged);
         break;
       }
-      if (!lp->qpData) lp->qpData = createQpData(lp->lpData->numCols);
+      createAttachment(lp, AttachmentKind::kQuadObjective);
       dropIntegerData(lp);
-      freeQconstrData(lp);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
       modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
@@ -92,10 +90,10 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
         lp->probType = kProbMIQP;
         break;
       }
-      if (!lp->qpData) lp->qpData = createQpData(lp->lpData->numCols);
+      createAttachment(lp, AttachmentKind::kQuadObjective);
       createIntegerData(lp);
       if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
-      freeQconstrData(lp);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
       modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       break;
     case kProbFixedMIQP:
@@ -103,7 +101,7 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       return makeFixedProblem(lp);
     case kProbQCP:
       dropIntegerData(lp);
-      if (!lp->qconstrData) lp->qconstrData = createQconstrData();
+      createAttachment(lp, AttachmentKind::kQuadConstraints);
       recomputeType(lp);
       modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       modelChanged(env, lp, ModelEvent::kOrderChanged);
@@ -117,7 +115,7 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       createIntegerData(lp);
-      if (!lp->qconstrData) lp->qconstrData = createQconstrData();
+      createAttachment(lp, AttachmentKind::kQuadConstraints);
       break;
     case kProbFixedMIQCP:
       if (from != kProbMIQCP && from != kProbFixedMIQCP) return QVNERR_NOT_MIQCPCLASS;

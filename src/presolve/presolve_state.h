@@ -11,6 +11,7 @@
 #pragma once
 #include <cstdint>
 
+#include "model/attachments.h"
 #include "model/problem.h"
 
 namespace qvn {
@@ -214,6 +215,10 @@ void primalFromDual(const PresolveState &s, const Problem *dual, PrimalOfDual &o
 int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method);
 // Frees the state of lp but keeps its protected columns.
 void dropPresolveResult(Problem *lp);
+// Frees the state of lp with its reduced and dual problems.
+void freePresolved(Problem *lp);
+// The record under which a Problem keeps its presolve state (presolve_attachment.cpp).
+extern const AttachmentOps kPresolveAttachment;
 bool presolveParamsMatch(const Environment *env, const PresolveState &s);
 
 // Replay (postsolve.cpp). From reduced vectors to original ones; any output
