@@ -22,17 +22,24 @@ namespace qvn {
 
 constexpr double kInfinity = 1e20;
 
-enum ProbType {
-  kProbLP = 0, kProbMILP = 1, kProbFixedMILP = 3, kProbNodeLP = 4, kProbQP = 5,
-  kProbMIQP = 7, kProbFixedMIQP = 8, kProbNodeQP = 9, kProbQCP = 10, kProbMIQCP = 11,
-  kProbNodeQCP = 12, kProbFixedMIQCP = 13
+// The type is an int at the boundary (QVNgetprobtype, QVNchgprobtype) and in
+// Problem, so the names stay plain constants of the header's numbers.
+enum ProbType : int {
+  kProbLP = QVN_PROB_LP, kProbMILP = QVN_PROB_MILP, kProbFixedMILP = QVN_PROB_FIXEDMILP,
+  kProbNodeLP = QVN_PROB_NODELP, kProbQP = QVN_PROB_QP, kProbMIQP = QVN_PROB_MIQP,
+  kProbFixedMIQP = QVN_PROB_FIXEDMIQP, kProbNodeQP = QVN_PROB_NODEQP, kProbQCP = QVN_PROB_QCP,
+  kProbMIQCP = QVN_PROB_MIQCP, kProbNodeQCP = QVN_PROB_NODEQCP, kProbFixedMIQCP = QVN_PROB_FIXEDMIQCP
 };
 
-inline bool isMipType(int t) { return t == 1 || t == 7 || t == 11; }
-inline bool hasQuadObjType(int t) { return t == 5 || t == 7 || t == 8 || t == 9; }
-inline bool hasQuadConstrType(int t) { return t >= 10 && t <= 13; }
-inline bool isFixedType(int t) { return t == 3 || t == 8 || t == 13; }
-inline bool isNodeType(int t) { return t == 4 || t == 9 || t == 12; }
+inline bool isMipType(int t) { return t == kProbMILP || t == kProbMIQP || t == kProbMIQCP; }
+inline bool hasQuadObjType(int t) {
+  return t == kProbQP || t == kProbMIQP || t == kProbFixedMIQP || t == kProbNodeQP;
+}
+inline bool hasQuadConstrType(int t) {
+  return t == kProbQCP || t == kProbMIQCP || t == kProbNodeQCP || t == kProbFixedMIQCP;
+}
+inline bool isFixedType(int t) { return t == kProbFixedMILP || t == kProbFixedMIQP || t == kProbFixedMIQCP; }
+inline bool isNodeType(int t) { return t == kProbNodeLP || t == kProbNodeQP || t == kProbNodeQCP; }
 
 // Names of one kind (rows or columns): consecutive null-terminated texts and the
 // offset of each name, so that growing the store needs no rebasing.
