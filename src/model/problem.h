@@ -133,10 +133,15 @@ struct LpData {
   PendingData cache;
 };
 
+// LP methods as QVN_PARAM_LPMETHOD numbers them; a solution records kPrimal or
+// kDual. The number travels as an int through the optimizer entries.
+enum class LpMethod : int { kAuto = 0, kPrimal = 1, kDual = 2, kNetwork = 3, kBarrier = 4, kSifting = 5, kConcurrent = 6 };
+constexpr int methodNumber(LpMethod m) { return static_cast<int>(m); }
+
 // Results of the last solve, in the caller's units and sense.
 struct SolutionBlock {
   bool primalComputed = false, dualComputed = false;
-  int method = -1;  // 1 primal simplex, 2 dual simplex
+  int method = -1;  // methodNumber(LpMethod::kPrimal) or (LpMethod::kDual)
   bool primalFeasible = false, dualFeasible = false;
   double objValue = 0.0;
   int iterationCount = 0, phase1Count = 0;

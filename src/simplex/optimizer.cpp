@@ -12,7 +12,7 @@ namespace qvn {
 
 namespace {
 
-enum Method { kPrimal = 1, kDual = 2 };
+constexpr int kPrimal = methodNumber(LpMethod::kPrimal), kDual = methodNumber(LpMethod::kDual);
 
 void takeSavedNorms(SimplexEngine &e, const BasisData &b) {
   if (!b.norms.empty() && b.normHead.size() == b.norms.size()) {
