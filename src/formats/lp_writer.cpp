@@ -180,7 +180,7 @@ struct LpWriter {
   // ---- sections -----------------------------------------------------------
 
   void objective(const EnvVector<int> &colHasEntries) {
-    const bool all = env->generalParams->p1086 == 1;
+    const bool all = env->generalParams->lpWriteAllColumns == 1;
     const char *name = objName.size() ? objName.get(0) : nullptr;
     label(name ? name : "obj", 0);
     indent = name ? static_cast<int>(std::strlen(name)) + 2 : 5;
@@ -298,7 +298,7 @@ struct LpWriter {
   }
 
   int write(const char *path, bool generic) {
-    const bool repair = !generic && env->generalParams->p1105 == 1;
+    const bool repair = !generic && env->generalParams->lpRepairNames == 1;
     if (!generic && img.probName.size()) {
       if (repair && lpNameNeedsRepair(img.probName.get(0)) && img.probName.get(0)[0]) {
         char fixed[260];

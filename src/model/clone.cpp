@@ -24,8 +24,8 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
   const LpData &d = *src->lpData;
   GeneralParams &gp = *env->generalParams;
   // The copy gets no spare space: it is usually solved, not edited.
-  const int saved[3] = {gp.p1046, gp.p1047, gp.p1048};
-  gp.p1046 = gp.p1047 = gp.p1048 = 0;
+  const int saved[3] = {gp.extraRowSpace, gp.extraColSpace, gp.extraNzSpace};
+  gp.extraRowSpace = gp.extraColSpace = gp.extraNzSpace = 0;
   EnvVector<int> starts(static_cast<size_t>(d.numCols > 0 ? d.numCols : 1));
   for (int j = 0; j < d.numCols; ++j) starts[j] = static_cast<int>(d.colStart[j]);
   EnvVector<char *> colNames, rowNames;
@@ -41,7 +41,7 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
                              d.rangeValue.empty() ? nullptr : d.rangeValue.data(),
                              colNames.empty() ? nullptr : colNames.data(),
                              rowNames.empty() ? nullptr : rowNames.data());
-  gp.p1046 = saved[0], gp.p1047 = saved[1], gp.p1048 = saved[2];
+  gp.extraRowSpace = saved[0], gp.extraColSpace = saved[1], gp.extraNzSpace = saved[2];
   QVN_TRY(status);
   LpData &c = *dst->lpData;
   c.objOffset = d.objOffset;

@@ -23,7 +23,7 @@ int64_t storedNonzeros(const LpData &d) {
 namespace {
 
 int64_t grownNonzeroSpace(const Environment *env, int64_t need) {
-  const int extra = env->generalParams->p1048;
+  const int extra = env->generalParams->extraNzSpace;
   if (extra >= 0) return need + extra;
   return std::max<int64_t>(need + 500, static_cast<int64_t>(need * 1.2));
 }

@@ -54,8 +54,8 @@ int createProblem(Environment *env, const char *name, Problem **out) {
     d.slackCoef.resize(1);
     d.rowFileMultiplier = env->generalParams->rfilemul;
     d.colFileMultiplier = env->generalParams->cfilemul;
-    d.tol1049 = env->generalParams->p1049;
-    d.tol1050 = env->generalParams->p1050;
+    d.lastRunTolPrimal = env->generalParams->runTolPrimal;
+    d.lastRunTolDual = env->generalParams->runTolDual;
     return 0;
   });
   if (status == 0) {

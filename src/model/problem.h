@@ -129,7 +129,9 @@ struct LpData {
   double *rowScale = nullptr, *colScale = nullptr;  // aliases while scaled
   double rowFileMultiplier = 3.0, colFileMultiplier = 3.0;
   double objOffset = 0.0;
-  double tol1049 = 1e-6, tol1050 = 1e-6;
+  // Working tolerances of the next primal and dual run, from parameters 1049
+  // and 1050 at creation.
+  double lastRunTolPrimal = 1e-6, lastRunTolDual = 1e-6;
   PendingData cache;
 };
 
