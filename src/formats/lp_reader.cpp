@@ -143,7 +143,7 @@ struct LpReader {
         return 1;
       }
     }
-    return reportError(env, 1464, line + 1);
+    return reportError(env, QVNERR_NAME_TOO_LONG, line + 1);
   }
 
   // Drops invalid characters (with a warning) and cuts at the first line end.
@@ -245,7 +245,7 @@ struct LpReader {
   int column(const char *name, size_t length) {
     int j = colIndex.find(img.colNames, name, length);
     if (j >= 0) return j;
-    if (img.numCols >= kMaxEntries) return reportError(env, 1432);
+    if (img.numCols >= kMaxEntries) return reportError(env, QVNERR_TOO_MANY_COLS);
     j = img.numCols++;
     img.colNames.add(name, length);
     colIndex.insert(img.colNames, j);
@@ -262,16 +262,16 @@ struct LpReader {
     t[length] = '\0';
     switch (parseNumber(t, length, false, value)) {
     case kNumberOk: return 0;
-    case kNumberExpRange: return reportError(env, 1435, line, t);
-    case kNumberExpNotStarted: return reportError(env, 1618, line, t, "started");
-    case kNumberExpNotEnded: return reportError(env, 1618, line, t, "ended");
-    default: return reportError(env, 1434, line, t);
+    case kNumberExpRange: return reportError(env, QVNERR_BAD_EXPONENT, line, t);
+    case kNumberExpNotStarted: return reportError(env, QVNERR_LOOSE_EXPONENT, line, t, "started");
+    case kNumberExpNotEnded: return reportError(env, QVNERR_LOOSE_EXPONENT, line, t, "ended");
+    default: return reportError(env, QVNERR_BAD_NUMBER, line, t);
     }
   }
 
   // Reads a name at p; returns the column (or <0 error) and advances p.
   int name(const char *&p) {
-    if (lpIs(*p, CC_Delimiter)) return reportError(env, 1616, line, *p);
+    if (lpIs(*p, CC_Delimiter)) return reportError(env, QVNERR_EXPECT_IDENT, line, *p);
     const char *start = p;
     while (!lpIs(*p, CC_Delimiter)) ++p;
     size_t length = static_cast<size_t>(p - start);
@@ -283,7 +283,7 @@ struct LpReader {
       const size_t n = std::min(length, kNameMax);
       std::memcpy(shown, start, n);
       shown[n] = '\0';
-      return reportError(env, 1617, line, shown);
+      return reportError(env, QVNERR_BAD_IDENT, line, shown);
     }
     if (length > kNameMax) {
       char shown[kNameMax + 1];
@@ -373,7 +373,7 @@ struct LpReader {
       return 0;
     }
     if (*p == '[' && !hadNumber) return openQuad(p);
-    if (!lpIs(*p, CC_NameStart)) return reportError(env, 1616, line, *p);
+    if (!lpIs(*p, CC_NameStart)) return reportError(env, QVNERR_EXPECT_IDENT, line, *p);
     const int j = name(p);
     if (j < 0) return j;
     addTerm(j, coef);
@@ -382,7 +382,7 @@ struct LpReader {
   }
 
   int openQuad(const char *&p) {
-    if (!quadAllowed()) return error(1605);
+    if (!quadAllowed()) return error(QVNERR_QUAD_TERM_IN_ROW);
     ++p;
     quadOpen = quadUsed = true;
     st = kQStart;
@@ -390,7 +390,7 @@ struct LpReader {
   }
 
   int senseAt(const char *&p) {
-    if (target == kObjective) return error(1603);
+    if (target == kObjective) return error(QVNERR_RHS_SENSE_IN_OBJ);
     const char a = p[0], b = p[1];
     if ((a == '<' && b == '=') || (a == '=' && b == '<')) sense = 'L', p += 2;
     else if ((a == '>' && b == '=') || (a == '=' && b == '>')) sense = 'G', p += 2;
@@ -418,8 +418,8 @@ struct LpReader {
     while (lpIs(*q, CC_NumberChar) && !(lpIs(*q, CC_Sign) && !(q - start >= 1 && lpIs(q[-1], CC_Exponent))))
       ++q;
     const size_t length = static_cast<size_t>(q - start);
-    if (length == 0) return error(1610);
-    if (length == 1 && lpIs(*start, CC_Sign)) return reportError(env, 1615, line, *q ? *q : ' ');
+    if (length == 0) return error(QVNERR_EXPECT_RHS);
+    if (length == 1 && lpIs(*start, CC_Sign)) return reportError(env, QVNERR_EXPECT_NUMBER, line, *q ? *q : ' ');
     double value;
     QVN_TRY(convert(start, length, &value));
     p = q;
@@ -442,11 +442,11 @@ struct LpReader {
   }
 
   int startIndicator(int kind, double rhs, const char *&p) {
-    if (termCol.size() >= 2 || sense != 'E' || quadUsed) return error(1439);
+    if (termCol.size() >= 2 || sense != 'E' || quadUsed) return error(QVNERR_BAD_INDICATOR);
     const bool one = std::fabs(rhs - 1.0) <= 1e-10, zero = std::fabs(rhs) <= 1e-10;
-    if (!one && !zero) return error(1439);
-    if (termCol.size() == 1 && std::fabs(termValue[0] - 1.0) > 1e-10) return error(1439);
-    if (termCol.empty()) return error(1439);
+    if (!one && !zero) return error(QVNERR_BAD_INDICATOR);
+    if (termCol.size() == 1 && std::fabs(termValue[0] - 1.0) > 1e-10) return error(QVNERR_BAD_INDICATOR);
+    if (termCol.empty()) return error(QVNERR_BAD_INDICATOR);
     Indicator ind;
     ind.column = termCol[0];
     ind.kind = zero ? -kind : kind;
@@ -473,7 +473,7 @@ struct LpReader {
       return 0;
     }
     if (quadUsed) {
-      if (sense == 'E') return error(1437);
+      if (sense == 'E') return error(QVNERR_BAD_QCON_SENSE);
       QuadConstraint q;
       q.sense = sense;
       q.rhs = rhs;
@@ -487,8 +487,8 @@ struct LpReader {
       return 0;
     }
     RowBlock &b = target == kCuts ? img.userCuts : target == kLazy ? img.lazyRows : rows;
-    if (b.count >= kMaxEntries) return reportError(env, 1431);
-    if (b.index.size() + termCol.size() > static_cast<size_t>(kMaxEntries)) return reportError(env, 1433);
+    if (b.count >= kMaxEntries) return reportError(env, QVNERR_TOO_MANY_ROWS);
+    if (b.index.size() + termCol.size() > static_cast<size_t>(kMaxEntries)) return reportError(env, QVNERR_TOO_MANY_COEFFS);
     b.index.insert(b.index.end(), termCol.begin(), termCol.end());
     b.value.insert(b.value.end(), termValue.begin(), termValue.end());
     b.start.push_back(static_cast<int>(b.index.size()));
@@ -518,12 +518,12 @@ struct LpReader {
       case kQAfterSign:
         // a sign ended the previous line
         if (!c) return 0;
-        if (lpIs(c, CC_Sign)) return reportError(env, 1602, line - 1, line);
+        if (lpIs(c, CC_Sign)) return reportError(env, QVNERR_ADJACENT_SIGNS, line - 1, line);
         QVN_TRY(quadCoefficient(p));
         break;
       case kQAfterCoef: {
         if (!c) return 0;
-        if (!lpIs(c, CC_NameStart)) return reportError(env, 1616, line, c);
+        if (!lpIs(c, CC_NameStart)) return reportError(env, QVNERR_EXPECT_IDENT, line, c);
         const int j = name(p);
         if (j < 0) return j;
         quadFirst = j;
@@ -537,10 +537,10 @@ struct LpReader {
           if (*p == '+') ++p;
           const char *q = p;
           while (lpIs(*q, CC_Digit)) ++q;
-          if (q == p) return error(1612);
+          if (q == p) return error(QVNERR_EXPECT_QUAD_EXPONENT);
           double e;
           QVN_TRY(convert(p, static_cast<size_t>(q - p), &e));
-          if (e != 2.0) return error(1613);
+          if (e != 2.0) return error(QVNERR_QUAD_EXPONENT_NOT_2);
           p = q;
           addQuad(quadFirst, quadFirst, coef);
           st = kQAfterTerm;
@@ -548,12 +548,12 @@ struct LpReader {
           ++p;
           st = kQAfterStar;
         } else {
-          return error(1614);
+          return error(QVNERR_EXPECT_POWER_OR_TIMES);
         }
         break;
       case kQAfterStar: {
         if (!c) return 0;
-        if (!lpIs(c, CC_NameStart)) return reportError(env, 1616, line, c);
+        if (!lpIs(c, CC_NameStart)) return reportError(env, QVNERR_EXPECT_IDENT, line, c);
         const int j = name(p);
         if (j < 0) return j;
         addQuad(quadFirst, j, coef);
@@ -563,7 +563,7 @@ struct LpReader {
       case kQAfterTerm:
         if (!c) return 0;
         if (c == ']') return closeQuad(p);
-        if (!lpIs(c, CC_Sign)) return reportError(env, 1607, line, c);
+        if (!lpIs(c, CC_Sign)) return reportError(env, QVNERR_EXPECT_SIGN, line, c);
         if (quadSign(p)) return 0;
         QVN_TRY(quadCoefficient(p));
         break;
@@ -584,7 +584,7 @@ struct LpReader {
         while (lpIs(*q, CC_NumberChar) && !(q > p && lpIs(*q, CC_Sign))) ++q;
         double d = 0.0;
         if (q == p || convert(p, static_cast<size_t>(q - p), &d) != 0 || std::fabs(d - 2.0) > 1e-10)
-          return error(1619);
+          return error(QVNERR_BAD_Q_DIVISOR);
         p = q;
         quadOpen = false;
         st = kAfterTerm;
@@ -691,16 +691,16 @@ struct LpReader {
       case kAfterSign:
         // a sign ended the previous line
         if (!c) return 0;
-        if (lpIs(c, CC_Sign)) return reportError(env, 1602, line - 1, line);
+        if (lpIs(c, CC_Sign)) return reportError(env, QVNERR_ADJACENT_SIGNS, line - 1, line);
         if (lpIs(c, CC_Sense)) {
-          if (target == kObjective) return error(1603);
-          return reportError(env, 1604, line - 1, line);
+          if (target == kObjective) return error(QVNERR_RHS_SENSE_IN_OBJ);
+          return reportError(env, QVNERR_ADJACENT_SIGN_SENSE, line - 1, line);
         }
         if (c == '[') {
           QVN_TRY(openQuad(p));
           break;
         }
-        if (lpIs(c, CC_QuadChar)) return reportError(env, 1606, line - 1, line);
+        if (lpIs(c, CC_QuadChar)) return reportError(env, QVNERR_ADJACENT_SIGN_QUAD, line - 1, line);
         QVN_TRY(termBody(p));
         break;
       case kAfterCoef: {
@@ -709,7 +709,7 @@ struct LpReader {
           QVN_TRY(openQuad(p));
           break;
         }
-        if (!lpIs(c, CC_NameStart)) return error(1609);
+        if (!lpIs(c, CC_NameStart)) return error(QVNERR_EXPECT_IDENT_FIRST);
         const int j = name(p);
         if (j < 0) return j;
         addTerm(j, coef);
@@ -736,16 +736,16 @@ struct LpReader {
           QVN_TRY(senseAt(p));
           break;
         }
-        return reportError(env, target == kObjective ? 1607 : 1608, line, c);
+        return reportError(env, target == kObjective ? QVNERR_EXPECT_SIGN : QVNERR_EXPECT_SIGN_OR_SENSE, line, c);
       case kAfterSense:
         if (!c) return 0;
-        if (!lpIs(c, CC_NumberChar)) return error(1610);
+        if (!lpIs(c, CC_NumberChar)) return error(QVNERR_EXPECT_RHS);
         QVN_TRY(rhsAt(p, 1.0));
         break;
       case kSenseSign:
         if (!c) return 0;
-        if (lpIs(c, CC_Sign)) return reportError(env, 1602, line - 1, line);
-        if (!lpIs(c, CC_NumberChar)) return error(1611);
+        if (lpIs(c, CC_Sign)) return reportError(env, QVNERR_ADJACENT_SIGNS, line - 1, line);
+        if (!lpIs(c, CC_NumberChar)) return error(QVNERR_EXPECT_NUMBER_FIRST);
         QVN_TRY(rhsAt(p, sign));
         break;
       default: return 0;
@@ -889,18 +889,18 @@ struct LpReader {
         }
         return 0;
       }
-      return error(1621);
+      return error(QVNERR_NO_BOUND_SENSE);
     }
-    if (!lpIs(*p, CC_NameStart) && !lpIs(*p, CC_NumberChar)) return error(1623);
+    if (!lpIs(*p, CC_NameStart) && !lpIs(*p, CC_NumberChar)) return error(QVNERR_NO_BOUND_NUMBER);
     char s1 = 'E';
     const size_t firstLength = static_cast<size_t>(senseAt - p);
     const int l1 = senseLength(senseAt, &s1);
     const char *second = senseAt + l1;
-    if (!*second) return error(1623);
+    if (!*second) return error(QVNERR_NO_BOUND_NUMBER);
     double v1 = 0.0;
     int isValue = firstLength ? boundValue(p, firstLength, &v1, false) : 0;
     if (isValue < 0) return isValue;
-    if (firstLength == 0) return error(1623);
+    if (firstLength == 0) return error(QVNERR_NO_BOUND_NUMBER);
     if (!isValue) {
       // name sense value
       double v;
@@ -914,7 +914,7 @@ struct LpReader {
     const char *q = second;
     while (*q && !lpIs(*q, CC_Sense)) ++q;
     const size_t nameLength = static_cast<size_t>(q - second);
-    if (nameLength == 0) return error(1623);
+    if (nameLength == 0) return error(QVNERR_NO_BOUND_NUMBER);
     const int j = boundColumn(second, nameLength);
     if (!*q) {
       if (j >= 0) record(j, s1, v1, true);
@@ -923,7 +923,7 @@ struct LpReader {
     char s2 = 'E';
     const int l2 = senseLength(q, &s2);
     const char *third = q + l2;
-    if (!*third) return error(1623);
+    if (!*third) return error(QVNERR_NO_BOUND_NUMBER);
     double v2;
     const int got = boundValue(third, std::strlen(third), &v2, true);
     if (got < 0) return got;
@@ -1002,7 +1002,7 @@ struct LpReader {
         continue;
       }
       if (sosState == 5) {
-        if ((lpIs(t[0], CC_Sign) || lpIs(t[0], CC_Sense)) && !t[1]) return reportError(env, 1434, line, t);
+        if ((lpIs(t[0], CC_Sign) || lpIs(t[0], CC_Sense)) && !t[1]) return reportError(env, QVNERR_BAD_NUMBER, line, t);
         double w;
         QVN_TRY(convert(t, std::strlen(t), &w));
         if (sosMember >= 0) img.sos.weight.back() = w;
@@ -1010,8 +1010,8 @@ struct LpReader {
         ++i;
         continue;
       }
-      if (!lpIs(t[0], CC_NameStart)) return reportError(env, 1616, line, t[0]);
-      if (img.sos.count == 0) return reportError(env, 1616, line, t[0]);
+      if (!lpIs(t[0], CC_NameStart)) return reportError(env, QVNERR_EXPECT_IDENT, line, t[0]);
+      if (img.sos.count == 0) return reportError(env, QVNERR_EXPECT_IDENT, line, t[0]);
       sosMember = boundColumn(t, std::strlen(t));
       if (sosMember >= 0) img.sos.addMember(sosMember, 0.0);
       sosState = 2;
@@ -1147,7 +1147,7 @@ struct LpReader {
   int run() {
     int tok = nextLine(0, false);
     if (tok < 0) return tok;
-    if (tok != kTokMin && tok != kTokMax) return reportError(env, 1436);
+    if (tok != kTokMin && tok != kTokMax) return reportError(env, QVNERR_NO_OBJ_SENSE);
     img.objSense = tok == kTokMax ? -1 : 1;
     target = kObjective;
     st = kStart;

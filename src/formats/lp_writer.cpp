@@ -247,7 +247,7 @@ struct LpWriter {
   // ---- sections -----------------------------------------------------------
 
   void objective(const EnvVector<int> &colHasEntries) {
-    const bool all = env->generalParams->p1086 == 1;
+    const bool all = env->generalParams->lpWriteAllColumns == 1;
     const char *name = objName.size() ? objName.get(0) : nullptr;
     label(name ? name : "obj", 0);
     indent = name ? static_cast<int>(std::strlen(name)) + 2 : 5;
@@ -370,7 +370,7 @@ struct LpWriter {
 
   int write(const char *path, bool generic) {
     QVN_TRY(checkWritableNumbers(env, img, "LP", NumberForm::kLong));
-    const bool repair = !generic && env->generalParams->p1105 == 1;
+    const bool repair = !generic && env->generalParams->lpRepairNames == 1;
     char fixed[260];
     if (!generic && img.probName.size()) {
       const char *name = img.probName.get(0);

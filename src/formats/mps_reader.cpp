@@ -148,8 +148,8 @@ struct MpsReader {
     if (f.length > kNumberMax) truncated(text);
     switch (parseNumber(text, n, true, value)) {
     case kNumberOk: return 0;
-    case kNumberExpRange: return reportError(env, 1435, line, text);
-    default: return reportError(env, 1434, line, text);
+    case kNumberExpRange: return reportError(env, QVNERR_BAD_EXPONENT, line, text);
+    default: return reportError(env, QVNERR_BAD_NUMBER, line, text);
     }
   }
 
@@ -201,7 +201,7 @@ struct MpsReader {
       const bool complete = buffer[n - 1] == '\n';
       while (n > 0 && (buffer[n - 1] == '\n' || buffer[n - 1] == '\r')) buffer[--n] = '\0';
       if (n > kLineLimit || (!complete && n == sizeof buffer - 2)) {
-        return reportError(env, 1465, line, kLineLimit);
+        return reportError(env, QVNERR_LINE_TOO_LONG, line, kLineLimit);
       }
       if (n == 0 || (mpsClass(buffer[0]) & MC_Comment)) continue;
       bool any = false;
@@ -233,16 +233,16 @@ struct MpsReader {
       fixedLayout = true;
       splitFixed(buffer);
     }
-    if (fieldCount < 1) return error(1453);
+    if (fieldCount < 1) return error(QVNERR_NO_ROW_SENSE);
     const char s = static_cast<char>(std::toupper(static_cast<unsigned char>(field[0].text[0])));
-    if (section != kSecRows && (s == 'N' || s == 'R')) return error(1438);
-    if (!(mpsClass(s) & MC_Sense)) return error(1453);
-    if (fieldCount < 2) return error(1486);
-    if (rows.size() >= static_cast<size_t>(kMaxEntries)) return reportError(env, 1431);
+    if (section != kSecRows && (s == 'N' || s == 'R')) return error(QVNERR_BAD_LAZY_UCUT);
+    if (!(mpsClass(s) & MC_Sense)) return error(QVNERR_NO_ROW_SENSE);
+    if (fieldCount < 2) return error(QVNERR_NO_ROW_NAME);
+    if (rows.size() >= static_cast<size_t>(kMaxEntries)) return reportError(env, QVNERR_TOO_MANY_ROWS);
     const int at = rowNames.size();
     rowNames.add(name(1, nameA), nameLength(1));
     if (rowIndex.insert(rowNames, at) != at) {
-      if (++rowRepeats <= kWarnCap) reportError(env, 1445, nameA);
+      if (++rowRepeats <= kWarnCap) reportError(env, QVNERR_ROW_REPEATS, nameA);
       rowNames.offset.pop_back();
       return 0;
     }
@@ -253,8 +253,8 @@ struct MpsReader {
   }
 
   int finishRows() {
-    if (rowRepeats > kWarnCap) reportError(env, 1477, rowRepeats - kWarnCap);
-    if (rowRepeats > 0) return -1445;
+    if (rowRepeats > kWarnCap) reportError(env, QVNERR_ROW_REPEATS_HIDDEN, rowRepeats - kWarnCap);
+    if (rowRepeats > 0) return -QVNERR_ROW_REPEATS;
     if (objNameWanted.size()) {
       const char *want = objNameWanted.get(0);
       const int r = rowIndex.find(rowNames, want, std::strlen(want));
@@ -263,7 +263,7 @@ struct MpsReader {
     }
     for (size_t r = 0; r < rows.size() && objRow < 0; ++r)
       if (rows[r].sense == 'N') objRow = static_cast<int>(r);
-    if (objRow < 0) return error(1476);
+    if (objRow < 0) return error(QVNERR_NO_OBJ_ROW);
     rows[objRow].kind = kRowObjective;
     img.objName.add(rowNames.get(objRow));
     int users = 0, lazies = 0;
@@ -323,24 +323,24 @@ struct MpsReader {
       wordField = 3;
     }
     if (fieldIs(wordField, "'INTORG'")) {
-      if (inIntegers) return error(1480);
+      if (inIntegers) return error(QVNERR_INTORG_IN_INTEGERS);
       inIntegers = true;
     } else if (fieldIs(wordField, "'INTEND'")) {
-      if (!inIntegers) return error(1481);
+      if (!inIntegers) return error(QVNERR_INTEND_OUTSIDE_INTEGERS);
       inIntegers = false;
     } else if (fieldIs(wordField, "'SOSORG'")) {
-      if (inSos) return error(1482);
+      if (inSos) return error(QVNERR_SOSORG_IN_SOS);
       char type = '1';
       if (setType[0] != ' ') {
         if ((setType[0] == 'S' || setType[0] == 's') && (setType[1] == '1' || setType[1] == '2'))
           type = setType[1];
         else
-          return reportError(env, 1442, line, setType[0], setType[1]);
+          return reportError(env, QVNERR_UNKNOWN_SOS_TYPE, line, setType[0], setType[1]);
       }
       inSos = true;
       openSet(type, wordField == 3 ? 1 : -1);
     } else if (fieldIs(wordField, "'SOSEND'")) {
-      if (!inSos) return error(1483);
+      if (!inSos) return error(QVNERR_SOSEND_OUTSIDE_SOS);
       inSos = false;
     } else {
       QVNmsg(env->warningChannel, "Line %d:  Unidentified MARKER found. Ignored.\n", line);
@@ -355,11 +355,11 @@ struct MpsReader {
   }
 
   int openColumn() {
-    if (img.numCols >= kMaxEntries) return reportError(env, 1432);
+    if (img.numCols >= kMaxEntries) return reportError(env, QVNERR_TOO_MANY_COLS);
     const int at = img.colNames.size();
     img.colNames.add(name(0, nameA), nameLength(0));
     if (colIndex.insert(img.colNames, at) != at) {
-      if (++colRepeats <= kWarnCap) reportError(env, 1446, nameA);
+      if (++colRepeats <= kWarnCap) reportError(env, QVNERR_COL_REPEATS, nameA);
     }
     ++img.numCols;
     img.obj.push_back(0.0);
@@ -379,12 +379,12 @@ struct MpsReader {
 
   int columnEntry(int nameField, int valueField) {
     const int r = findRow(nameField);
-    if (r < 0) return reportError(env, 1448, line, name(nameField, nameA));
+    if (r < 0) return reportError(env, QVNERR_NOT_ROW_NAME, line, name(nameField, nameA));
     double v;
     QVN_TRY(number(valueField, &v));
     const int j = img.numCols - 1;
     if (rowMark[r] == j)
-      return reportError(env, 1443, img.colNames.get(j), name(nameField, nameB));
+      return reportError(env, QVNERR_COL_REPEATED_ROW, img.colNames.get(j), name(nameField, nameB));
     rowMark[r] = j;
     const ReadRow &row = rows[r];
     if (r == refRow && inSos && !sosRefWeight.empty() && img.sos.member.back() == j)
@@ -393,7 +393,7 @@ struct MpsReader {
     case kRowObjective: img.obj[j] = v; break;
     case kRowFree: break;
     case kRowOrdinary:
-      if (img.rowIndex.size() >= static_cast<size_t>(kMaxEntries)) return reportError(env, 1433);
+      if (img.rowIndex.size() >= static_cast<size_t>(kMaxEntries)) return reportError(env, QVNERR_TOO_MANY_COEFFS);
       img.rowIndex.push_back(row.final);
       img.value.push_back(v);
       ++img.colStart.back();
@@ -421,8 +421,8 @@ struct MpsReader {
   }
 
   int finishColumns() {
-    if (colRepeats > kWarnCap) reportError(env, 1478, colRepeats - kWarnCap);
-    if (colRepeats > 0) return -1446;
+    if (colRepeats > kWarnCap) reportError(env, QVNERR_COL_REPEATS_HIDDEN, colRepeats - kWarnCap);
+    if (colRepeats > 0) return -QVNERR_COL_REPEATS;
     if (inSos) inSos = false;
     for (int s = 0; s < img.sos.count; ++s)
       for (int k = img.sos.start[s], w = 1; k < img.sos.start[s + 1]; ++k, ++w)
@@ -446,7 +446,7 @@ struct MpsReader {
     }
     if (std::strcmp(seen.get(seen.size() - 1), set) == 0) return seen.size() == 1 ? 1 : 0;
     for (int k = 0; k < seen.size() - 1; ++k)
-      if (std::strcmp(seen.get(k), set) == 0) return reportError(env, 1447, line, label, set);
+      if (std::strcmp(seen.get(k), set) == 0) return reportError(env, QVNERR_NAME_REPEATS, line, label, set);
     seen.add(set);
     return 0;
   }
@@ -459,7 +459,7 @@ struct MpsReader {
     if (take <= 0) return take;
     for (int k = first; k < fieldCount && k < first + 4; k += 2) {
       const int r = findRow(k);
-      if (r < 0) return reportError(env, 1448, line, name(k, nameA));
+      if (r < 0) return reportError(env, QVNERR_NOT_ROW_NAME, line, name(k, nameA));
       double v;
       QVN_TRY(number(k + 1, &v));
       ReadRow &row = rows[r];
@@ -479,14 +479,14 @@ struct MpsReader {
       }
       const uint8_t bit = ranges ? 2 : 1;
       if (rimMark[r] & bit)
-        return reportError(env, 1444, ranges ? "RANGES" : "RHS", seen.get(0), rowNames.get(r));
+        return reportError(env, QVNERR_ITEM_REPEATED_ROW, ranges ? "RANGES" : "RHS", seen.get(0), rowNames.get(r));
       rimMark[r] |= bit;
       if (!ranges) {
         if (row.kind == kRowOrdinary) img.rhs[row.final] = v;
         else (row.kind == kRowUserCut ? img.userCuts : img.lazyRows).rhs[row.final] = v;
         continue;
       }
-      if (row.kind != kRowOrdinary) return error(1438);
+      if (row.kind != kRowOrdinary) return error(QVNERR_BAD_LAZY_UCUT);
       if (img.range.empty()) img.range.assign(static_cast<size_t>(ordinaryRows), 0.0);
       double stored = v;
       if (row.sense == 'G') stored = std::fabs(v);
@@ -500,7 +500,7 @@ struct MpsReader {
   // ---- BOUNDS -------------------------------------------------------------
 
   int boundLine() {
-    if (fieldCount < 2) return error(1460);
+    if (fieldCount < 2) return error(QVNERR_NO_BOUND_TYPE);
     char type[3] = {0, 0, 0};
     if (field[0].length == 2) {
       type[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(field[0].text[0])));
@@ -513,11 +513,11 @@ struct MpsReader {
     for (const char *t : kBare) known |= std::strcmp(type, t) == 0;
     if (!valued && !known) {
       char word[kNameMax + 1];
-      return reportError(env, 1457, line, name(0, word));
+      return reportError(env, QVNERR_BAD_BOUND_TYPE, line, name(0, word));
     }
     const bool hasSet = valued ? fieldCount >= 4 : fieldCount >= 3;
     const int colField = hasSet ? 2 : 1;
-    if (colField >= fieldCount) return error(1460);
+    if (colField >= fieldCount) return error(QVNERR_NO_BOUND_TYPE);
     const char *set = hasSet ? name(1, nameB) : (boundSet.size() ? boundSet.get(0) : "");
     if (!boundSetChosen) {
       boundSetChosen = true;
@@ -531,7 +531,7 @@ struct MpsReader {
       return 0;
     }
     const int j = colIndex.find(img.colNames, field[colField].text, nameLength(colField));
-    if (j < 0) return reportError(env, 1449, line, name(colField, nameA));
+    if (j < 0) return reportError(env, QVNERR_NOT_COL_NAME, line, name(colField, nameA));
     double v = 0.0;
     if (valued) QVN_TRY(number(colField + 1, &v));
     v = clampInfinite(v);
@@ -543,27 +543,27 @@ struct MpsReader {
     const char old = img.ctype.empty() ? 'C' : img.ctype[j];
     if (!std::strcmp(type, "UP") || !std::strcmp(type, "UI") || !std::strcmp(type, "PL") ||
         !std::strcmp(type, "SC")) {
-      if (mark & 2) return error(1458);
+      if (mark & 2) return error(QVNERR_REPEATED_UPPER);
       img.upper[j] = type[0] == 'P' ? kInf : v;
       mark |= 2;
       if (!std::strcmp(type, "UI")) setType('I');
       if (!std::strcmp(type, "SC")) setType(old == 'I' || old == 'B' ? 'N' : 'S');
     } else if (!std::strcmp(type, "LO") || !std::strcmp(type, "LI") || !std::strcmp(type, "MI")) {
-      if (mark & 1) return error(1459);
+      if (mark & 1) return error(QVNERR_REPEATED_LOWER);
       img.lower[j] = type[0] == 'M' ? -kInf : v;
       mark |= 1;
       if (!std::strcmp(type, "LI")) setType(old == 'S' ? 'N' : 'I');
     } else if (!std::strcmp(type, "FR")) {
-      if (mark) return error(1455);
+      if (mark) return error(QVNERR_FR_AFTER_BOUND);
       img.lower[j] = -kInf;
       img.upper[j] = kInf;
       mark = 3;
     } else if (!std::strcmp(type, "FX")) {
-      if (mark) return error(1454);
+      if (mark) return error(QVNERR_FX_AFTER_BOUND);
       img.lower[j] = img.upper[j] = v;
       mark = 3;
     } else {  // BV
-      if (mark) return error(1456);
+      if (mark) return error(QVNERR_BV_AFTER_BOUND);
       img.lower[j] = 0.0;
       img.upper[j] = 1.0;
       mark = 3;
@@ -670,15 +670,15 @@ struct MpsReader {
   int currentQconstr = -1;
 
   int qcHead() {
-    if (fieldCount < 2) return error(1486);
+    if (fieldCount < 2) return error(QVNERR_NO_ROW_NAME);
     const int r = findRow(1);
-    if (r < 0) return reportError(env, 1448, line, name(1, nameA));
+    if (r < 0) return reportError(env, QVNERR_NOT_ROW_NAME, line, name(1, nameA));
     const ReadRow &row = rows[r];
-    if (row.kind == kRowUserCut || row.kind == kRowLazy) return error(1605);
+    if (row.kind == kRowUserCut || row.kind == kRowLazy) return error(QVNERR_QUAD_TERM_IN_ROW);
     if (row.kind != kRowOrdinary || (row.sense != 'L' && row.sense != 'G') ||
         img.sense[row.final] == 'R')
-      return error(1437);
-    if (rowMove[row.final] >= 0) return reportError(env, 1445, rowNames.get(r));
+      return error(QVNERR_BAD_QCON_SENSE);
+    if (rowMove[row.final] >= 0) return reportError(env, QVNERR_ROW_REPEATS, rowNames.get(r));
     currentQconstr = static_cast<int>(img.qconstr.size());
     rowMove[row.final] = 2 * currentQconstr;
     img.qconstr.emplace_back();
@@ -692,12 +692,12 @@ struct MpsReader {
         !(fieldCount == 2 && colIndex.find(img.colNames, field[0].text, 2) >= 0 &&
           (mpsClass(field[1].text[0]) & MC_Digit))) {
       const char t = field[0].text[1];
-      if (t != '1' && t != '2') return reportError(env, 1442, line, field[0].text[0], t);
+      if (t != '1' && t != '2') return reportError(env, QVNERR_UNKNOWN_SOS_TYPE, line, field[0].text[0], t);
       openSet(t, fieldCount == 2 ? 1 : -1);
       setOpen = true;
       return 0;
     }
-    if (!setOpen) return error(3301);
+    if (!setOpen) return error(QVNERR_NO_SOS_TYPE);
     const int j = colIndex.find(img.colNames, field[0].text, nameLength(0));
     double w = 0.0;
     QVN_TRY(number(1, &w));
@@ -711,17 +711,17 @@ struct MpsReader {
   }
 
   int indicatorLine() {
-    if (fieldCount < 3) return error(1439);
+    if (fieldCount < 3) return error(QVNERR_BAD_INDICATOR);
     int kind;
     if (fieldIs(0, "IF")) kind = 1;
     else if (fieldIs(0, "0I")) kind = 2;
     else if (fieldIs(0, "FF")) kind = 3;
-    else return error(1439);
+    else return error(QVNERR_BAD_INDICATOR);
     const int r = findRow(1);
-    if (r < 0) return reportError(env, 1448, line, name(1, nameA));
+    if (r < 0) return reportError(env, QVNERR_NOT_ROW_NAME, line, name(1, nameA));
     const ReadRow &row = rows[r];
-    if (row.kind == kRowLazy) return error(1605);
-    if (row.kind != kRowOrdinary || img.sense[row.final] == 'R') return error(1439);
+    if (row.kind == kRowLazy) return error(QVNERR_QUAD_TERM_IN_ROW);
+    if (row.kind != kRowOrdinary || img.sense[row.final] == 'R') return error(QVNERR_BAD_INDICATOR);
     double v;
     int j = -1;
     if (fieldCount >= 4) {
@@ -731,9 +731,9 @@ struct MpsReader {
       QVN_TRY(number(2, &v));
     }
     if (std::fabs(v) < 1e-10) kind = -kind;
-    else if (std::fabs(v - 1.0) > 1e-10) return error(1439);
-    if (rowMove[row.final] >= 0) return reportError(env, 1445, rowNames.get(r));
-    if (j < 0) return reportError(env, 1449, line, fieldCount >= 4 ? name(2, nameA) : "");
+    else if (std::fabs(v - 1.0) > 1e-10) return error(QVNERR_BAD_INDICATOR);
+    if (rowMove[row.final] >= 0) return reportError(env, QVNERR_ROW_REPEATS, rowNames.get(r));
+    if (j < 0) return reportError(env, QVNERR_NOT_COL_NAME, line, fieldCount >= 4 ? name(2, nameA) : "");
     Indicator ind;
     ind.column = j;
     ind.kind = kind;
@@ -862,7 +862,7 @@ struct MpsReader {
       img.objSense = 1;
       QVNmsg(env->resultsChannel, "Specified objective sense: MINIMIZE\n");
     } else {
-      return reportError(env, 1487, line, name(0, nameA));
+      return reportError(env, QVNERR_BAD_OBJ_SENSE_WORD, line, name(0, nameA));
     }
     objSenseGiven = true;
     return 0;
@@ -872,7 +872,7 @@ struct MpsReader {
     int kind = nextLine();
     if (kind < 0) return kind;
     int variant = 0;
-    if (kind != 2 || headOf(&variant) != kSecName) return error(1441);
+    if (kind != 2 || headOf(&variant) != kSecName) return error(QVNERR_NO_NAME_SECTION);
     if (fieldCount >= 2) img.probName.add(name(1, nameA), nameLength(1));
     Section section = kSecName;
     int lastHead = kSecName;  // before ROWS: the last head taken
@@ -908,14 +908,14 @@ struct MpsReader {
       if (!rowsSeen) {
         if (next == kSecUnknown || next == kSecName || (next > kSecRows && next != kSecColumns) ||
             (next <= lastHead && next != kSecRows)) {
-          if (next >= kSecColumns && next != kSecUnknown) return error(1471);
+          if (next >= kSecColumns && next != kSecUnknown) return error(QVNERR_NO_ROWS_SECTION);
           char word[kNameMax + 1];
           QVNmsg(env->warningChannel, "Warning, line %d:  %s section illegal or out of order.\n", line,
                  name(0, word));
           section = kSecUnknown;
           continue;
         }
-        if (next == kSecColumns) return error(1471);
+        if (next == kSecColumns) return error(QVNERR_NO_ROWS_SECTION);
         section = next;
         lastHead = next;
         if (next == kSecObjSense && fieldCount >= 2) {
@@ -932,7 +932,7 @@ struct MpsReader {
           section = next;
           continue;
         }
-        if (next != kSecColumns) return error(1472);
+        if (next != kSecColumns) return error(QVNERR_NO_COLUMNS_SECTION);
         QVN_TRY(finishRows());
         section = kSecColumns;
         continue;
@@ -950,15 +950,15 @@ struct MpsReader {
       setOpen = false;
       if (section == kSecRhs) {
         if (next == kSecRhs && !rhsSets.size()) { section = next; continue; }
-        if (next < kSecRanges || next > kSecEndata) return error(1473);
+        if (next < kSecRanges || next > kSecEndata) return error(QVNERR_EXPECT_RANGES_TO_ENDATA);
       } else if (section == kSecRanges || section == kSecBounds) {
-        if (next == kSecRanges) return error(1474);
+        if (next == kSecRanges) return error(QVNERR_RANGES_OUT_OF_ORDER);
         if (next == kSecBounds && section == kSecRanges) { section = next; continue; }
-        if (next < kSecQuadObj || next > kSecEndata) return error(1475);
+        if (next < kSecQuadObj || next > kSecEndata) return error(QVNERR_EXPECT_QMATRIX_OR_ENDATA);
       } else if (section >= kSecQuadObj) {
         // The tail sections come in any order: the writer puts SOS before QMATRIX.
         const bool ok = next >= kSecQuadObj && next <= kSecEndata;
-        if (!ok) return error(section == kSecIndicators ? 1462 : 1475);
+        if (!ok) return error(section == kSecIndicators ? QVNERR_EXPECT_ENDATA : QVNERR_EXPECT_QMATRIX_OR_ENDATA);
       }
       if (next >= kSecQuadObj) finishBounds();
       section = next;
@@ -971,8 +971,8 @@ struct MpsReader {
       }
     }
     if (!columnsDone) {
-      if (!rowsSeen) return error(1471);
-      if (section != kSecColumns) return error(1472);
+      if (!rowsSeen) return error(QVNERR_NO_ROWS_SECTION);
+      if (section != kSecColumns) return error(QVNERR_NO_COLUMNS_SECTION);
       QVN_TRY(finishColumns());
     }
     if (!ended) QVNmsg(env->warningChannel, "Warning, line %d:  'ENDATA' missing.\n", line);

@@ -2,9 +2,9 @@
 // QVNnewcols, QVNaddrows, QVNnewrows and the flush of pending data.
 #include <algorithm>
 
+#include "model/attachments.h"
 #include "model/edit.h"
 #include "model/names.h"
-#include "quadratic/qp_data.h"
 #include "runtime/environment.h"
 
 namespace qvn {
@@ -21,7 +21,7 @@ void growBasisStatus(Problem *lp, int count, bool columns) {
 
 } // namespace
 
-int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, int event) {
+int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, ModelEvent event) {
   LpData &d = *lp->lpData;
   const int ranges = d.numColsWithRanges - d.numCols;
   const int newCols = d.numCols + b.count;
@@ -32,7 +32,7 @@ int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, int event) {
   // Allocations of the new parts, before the first write.
   EnvVector<char> ctype;
   if (b.ctype && d.ctype.empty()) ctype.assign(static_cast<size_t>(d.colSpace), 'C');
-  if (lp->qpData) qpReserveColumns(lp->qpData, newCols);
+  reserveAttachedColumns(lp, newCols);
   // A held basis may be sized to the old count (the optimizers store it so).
   growBasisStatus(lp, newCols, true);
   // Last, since it writes: names behind the used entries do no harm if we stop here.
@@ -66,18 +66,18 @@ int addColumns(Environment *env, Problem *lp, const ColumnBatch &b, int event) {
   if (lp->basisData && !lp->basisData->colStatus.empty())
     for (int k = 0; k < b.count; ++k) lp->basisData->colStatus[d.numCols + k] = 0;
   d.numCols = newCols;
-  if (lp->qpData) qpAddColumns(lp->qpData, newCols);
+  addAttachedColumns(lp, newCols);
   return rebuildLogicals(lp);
 }
 
 void dropNewColumns(Problem *lp, int oldCount) {
   LpData &d = *lp->lpData;
   d.numCols = oldCount;
-  if (lp->qpData) qpTruncateColumns(lp->qpData, oldCount);
+  truncateAttachedColumns(lp, oldCount);
   rebuildLogicals(lp);
 }
 
-int addRows(Environment *env, Problem *lp, const RowBatch &b, int event) {
+int addRows(Environment *env, Problem *lp, const RowBatch &b, ModelEvent event) {
   LpData &d = *lp->lpData;
   int newRanges = 0;
   for (int k = 0; b.sense && k < b.count; ++k) newRanges += b.sense[k] == 'R';

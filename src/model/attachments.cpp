@@ -1,43 +1,62 @@
-// Release of attached blocks. Blocks whose subsystems do not exist yet are never
-// created, so their release has nothing to do.
+// The model's side of the registered blocks: it walks the records and calls
+// what each provides.
 #include "model/attachments.h"
-
-#include "model/mip_data.h"
-#include "presolve/presolve_state.h"
-#include "quadratic/qconstr_data.h"
-#include "quadratic/qp_data.h"
 
 namespace qvn {
 
-void freeFactor(Problem *lp) { lp->factor = nullptr; lp->factorStale = false; }
-void freeSimplexWork(Problem *lp) { lp->simplexWork = nullptr; }
-void invalidateSimplexWork(Problem *) {}
-void freePrimalState(Problem *lp) { lp->primalState = nullptr; }
-void freeDualState(Problem *lp) { lp->dualState = nullptr; }
-void markDualNormsStale(Problem *) {}
-void freeQpState(Problem *lp) { lp->qpState = nullptr; }
-void freeStartVectors(Problem *lp) { lp->startVectors = nullptr; lp->extraStart = nullptr; }
-void freePresolved(Problem *lp) {
-  PresolveState *s = lp->presolved;
-  if (!s) return;
-  lp->presolved = nullptr;
-  if (s->reduced) freeProblem(s->reduced->env, s->reduced);
-  if (s->dualProblem) freeProblem(s->dualProblem->env, s->dualProblem);
-  envDelete(s);
+namespace {
+
+template <class Fn> void forEachAttachment(Fn &&fn) {
+  for (int k = 0; k < static_cast<int>(AttachmentKind::kCount); ++k)
+    fn(attachmentOps(static_cast<AttachmentKind>(k)));
 }
-void freeMipData(Problem *lp) { destroyMipData(lp->mipData); }
-void freeMipSearch(Problem *lp) { lp->mipSearch = nullptr; }
-void freeMipHeuristicStart(Problem *) {}
-void freeQpData(Problem *lp) { destroyQpData(lp->qpData); }
-void freeQpCopy(Problem *) {}
-void markQpCopyStale(Problem *) {}
-void resetQpStart(Problem *) {}
-void freeQconstrData(Problem *lp) { destroyQconstrData(lp->qconstrData); }
-void freeRefineData(Problem *lp) { lp->refineData = nullptr; }
-void freeBarrierSolution(Problem *lp) { lp->barrierSolution = nullptr; }
-void resetSiftState(Problem *) {}
-void freeSiftState(Problem *lp) { lp->siftState = nullptr; }
-void freeQpExtra(Problem *lp) { lp->qpExtra = nullptr; }
+
+} // namespace
+
+void releaseAttachment(Problem *lp, AttachmentKind kind) { attachmentOps(kind).release(lp); }
+
+void createAttachment(Problem *lp, AttachmentKind kind) { attachmentOps(kind).create(lp); }
+
+void releaseAllAttachments(Problem *lp) {
+  forEachAttachment([&](const AttachmentOps &ops) { ops.release(lp); });
+}
+
+void applyToAttachments(Problem *lp, ModelAction action) {
+  forEachAttachment([&](const AttachmentOps &ops) {
+    if (ops.releasedBy.has(action)) ops.release(lp);
+    if (ops.invalidatedBy.has(action)) ops.invalidate(lp);
+  });
+}
+
+void copyAttachments(const Problem &from, Problem &to) {
+  forEachAttachment([&](const AttachmentOps &ops) {
+    if (ops.copy) ops.copy(from, to);
+  });
+}
+
+void reserveAttachedColumns(Problem *lp, int numCols) {
+  forEachAttachment([&](const AttachmentOps &ops) {
+    if (ops.reserveColumns) ops.reserveColumns(lp, numCols);
+  });
+}
+
+void addAttachedColumns(Problem *lp, int numCols) {
+  forEachAttachment([&](const AttachmentOps &ops) {
+    if (ops.addColumns) ops.addColumns(lp, numCols);
+  });
+}
+
+void truncateAttachedColumns(Problem *lp, int count) {
+  forEachAttachment([&](const AttachmentOps &ops) {
+    if (ops.truncateColumns) ops.truncateColumns(lp, count);
+  });
+}
+
+void deleteAttachedColumns(Problem *lp, int oldCount, const int *map) {
+  forEachAttachment([&](const AttachmentOps &ops) {
+    if (ops.deleteColumns) ops.deleteColumns(lp, oldCount, map);
+  });
+}
 
 void freeScaleFactors(Problem *lp) {
   LpData &d = *lp->lpData;

@@ -1,32 +1,65 @@
-// Release of the blocks that optimizers attach to a Problem. Each subsystem
-// owns its block's layout; the model only needs to free it or mark it stale.
+// Blocks that later subsystems keep on a Problem.
+//
+// The model neither includes nor knows their layouts: each subsystem hands it
+// one AttachmentOps record saying when the block goes or goes stale (by the
+// actions of model_events.h) and how to release, copy and reshape it. The
+// records are listed once, in src/registry/, above every subsystem, so that
+// the model depends on none of them.
 #pragma once
 #include "model/problem.h"
 
 namespace qvn {
 
-void freeFactor(Problem *lp);
-void freeSimplexWork(Problem *lp);
-void invalidateSimplexWork(Problem *lp);  // clears its two validity flags
-void freePrimalState(Problem *lp);
-void freeDualState(Problem *lp);
-void markDualNormsStale(Problem *lp);
-void freeQpState(Problem *lp);
-void freeStartVectors(Problem *lp);
-void freePresolved(Problem *lp);
-void freeMipData(Problem *lp);
-void freeMipSearch(Problem *lp);
-void freeMipHeuristicStart(Problem *lp);
-void freeQpData(Problem *lp);
-void freeQpCopy(Problem *lp);
-void markQpCopyStale(Problem *lp);
-void resetQpStart(Problem *lp);
-void freeQconstrData(Problem *lp);
-void freeRefineData(Problem *lp);
-void freeBarrierSolution(Problem *lp);
-void resetSiftState(Problem *lp);
-void freeSiftState(Problem *lp);
-void freeQpExtra(Problem *lp);
+// The registered blocks, in the order QVNfreeprob releases them.
+enum class AttachmentKind : uint8_t {
+  kQuadConstraints,  // qconstrData
+  kQuadObjective,    // qpData
+  kPresolve,         // presolved
+  kCount
+};
+
+struct AttachmentOps {
+  const char *name;
+  ActionSet releasedBy;     // model actions after which the block goes
+  ActionSet invalidatedBy;  // model actions after which it stays, marked out of date
+  // Frees the block and clears its pointer; nothing when none is held.
+  void (*release)(Problem *lp);
+  // Null when invalidatedBy is empty.
+  void (*invalidate)(Problem *lp);
+
+  // The rest are null for a block that does not need them.
+  // Attaches an empty block when none is held. Throws std::bad_alloc.
+  void (*create)(Problem *lp);
+  // Gives a clone its own copy of the block, when the source holds one.
+  // Throws std::bad_alloc.
+  void (*copy)(const Problem &from, Problem &to);
+  // A block that follows the structural columns: room for numCols (allocates,
+  // changes nothing; throws std::bad_alloc), growth to numCols new columns,
+  // taking back columns from `count` on that were just added, and deletion of
+  // the columns whose map entry is -1 with the others renumbered.
+  void (*reserveColumns)(Problem *lp, int numCols);
+  void (*addColumns)(Problem *lp, int numCols);
+  void (*truncateColumns)(Problem *lp, int count);
+  void (*deleteColumns)(Problem *lp, int oldCount, const int *map);
+};
+
+// The record of one kind; defined by the registry.
+const AttachmentOps &attachmentOps(AttachmentKind kind);
+
+void releaseAttachment(Problem *lp, AttachmentKind kind);
+void createAttachment(Problem *lp, AttachmentKind kind);
+// Every block, in release order.
+void releaseAllAttachments(Problem *lp);
+// The release and invalidate operations that one action calls for.
+void applyToAttachments(Problem *lp, ModelAction action);
+// Clone and column hooks, over every block that has them.
+void copyAttachments(const Problem &from, Problem &to);
+void reserveAttachedColumns(Problem *lp, int numCols);
+void addAttachedColumns(Problem *lp, int numCols);
+void truncateAttachedColumns(Problem *lp, int count);
+void deleteAttachedColumns(Problem *lp, int oldCount, const int *map);
+
+// The model's own: the scale factors of LpData.
 void freeScaleFactors(Problem *lp);
 
 } // namespace qvn

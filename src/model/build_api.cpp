@@ -30,7 +30,7 @@ int deleteRange(Environment *env, Problem *lp, int begin, int end, bool rows, co
   }
   EnvVector<int> flags(static_cast<size_t>(count), 0);
   std::fill(flags.begin() + begin, flags.begin() + end + 1, 1);
-  return rows ? deleteRowSet(env, lp, flags.data(), 19) : deleteColSet(env, lp, flags.data(), 30);
+  return rows ? deleteRowSet(env, lp, flags.data(), ModelEvent::kRowsDeleted) : deleteColSet(env, lp, flags.data(), ModelEvent::kColsDeleted);
 }
 
 } // namespace
@@ -52,7 +52,7 @@ QVN_API int QVNnewrows(QVNCENVptr cenv, QVNLPptr lp, int count, const double *rh
     QVN_TRY(flushCache(env, p));
     RowBatch b;
     b.count = count, b.rhs = rhs, b.sense = sense, b.rangeValue = rangeValue, b.names = rowNames;
-    return addRows(env, p, b, 18);
+    return addRows(env, p, b, ModelEvent::kRowsCreated);
   });
 }
 
@@ -80,14 +80,14 @@ QVN_API int QVNaddrows(QVNCENVptr cenv, QVNLPptr lp, int newCols, int newRows, i
     if (newCols > 0) {
       ColumnBatch c;
       c.count = newCols, c.names = colNames;
-      QVN_TRY(addColumns(env, p, c, 28));
+      QVN_TRY(addColumns(env, p, c, ModelEvent::kColsAdded));
     }
     if (newRows == 0) return 0;
     RowBatch b;
     b.count = newRows, b.rhs = rhs, b.sense = sense, b.names = rowNames;
     b.numNonzeros = newNonzeros, b.rowStart = rowStart, b.colIndex = colIndex, b.coefValue = coefValue;
     // The call adds both or neither.
-    const int status = runCaught([&]() { return addRows(env, p, b, 17); });
+    const int status = runCaught([&]() { return addRows(env, p, b, ModelEvent::kRowsAdded); });
     if (status != 0 && newCols > 0) dropNewColumns(p, oldCols);
     return status;
   });
@@ -106,7 +106,7 @@ QVN_API int QVNnewcols(QVNCENVptr cenv, QVNLPptr lp, int count, const double *ob
     ColumnBatch b;
     b.count = count, b.objCoef = objCoef, b.lowerBound = lowerBound, b.upperBound = upperBound;
     b.ctype = ctype, b.names = colNames;
-    QVN_TRY(addColumns(env, p, b, 28));
+    QVN_TRY(addColumns(env, p, b, ModelEvent::kColsAdded));
     recomputeType(p);
     return 0;
   });
@@ -130,7 +130,7 @@ QVN_API int QVNaddcols(QVNCENVptr cenv, QVNLPptr lp, int count, int newNonzeros,
     b.count = count, b.objCoef = objCoef, b.lowerBound = lowerBound, b.upperBound = upperBound;
     b.names = colNames, b.numNonzeros = newNonzeros, b.colStart = colStart, b.rowIndex = rowIndex;
     b.coefValue = coefValue;
-    return addColumns(env, p, b, 28);
+    return addColumns(env, p, b, ModelEvent::kColsAdded);
   });
 }
 
@@ -149,7 +149,7 @@ QVN_API int QVNdelsetrows(QVNCENVptr cenv, QVNLPptr lp, int *deleteFlags) {
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (!deleteFlags) return QVNERR_NULL_POINTER;
     QVN_TRY(flushCache(env, p));
-    return deleteRowSet(env, p, deleteFlags, 20);
+    return deleteRowSet(env, p, deleteFlags, ModelEvent::kRowSetDeleted);
   });
 }
 
@@ -158,7 +158,7 @@ QVN_API int QVNdelsetcols(QVNCENVptr cenv, QVNLPptr lp, int *deleteFlags) {
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (!deleteFlags) return QVNERR_NULL_POINTER;
     QVN_TRY(flushCache(env, p));
-    return deleteColSet(env, p, deleteFlags, 31);
+    return deleteColSet(env, p, deleteFlags, ModelEvent::kColSetDeleted);
   });
 }
 

@@ -37,18 +37,18 @@ int flushPending(Environment *env, Problem *lp, PendingData &c) {
     b.count = c.numCols, b.objCoef = c.colObj.data(), b.lowerBound = c.colLower.data();
     b.upperBound = c.colUpper.data(), b.ctype = c.colType.empty() ? nullptr : c.colType.data();
     b.names = pendingNames(c.colNames);
-    QVN_TRY(addColumns(env, lp, b, 29));
+    QVN_TRY(addColumns(env, lp, b, ModelEvent::kCachedColsAdded));
   }
   if (c.numRows > 0) {
     RowBatch b;
     b.count = c.numRows, b.rhs = c.rowRhs.data(), b.sense = c.rowSense.data();
     b.rangeValue = c.rowRange.empty() ? nullptr : c.rowRange.data();
     b.names = pendingNames(c.rowNames);
-    QVN_TRY(addRows(env, lp, b, 17));
+    QVN_TRY(addRows(env, lp, b, ModelEvent::kRowsAdded));
   }
   if (!c.nzValue.empty())
     QVN_TRY(mergeEntries(env, lp, static_cast<int64_t>(c.nzValue.size()), c.nzRow.data(), c.nzCol.data(),
-                         c.nzValue.data(), true, 34));
+                         c.nzValue.data(), true, ModelEvent::kMatrixCoefChanged));
   return 0;
 }
 

@@ -57,7 +57,7 @@ QVN_API int QVNchgobj(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
     QVN_TRY(checkList(env, p, count, indices, values, false, values));
     if (count == 0) return 0;
     LpData &d = *p->lpData;
-    modelChanged(env, p, 14);
+    modelChanged(env, p, ModelEvent::kObjChanged);
     for (int k = 0; k < count; ++k) d.objCoef[indices[k]] = values[k] / colScaleOf(d, indices[k]);
     return 0;
   });
@@ -69,7 +69,7 @@ QVN_API int QVNchgrhs(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
     QVN_TRY(checkList(env, p, count, indices, values, true, values));
     if (count == 0) return 0;
     LpData &d = *p->lpData;
-    modelChanged(env, p, 8);
+    modelChanged(env, p, ModelEvent::kRhsChanged);
     for (int k = 0; k < count; ++k) d.rhs[indices[k]] = values[k] / rowScaleOf(d, indices[k]);
     return 0;
   });
@@ -84,7 +84,7 @@ QVN_API int QVNchgrngval(QVNCENVptr cenv, QVNLPptr lp, int count, const int *ind
     for (int k = 0; k < count; ++k)
       if (d.sense[indices[k]] != 'R') return QVNERR_NO_RNGVAL;
     if (d.rangeValue.empty()) d.rangeValue.assign(static_cast<size_t>(d.rowSpace), 0.0);
-    modelChanged(env, p, 58);
+    modelChanged(env, p, ModelEvent::kRangeChanged);
     for (int k = 0; k < count; ++k) setRangeValue(d, indices[k], values[k]);
     return 0;
   });
@@ -107,7 +107,7 @@ QVN_API int QVNchgsense(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indi
     bool anyRange = false;
     for (int k = 0; k < count; ++k) anyRange = anyRange || senses[k] == 'R';
     if (anyRange && d.rangeValue.empty()) d.rangeValue.assign(static_cast<size_t>(d.rowSpace), 0.0);
-    modelChanged(env, p, 33);
+    modelChanged(env, p, ModelEvent::kSenseChanged);
     if (p->basisData && !p->basisData->rowStatus.empty())
       for (int k = 0; k < count; ++k) {
         int &s = p->basisData->rowStatus[indices[k]];
@@ -133,7 +133,7 @@ QVN_API int QVNchgbds(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
     // A held row copy stays valid when only basic, unfixed columns move.
     const BasisData *basis = p->basisData;
     bool keepRowCopy = basis && p->rowCopy && p->rowCopy->upToDate && !basis->colStatus.empty();
-    modelChanged(env, p, 4);
+    modelChanged(env, p, ModelEvent::kBoundsChanged);
     for (int k = 0; k < count; ++k) {
       const int j = indices[k];
       const char kind = boundKinds[k];
@@ -172,7 +172,7 @@ QVN_API int QVNchgobjsen(QVNCENVptr cenv, QVNLPptr lp, int sense) {
     const int value = sense < 0 ? -1 : 1;
     if (value != p->lpData->objSense) {
       p->lpData->objSense = value;
-      modelChanged(env, p, 12);
+      modelChanged(env, p, ModelEvent::kObjSenseChanged);
     }
     return 0;
   });
@@ -182,7 +182,7 @@ QVN_API int QVNchgobjoffset(QVNCENVptr cenv, QVNLPptr lp, double offset) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (dataCheck(env)) QVN_TRY(checkNumbers(env, &offset, 1));
-    modelChanged(env, p, 14);
+    modelChanged(env, p, ModelEvent::kObjChanged);
     p->lpData->objOffset = offset;
     return 0;
   });
@@ -216,7 +216,7 @@ QVN_API int QVNcopyobjname(QVNCENVptr cenv, QVNLPptr lp, const char *text) {
     if (!copy) return QVNERR_NO_MEMORY;
     envFree(p->lpData->objName);
     p->lpData->objName = copy;
-    modelChanged(env, p, 23);
+    modelChanged(env, p, ModelEvent::kNamesChanged);
     return 0;
   });
 }

@@ -1,8 +1,6 @@
 // modelChanged: the one gate through which every change of model data passes.
-// Each event names the attached results that the change makes wrong; the
-// actions always run in the fixed order of the Action enum.
-#include <string_view>
-
+// The table below says, by name, what each event makes wrong; the actions
+// always run in the order of ModelAction.
 #include "model/attachments.h"
 #include "runtime/environment.h"
 
@@ -10,133 +8,122 @@ namespace qvn {
 
 namespace {
 
-enum Action : uint32_t {
-  kFreeFixed = 1u << 0,       // F
-  kFreeNode = 1u << 1,        // N
-  kClearStatus = 1u << 2,     // S
-  kRowCopyStale = 1u << 3,    // C
-  kPricingStamp = 1u << 4,    // C+ (with C)
-  kPrimalFlag = 1u << 5,      // X
-  kFreePrimal = 1u << 6,      // P
-  kFreeDual = 1u << 7,        // D
-  kDualNorms = 1u << 8,       // d
-  kFreeWork = 1u << 9,        // W
-  kWorkFlags = 1u << 10,      // w
-  kFreeFactor = 1u << 11,     // L
-  kFactorStale = 1u << 12,    // l
-  kFreeSolution = 1u << 13,   // O
-  kFreeRowCopy = 1u << 14,    // R
-  kDualFlag = 1u << 15,       // Y
-  kFreeStart = 1u << 16,      // T
-  kFreePresolve = 1u << 17,   // Z
-  kFreeBarrier = 1u << 18,    // B
-  kFreeMipSearch = 1u << 19,  // M
-  kFreeMipStart = 1u << 20,   // m
-  kFreeQpCopy = 1u << 21,     // Q
-  kResetSift = 1u << 22,      // A
-  kMatrixStamp = 1u << 23,    // H
-  kFreeBasis = 1u << 24,      // basis data
-  kFreeRefiner = 1u << 25,    // refiner data
-  kFreeScaling = 1u << 26,    // scale factors
-  kQpStart = 1u << 27,        // quadratic start
-  kQpCopyFlag = 1u << 28,     // quadratic copy's flag
+using E = ModelEvent;
+using enum ModelAction;
+
+// Everything a solve or a presolve left behind; the basis itself stays.
+constexpr ActionSet kAll = {kFreeFixedProblem, kFreeNodeProblem, kClearStatus,  kFreePrimalState,
+                            kFreeDualState,    kFreeSimplexWork, kFreeFactor,   kFreeSolution,
+                            kFreeRowCopy,      kFreeStartVectors, kFreePresolve, kFreeBarrierSolution,
+                            kFreeMipSearch,    kFreeMipStart,    kFreeQuadCopy, kResetSift};
+// What any change of the model's numbers makes wrong: the problems derived
+// from it, its status, starts, presolve, barrier and MIP results.
+constexpr ActionSet kDataChanged = {kFreeFixedProblem, kFreeNodeProblem, kClearStatus,  kFreeStartVectors,
+                                    kFreePresolve,     kFreeBarrierSolution, kFreeMipSearch, kFreeMipStart,
+                                    kFreeQuadCopy,     kResetSift,       kMatrixStampReset};
+// What read the matrix row-wise.
+constexpr ActionSet kMatrixRead = {kRowCopyStale, kPricingStale};
+// Per-run states of the simplex loops, sized by the columns.
+constexpr ActionSet kLoopStates = {kFreePrimalState, kFreeDualState, kFreeSimplexWork};
+// Values that follow from the basis but not its factorization.
+constexpr ActionSet kBasisValues = {kClearPrimalValues, kDualNormsStale, kSimplexWorkStale};
+// A driver starts afresh from the held basis.
+constexpr ActionSet kDriverBegins = {kClearStatus,  kFreePrimalState, kFreeDualState,       kFreeSimplexWork, kFreeFactor,
+                                     kFreeSolution, kFreeRowCopy,     kFreeBarrierSolution, kResetSift};
+// A start replaces the basis: what the old one gave is out of date.
+constexpr ActionSet kStartInstall = {kClearStatus,     kRowCopyStale,        kClearPrimalValues, kDualNormsStale,
+                                     kFactorStale,     kClearDualValues,     kFreeBarrierSolution, kFreeQuadCopy,
+                                     kResetSift};
+// Columns appear or vanish: factor and solution no longer match them.
+constexpr ActionSet kColumnsReshaped = kDataChanged | kMatrixRead | kLoopStates | ActionSet{kFreeFactor, kFreeSolution};
+
+struct EventRow {
+  ModelEvent event;
+  ActionSet actions;
 };
 
-// Letters as in the change table; 'a' stands for All, 'b' basis data,
-// 'r' refiner data, 'k' scale factors, 'q' quadratic start, 'f' the quadratic
-// copy's flag.
-constexpr uint32_t maskOf(std::string_view letters) {
-  uint32_t mask = 0;
-  for (size_t i = 0; i < letters.size(); ++i) {
-    switch (letters[i]) {
-    case 'F': mask |= kFreeFixed; break;
-    case 'N': mask |= kFreeNode; break;
-    case 'S': mask |= kClearStatus; break;
-    case 'C':
-      mask |= kRowCopyStale;
-      if (i + 1 < letters.size() && letters[i + 1] == '+') mask |= kPricingStamp, ++i;
-      break;
-    case 'X': mask |= kPrimalFlag; break;
-    case 'P': mask |= kFreePrimal; break;
-    case 'D': mask |= kFreeDual; break;
-    case 'd': mask |= kDualNorms; break;
-    case 'W': mask |= kFreeWork; break;
-    case 'w': mask |= kWorkFlags; break;
-    case 'L': mask |= kFreeFactor; break;
-    case 'l': mask |= kFactorStale; break;
-    case 'O': mask |= kFreeSolution; break;
-    case 'R': mask |= kFreeRowCopy; break;
-    case 'Y': mask |= kDualFlag; break;
-    case 'T': mask |= kFreeStart; break;
-    case 'Z': mask |= kFreePresolve; break;
-    case 'B': mask |= kFreeBarrier; break;
-    case 'M': mask |= kFreeMipSearch; break;
-    case 'm': mask |= kFreeMipStart; break;
-    case 'Q': mask |= kFreeQpCopy; break;
-    case 'A': mask |= kResetSift; break;
-    case 'H': mask |= kMatrixStamp; break;
-    case 'a': mask |= maskOf("FNSPDWLORTZBMmQA"); break;
-    case 'b': mask |= kFreeBasis; break;
-    case 'r': mask |= kFreeRefiner; break;
-    case 'k': mask |= kFreeScaling; break;
-    case 'q': mask |= kQpStart; break;
-    case 'f': mask |= kQpCopyFlag; break;
-    default: break;
-    }
-  }
-  return mask;
-}
+constexpr EventRow kEventTable[] = {
+    {E::kNonzeroSpaceGrown, {kFreeFixedProblem, kFreePresolve, kFreeBarrierSolution, kFreeMipSearch, kFreeMipStart,
+                             kMatrixStampReset}},
+    // New columns keep the factor and the solution: their statuses stay meaningful for the old columns.
+    {E::kColumnSpaceGrown, {kFreeFixedProblem, kFreeFactor, kFreeSolution, kFreePresolve, kFreeBarrierSolution,
+                            kFreeMipSearch, kFreeMipStart, kMatrixStampReset}},
+    {E::kRowwiseCoefChanged, kDataChanged | kMatrixRead | kBasisValues},
+    {E::kRangeChanged, kDataChanged | kMatrixRead | kBasisValues},
+    {E::kBoundsChanged,
+     kDataChanged.without({kFreeQuadCopy, kResetSift, kMatrixStampReset}) | kBasisValues |
+         ActionSet{kRowCopyStale, kQuadCopyStale}},
+    {E::kMipBoundsChanged,
+     kDataChanged.without({kFreeFixedProblem, kResetSift, kMatrixStampReset}) | kBasisValues |
+         ActionSet{kRowCopyStale}},
+    {E::kRowCoefChanged, kDataChanged | kMatrixRead},
+    {E::kCtypeChanged, kAll | ActionSet{kMatrixStampReset}},
+    {E::kCtypeCopied, kAll | ActionSet{kMatrixStampReset}},
+    {E::kSosChanged, kAll | ActionSet{kMatrixStampReset}},
+    {E::kProbTypeChanged, kAll | ActionSet{kMatrixStampReset}},
+    {E::kRhsChanged, kDataChanged},
+    {E::kRhsEntryChanged, kDataChanged},
+    {E::kObjSenseChanged, {kFreeFixedProblem, kFreeNodeProblem, kClearStatus, kClearPrimalValues, kDualNormsStale,
+                           kFreePresolve, kFreeBarrierSolution, kFreeMipSearch, kFreeQuadCopy, kResetQuadStart}},
+    {E::kObjEntryChanged, {kFreeFixedProblem, kFreeNodeProblem, kClearStatus, kClearPrimalValues, kDualNormsStale,
+                           kFreePresolve, kFreeBarrierSolution, kFreeMipSearch, kFreeMipStart, kFreeQuadCopy}},
+    {E::kObjChanged, {kFreeFixedProblem, kFreeNodeProblem, kClearStatus, kClearPrimalValues, kDualNormsStale,
+                      kFreePresolve, kFreeBarrierSolution, kFreeMipSearch, kFreeMipStart, kFreeQuadCopy}},
+    {E::kLpCopied, kAll | ActionSet{kFreeBasis, kFreeRefiner, kFreeScaling, kMatrixStampReset}},
+    {E::kRowsAdded, kAll | ActionSet{kMatrixStampReset}},
+    {E::kRowsCreated, kAll | ActionSet{kMatrixStampReset}},
+    {E::kRowsDeleted, kAll | ActionSet{kMatrixStampReset}},
+    {E::kRowSetDeleted, kAll | ActionSet{kMatrixStampReset}},
+    {E::kNamesChanged, {kFreeFixedProblem, kFreeNodeProblem}},
+    {E::kQuadCopied, kAll | ActionSet{kFreeBasis, kResetQuadStart, kMatrixStampReset}},
+    {E::kQuadCoefChanged, kAll | ActionSet{kFreeBasis, kResetQuadStart, kMatrixStampReset}},
+    {E::kOrderChanged, kAll | ActionSet{kFreeBasis, kMatrixStampReset}},
+    {E::kQuadConstrChanged, kAll | ActionSet{kFreeBasis, kMatrixStampReset}},
+    {E::kColsAdded, kDataChanged | kMatrixRead | kLoopStates},
+    {E::kCachedColsAdded, kColumnsReshaped},
+    {E::kColsDeleted, kColumnsReshaped},
+    {E::kColSetDeleted, kColumnsReshaped},
+    {E::kSenseChanged, kColumnsReshaped},
+    {E::kMatrixCoefChanged, kColumnsReshaped.without({kResetSift})},
+    {E::kPrimalLoopBegins, {kClearStatus, kClearPrimalValues, kFreeDualState, kFreeBarrierSolution, kResetSift}},
+    {E::kPivotLoopBegins, {kClearStatus, kFreePrimalState, kFreeBarrierSolution, kResetSift}},
+    {E::kDualLoopBegins, {kClearStatus, kFreePrimalState, kFreeBarrierSolution, kResetSift}},
+    {E::kSiftOrBarrierBegins, kDriverBegins.without({kFreeBarrierSolution})},
+    {E::kNetworkDriverBegins, kDriverBegins},
+    {E::kPrimalDriverBegins, kDriverBegins},
+    {E::kDualDriverBegins, kDriverBegins},
+    {E::kBarrierDriverBegins, kDriverBegins},
+    {E::kNetworkOptimizerBegins, kDriverBegins},
+    {E::kMipRootChangedModel, kStartInstall | ActionSet{kFreeNodeProblem, kFreePresolve, kFreeMipSearch}},
+    {E::kStartInstalled, kStartInstall | ActionSet{kFreeNodeProblem, kFreePresolve, kFreeMipSearch}},
+    {E::kStartInstalledKeepingPresolve, kStartInstall},
+    {E::kDualNormsReplaced, {kDualNormsStale}},
+    {E::kLoopEndedWithBasis, {kClearStatus, kDualNormsStale, kFreePrimalState, kFreeFactor, kFreeSolution, kFreeRowCopy,
+                              kFreeBarrierSolution}},
+    {E::kScalingChanged, kBasisValues | ActionSet{kRowCopyStale, kFactorStale, kClearDualValues, kResetSift}},
+    {E::kMipDriverBegins, {kFreeNodeProblem, kClearStatus, kFreePresolve, kFreeMipSearch, kFreeMipStart, kResetSift}},
+    {E::kPerturbationRemoved, {kRowCopyStale, kClearPrimalValues, kDualNormsStale, kResetSift}},
+    {E::kShiftingApplied, {kClearPrimalValues, kDualNormsStale, kResetSift}},
+    {E::kBasisRepaired, {kClearPrimalValues, kDualNormsStale, kResetSift}},
+    {E::kReducedProblemAbandoned, kAll | ActionSet{kFreeBasis}},
+    {E::kReducedProblemFinished, {kFreePrimalState, kFreeDualState, kFreeSimplexWork, kFreeFactor, kFreeRowCopy}},
+    {E::kQuadStatusReset, {kClearStatus, kResetSift}},
+    {E::kMipStartChanged, {kClearStatus}},
+};
 
 constexpr int kEventCount = 64;
 
-struct EventTable {
-  uint32_t mask[kEventCount] = {};
-  constexpr void set(std::initializer_list<int> events, std::string_view letters) {
-    for (int e : events) mask[e] = maskOf(letters);
-  }
+struct EventActions {
+  ActionSet byNumber[kEventCount] = {};
 };
 
-constexpr EventTable makeTable() {
-  EventTable t;
-  t.set({1}, "FZBMmH");
-  t.set({2}, "FLOZBMmH");
-  t.set({3, 58}, "FNSC+XdwTZBMmQAH");
-  t.set({4}, "FNSCXdwTZBMmf");
-  t.set({5}, "NSCXdwTZBMmQ");
-  t.set({6}, "FNSC+TZBMmQAH");
-  t.set({7, 9, 11, 60}, "aH");
-  t.set({8, 10}, "FNSTZBMmQAH");
-  t.set({12}, "FNSXdZBMQq");
-  t.set({13, 14}, "FNSXdZBMmQ");
-  t.set({16}, "abrkH");
-  t.set({17, 18, 19, 20}, "aH");
-  t.set({23}, "FN");
-  t.set({24, 25, 26}, "abqH");
-  t.set({27, 62}, "abH");
-  t.set({28}, "FNSC+PDWTZBMmQAH");
-  t.set({29, 30, 31, 32, 33}, "FNSC+PDWLOTZBMmQAH");
-  t.set({34}, "FNSC+PDWLOTZBMmQH");
-  t.set({35}, "SC+XDBA");
-  t.set({36}, "SXDBA");
-  t.set({37, 38}, "SPBA");
-  t.set({39}, "SPDWLORA");
-  t.set({40, 46, 47, 49, 50}, "SPDWLORBA");
-  t.set({41, 42}, "NSCXdlYBZMQA");
-  t.set({43}, "SCXdlYBQA");
-  t.set({44}, "d");
-  t.set({45}, "SdPLORB");
-  t.set({51}, "CXdwlYA");
-  t.set({52}, "NSZMmA");
-  t.set({53}, "CXdA");
-  t.set({54, 55}, "XdA");
-  t.set({56}, "ab");
-  t.set({57}, "PDWLR");
-  t.set({61}, "SA");
-  t.set({63}, "S");
+constexpr EventActions makeLookup() {
+  EventActions t;
+  for (const EventRow &row : kEventTable) t.byNumber[static_cast<int>(row.event)] = row.actions;
   return t;
 }
 
-constexpr EventTable kEvents = makeTable();
+constexpr EventActions kLookup = makeLookup();
 
 void freeFixedProblem(Environment *env, Problem *lp) {
   Problem *fixed = lp->fixedProblem;
@@ -150,44 +137,53 @@ void freeFixedProblem(Environment *env, Problem *lp) {
   freeProblem(env, fixed);
 }
 
+// What the model does itself for an action; the blocks of later subsystems
+// answer through their registered records.
+void applyOwnAction(Environment *env, Problem *lp, ModelAction action) {
+  switch (action) {
+  case kFreeFixedProblem: freeFixedProblem(env, lp); break;
+  case kFreeNodeProblem:
+    if (Problem *node = lp->nodeProblem) {
+      lp->nodeProblem = nullptr;
+      freeProblem(env, node);
+    }
+    break;
+  case kClearStatus: lp->status = 0; break;
+  case kRowCopyStale:
+    if (lp->rowCopy) lp->rowCopy->upToDate = false;
+    break;
+  case kClearPrimalValues:
+    if (lp->solution) lp->solution->primalComputed = false;
+    break;
+  case kFreeSolution: envDelete(lp->solution); break;
+  case kFreeRowCopy: envDelete(lp->rowCopy); break;
+  case kClearDualValues:
+    if (lp->solution) lp->solution->dualComputed = false;
+    break;
+  case kFreeMipSearch: lp->mipSearch = nullptr; break;
+  case kMatrixStampReset: lp->lpData->matrixStamp = -1; break;
+  case kFreeBasis: envDelete(lp->basisData); break;
+  case kFreeScaling: freeScaleFactors(lp); break;
+  default: break;
+  }
+}
+
 } // namespace
 
-void modelChanged(Environment *env, Problem *lp, int event) {
-  if (event <= 0 || event >= kEventCount) return;
-  const uint32_t m = kEvents.mask[event];
-  if (m & kFreeFixed) freeFixedProblem(env, lp);
-  if ((m & kFreeNode) && lp->nodeProblem) {
-    Problem *node = lp->nodeProblem;
-    lp->nodeProblem = nullptr;
-    freeProblem(env, node);
+ActionSet eventActions(ModelEvent event) {
+  const int number = static_cast<int>(event);
+  return number > 0 && number < kEventCount ? kLookup.byNumber[number] : ActionSet{};
+}
+
+void modelChanged(Environment *env, Problem *lp, ModelEvent event) {
+  const ActionSet m = eventActions(event);
+  if (m.empty()) return;
+  for (int k = 0; k < static_cast<int>(ModelAction::kCount); ++k) {
+    const auto action = static_cast<ModelAction>(k);
+    if (!m.has(action)) continue;
+    applyOwnAction(env, lp, action);
+    applyToAttachments(lp, action);
   }
-  if (m & kClearStatus) lp->status = 0;
-  if ((m & kRowCopyStale) && lp->rowCopy) lp->rowCopy->upToDate = false;
-  if (m & kPricingStamp) lp->pricingStamp = -1;
-  if ((m & kPrimalFlag) && lp->solution) lp->solution->primalComputed = false;
-  if (m & kFreePrimal) freePrimalState(lp);
-  if (m & kFreeDual) freeDualState(lp);
-  if (m & kDualNorms) markDualNormsStale(lp);
-  if (m & kFreeWork) freeSimplexWork(lp);
-  if (m & kWorkFlags) invalidateSimplexWork(lp);
-  if (m & kFreeFactor) freeFactor(lp);
-  if ((m & kFactorStale) && lp->factor) lp->factorStale = true;
-  if (m & kFreeSolution) envDelete(lp->solution);
-  if (m & kFreeRowCopy) envDelete(lp->rowCopy);
-  if ((m & kDualFlag) && lp->solution) lp->solution->dualComputed = false;
-  if (m & kFreeStart) freeStartVectors(lp);
-  if (m & kFreePresolve) freePresolved(lp);
-  if (m & kFreeBarrier) freeBarrierSolution(lp);
-  if (m & kFreeMipSearch) freeMipSearch(lp);
-  if (m & kFreeMipStart) freeMipHeuristicStart(lp);
-  if (m & kFreeQpCopy) freeQpCopy(lp);
-  if (m & kQpCopyFlag) markQpCopyStale(lp);
-  if (m & kResetSift) resetSiftState(lp);
-  if (m & kMatrixStamp) lp->lpData->matrixStamp = -1;
-  if (m & kFreeBasis) envDelete(lp->basisData);
-  if (m & kFreeRefiner) freeRefineData(lp);
-  if (m & kFreeScaling) freeScaleFactors(lp);
-  if (m & kQpStart) resetQpStart(lp);
 }
 
 } // namespace qvn

@@ -4,8 +4,7 @@
 #include "model/mip_data.h"
 #include "model/names.h"
 #include "model/problem.h"
-#include "quadratic/qconstr_data.h"
-#include "quadratic/qp_data.h"
+#include "model/attachments.h"
 #include "runtime/environment.h"
 
 using namespace qvn;
@@ -25,8 +24,8 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
   const LpData &d = *src->lpData;
   GeneralParams &gp = *env->generalParams;
   // The copy gets no spare space: it is usually solved, not edited.
-  const int saved[3] = {gp.p1046, gp.p1047, gp.p1048};
-  gp.p1046 = gp.p1047 = gp.p1048 = 0;
+  const int saved[3] = {gp.extraRowSpace, gp.extraColSpace, gp.extraNzSpace};
+  gp.extraRowSpace = gp.extraColSpace = gp.extraNzSpace = 0;
   EnvVector<int> starts(static_cast<size_t>(d.numCols > 0 ? d.numCols : 1));
   for (int j = 0; j < d.numCols; ++j) starts[j] = static_cast<int>(d.colStart[j]);
   EnvVector<char *> colNames, rowNames;
@@ -42,7 +41,7 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
                              d.rangeValue.empty() ? nullptr : d.rangeValue.data(),
                              colNames.empty() ? nullptr : colNames.data(),
                              rowNames.empty() ? nullptr : rowNames.data());
-  gp.p1046 = saved[0], gp.p1047 = saved[1], gp.p1048 = saved[2];
+  gp.extraRowSpace = saved[0], gp.extraColSpace = saved[1], gp.extraNzSpace = saved[2];
   QVN_TRY(status);
   LpData &c = *dst->lpData;
   c.objOffset = d.objOffset;
@@ -57,8 +56,7 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
     c.ctype.resize(static_cast<size_t>(c.colSpace), 'C');
   }
   if (src->mipData) dst->mipData = copyMipData(*src->mipData);
-  if (src->qpData) dst->qpData = copyQpData(*src->qpData);
-  if (src->qconstrData) dst->qconstrData = envNew<QconstrData>(*src->qconstrData);
+  copyAttachments(*src, *dst);
   recomputeType(dst);
   return 0;
 }

@@ -27,13 +27,13 @@ void pendTriplet(LpData &d, int row, int col, double value) {
   c.nzValue.push_back(value);
 }
 
-// Event of a matrix change: 6 keeps the factorization when the column is
-// nonbasic in a held solution with primal values; otherwise 34.
-int matrixEvent(const Problem *lp, int col) {
+// Event of a matrix change: an entry of a column that is nonbasic in a held
+// solution with primal values keeps the factorization.
+ModelEvent matrixEvent(const Problem *lp, int col) {
   const SolutionBlock *s = lp->solution;
   const BasisData *b = lp->basisData;
-  if (s && s->primalComputed && b && col < static_cast<int>(b->colStatus.size()) && b->colStatus[col] != 1) return 6;
-  return 34;
+  if (s && s->primalComputed && b && col < static_cast<int>(b->colStatus.size()) && b->colStatus[col] != 1) return ModelEvent::kRowCoefChanged;
+  return ModelEvent::kMatrixCoefChanged;
 }
 
 int changeMatrixEntry(Environment *env, Problem *lp, int row, int col, double value) {
@@ -42,7 +42,7 @@ int changeMatrixEntry(Environment *env, Problem *lp, int row, int col, double va
   const bool pendingTriplets = !c.nzValue.empty();
   if (row >= d.numRows || col >= d.numCols) {
     pendTriplet(d, row, col, value);
-    modelChanged(env, lp, 34);
+    modelChanged(env, lp, ModelEvent::kMatrixCoefChanged);
   } else {
     const int64_t begin = d.colStart[col], end = begin + d.colCount[col];
     int64_t at = -1;
@@ -71,7 +71,7 @@ int changeMatrixEntry(Environment *env, Problem *lp, int row, int col, double va
 
 int changeObjective(Environment *env, Problem *lp, int col, double value) {
   LpData &d = *lp->lpData;
-  modelChanged(env, lp, 13);
+  modelChanged(env, lp, ModelEvent::kObjEntryChanged);
   if (col >= d.numCols)
     d.cache.colObj[col - d.numCols] = value;
   else
@@ -81,7 +81,7 @@ int changeObjective(Environment *env, Problem *lp, int col, double value) {
 
 int changeRhs(Environment *env, Problem *lp, int row, double value) {
   LpData &d = *lp->lpData;
-  modelChanged(env, lp, 10);
+  modelChanged(env, lp, ModelEvent::kRhsEntryChanged);
   if (row >= d.numRows)
     d.cache.rowRhs[row - d.numRows] = value;
   else
@@ -141,7 +141,7 @@ QVN_API int QVNchgcoef(QVNCENVptr cenv, QVNLPptr lp, int row, int col, double va
     if (col == -1) return changeRhs(env, p, row, value);
     if (col == -2) {
       QVN_TRY(prepareRange(*p->lpData, row));
-      modelChanged(env, p, 3);
+      modelChanged(env, p, ModelEvent::kRowwiseCoefChanged);
       storeRange(*p->lpData, row, value);
       return 0;
     }
@@ -168,7 +168,7 @@ QVN_API int QVNchgcoeflist(QVNCENVptr cenv, QVNLPptr lp, int count, const int *r
       if (std::adjacent_find(pairs.begin(), pairs.end()) != pairs.end()) return QVNERR_DUP_ENTRY;
     }
     QVN_TRY(flushCache(env, p));
-    return mergeEntries(env, p, count, rowList, colList, valueList, true, 34);
+    return mergeEntries(env, p, count, rowList, colList, valueList, true, ModelEvent::kMatrixCoefChanged);
   });
 }
 

@@ -69,9 +69,9 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
   for (int j = 0; j < a.numCols; ++j)
     nzEnd = std::max<int64_t>(nzEnd, static_cast<int64_t>(a.colStart[j]) + a.colCount[j]);
 
-  const int64_t colSpace = spaceFor(a.numCols + ranges, old.colSpace, gp.p1047, 100);
-  const int64_t rowSpace = spaceFor(a.numRows, old.rowSpace, gp.p1046, 100);
-  const int64_t nzSpace = spaceFor(nzEnd + ranges, old.nzSpace, gp.p1048, 500);
+  const int64_t colSpace = spaceFor(a.numCols + ranges, old.colSpace, gp.extraColSpace, 100);
+  const int64_t rowSpace = spaceFor(a.numRows, old.rowSpace, gp.extraRowSpace, 100);
+  const int64_t nzSpace = spaceFor(nzEnd + ranges, old.nzSpace, gp.extraNzSpace, 500);
   const size_t c = static_cast<size_t>(colSpace), r = static_cast<size_t>(rowSpace);
 
   LpData fresh;
@@ -88,8 +88,8 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
   if (a.rangeValue) fresh.rangeValue.assign(r, 0.0);
   fresh.rowIndex.assign(static_cast<size_t>(nzSpace), 0);
   fresh.coefValue.assign(static_cast<size_t>(nzSpace), 0.0);
-  if (a.colNames) buildNameStore(fresh.colNames, a.colNames, a.numCols, c, gp.p1047);
-  if (a.rowNames) buildNameStore(fresh.rowNames, a.rowNames, a.numRows, r, gp.p1046);
+  if (a.colNames) buildNameStore(fresh.colNames, a.colNames, a.numCols, c, gp.extraColSpace);
+  if (a.rowNames) buildNameStore(fresh.rowNames, a.rowNames, a.numRows, r, gp.extraRowSpace);
 
   std::copy_n(a.objCoef, a.numCols, fresh.objCoef.begin());
   std::copy_n(a.lowerBound, a.numCols, fresh.lowerBound.begin());
@@ -116,10 +116,10 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
   if (!isNodeType(lp->probType)) {
     lp->probType = kProbLP;
     dropMipAttachments(lp);
-    freeQpData(lp);
-    freeQconstrData(lp);
+    releaseAttachment(lp, AttachmentKind::kQuadObjective);
+    releaseAttachment(lp, AttachmentKind::kQuadConstraints);
   }
-  modelChanged(env, lp, 16);
+  modelChanged(env, lp, ModelEvent::kLpCopied);
   old.objCoef.swap(fresh.objCoef);
   old.lowerBound.swap(fresh.lowerBound);
   old.upperBound.swap(fresh.upperBound);
@@ -168,15 +168,15 @@ int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int
 
 void adoptModel(Environment *env, Problem *lp, Problem *from) {
   // Results, bases and presolve of the old model go before its data do.
-  modelChanged(env, lp, 16);
+  modelChanged(env, lp, ModelEvent::kLpCopied);
   std::swap(lp->lpData, from->lpData);
   // Settings that belong to the problem rather than to its model stay.
   LpData &d = *lp->lpData;
   const LpData &was = *from->lpData;
   d.rowFileMultiplier = was.rowFileMultiplier;
   d.colFileMultiplier = was.colFileMultiplier;
-  d.tol1049 = was.tol1049;
-  d.tol1050 = was.tol1050;
+  d.lastRunTolPrimal = was.lastRunTolPrimal;
+  d.lastRunTolDual = was.lastRunTolDual;
   std::swap(lp->mipData, from->mipData);
   std::swap(lp->qpData, from->qpData);
   std::swap(lp->qconstrData, from->qconstrData);

@@ -15,7 +15,7 @@ int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int
                     char *const *colNames, char *const *rowNames);
 
 // Moves the whole model of `from` (LpData with names and types, MipData, Q and
-// quadratic constraints) into `lp` under event 16; `from` is left with lp's old
+// quadratic constraints) into `lp` under ModelEvent::kLpCopied; `from` is left with lp's old
 // model, to be freed by the caller. Allocates nothing, so it cannot fail: a
 // caller builds the new model in `from` and commits with this call.
 void adoptModel(Environment *env, Problem *lp, Problem *from);

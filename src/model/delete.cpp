@@ -2,10 +2,10 @@
 // one pass over the matrix.
 #include <algorithm>
 
+#include "model/attachments.h"
 #include "model/edit.h"
 #include "model/mip_data.h"
 #include "model/names.h"
-#include "quadratic/qp_data.h"
 #include "runtime/environment.h"
 
 namespace qvn {
@@ -28,7 +28,7 @@ template <class V> void compact(V &v, int count, const EnvVector<int> &map) {
 
 } // namespace
 
-int deleteRowSet(Environment *env, Problem *lp, int *flags, int event) {
+int deleteRowSet(Environment *env, Problem *lp, int *flags, ModelEvent event) {
   LpData &d = *lp->lpData;
   const int m = d.numRows;
   EnvVector<int> map;
@@ -63,7 +63,7 @@ int deleteRowSet(Environment *env, Problem *lp, int *flags, int event) {
   return rebuildLogicals(lp);
 }
 
-int deleteColSet(Environment *env, Problem *lp, int *flags, int event) {
+int deleteColSet(Environment *env, Problem *lp, int *flags, ModelEvent event) {
   LpData &d = *lp->lpData;
   const int n = d.numCols;
   EnvVector<int> map;
@@ -73,7 +73,6 @@ int deleteColSet(Environment *env, Problem *lp, int *flags, int event) {
     return 0;
   }
   compactNames(d.colNames, n, map.data());
-  if (lp->qpData) qpPrepareDelete(lp->qpData);
   modelChanged(env, lp, event);
   // The entries stay where they are: a deleted column's place becomes room
   // behind the kept column before it.
@@ -85,7 +84,7 @@ int deleteColSet(Environment *env, Problem *lp, int *flags, int event) {
   compact(d.ctype, n, map);
   if (d.colScale) compact(d.colScaleSpace, n, map);
   if (lp->basisData) compact(lp->basisData->colStatus, n, map);
-  if (lp->qpData) qpDeleteColumns(lp->qpData, n, map.data());
+  deleteAttachedColumns(lp, n, map.data());
   if (lp->mipData) mipDeleteColumns(lp->mipData, map.data());
   d.numCols = kept;
   std::copy_n(map.begin(), n, flags);

@@ -32,7 +32,7 @@ struct ColumnBatch {
   const int *colStart = nullptr, *rowIndex = nullptr;
   const double *coefValue = nullptr;
 };
-int addColumns(Environment *env, Problem *lp, const ColumnBatch &batch, int event);
+int addColumns(Environment *env, Problem *lp, const ColumnBatch &batch, ModelEvent event);
 
 // Takes back empty columns that addColumns just added (allocates nothing).
 void dropNewColumns(Problem *lp, int oldCount);
@@ -48,7 +48,7 @@ struct RowBatch {
   const int *rowStart = nullptr, *colIndex = nullptr;
   const double *coefValue = nullptr;
 };
-int addRows(Environment *env, Problem *lp, const RowBatch &batch, int event);
+int addRows(Environment *env, Problem *lp, const RowBatch &batch, ModelEvent event);
 
 // Matrix entries as triplets in one merge pass. With `mayExist` an entry
 // replaces a stored one (0 deletes it) and a later triplet for the same pair
@@ -75,14 +75,14 @@ void planMerge(const Environment *env, const Problem *lp, int64_t count, const i
                const int *cols, const double *values, bool mayExist, int extraRanges, MergePlan &plan);
 // Raises `event` and writes the plan; allocates nothing. rebuildLogicals is the caller's.
 void commitMerge(Environment *env, Problem *lp, MergePlan &plan, const int *rows, const int *cols,
-                 const double *values, int event);
+                 const double *values, ModelEvent event);
 int mergeEntries(Environment *env, Problem *lp, int64_t count, const int *rows, const int *cols,
-                 const double *values, bool mayExist, int event);
+                 const double *values, bool mayExist, ModelEvent event);
 
 // `flags` has one entry per row/column: 1 deletes. On return it holds each
 // entry's new index or -1. One pass over the matrix.
-int deleteRowSet(Environment *env, Problem *lp, int *flags, int event);
-int deleteColSet(Environment *env, Problem *lp, int *flags, int event);
+int deleteRowSet(Environment *env, Problem *lp, int *flags, ModelEvent event);
+int deleteColSet(Environment *env, Problem *lp, int *flags, ModelEvent event);
 
 // The last step of the surplus protocol: *surplus = space - needed, the
 // count written, and 1207 when the room was short.

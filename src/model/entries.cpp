@@ -23,7 +23,7 @@ int64_t storedNonzeros(const LpData &d) {
 namespace {
 
 int64_t grownNonzeroSpace(const Environment *env, int64_t need) {
-  const int extra = env->generalParams->p1048;
+  const int extra = env->generalParams->extraNzSpace;
   if (extra >= 0) return need + extra;
   return std::max<int64_t>(need + 500, static_cast<int64_t>(need * 1.2));
 }
@@ -94,7 +94,7 @@ void planMerge(const Environment *env, const Problem *lp, int64_t count, const i
 }
 
 void commitMerge(Environment *env, Problem *lp, MergePlan &plan, const int *rows, const int *cols,
-                 const double *values, int event) {
+                 const double *values, ModelEvent event) {
   LpData &d = *lp->lpData;
   const int n = d.numCols;
   modelChanged(env, lp, event);
@@ -125,7 +125,7 @@ void commitMerge(Environment *env, Problem *lp, MergePlan &plan, const int *rows
       d.colStart[j] = out;
       out += d.colCount[j] + plan.extra[j];
     }
-    if (plan.newSpace > d.nzSpace) modelChanged(env, lp, 1);
+    if (plan.newSpace > d.nzSpace) modelChanged(env, lp, ModelEvent::kNonzeroSpaceGrown);
     d.rowIndex.swap(plan.newIndex);
     d.coefValue.swap(plan.newValue);
     d.nzSpace = plan.newSpace;
@@ -142,7 +142,7 @@ void commitMerge(Environment *env, Problem *lp, MergePlan &plan, const int *rows
 }
 
 int mergeEntries(Environment *env, Problem *lp, int64_t count, const int *rows, const int *cols,
-                 const double *values, bool mayExist, int event) {
+                 const double *values, bool mayExist, ModelEvent event) {
   MergePlan plan;
   planMerge(env, lp, count, rows, cols, values, mayExist, 0, plan);
   commitMerge(env, lp, plan, rows, cols, values, event);

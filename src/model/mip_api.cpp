@@ -62,7 +62,7 @@ int appendSos(Environment *env, Problem *lp, SosData &sos, int count, int nonzer
   sos.start.reserve(static_cast<size_t>(sos.count + count + 1));
   QVN_TRY(addNames(sos.names, sos.count, names, count, 's', sos.defaultNames,
                    static_cast<size_t>(sos.count + count)));
-  modelChanged(env, lp, 11);
+  modelChanged(env, lp, ModelEvent::kSosChanged);
   const int base = static_cast<int>(sos.member.size());
   for (int s = 0; s < count; ++s) {
     sos.type.push_back(types[s]);
@@ -135,7 +135,7 @@ int putMipStart(Environment *env, Problem *lp, int count, const int *indices, co
     }
   }
   if (!mip.startData) mip.startData = envNew<MipStartData>();
-  modelChanged(env, lp, 63);
+  modelChanged(env, lp, ModelEvent::kMipStartChanged);
   std::swap(*mip.startData, fresh);
   return 0;
 }
@@ -152,7 +152,7 @@ QVN_API int QVNcopyctype(QVNCENVptr cenv, QVNLPptr lp, const char *ctype) {
     LpData &d = *p->lpData;
     QVN_TRY(checkColumnTypes(env, ctype, d.numCols));
     EnvVector<char> fresh(static_cast<size_t>(d.colSpace), 'C');
-    modelChanged(env, p, 9);
+    modelChanged(env, p, ModelEvent::kCtypeCopied);
     std::copy_n(ctype, d.numCols, fresh.begin());
     d.ctype.swap(fresh);
     recomputeType(p);
@@ -174,7 +174,7 @@ QVN_API int QVNchgctype(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indi
       EnvVector<char> fresh(static_cast<size_t>(d.colSpace), 'C');
       d.ctype.swap(fresh);
     }
-    modelChanged(env, p, 7);
+    modelChanged(env, p, ModelEvent::kCtypeChanged);
     bool boundsMoved = false;
     for (int k = 0; k < count; ++k) {
       const int j = indices[k];
@@ -187,7 +187,7 @@ QVN_API int QVNchgctype(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indi
       }
       d.ctype[j] = to;
     }
-    if (boundsMoved) modelChanged(env, p, 4);
+    if (boundsMoved) modelChanged(env, p, ModelEvent::kBoundsChanged);
     recomputeType(p);
     return 0;
   });
@@ -253,7 +253,7 @@ QVN_API int QVNcopyorder(QVNCENVptr cenv, QVNLPptr lp, int count, const int *ind
       envDelete(fresh);
       return status;
     }
-    modelChanged(env, p, 27);
+    modelChanged(env, p, ModelEvent::kOrderChanged);
     envDelete(p->mipData->order);
     p->mipData->order = fresh;
     return 0;
@@ -297,7 +297,7 @@ QVN_API int QVNdelsetsos(QVNCENVptr cenv, QVNLPptr lp, int *deleteFlags) {
     int kept = 0;
     for (int s = 0; s < sos->count; ++s) map[s] = deleteFlags[s] == 1 ? -1 : kept++;
     compactNames(sos->names, sos->count, map.data());
-    modelChanged(env, p, 11);
+    modelChanged(env, p, ModelEvent::kSosChanged);
     int out = 0;
     for (int s = 0; s < sos->count; ++s) {
       const int begin = sos->start[s], end = sos->start[s + 1];

@@ -43,7 +43,7 @@ int rename(Environment *env, Problem *lp, int count, const int *indices, char **
     const size_t capacity = static_cast<size_t>(column ? d.colSpace : d.rowSpace);
     if (makeDefaultNames(store, total, capacity, column ? 'x' : 'c', counter) != 0) return QVNERR_NO_NAMES;
   }
-  modelChanged(env, lp, 23);
+  modelChanged(env, lp, ModelEvent::kNamesChanged);
   renameEntries(store, total, count, indices, names);
   return 0;
 }
@@ -95,7 +95,7 @@ QVN_API int QVNdelnames(QVNCENVptr cenv, QVNLPptr lp) {
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     QVN_TRY(flushCache(env, p));
     LpData &d = *p->lpData;
-    modelChanged(env, p, 23);
+    modelChanged(env, p, ModelEvent::kNamesChanged);
     d.colNames.clear();
     d.rowNames.clear();
     d.colDefaultNames = d.rowDefaultNames = -1;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "model/attachments.h"
+#include "model/mip_data.h"
 #include "runtime/environment.h"
 
 namespace qvn {
@@ -53,8 +54,8 @@ int createProblem(Environment *env, const char *name, Problem **out) {
     d.slackCoef.resize(1);
     d.rowFileMultiplier = env->generalParams->rfilemul;
     d.colFileMultiplier = env->generalParams->cfilemul;
-    d.tol1049 = env->generalParams->p1049;
-    d.tol1050 = env->generalParams->p1050;
+    d.lastRunTolPrimal = env->generalParams->runTolPrimal;
+    d.lastRunTolDual = env->generalParams->runTolDual;
     return 0;
   });
   if (status == 0) {
@@ -80,25 +81,13 @@ int createProblem(Environment *env, const char *name, Problem **out) {
 
 void freeProblem(Environment *env, Problem *&lp) {
   if (!lp) return;
-  freeQconstrData(lp);
-  freeSiftState(lp);
-  freeQpData(lp);
-  freeQpExtra(lp);
-  freeBarrierSolution(lp);
-  modelChanged(env, lp, 23);  // frees the fixed problem (with the basis copy-up) and the node problem
-  freeMipSearch(lp);
-  freeMipData(lp);
-  freePresolved(lp);
+  releaseAllAttachments(lp);
+  modelChanged(env, lp, ModelEvent::kNamesChanged);  // frees the fixed problem (with the basis copy-up) and the node problem
+  lp->mipSearch = nullptr;
+  destroyMipData(lp->mipData);
   envDelete(lp->rowCopy);
-  freeDualState(lp);
-  freeStartVectors(lp);
-  freePrimalState(lp);
-  freeQpState(lp);
-  freeSimplexWork(lp);
-  freeFactor(lp);
   envDelete(lp->solution);
   envDelete(lp->basisData);
-  freeRefineData(lp);
   if (lp->lpData) {
     envFree(lp->lpData->probName);
     envFree(lp->lpData->objName);

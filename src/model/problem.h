@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "model/model_events.h"
 #include "quorvan.h"
 #include "runtime/alloc.h"
 #include "runtime/frame.h"
@@ -21,17 +22,24 @@ namespace qvn {
 
 constexpr double kInfinity = 1e20;
 
-enum ProbType {
-  kProbLP = 0, kProbMILP = 1, kProbFixedMILP = 3, kProbNodeLP = 4, kProbQP = 5,
-  kProbMIQP = 7, kProbFixedMIQP = 8, kProbNodeQP = 9, kProbQCP = 10, kProbMIQCP = 11,
-  kProbNodeQCP = 12, kProbFixedMIQCP = 13
+// The type is an int at the boundary (QVNgetprobtype, QVNchgprobtype) and in
+// Problem, so the names stay plain constants of the header's numbers.
+enum ProbType : int {
+  kProbLP = QVN_PROB_LP, kProbMILP = QVN_PROB_MILP, kProbFixedMILP = QVN_PROB_FIXEDMILP,
+  kProbNodeLP = QVN_PROB_NODELP, kProbQP = QVN_PROB_QP, kProbMIQP = QVN_PROB_MIQP,
+  kProbFixedMIQP = QVN_PROB_FIXEDMIQP, kProbNodeQP = QVN_PROB_NODEQP, kProbQCP = QVN_PROB_QCP,
+  kProbMIQCP = QVN_PROB_MIQCP, kProbNodeQCP = QVN_PROB_NODEQCP, kProbFixedMIQCP = QVN_PROB_FIXEDMIQCP
 };
 
-inline bool isMipType(int t) { return t == 1 || t == 7 || t == 11; }
-inline bool hasQuadObjType(int t) { return t == 5 || t == 7 || t == 8 || t == 9; }
-inline bool hasQuadConstrType(int t) { return t >= 10 && t <= 13; }
-inline bool isFixedType(int t) { return t == 3 || t == 8 || t == 13; }
-inline bool isNodeType(int t) { return t == 4 || t == 9 || t == 12; }
+inline bool isMipType(int t) { return t == kProbMILP || t == kProbMIQP || t == kProbMIQCP; }
+inline bool hasQuadObjType(int t) {
+  return t == kProbQP || t == kProbMIQP || t == kProbFixedMIQP || t == kProbNodeQP;
+}
+inline bool hasQuadConstrType(int t) {
+  return t == kProbQCP || t == kProbMIQCP || t == kProbNodeQCP || t == kProbFixedMIQCP;
+}
+inline bool isFixedType(int t) { return t == kProbFixedMILP || t == kProbFixedMIQP || t == kProbFixedMIQCP; }
+inline bool isNodeType(int t) { return t == kProbNodeLP || t == kProbNodeQP || t == kProbNodeQCP; }
 
 // Names of one kind (rows or columns): consecutive null-terminated texts and the
 // offset of each name, so that growing the store needs no rebasing.
@@ -121,14 +129,21 @@ struct LpData {
   double *rowScale = nullptr, *colScale = nullptr;  // aliases while scaled
   double rowFileMultiplier = 3.0, colFileMultiplier = 3.0;
   double objOffset = 0.0;
-  double tol1049 = 1e-6, tol1050 = 1e-6;
+  // Working tolerances of the next primal and dual run, from parameters 1049
+  // and 1050 at creation.
+  double lastRunTolPrimal = 1e-6, lastRunTolDual = 1e-6;
   PendingData cache;
 };
+
+// LP methods as QVN_PARAM_LPMETHOD numbers them; a solution records kPrimal or
+// kDual. The number travels as an int through the optimizer entries.
+enum class LpMethod : int { kAuto = 0, kPrimal = 1, kDual = 2, kNetwork = 3, kBarrier = 4, kSifting = 5, kConcurrent = 6 };
+constexpr int methodNumber(LpMethod m) { return static_cast<int>(m); }
 
 // Results of the last solve, in the caller's units and sense.
 struct SolutionBlock {
   bool primalComputed = false, dualComputed = false;
-  int method = -1;  // 1 primal simplex, 2 dual simplex
+  int method = -1;  // methodNumber(LpMethod::kPrimal) or (LpMethod::kDual)
   bool primalFeasible = false, dualFeasible = false;
   double objValue = 0.0;
   int iterationCount = 0, phase1Count = 0;
@@ -150,22 +165,13 @@ struct BasisData {
 
 } // namespace qvn
 
-// Blocks that later subsystems attach; each is created by the code that needs
-// it and freed through freeAttachment() (model/attachments.cpp).
-struct LuFactor;
-struct SimplexWork;
-struct PrimalState;
-struct DualState;
-struct QpState;
-struct StartVectors;
+// Blocks of later subsystems, registered with the model (model/attachments.h)
+// and only named here; MipData is the model's own (model/mip_data.h).
 struct PresolveState;
 struct MipData;
 struct MipSearch;
 struct QpData;
 struct QconstrData;
-struct RefineData;
-struct BarrierSolution;
-struct SiftState;
 
 struct Problem {
   Problem *self0;
@@ -174,27 +180,14 @@ struct Problem {
   int probType;
   qvn::LpData *lpData;
   qvn::BasisData *basisData;
-  RefineData *refineData;
   qvn::SolutionBlock *solution;
-  LuFactor *factor;
-  bool factorStale;
-  SimplexWork *simplexWork;
-  PrimalState *primalState;
-  QpState *qpState;
-  StartVectors *startVectors;
-  StartVectors *extraStart;
-  DualState *dualState;
   qvn::RowCopy *rowCopy;
-  int pricingStamp;
   PresolveState *presolved;
   MipData *mipData;
-  MipSearch *mipSearch;
+  MipSearch *mipSearch;  // held by branch and cut; a fixed problem needs its incumbent
   Problem *fixedProblem;
   Problem *nodeProblem;
-  BarrierSolution *barrierSolution;
   QpData *qpData;
-  void *qpExtra;
-  SiftState *siftState;
   QconstrData *qconstrData;
   Environment *env;  // the Environment whose resources list this problem
 };
@@ -236,7 +229,7 @@ int ensureSpace(Environment *env, Problem *lp, int cols, int rows, int64_t nzs, 
                 int64_t rowNameBytes, bool growing);
 
 // The one gate for every change of model data: discards what the change makes wrong.
-void modelChanged(Environment *env, Problem *lp, int event);
+void modelChanged(Environment *env, Problem *lp, ModelEvent event);
 
 // Moves pending data into the matrix.
 int flushCache(Environment *env, Problem *lp);

@@ -3,8 +3,6 @@
 #include "model/attachments.h"
 #include "model/edit.h"
 #include "model/mip_data.h"
-#include "quadratic/qconstr_data.h"
-#include "quadratic/qp_data.h"
 #include "runtime/environment.h"
 
 using namespace qvn;
@@ -19,7 +17,7 @@ void dropIntegerData(Problem *lp) {
 void dropQuadObjective(Environment *env, Problem *lp) {
   if (!lp->qpData) return;
   QVNmsg(env->resultsChannel, "Freeing QP data.\n");
-  destroyQpData(lp->qpData);
+  releaseAttachment(lp, AttachmentKind::kQuadObjective);
 }
 
 void createIntegerData(Problem *lp) {
@@ -28,8 +26,8 @@ void createIntegerData(Problem *lp) {
 }
 
 void freeFixed(Environment *env, Problem *lp) {
-  // Event 23 frees the fixed problem (and nothing that a type change keeps).
-  modelChanged(env, lp, 23);
+  // A name change frees the fixed problem and nothing that a type change keeps.
+  modelChanged(env, lp, ModelEvent::kNamesChanged);
 }
 
 // A fixed problem needs the integer solution of a finished MIP search.
@@ -56,9 +54,9 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
     case kProbLP:
       dropIntegerData(lp);
       dropQuadObjective(env, lp);
-      freeQconstrData(lp);
-      modelChanged(env, lp, 60);
-      if (wasQuadratic) modelChanged(env, lp, 27);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
     case kProbMILP:
       if (from == kProbMILP || from == kProbFixedMILP) {
@@ -66,10 +64,10 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
         lp->probType = kProbMILP;
         break;
       }
-      if (wasQuadratic) modelChanged(env, lp, 27);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
       dropQuadObjective(env, lp);
-      freeQconstrData(lp);
-      modelChanged(env, lp, 60);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       createIntegerData(lp);
       break;
     case kProbFixedMILP:
@@ -77,14 +75,14 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
       return makeFixedProblem(lp);
     case kProbQP:
       if (from == kProbQP) {
-        modelChanged(env, lp, 27);
+        modelChanged(env, lp, ModelEvent::kOrderChanged);
         break;
       }
-      if (!lp->qpData) lp->qpData = createQpData(lp->lpData->numCols);
+      createAttachment(lp, AttachmentKind::kQuadObjective);
       dropIntegerData(lp);
-      freeQconstrData(lp);
-      modelChanged(env, lp, 60);
-      modelChanged(env, lp, 27);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
+      modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
     case kProbMIQP:
       if (from == kProbMIQP || from == kProbFixedMIQP) {
@@ -92,21 +90,21 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
         lp->probType = kProbMIQP;
         break;
       }
-      if (!lp->qpData) lp->qpData = createQpData(lp->lpData->numCols);
+      createAttachment(lp, AttachmentKind::kQuadObjective);
       createIntegerData(lp);
-      if (wasQuadratic) modelChanged(env, lp, 27);
-      freeQconstrData(lp);
-      modelChanged(env, lp, 60);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
+      releaseAttachment(lp, AttachmentKind::kQuadConstraints);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       break;
     case kProbFixedMIQP:
       if (from != kProbMIQP && from != kProbFixedMIQP) return QVNERR_NOT_MIQPCLASS;
       return makeFixedProblem(lp);
     case kProbQCP:
       dropIntegerData(lp);
-      if (!lp->qconstrData) lp->qconstrData = createQconstrData();
+      createAttachment(lp, AttachmentKind::kQuadConstraints);
       recomputeType(lp);
-      modelChanged(env, lp, 60);
-      modelChanged(env, lp, 27);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
+      modelChanged(env, lp, ModelEvent::kOrderChanged);
       break;
     case kProbMIQCP:
       if (from == kProbMIQCP || from == kProbFixedMIQCP) {
@@ -114,10 +112,10 @@ QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
         lp->probType = kProbMIQCP;
         break;
       }
-      if (wasQuadratic) modelChanged(env, lp, 27);
-      modelChanged(env, lp, 60);
+      if (wasQuadratic) modelChanged(env, lp, ModelEvent::kOrderChanged);
+      modelChanged(env, lp, ModelEvent::kProbTypeChanged);
       createIntegerData(lp);
-      if (!lp->qconstrData) lp->qconstrData = createQconstrData();
+      createAttachment(lp, AttachmentKind::kQuadConstraints);
       break;
     case kProbFixedMIQCP:
       if (from != kProbMIQCP && from != kProbFixedMIQCP) return QVNERR_NOT_MIQCPCLASS;

@@ -41,15 +41,15 @@ int ensureSpace(Environment *env, Problem *lp, int cols, int rows, int64_t nzs, 
   const bool rowNamesFit = rowNameBytes <= static_cast<int64_t>(d.rowNames.text.size());
   if (colsFit && rowsFit && nzFit && colNamesFit && rowNamesFit) return 0;
 
-  const int64_t newCols = colsFit ? d.colSpace : grownCount(cols, gp.p1047, 100, growing);
-  const int64_t newRows = rowsFit ? d.rowSpace : grownCount(rows, gp.p1046, 100, growing);
-  const int64_t newNz = nzFit ? d.nzSpace : grownCount(nzs, gp.p1048, 500, growing);
+  const int64_t newCols = colsFit ? d.colSpace : grownCount(cols, gp.extraColSpace, 100, growing);
+  const int64_t newRows = rowsFit ? d.rowSpace : grownCount(rows, gp.extraRowSpace, 100, growing);
+  const int64_t newNz = nzFit ? d.nzSpace : grownCount(nzs, gp.extraNzSpace, 500, growing);
   if (newCols > 2100000000 || newRows > 2100000000 || newNz > 262499999LL * 8)
     return QVNERR_NO_MEMORY;
   if (!colsFit)
-    modelChanged(env, lp, 2);
+    modelChanged(env, lp, ModelEvent::kColumnSpaceGrown);
   else if (!nzFit)
-    modelChanged(env, lp, 1);
+    modelChanged(env, lp, ModelEvent::kNonzeroSpaceGrown);
 
   // Each array grows on its own; a failure leaves the ones done valid and larger.
   const size_t c = static_cast<size_t>(newCols), r = static_cast<size_t>(newRows);
@@ -71,8 +71,8 @@ int ensureSpace(Environment *env, Problem *lp, int cols, int rows, int64_t nzs, 
   growIfPresent(d.rowScaleSpace, r);
   d.rowIndex.resize(static_cast<size_t>(newNz));
   d.coefValue.resize(static_cast<size_t>(newNz));
-  if (!colNamesFit) d.colNames.text.resize(static_cast<size_t>(grownBytes(colNameBytes, gp.p1047, growing)));
-  if (!rowNamesFit) d.rowNames.text.resize(static_cast<size_t>(grownBytes(rowNameBytes, gp.p1046, growing)));
+  if (!colNamesFit) d.colNames.text.resize(static_cast<size_t>(grownBytes(colNameBytes, gp.extraColSpace, growing)));
+  if (!rowNamesFit) d.rowNames.text.resize(static_cast<size_t>(grownBytes(rowNameBytes, gp.extraRowSpace, growing)));
   if (lp->basisData) {
     BasisData &b = *lp->basisData;
     growIfPresent(b.colStatus, c);

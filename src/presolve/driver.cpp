@@ -66,7 +66,7 @@ int progress(Environment *env, const PresolveState &s, std::chrono::steady_clock
 // The dependency checker runs before the passes for the barrier (whose
 // normal equations need full row rank) and after them for the others, where
 // the passes have made the equality rows fewer and smaller.
-bool barrierMethod(const PresolveState &s) { return s.method == 4; }
+bool barrierMethod(const PresolveState &s) { return s.method == methodNumber(LpMethod::kBarrier); }
 bool checkDependenciesFirst(const PresolveState &s) {
   return s.primalFlag && (s.depind == 1 || s.depind == 3 || (s.depind == -1 && barrierMethod(s)));
 }
@@ -125,7 +125,7 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
 
 // Negative column statuses for the crush functions.
 void fillMaps(PresolveState &s) {
-  s.colMap.assign(static_cast<size_t>(s.numCols), -5);
+  s.colMap.assign(static_cast<size_t>(s.numCols), mapCode(RemovedColumn::kNoRecord));
   s.rowMap.assign(static_cast<size_t>(s.numRows), -1);
   s.redColOrig.clear();
   s.redRowOrig.clear();
@@ -142,16 +142,16 @@ void fillMaps(PresolveState &s) {
   // Oldest record last: walk newest first and let older ones overwrite.
   for (int r = s.head; r >= 0; r = s.records[r].next) {
     const ReductionRecord &rec = s.records[r];
-    int j = -1, status = -3;
+    int j = -1, status = mapCode(RemovedColumn::kByReplay);
     switch (rec.kind) {
     case kRecFixed: case kRecAtLower: case kRecAtUpper:
       j = rec.index;
-      if (std::fabs(rec.value - s.origLower[j]) <= 1e-10) status = rec.kind == kRecFixed ? -6 : -1;
-      else if (std::fabs(rec.value - s.origUpper[j]) <= 1e-10) status = rec.kind == kRecFixed ? -7 : -2;
+      if (std::fabs(rec.value - s.origLower[j]) <= 1e-10) status = mapCode(rec.kind == kRecFixed ? RemovedColumn::kFixedAtLower : RemovedColumn::kAtLower);
+      else if (std::fabs(rec.value - s.origUpper[j]) <= 1e-10) status = mapCode(rec.kind == kRecFixed ? RemovedColumn::kFixedAtUpper : RemovedColumn::kAtUpper);
       break;
-    case kRecFreeEmpty: j = rec.index, status = -4; break;
-    case kRecAggregate: case kRecDoubleton: j = s.recIndex[rec.first], status = -3; break;
-    case kRecMergedColumns: j = rec.other, status = -3; break;
+    case kRecFreeEmpty: j = rec.index, status = mapCode(RemovedColumn::kFreeAtZero); break;
+    case kRecAggregate: case kRecDoubleton: j = s.recIndex[rec.first], status = mapCode(RemovedColumn::kByReplay); break;
+    case kRecMergedColumns: j = rec.other, status = mapCode(RemovedColumn::kByReplay); break;
     default: break;
     }
     if (j >= 0 && s.colMap[j] < 0) s.colMap[j] = status;

@@ -78,7 +78,8 @@ bool chooseDual(const Problem *lp, const PresolveState &s) {
   for (int j = 0; j < s.numCols; ++j) cols += s.colLive[j] >= 0;
   if (rows == 0 || cols == 0) return false;
   if (s.predual == 1) return true;
-  const bool simplex = s.method >= 0 && s.method <= 2;
+  const bool simplex = s.method == methodNumber(LpMethod::kAuto) || s.method == methodNumber(LpMethod::kPrimal) ||
+                       s.method == methodNumber(LpMethod::kDual);
   if (simplex) return rows >= 4 * cols && rows >= 5000;
   if (cols > 5 * rows) return false;
   // The barrier factors the normal matrix of the side it solves: A A' for

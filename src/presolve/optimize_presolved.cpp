@@ -19,7 +19,7 @@ bool holdsStart(const Problem *lp) { return lp->basisData && !lp->basisData->col
 // solution. An argument by dual reductions shows only that no optimum exists,
 // not whether a feasible point does, so those verdicts go to the loops.
 void storeInfeasible(Environment *env, Problem *lp) {
-  modelChanged(env, lp, 56);
+  modelChanged(env, lp, ModelEvent::kReducedProblemAbandoned);
   lp->status = 3;
 }
 
@@ -114,7 +114,10 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   if (s.dualized) {
     // The primal loop on the dual is the dual loop on the primal, and back.
     Problem *dual = s.dualProblem;
-    QVN_TRY(solve(env, dual, method == 1 ? 2 : method == 2 ? 1 : method));
+    const int onDual = method == methodNumber(LpMethod::kPrimal) ? methodNumber(LpMethod::kDual)
+                       : method == methodNumber(LpMethod::kDual) ? methodNumber(LpMethod::kPrimal)
+                                                                 : method;
+    QVN_TRY(solve(env, dual, onDual));
     if (dual->solution) iterations = dual->solution->iterationCount, phase1 = dual->solution->phase1Count;
     if (dual->status == 1 && dual->solution && dual->basisData) {
       primalFromDual(s, dual, fromDual);
@@ -136,7 +139,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
     if (red->solution) iterations += red->solution->iterationCount, phase1 += red->solution->phase1Count;
     in = solutionOf(red);
   }
-  modelChanged(env, lp, method == 1 ? 46 : 47);
+  modelChanged(env, lp, method == methodNumber(LpMethod::kPrimal) ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
   installUncrushed(lp, s, in, status);
   if (!isFinal(status)) {
     lp->solution->iterationCount = iterations;
@@ -148,7 +151,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   const int savedAdvind = gp.advind, savedPerind = gp.perind;
   gp.advind = 1;
   gp.perind = 0;
-  const int cleanup = solve(env, lp, 1);
+  const int cleanup = solve(env, lp, methodNumber(LpMethod::kPrimal));
   gp.advind = savedAdvind;
   gp.perind = savedPerind;
   QVN_TRY(cleanup);

@@ -127,8 +127,8 @@ void changeDualOfCosts(Environment *env, PresolveState &s, int count, const int 
                        const double *before) {
   LpData &dual = *s.dualProblem->lpData;
   const double sense = s.reduced->lpData->objSense;
-  modelChanged(env, s.dualProblem, 8);
-  modelChanged(env, s.dualProblem, 14);
+  modelChanged(env, s.dualProblem, ModelEvent::kRhsChanged);
+  modelChanged(env, s.dualProblem, ModelEvent::kObjChanged);
   for (int k = 0; k < count; ++k) {
     const int col = s.colMap[indices[k]], row = s.dualMap.rowOfCol[col];
     const double delta = sense * (values[k] - before[k]);
@@ -147,7 +147,7 @@ bool changeReducedObjective(Environment *env, PresolveState &s, int count, const
       for (int k = 0; k < count; ++k)
         if (indices[k] == s.records[r].index) return false;
   LpData &d = *s.reduced->lpData;
-  modelChanged(env, s.reduced, 14);
+  modelChanged(env, s.reduced, ModelEvent::kObjChanged);
   for (int k = 0; k < count; ++k) d.objCoef[s.colMap[indices[k]]] += values[k] - before[k];
   if (s.dualized) changeDualOfCosts(env, s, count, indices, values, before);
   return true;
@@ -172,7 +172,7 @@ QVN_API int QVNprechgobj(QVNCENVptr cenv, QVNLPptr lp, int count, const int *ind
     // aside so that the event does not drop it.
     PresolveState *held = p->presolved;
     p->presolved = nullptr;
-    modelChanged(env, p, 14);
+    modelChanged(env, p, ModelEvent::kObjChanged);
     p->presolved = held;
     for (int k = 0; k < count; ++k) d.objCoef[indices[k]] = values[k];
     if (held && held->ran && !held->nothingDone && !changeReducedObjective(env, *held, count, indices, values, before.data())) {

@@ -11,6 +11,7 @@
 #pragma once
 #include <cstdint>
 
+#include "model/attachments.h"
 #include "model/problem.h"
 
 namespace qvn {
@@ -33,6 +34,19 @@ enum RecordKind {
   kRecMergedColumns = 19,  // two parallel columns with parallel costs merged into one
   kRecSideChosen = 22,  // inequality row turned into an equality by the sign of its dual
 };
+
+// Where a column that presolve removed went, as QVNgetprestat reports it in
+// place of a reduced index. Bound comparisons use 1e-10.
+enum class RemovedColumn : int {
+  kAtLower = -1,       // at its original lower bound
+  kAtUpper = -2,       // at its original upper bound
+  kByReplay = -3,      // a value only the replay log can tell
+  kFreeAtZero = -4,
+  kNoRecord = -5,
+  kFixedAtLower = -6,  // fixed at what equals the original lower bound
+  kFixedAtUpper = -7,  // fixed at what equals the original upper bound
+};
+constexpr int mapCode(RemovedColumn c) { return static_cast<int>(c); }
 
 // One replay entry. Arrays live in the pools of the state: positions
 // first .. first+count-1 of recIndex/recValue, then `count2` more entries of
@@ -94,7 +108,7 @@ struct PresolveState {
   bool primalFlag = true;  // primal reductions allowed
   int dualLevel = 2;       // 0 none, 1 linear, 2 also non-linear
   int passLimit = 2100000000;
-  int method = 2;  // the LP method the run prepares for (0 automatic, 1 primal, 2 dual, 4 barrier, ...)
+  int method = qvn::methodNumber(qvn::LpMethod::kDual);  // the LP method the run prepares for
   int aggTries = 1;
 
   // Counters.
@@ -126,7 +140,8 @@ struct PresolveState {
   int mode = 0;
   qvn::EnvVector<int> scratchPos;  // column -> entry of the row being changed, else -1
 
-  // Maps after the run: reduced index >= 0, or a negative status (see crush).
+  // Maps after the run: reduced index >= 0, or a negative status: a
+  // RemovedColumn for a column, -1 for a row.
   qvn::EnvVector<int> colMap, rowMap;
   qvn::EnvVector<int> redColOrig, redRowOrig;  // reduced index -> original
   bool ran = false;  // a run finished and its maps are valid
@@ -214,6 +229,10 @@ void primalFromDual(const PresolveState &s, const Problem *dual, PrimalOfDual &o
 int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method);
 // Frees the state of lp but keeps its protected columns.
 void dropPresolveResult(Problem *lp);
+// Frees the state of lp with its reduced and dual problems.
+void freePresolved(Problem *lp);
+// The record under which a Problem keeps its presolve state (presolve_attachment.cpp).
+extern const AttachmentOps kPresolveAttachment;
 bool presolveParamsMatch(const Environment *env, const PresolveState &s);
 
 // Replay (postsolve.cpp). From reduced vectors to original ones; any output

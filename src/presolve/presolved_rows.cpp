@@ -94,7 +94,7 @@ bool addToDual(Environment *env, PresolveState &s, const RowBatch &rows) {
   cols.numNonzeros = static_cast<int64_t>(index.size()) - 1;
   cols.colStart = start.data(), cols.rowIndex = index.data(), cols.coefValue = value.data();
   const int first = s.dualProblem->lpData->numCols;
-  if (runCaught([&]() { return addColumns(env, s.dualProblem, cols, 28); }) != 0) return false;
+  if (runCaught([&]() { return addColumns(env, s.dualProblem, cols, ModelEvent::kColsAdded); }) != 0) return false;
   for (int r = 0; r < rows.count; ++r) {
     map.yOfRow.push_back(first + r);
     map.wOfRow.push_back(-1);
@@ -119,7 +119,7 @@ bool addToReduced(Environment *env, PresolveState &s, const RowBatch &b) {
   crushed.colIndex = index.data();
   crushed.coefValue = value.data();
   const int redRows = s.reduced->lpData->numRows;
-  if (runCaught([&]() { return addRows(env, s.reduced, crushed, 17); }) != 0) return false;
+  if (runCaught([&]() { return addRows(env, s.reduced, crushed, ModelEvent::kRowsAdded); }) != 0) return false;
   if (s.dualized && !addToDual(env, s, crushed)) return false;
   for (int r = 0; r < b.count; ++r) {
     s.rowMap.push_back(redRows + r);
@@ -159,7 +159,7 @@ QVN_API int QVNpreaddrows(QVNCENVptr cenv, QVNLPptr lp, int newRows, int newNonz
     // that the event does not drop it.
     PresolveState *held = p->presolved;
     p->presolved = nullptr;
-    const int status = runCaught([&]() { return addRows(env, p, b, 17); });
+    const int status = runCaught([&]() { return addRows(env, p, b, ModelEvent::kRowsAdded); });
     p->presolved = held;
     if (status != 0) return status;
     if (held && (!held->ran || held->nothingDone)) {

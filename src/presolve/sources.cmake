@@ -7,6 +7,7 @@ list(APPEND QUORVAN_SOURCES
   src/presolve/optimize_presolved.cpp
   src/presolve/postsolve.cpp
   src/presolve/presolve_api.cpp
+  src/presolve/presolve_attachment.cpp
   src/presolve/presolved_rows.cpp
   src/presolve/reductions_cols.cpp
   src/presolve/reductions_rows.cpp

@@ -73,7 +73,7 @@ bool symmetric(const QpData &q, int n) {
 // Steps shared by both copy functions: the old Q goes first, whatever follows.
 int replaceQ(Environment *env, Problem *lp) {
   destroyQpData(lp->qpData);
-  modelChanged(env, lp, 24);
+  modelChanged(env, lp, ModelEvent::kQuadCopied);
   const int status = flushCache(env, lp);
   recomputeType(lp);
   return status;
@@ -82,7 +82,7 @@ int replaceQ(Environment *env, Problem *lp) {
 int install(Environment *env, Problem *lp, QpData *q) {
   countQuadColumns(*q);
   lp->qpData = q;
-  modelChanged(env, lp, 24);
+  modelChanged(env, lp, ModelEvent::kQuadCopied);
   recomputeType(lp);
   return 0;
 }
@@ -163,7 +163,7 @@ QVN_API int QVNchgqpcoef(QVNCENVptr cenv, QVNLPptr lp, int row, int col, double 
     if (row < 0 || row >= n || col < 0 || col >= n) return QVNERR_INDEX_RANGE;
     if (env->generalParams->datacheck == 1) QVN_TRY(checkNumbers(env, &value, 1));
     // qpSetCoef changes nothing when it fails; the event only discards results.
-    modelChanged(env, p, 25);
+    modelChanged(env, p, ModelEvent::kQuadCoefChanged);
     qpSetCoef(*p->qpData, row, col, value);
     return 0;
   });

@@ -5,6 +5,7 @@
 // columns keep rising starts and never overlap, and gaps hold index 0 and
 // value 0.0. A separable Q lives in `diagonal` alone.
 #pragma once
+#include "model/attachments.h"
 #include "model/problem.h"
 
 struct QpData {
@@ -38,9 +39,10 @@ void qpReserveColumns(QpData *q, int numCols);
 void qpAddColumns(QpData *q, int numCols);
 // Forgets columns from `count` on, which were just added and are still empty.
 void qpTruncateColumns(QpData *q, int count);
-// Before a column deletion: nothing to allocate (kept for symmetry with reserve).
-inline void qpPrepareDelete(QpData *) {}
 // Drops columns and rows whose map entry is -1 and renumbers the rest.
 void qpDeleteColumns(QpData *q, int oldCount, const int *map);
+
+// The record under which a Problem keeps its QpData (qp_attachment.cpp).
+extern const AttachmentOps kQuadObjectiveAttachment;
 
 } // namespace qvn

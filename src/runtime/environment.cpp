@@ -131,15 +131,15 @@ Environment *makeChild(Environment *env, int *status) {
 
 Environment *openSubEnvironment(Environment *env, int *status) { return makeChild(env, status); }
 
-int threadsAllowed(const Environment *env, int kind) {
+int threadsAllowed(const Environment *env, ThreadKind kind) {
   const int limit = kThreadLimit;
   const int threads = env->generalParams->threads;
   auto capped = [&](int n) { return n < limit ? n : limit; };
   switch (kind) {
-  case 0: return limit;
-  case 1: return capped(threads);
-  case 2: return capped(env->barrierParams->barthreads ? env->barrierParams->barthreads : threads);
-  case 3: return capped(env->mipParams->mipthreads ? env->mipParams->mipthreads : threads);
+  case ThreadKind::kLimit: return limit;
+  case ThreadKind::kLp: return capped(threads);
+  case ThreadKind::kBarrier: return capped(env->barrierParams->barthreads ? env->barrierParams->barthreads : threads);
+  case ThreadKind::kMip: return capped(env->mipParams->mipthreads ? env->mipParams->mipthreads : threads);
   default: return 1;
   }
 }
@@ -211,7 +211,7 @@ QVN_API QVNENVptr QVNparenv(QVNENVptr env, int *status) {
   Environment *child = nullptr;
   int s = guarded(env, [&]() -> int {
     if (env->parent) return QVNERR_CHILD_OF_CHILD;
-    if (env->childCount >= threadsAllowed(env, 0)) return QVNERR_TOO_MANY_THREADS;
+    if (env->childCount >= threadsAllowed(env, ThreadKind::kLimit)) return QVNERR_TOO_MANY_THREADS;
     int made = 0;
     child = makeChild(env, &made);
     if (!child) return made;

@@ -95,7 +95,13 @@ bool terminateRequested(const Environment *env);
 int addResource(Environment *env, int kind, void *object);
 void removeResource(Environment *env, int kind, void *object);
 Environment *openSubEnvironment(Environment *env, int *status);
-int threadsAllowed(const Environment *env, int kind);
+// What a thread count is asked for; the numbers are those the thread hooks pass.
+enum class ThreadKind : int { kLimit = 0, kLp = 1, kBarrier = 2, kMip = 3 };
+int threadsAllowed(const Environment *env, ThreadKind kind);
+// By number: an unknown kind allows one thread.
+inline int threadsAllowed(const Environment *env, int kind) {
+  return threadsAllowed(env, static_cast<ThreadKind>(kind));
+}
 // Processor count capped by the thread limit, at least 1.
 int threadMax();
 int makeClones(Environment *env, int count);

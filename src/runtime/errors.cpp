@@ -79,7 +79,7 @@ void recordError(const Environment *env, int *status) {
   }
   if (!checkEnv(env)) return;
   const int number = *status;
-  if ((number == 1101 || number == 1117 || number == 1118) && env->generalParams->p1043 == 0)
+  if ((number == 1101 || number == 1117 || number == 1118) && env->generalParams->presolveDisplay == 0)
     return;
   char buffer[kMessageBufferSize];
   if (QVNgeterrorstring(env, number, buffer))

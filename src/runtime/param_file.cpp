@@ -129,7 +129,7 @@ int parseSetting(Environment *env, char *line, int lineNumber, const char *fileV
 
   const ParamDescriptor *d = nullptr;
   int number = 0;
-  if (env->generalParams->p1053 == 0 && readInt(token, &number)) {
+  if (env->generalParams->paramFileNamesOnly == 0 && readInt(token, &number)) {
     d = findParam(number);
     if (!d) return QVNERR_BAD_PARAM_NUM;
   } else {

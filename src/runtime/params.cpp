@@ -17,15 +17,15 @@ constexpr const char *nameOf(const char *token) {
   return std::string_view(token) == "QVN_NONAME" ? "" : token;
 }
 
-#define QVN_IPARAM(num, name, field, def, lo, hi)                                         \
+#define QVN_IPARAM(num, name, field, def, lo, hi, what)                                   \
   ParamDescriptor{ParamKind::integer, nameOf(#name), num, def, lo, hi, 0.0, 0.0, 0.0,     \
-                  nullptr, BLOCK, offsetof(STRUCT, field)},
-#define QVN_DPARAM(num, name, field, def, lo, hi)                                         \
+                  nullptr, BLOCK, offsetof(STRUCT, field), what},
+#define QVN_DPARAM(num, name, field, def, lo, hi, what)                                   \
   ParamDescriptor{ParamKind::real, nameOf(#name), num, 0, 0, 0, def, lo, hi, nullptr,     \
-                  BLOCK, offsetof(STRUCT, field)},
-#define QVN_SPARAM(num, name, field, def)                                                 \
+                  BLOCK, offsetof(STRUCT, field), what},
+#define QVN_SPARAM(num, name, field, def, what)                                           \
   ParamDescriptor{ParamKind::text, nameOf(#name), num, 0, 0, 0, 0.0, 0.0, 0.0, def,       \
-                  BLOCK, offsetof(STRUCT, field)},
+                  BLOCK, offsetof(STRUCT, field), what},
 
 // Groups in the order they are registered: general, MIP, barrier, network, quadratic.
 const ParamDescriptor kParams[] = {

@@ -19,9 +19,9 @@ constexpr int QVN_NONAME = 0;
 
 using LpCallback = int (*)(QVNCENVptr, void *cbdata, int wherefrom, void *cbhandle);
 
-#define QVN_IPARAM(num, name, field, def, lo, hi) int field;
-#define QVN_DPARAM(num, name, field, def, lo, hi) double field;
-#define QVN_SPARAM(num, name, field, def) char field[kStrParamSize];
+#define QVN_IPARAM(num, name, field, def, lo, hi, what) int field;
+#define QVN_DPARAM(num, name, field, def, lo, hi, what) double field;
+#define QVN_SPARAM(num, name, field, def, what) char field[kStrParamSize];
 
 struct GeneralParams {
   FILE *logFile;  // first field: the log file attached to the four standard channels
@@ -73,6 +73,7 @@ struct ParamDescriptor {
   const char *strDefault;
   ParamBlock block;
   size_t offset;     // of the slot within its block
+  const char *description;  // a short line for listings and readers of the table
   bool hidden() const { return name[0] == '\0'; }
 };
 

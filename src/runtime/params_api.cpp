@@ -13,7 +13,7 @@ using namespace qvn;
 namespace {
 
 void echoChange(const Environment *env, const ParamDescriptor &d) {
-  if (env->generalParams->p1075 == 0) return;
+  if (env->generalParams->paramEcho == 0) return;
   const void *slot = paramSlot(env, d);
   switch (d.kind) {
   case ParamKind::integer:

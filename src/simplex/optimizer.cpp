@@ -13,7 +13,7 @@ namespace qvn {
 
 namespace {
 
-enum Method { kPrimal = 1, kDual = 2 };
+constexpr int kPrimal = methodNumber(LpMethod::kPrimal), kDual = methodNumber(LpMethod::kDual);
 
 void takeSavedNorms(SimplexEngine &e, const BasisData &b) {
   if (!b.norms.empty() && b.normHead.size() == b.norms.size()) {
@@ -174,7 +174,7 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
 int solveProblem(Environment *env, Problem *lp, int method) {
   GeneralParams &gp = *env->generalParams;
   QVN_TRY(flushCache(env, lp));
-  modelChanged(env, lp, method == kPrimal ? 46 : 47);
+  modelChanged(env, lp, method == kPrimal ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
   WorkLp w;
   buildWorkLp(*lp->lpData, w);
   ScaleFactors scale;
@@ -227,7 +227,7 @@ int optimize(Environment *env, Problem *lp, int method) {
   });
   gp.advind = savedAdvind;
   gp.perind = savedPerind;
-  if (status != 0) modelChanged(env, lp, 56);
+  if (status != 0) modelChanged(env, lp, ModelEvent::kReducedProblemAbandoned);
   if (status == 0) guardOptimalResult(env, lp);
   return status;
 }

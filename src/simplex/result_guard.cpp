@@ -64,7 +64,7 @@ bool settleContradictoryBounds(Environment *env, Problem *lp) {
   const LpData &d = *lp->lpData;
   const int j = contradictoryBound(d, env->generalParams->eprhs);
   if (j < 0) return false;
-  modelChanged(env, lp, 56);
+  modelChanged(env, lp, ModelEvent::kReducedProblemAbandoned);
   lp->status = QVN_STAT_INFEASIBLE;
   QVNmsg(env->warningChannel, "Warning:  Bounds on '%.255s' contradictory.\n",
          displayName(env, &d.colNames, d.numCols, j, true));

@@ -119,6 +119,8 @@ TEST_F(ParamTest, WholeTableSurvivesSetListWriteResetRead) {
     SCOPED_TRACE(d.number);
     const Value before = current(env, d);
     ASSERT_TRUE(isDefault(d, before));
+    ASSERT_NE(d.description, nullptr);
+    EXPECT_GT(std::strlen(d.description), 5u);  // a row says what it governs
 
     // Wrong kind: 1013, nothing changes.
     if (d.kind != ParamKind::integer) {

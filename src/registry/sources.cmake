@@ -1,0 +1,3 @@
+list(APPEND QUORVAN_SOURCES
+  src/registry/attachments.cpp
+)
