@@ -503,7 +503,12 @@ int dualLoop(SimplexEngine &e) {
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   w.listAt.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), -1);
   if (e.dualPricing < 0 || e.dualPricing > kDualPlainThenSteep) return QVNERR_PRIIND;
-  QVN_TRY(rebuild(e, w));
+  if (takeHeldFactor(e)) {
+    computePrimal(e);
+    computeDual(e);
+  } else {
+    QVN_TRY(rebuild(e, w));
+  }
   initDualPricing(e);
   flipBoxedToDualFeasible(e);
   if (dualInfeasibility(e, true) > 0) {

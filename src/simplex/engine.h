@@ -70,6 +70,16 @@ struct SimplexEngine {
   bool dualWeightsValid = false, primalWeightsValid = false;
   bool startGiven = false;  // the run began from a held basis
   DualSteepState dualSteep;
+
+  // The factor represents head as it stands (set by refactor, cleared when a
+  // basis is installed); a loop may start from it when its owner asks so with
+  // reuseFactor, which the loop's entry clears.
+  bool factorCurrent = false;
+  bool reuseFactor = false;
+  // An owner that passes its own objective cutoff (minimization sense, offset
+  // included) instead of the Environment's limits; only the dual loop uses it.
+  bool cutoffGiven = false;
+  double cutoff = 1e75;
 };
 
 // Sizes the engine for lp and starts the clock.
@@ -87,6 +97,9 @@ void extractStatuses(const SimplexEngine &e, int *colStatus, int *rowStatus);
 void placeNonbasic(SimplexEngine &e, int j);
 // Factors the basis, replacing dependent columns by logicals. 0 or an error.
 int refactor(SimplexEngine &e);
+// At a loop's entry: true when the held factor may serve (reuseFactor was
+// set and the factor is current); clears reuseFactor.
+bool takeHeldFactor(SimplexEngine &e);
 void computePrimal(SimplexEngine &e);
 // One step of iterative refinement of the basic values: the rows' residual,
 // solved with the factors, returns what their rounding lost on an
