@@ -121,6 +121,7 @@ void extractStatuses(const SimplexEngine &e, int *colStatus, int *rowStatus) {
 
 int refactor(SimplexEngine &e) {
   e.factorCurrent = false;
+  ++e.factorizations;
   const int status = factorHead(e.factor);
   if (status == 0) return e.factorCurrent = true, 0;
   if (status != kLuBasisChanged) return status;

@@ -80,6 +80,7 @@ struct SimplexEngine {
   // included) instead of the Environment's limits; only the dual loop uses it.
   bool cutoffGiven = false;
   double cutoff = 1e75;
+  int factorizations = 0;  // from scratch, over the engine's life
 };
 
 // Sizes the engine for lp and starts the clock.
