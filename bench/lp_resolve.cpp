@@ -65,6 +65,7 @@ void run(QVNENVptr env, const std::string &dir, const std::string &name) {
     qvn::relaxSolve(*r, limits, &run);
     hotTime += seconds(t0);
     hotIter += qvn::relaxIterations(*r);
+    if (getenv("DBG")) std::printf("round %d iters %d work %d finish %d used %d\n", round, qvn::relaxIterations(*r), r->work.factorizations, r->finish.factorizations, (int)r->finishUsed);
     factorizations += r->work.factorizations + r->finish.factorizations - before;
     notOptimal += run != 1 && run != 3;
     ++rounds;
@@ -86,11 +87,11 @@ int main(int argc, char **argv) {
   for (int k = 2; k < argc; ++k) models.push_back(argv[k]);
   if (models.empty()) models = {"25fv47", "scfxm3", "ship08l", "pilot", "degen3"};
   int status = 0;
-  QVNENVptr env = QVNopenenv(&status);
+  QVNENVptr env = QVNopenQUORVAN(&status);
   QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
   std::printf("%-10s %6s %9s %14s %8s %10s %6s %5s %8s\n", "model", "iters", "cold_s", "objective", "re_iters",
               "re_s", "speedup", "facts", "nonopt");
   for (const auto &m : models) run(env, dir, m);
-  QVNcloseenv(&env);
+  QVNcloseQUORVAN(&env);
   return 0;
 }

@@ -76,6 +76,11 @@ struct SimplexEngine {
   // reuseFactor, which the loop's entry clears.
   bool factorCurrent = false;
   bool reuseFactor = false;
+  // The dual loop's last check before it claims optimality recomputes the
+  // values from the held factor rather than a new one while that factor is
+  // not due (its pivots were checked on the way): a re-solve of a few
+  // iterations then costs no factorization from scratch.
+  bool checkWithHeldFactor = false;
   // An owner that passes its own objective cutoff (minimization sense, offset
   // included) instead of the Environment's limits; only the dual loop uses it.
   bool cutoffGiven = false;

@@ -85,6 +85,7 @@ void applyLimits(SimplexEngine &e, const RelaxSolveLimits &limits) {
   e.cutoff = limits.objectiveLimit;
   e.startGiven = true;
   e.reuseFactor = true;
+  e.checkWithHeldFactor = true;
 }
 
 // A factor that represents the basis, for the tableau and the row repairs.
