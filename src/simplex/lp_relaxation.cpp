@@ -363,6 +363,17 @@ int relaxSolve(LpRelaxation &r, const RelaxSolveLimits &limits, int *status) {
   if (!status) return QVNERR_NULL_POINTER;
   if (std::isnan(limits.objectiveLimit) || std::isnan(limits.timeLimit)) return QVNERR_NAN;
   return runCaught([&]() -> int {
+    // Crossed bounds would go unseen on a nonbasic variable: the loops only
+    // look at the basic ones.
+    for (int j = 0; j < r.lp.numTot; ++j) {
+      if (r.lp.lower[j] > r.lp.upper[j]) {
+        r.lastStatus = *status = kRunInfeasible;
+        r.iterations = 0;
+        r.objective = 1e75;
+        r.dualFeasible = false;
+        return 0;
+      }
+    }
     resetWorkingData(r.work);
     applyLimits(r.work, limits);
     return solveHeld(r, limits.method, r.checkByFactor, true, status);

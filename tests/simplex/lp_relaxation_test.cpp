@@ -475,6 +475,13 @@ TEST_F(LpRelaxationTest, BadInputIsRefused) {
   EXPECT_EQ(qvn::relaxDeleteRows(*relax, nullptr), QVNERR_NULL_POINTER);
   EXPECT_EQ(qvn::relaxStrongBranch(*relax, 7, 0, 1, 10, &lo, &col, &up, &col), QVNERR_COL_INDEX_RANGE);
   EXPECT_EQ(qvn::relaxNumRows(*relax), 2);
+  // Crossed bounds on a nonbasic column: infeasible, not an optimum that
+  // breaks them.
+  col = 0, lo = 2, up = 1;
+  ASSERT_EQ(qvn::relaxChangeBounds(*relax, 1, &col, &lo, &up), 0);
+  EXPECT_EQ(solve(), qvn::kRunInfeasible);
+  lo = 0, up = 3;
+  ASSERT_EQ(qvn::relaxChangeBounds(*relax, 1, &col, &lo, &up), 0);
   double l = 0, u = 0;
   qvn::relaxGetBounds(*relax, 0, &l, &u);
   EXPECT_EQ(u, 3.0);
