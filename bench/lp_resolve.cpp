@@ -1,12 +1,14 @@
 // Re-solves of a netlib LP held in an LpRelaxation after one bound change,
 // against a cold solve of the same LP: time and iterations per re-solve, and
-// the factorizations from scratch they needed.
+// the factorizations from scratch they needed (over all rounds), the rounds
+// whose change left no feasible point, and those that ended otherwise.
 //
 //   bench_lp_resolve [DATA_DIR] [MODEL ...]
 // Each round tightens the upper bound of a basic column with a nonzero value
 // to 90% of it, re-solves, and puts the bound back (a second, unmeasured
 // re-solve), so that every measured re-solve starts one change away from an
 // optimum.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -49,7 +51,8 @@ void run(QVNENVptr env, const std::string &dir, const std::string &name) {
   std::mt19937 rng(1);
   double hotTime = 0.0;
   long hotIter = 0;
-  int factorizations = 0, rounds = 0, notOptimal = 0;
+  int factorizations = 0, rounds = 0, notOptimal = 0, infeasible = 0;
+  std::vector<int> iterations;
   for (int round = 0; round < kRounds; ++round) {
     std::vector<int> colStatus(n), rowStatus(qvn::relaxNumRows(*r));
     qvn::relaxGetBasis(*r, colStatus.data(), rowStatus.data());
@@ -66,15 +69,18 @@ void run(QVNENVptr env, const std::string &dir, const std::string &name) {
     qvn::relaxSolve(*r, limits, &run);
     hotTime += seconds(t0);
     hotIter += qvn::relaxIterations(*r);
+    iterations.push_back(qvn::relaxIterations(*r));
+    infeasible += run == 3;
     factorizations += r->work.factorizations + r->finish.factorizations - before;
     notOptimal += run != 1 && run != 3;
     ++rounds;
     qvn::relaxChangeBounds(*r, 1, &j, &lo, &up);
     qvn::relaxSolve(*r, limits, &run);
   }
-  std::printf("%-10s %6d %9.4f %14.6g %8.1f %10.6f %6.1f %5d %8.1f\n", name.c_str(), coldIter, coldTime, optimum,
-              static_cast<double>(hotIter) / rounds, hotTime / rounds, coldTime / (hotTime / rounds),
-              factorizations, 1.0 * notOptimal);
+  std::sort(iterations.begin(), iterations.end());
+  std::printf("%-10s %6d %9.4f %14.6g %8.1f %6d %10.6f %7.1f %5d %5d %6d\n", name.c_str(), coldIter, coldTime, optimum,
+              static_cast<double>(hotIter) / rounds, iterations[iterations.size() / 2], hotTime / rounds,
+              coldTime / (hotTime / rounds), factorizations, infeasible, notOptimal);
   qvn::relaxFree(r);
   QVNfreeprob(env, &lp);
 }
@@ -89,8 +95,8 @@ int main(int argc, char **argv) {
   int status = 0;
   QVNENVptr env = QVNopenQUORVAN(&status);
   QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
-  std::printf("%-10s %6s %9s %14s %8s %10s %6s %5s %8s\n", "model", "iters", "cold_s", "objective", "re_iters",
-              "re_s", "speedup", "facts", "nonopt");
+  std::printf("%-10s %6s %9s %14s %8s %6s %10s %7s %5s %5s %6s\n", "model", "iters", "cold_s", "objective",
+              "re_mean", "re_med", "re_s", "speedup", "facts", "infs", "other");
   for (const auto &m : models) run(env, dir, m);
   QVNcloseQUORVAN(&env);
   return 0;
