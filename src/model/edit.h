@@ -129,7 +129,7 @@ int rangeStatus(const Environment *env, const char *functionName, int begin, int
 // (1009, the handle itself, never a held fixed problem), not of a fixed type (1023).
 template <class Body> int guardedEdit(const Environment *env, Problem *lp, Body &&body) noexcept {
   return guarded(env, [&]() -> int {
-    if (!checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
+    if (!problemOfEnv(env, lp) || !checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
     if (isFixedType(lp->probType)) return QVNERR_NOT_ONE_PROBLEM;
     return body(lp);
   });
