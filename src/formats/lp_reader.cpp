@@ -1148,7 +1148,7 @@ struct LpReader {
   int run() {
     int tok = nextLine(0, false);
     if (tok < 0) return tok;
-    if (tok != kTokMin && tok != kTokMax) return reportError(env, 1436);
+    if (tok != kTokMin && tok != kTokMax) return reportErrorAtLine(env, line, 1436);
     img.objSense = tok == kTokMax ? -1 : 1;
     target = kObjective;
     st = kStart;
