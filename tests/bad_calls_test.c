@@ -143,6 +143,8 @@ static void hugeCounts(void) {
         QVNERR_LIMITS_TOO_BIG);
   CHECK(QVNaddrows(env, lp, 0, near, 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL) ==
         QVNERR_LIMITS_TOO_BIG);
+  CHECK(QVNEcacheNewCols(env, lp, near, NULL, NULL, NULL, NULL, NULL) == QVNERR_LIMITS_TOO_BIG);
+  CHECK(QVNEcacheNewRows(env, lp, near, NULL, NULL, NULL, NULL) == QVNERR_LIMITS_TOO_BIG);
   CHECK(QVNgetnumcols(env, lp) == 2 && QVNgetnumrows(env, lp) == 2);
   checkSmallOptimum(env, lp);
   CHECK(QVNfreeprob(env, &lp) == 0);

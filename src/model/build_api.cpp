@@ -21,16 +21,6 @@ int checkColumnData(const Environment *env, int count, const double *objCoef, co
   return checkNames(env, colNames, count);
 }
 
-// 1012 when `more` rows or columns would take the model past the largest count
-// an int may hold here; summed in 64 bits so that no count near INT_MAX wraps
-// before it is tested. Range columns sit behind the columns and count too.
-int sizeCheck(const LpData &d, int64_t moreRows, int64_t moreCols) {
-  constexpr int64_t kMaxCount = 2100000000;
-  const int64_t rows = int64_t{d.numRows} + d.cache.numRows + moreRows;
-  const int64_t cols = int64_t{d.numColsWithRanges} + d.cache.numCols + moreCols + moreRows;
-  return rows > kMaxCount || cols > kMaxCount ? QVNERR_LIMITS_TOO_BIG : 0;
-}
-
 int deleteRange(Environment *env, Problem *lp, int begin, int end, bool rows, const char *name) {
   QVN_TRY(flushCache(env, lp));
   const int count = rows ? lp->lpData->numRows : lp->lpData->numCols;
@@ -53,7 +43,7 @@ QVN_API int QVNnewrows(QVNCENVptr cenv, QVNLPptr lp, int count, const double *rh
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
-    QVN_TRY(sizeCheck(*p->lpData, count, 0));
+    QVN_TRY(modelSizeCheck(*p->lpData, count, 0));
     if (sense) QVN_TRY(checkSenses(env, sense, count));
     if (dataCheck(env)) {
       QVN_TRY(checkNumbers(env, rhs, count));
@@ -74,7 +64,7 @@ QVN_API int QVNaddrows(QVNCENVptr cenv, QVNLPptr lp, int newCols, int newRows, i
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (newCols < 0 || newRows < 0 || newNonzeros < 0) return QVNERR_BAD_ARGUMENT;
     if (newCols == 0 && newRows == 0) return 0;
-    QVN_TRY(sizeCheck(*p->lpData, newRows, newCols));
+    QVN_TRY(modelSizeCheck(*p->lpData, newRows, newCols));
     if (newNonzeros > 0 && (!rowStart || !colIndex || !coefValue)) return QVNERR_NULL_POINTER;
     const LpData &d = *p->lpData;
     const int cols = d.numCols + d.cache.numCols + newCols;
@@ -112,7 +102,7 @@ QVN_API int QVNnewcols(QVNCENVptr cenv, QVNLPptr lp, int count, const double *ob
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
-    QVN_TRY(sizeCheck(*p->lpData, 0, count));
+    QVN_TRY(modelSizeCheck(*p->lpData, 0, count));
     if (ctype) QVN_TRY(checkColumnTypes(env, ctype, count));
     QVN_TRY(checkColumnData(env, count, objCoef, lowerBound, upperBound, colNames));
     QVN_TRY(flushCache(env, p));
@@ -132,7 +122,7 @@ QVN_API int QVNaddcols(QVNCENVptr cenv, QVNLPptr lp, int count, int newNonzeros,
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (count < 0 || newNonzeros < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
-    QVN_TRY(sizeCheck(*p->lpData, 0, count));
+    QVN_TRY(modelSizeCheck(*p->lpData, 0, count));
     if (newNonzeros > 0 && (!colStart || !rowIndex || !coefValue)) return QVNERR_NULL_POINTER;
     const LpData &d = *p->lpData;
     if (newNonzeros > 0)
