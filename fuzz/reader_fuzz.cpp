@@ -52,7 +52,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     int status = 0;
     return QVNopenQUORVAN(&status);
   }();
-  static const std::string path = "/tmp/qvn_fuzz_" + std::to_string(getpid()) + "." + kFormat;
+  // A memory file system where there is one: a file is written per input.
+  static const std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
+                                  "/qvn_fuzz_" + std::to_string(getpid()) + "." + kFormat;
   qvnFuzzAccepted = false;
   FILE *f = std::fopen(path.c_str(), "wb");
   if (!f) return 0;

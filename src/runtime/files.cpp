@@ -135,7 +135,10 @@ QvnFile *openRead(const Environment *env, const char *name, const char *mode,
 
 int reportDamaged(const Environment *env, const char *name, long line) {
   char place[320];  // a name of at most 255 characters and the words around it
-  std::snprintf(place, sizeof place, "File '%.255s', line %ld: ", name, line);
+  if (line > 0)
+    std::snprintf(place, sizeof place, "File '%.255s', line %ld: ", name, line);
+  else
+    std::snprintf(place, sizeof place, "File '%.255s': ", name);
   return reportErrorAt(env, place, QVNERR_DECOMPRESSION);
 }
 

@@ -81,7 +81,8 @@ QvnFile *openRead(const Environment *env, const char *name, const char *mode,
 // the file does not open (the caller's own open reports that).
 int verifyCompressed(const Environment *env, const char *name, const char *mode, const char *extension,
                      int noRetry);
-// Prints 1027 for `name` with the line at which its data broke off; -1027.
+// Prints 1027 for `name` with the line at which its data broke off (none when
+// `line` is 0: not known); -1027.
 int reportDamaged(const Environment *env, const char *name, long line);
 // Opens a file for writing, compressing by name when allowed; null on failure
 // (the caller reports 1422 with the name). A given noMemory tells whether the
