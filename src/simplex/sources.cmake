@@ -10,6 +10,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/primal_simplex.cpp
   src/simplex/progress.cpp
   src/simplex/quality.cpp
+  src/simplex/result_guard.cpp
   src/simplex/scaling.cpp
   src/simplex/solution.cpp
   src/simplex/weights_api.cpp
