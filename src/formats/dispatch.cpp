@@ -13,7 +13,7 @@ namespace qvn {
 
 namespace {
 
-enum FileKind { kKindUnknown, kKindLp, kKindMps, kKindSav, kKindNet };
+enum FileKind { kKindUnknown, kKindLp, kKindMps, kKindSav, kKindNet, kKindDamaged };
 
 FileKind kindOfWord(const char *word) {
   if (!strcasecmp(word, "LP")) return kKindLp;
@@ -54,7 +54,9 @@ FileKind kindOfContent(const Environment *env, const char *name) {
   QvnFile *in = openRead(env, name, "rb", nullptr, 1, 1, nullptr);
   if (!in) return kKindUnknown;
   const int c = fileGetc(in);
+  const bool damaged = fileFailed(in);
   closeFile(&in);
+  if (damaged) return kKindDamaged;
   if (c == EOF) return kKindUnknown;
   // A line feed first is an LP file unless the binary SAV header follows,
   // which this library does not read in any case.
@@ -113,6 +115,10 @@ int readModelImage(Environment *env, const char *fileName, const char *typeWord,
   FileKind kind = typeWord ? kindOfWord(typeWord) : kKindUnknown;
   if (kind == kKindUnknown) kind = kindOfName(fileName);
   if (kind == kKindUnknown) kind = kindOfContent(env, fileName);
+  if (kind == kKindDamaged) {
+    QVN_TRY(verifyCompressed(env, fileName, "rb", nullptr, 1));
+    return reportDamaged(env, fileName, 1);
+  }
   if (kind != kKindLp && kind != kKindMps) return QVNERR_BAD_FILETYPE;
   return kind == kKindLp ? readLpFile(env, fileName, image) : readMpsFile(env, fileName, image);
 }

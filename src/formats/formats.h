@@ -74,10 +74,12 @@ struct LineSource {
 
 // The frame of a reader: opens `path` (trying `extension` behind a name that
 // lacks it), runs `body`, closes, and on failure leaves `image` empty. A
-// compressed file that ends damaged is 1027.
+// compressed file is first read through once, so that damaged data give 1027
+// with the file's name rather than a parse error about what the damage left.
 template <class Body>
 int readFrame(Environment *env, const char *path, const char *extension, ModelImage &image, LineSource &in,
               Body &&body) {
+  QVN_TRY(verifyCompressed(env, path, "rb", extension, 0));
   int status = 0;
   in.file = openRead(env, path, "rb", extension, 0, 1, &status);
   if (!in.file) return status;
@@ -88,7 +90,8 @@ int readFrame(Environment *env, const char *path, const char *extension, ModelIm
     image = ModelImage();
     throw;
   }
-  if (status == 0 && fileFailed(in.file)) status = QVNERR_DECOMPRESSION;
+  // Read errors after the check above (a file changed meanwhile, a failing disk).
+  if (status == 0 && fileFailed(in.file)) status = reportDamaged(env, path, 0);
   closeFile(&in.file);
   if (status != 0) image = ModelImage();
   return status;

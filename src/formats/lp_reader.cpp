@@ -1147,7 +1147,7 @@ struct LpReader {
   int run() {
     int tok = nextLine(0, false);
     if (tok < 0) return tok;
-    if (tok != kTokMin && tok != kTokMax) return reportError(env, QVNERR_NO_OBJ_SENSE);
+    if (tok != kTokMin && tok != kTokMax) return reportErrorAtLine(env, line, QVNERR_NO_OBJ_SENSE);
     img.objSense = tok == kTokMax ? -1 : 1;
     target = kObjective;
     st = kStart;

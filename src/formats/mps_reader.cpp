@@ -242,7 +242,7 @@ struct MpsReader {
     const int at = rowNames.size();
     rowNames.add(name(1, nameA), nameLength(1));
     if (rowIndex.insert(rowNames, at) != at) {
-      if (++rowRepeats <= kWarnCap) reportError(env, QVNERR_ROW_REPEATS, nameA);
+      if (++rowRepeats <= kWarnCap) reportErrorAtLine(env, line, QVNERR_ROW_REPEATS, nameA);
       rowNames.offset.pop_back();
       return 0;
     }
@@ -359,7 +359,7 @@ struct MpsReader {
     const int at = img.colNames.size();
     img.colNames.add(name(0, nameA), nameLength(0));
     if (colIndex.insert(img.colNames, at) != at) {
-      if (++colRepeats <= kWarnCap) reportError(env, QVNERR_COL_REPEATS, nameA);
+      if (++colRepeats <= kWarnCap) reportErrorAtLine(env, line, QVNERR_COL_REPEATS, nameA);
     }
     ++img.numCols;
     img.obj.push_back(0.0);
@@ -384,7 +384,7 @@ struct MpsReader {
     QVN_TRY(number(valueField, &v));
     const int j = img.numCols - 1;
     if (rowMark[r] == j)
-      return reportError(env, QVNERR_COL_REPEATED_ROW, img.colNames.get(j), name(nameField, nameB));
+      return reportErrorAtLine(env, line, QVNERR_COL_REPEATED_ROW, img.colNames.get(j), name(nameField, nameB));
     rowMark[r] = j;
     const ReadRow &row = rows[r];
     if (r == refRow && inSos && !sosRefWeight.empty() && img.sos.member.back() == j)
@@ -479,7 +479,7 @@ struct MpsReader {
       }
       const uint8_t bit = ranges ? 2 : 1;
       if (rimMark[r] & bit)
-        return reportError(env, QVNERR_ITEM_REPEATED_ROW, ranges ? "RANGES" : "RHS", seen.get(0), rowNames.get(r));
+        return reportErrorAtLine(env, line, QVNERR_ITEM_REPEATED_ROW, ranges ? "RANGES" : "RHS", seen.get(0), rowNames.get(r));
       rimMark[r] |= bit;
       if (!ranges) {
         if (row.kind == kRowOrdinary) img.rhs[row.final] = v;
@@ -677,8 +677,8 @@ struct MpsReader {
     if (row.kind == kRowUserCut || row.kind == kRowLazy) return error(QVNERR_QUAD_TERM_IN_ROW);
     if (row.kind != kRowOrdinary || (row.sense != 'L' && row.sense != 'G') ||
         img.sense[row.final] == 'R')
-      return error(QVNERR_BAD_QCON_SENSE);
-    if (rowMove[row.final] >= 0) return reportError(env, QVNERR_ROW_REPEATS, rowNames.get(r));
+      return error(1437);
+    if (rowMove[row.final] >= 0) return reportErrorAtLine(env, line, QVNERR_ROW_REPEATS, rowNames.get(r));
     currentQconstr = static_cast<int>(img.qconstr.size());
     rowMove[row.final] = 2 * currentQconstr;
     img.qconstr.emplace_back();
@@ -731,9 +731,9 @@ struct MpsReader {
       QVN_TRY(number(2, &v));
     }
     if (std::fabs(v) < 1e-10) kind = -kind;
-    else if (std::fabs(v - 1.0) > 1e-10) return error(QVNERR_BAD_INDICATOR);
-    if (rowMove[row.final] >= 0) return reportError(env, QVNERR_ROW_REPEATS, rowNames.get(r));
-    if (j < 0) return reportError(env, QVNERR_NOT_COL_NAME, line, fieldCount >= 4 ? name(2, nameA) : "");
+    else if (std::fabs(v - 1.0) > 1e-10) return error(1439);
+    if (rowMove[row.final] >= 0) return reportErrorAtLine(env, line, QVNERR_ROW_REPEATS, rowNames.get(r));
+    if (j < 0) return reportError(env, 1449, line, fieldCount >= 4 ? name(2, nameA) : "");
     Indicator ind;
     ind.column = j;
     ind.kind = kind;

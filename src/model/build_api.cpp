@@ -43,6 +43,7 @@ QVN_API int QVNnewrows(QVNCENVptr cenv, QVNLPptr lp, int count, const double *rh
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
+    QVN_TRY(modelSizeCheck(*p->lpData, count, 0));
     if (sense) QVN_TRY(checkSenses(env, sense, count));
     if (dataCheck(env)) {
       QVN_TRY(checkNumbers(env, rhs, count));
@@ -63,6 +64,7 @@ QVN_API int QVNaddrows(QVNCENVptr cenv, QVNLPptr lp, int newCols, int newRows, i
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (newCols < 0 || newRows < 0 || newNonzeros < 0) return QVNERR_BAD_ARGUMENT;
     if (newCols == 0 && newRows == 0) return 0;
+    QVN_TRY(modelSizeCheck(*p->lpData, newRows, newCols));
     if (newNonzeros > 0 && (!rowStart || !colIndex || !coefValue)) return QVNERR_NULL_POINTER;
     const LpData &d = *p->lpData;
     const int cols = d.numCols + d.cache.numCols + newCols;
@@ -100,6 +102,7 @@ QVN_API int QVNnewcols(QVNCENVptr cenv, QVNLPptr lp, int count, const double *ob
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
+    QVN_TRY(modelSizeCheck(*p->lpData, 0, count));
     if (ctype) QVN_TRY(checkColumnTypes(env, ctype, count));
     QVN_TRY(checkColumnData(env, count, objCoef, lowerBound, upperBound, colNames));
     QVN_TRY(flushCache(env, p));
@@ -119,6 +122,7 @@ QVN_API int QVNaddcols(QVNCENVptr cenv, QVNLPptr lp, int count, int newNonzeros,
   return guardedEdit(env, lp, [&](Problem *p) -> int {
     if (count < 0 || newNonzeros < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
+    QVN_TRY(modelSizeCheck(*p->lpData, 0, count));
     if (newNonzeros > 0 && (!colStart || !rowIndex || !coefValue)) return QVNERR_NULL_POINTER;
     const LpData &d = *p->lpData;
     if (newNonzeros > 0)

@@ -139,6 +139,7 @@ QVN_API int QVNEcacheNewCols(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
+    QVN_TRY(modelSizeCheck(*p->lpData, 0, count));
     if (ctype) QVN_TRY(checkColumnTypes(env, ctype, count));
     if (env->generalParams->datacheck == 1) {
       QVN_TRY(checkNumbers(env, objCoef, count));
@@ -172,6 +173,7 @@ QVN_API int QVNEcacheNewRows(QVNCENVptr cenv, QVNLPptr lp, int count, const doub
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (count < 0) return QVNERR_BAD_ARGUMENT;
     if (count == 0) return 0;
+    QVN_TRY(modelSizeCheck(*p->lpData, count, 0));
     if (sense) QVN_TRY(checkSenses(env, sense, count));
     if (env->generalParams->datacheck == 1) {
       QVN_TRY(checkNumbers(env, rhs, count));

@@ -69,7 +69,7 @@ QVN_API QVNLPptr QVNcloneprob(QVNCENVptr cenv, QVNCLPptr lp, int *status) {
   auto *env = const_cast<Environment *>(cenv);
   Problem *clone = nullptr;
   int s = guarded(env, [&]() -> int {
-    if (!checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
+    if (!problemOfEnv(env, lp) || !checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
     auto *src = const_cast<Problem *>(lp);
     QVN_TRY(createProblem(env, src->lpData->probName, &clone));
     int r = runCaught([&]() { return cloneInto(env, src, clone); });

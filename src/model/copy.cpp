@@ -88,8 +88,13 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
   if (a.rangeValue) fresh.rangeValue.assign(r, 0.0);
   fresh.rowIndex.assign(static_cast<size_t>(nzSpace), 0);
   fresh.coefValue.assign(static_cast<size_t>(nzSpace), 0.0);
-  if (a.colNames) buildNameStore(fresh.colNames, a.colNames, a.numCols, c, gp.extraColSpace);
-  if (a.rowNames) buildNameStore(fresh.rowNames, a.rowNames, a.numRows, r, gp.extraRowSpace);
+  // Without the data check a null entry is not refused: it gets a generated
+  // name, as the functions that add rows and columns give it.
+  int colCounter = -1, rowCounter = -1;
+  if (a.colNames)
+    QVN_TRY(buildNameStoreFilled(fresh.colNames, a.colNames, a.numCols, c, gp.extraColSpace, 'x', colCounter));
+  if (a.rowNames)
+    QVN_TRY(buildNameStoreFilled(fresh.rowNames, a.rowNames, a.numRows, r, gp.extraRowSpace, 'c', rowCounter));
 
   std::copy_n(a.objCoef, a.numCols, fresh.objCoef.begin());
   std::copy_n(a.lowerBound, a.numCols, fresh.lowerBound.begin());
@@ -144,7 +149,8 @@ int copyLp(Environment *env, Problem *lp, const CopyArgs &a) {
   old.numRows = a.numRows;
   old.numColsWithRanges = old.numColsWithSlacks = a.numCols;
   old.matrixStamp = 0;
-  old.colDefaultNames = old.rowDefaultNames = -1;
+  old.colDefaultNames = colCounter;
+  old.rowDefaultNames = rowCounter;
   old.objOffset = 0.0;
   old.cache = PendingData();
   rebuildLogicals(lp);
@@ -198,7 +204,7 @@ QVN_API int QVNcopylpwnames(QVNCENVptr cenv, QVNLPptr lp, int numCols, int numRo
                             const double *rangeValue, char **colNames, char **rowNames) {
   auto *env = const_cast<Environment *>(cenv);
   return guarded(env, [&]() -> int {
-    if (!checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
+    if (!problemOfEnv(env, lp) || !checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
     return copyLpWithNames(env, lp, numCols, numRows, objSense, objCoef, rhs, sense, colStart,
                            colCount, rowIndex, coefValue, lowerBound, upperBound, rangeValue,
                            colNames, rowNames);

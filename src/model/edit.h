@@ -129,10 +129,21 @@ int rangeStatus(const Environment *env, const char *functionName, int begin, int
 // (1009, the handle itself, never a held fixed problem), not of a fixed type (1023).
 template <class Body> int guardedEdit(const Environment *env, Problem *lp, Body &&body) noexcept {
   return guarded(env, [&]() -> int {
-    if (!checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
+    if (!problemOfEnv(env, lp) || !checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
     if (isFixedType(lp->probType)) return QVNERR_NOT_ONE_PROBLEM;
     return body(lp);
   });
+}
+
+// 1012 when `moreRows` rows and `moreCols` columns would take the model, with
+// its pending items, past the largest count an int may hold here; summed in 64
+// bits so that no count near INT_MAX wraps before it is tested. Range columns
+// sit behind the columns and count too, and each new row may bring one.
+inline int modelSizeCheck(const LpData &d, int64_t moreRows, int64_t moreCols) {
+  constexpr int64_t kMaxCount = 2100000000;
+  const int64_t rows = int64_t{d.numRows} + d.cache.numRows + moreRows;
+  const int64_t cols = int64_t{d.numColsWithRanges} + d.cache.numCols + moreCols + moreRows;
+  return rows > kMaxCount || cols > kMaxCount ? QVNERR_LIMITS_TOO_BIG : 0;
 }
 
 // Drops the rest of the data of the integer columns: order and SOS (types stay).

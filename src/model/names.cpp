@@ -52,6 +52,38 @@ void buildNameStore(NameStore &store, char *const *names, int count, size_t capa
   std::swap(store, fresh);
 }
 
+int buildNameStoreFilled(NameStore &store, char *const *names, int count, size_t capacity,
+                         int extraParam, char prefix, int &counter) {
+  int nulls = 0;
+  LargestGeneratedNumber largest;
+  for (int i = 0; i < count; ++i) {
+    if (!names[i])
+      ++nulls;
+    else
+      QVN_TRY(largest.consider(names[i], prefix));
+  }
+  if (nulls == 0) {
+    buildNameStore(store, names, count, capacity, extraParam);
+    return 0;
+  }
+  const long first = largest.value();
+  if (first + nulls >= 2100000000L) return QVNERR_NAME_CREATION;
+  const int width = digitCount(first + nulls) + 2;
+  EnvVector<char> generated(static_cast<size_t>(width) * static_cast<size_t>(nulls));
+  EnvVector<char *> filled(names, names + count);
+  long next = first;
+  char *slot = generated.data();
+  for (int i = 0; i < count; ++i) {
+    if (names[i]) continue;
+    std::snprintf(slot, static_cast<size_t>(width), "%c%ld", prefix, ++next);
+    filled[i] = slot;
+    slot += width;
+  }
+  buildNameStore(store, filled.data(), count, capacity, extraParam);
+  counter = static_cast<int>(next);
+  return 0;
+}
+
 int LargestGeneratedNumber::consider(const char *name, char prefix) {
   if (!name || name[0] != prefix || !name[1]) return 0;
   const char *p = name + 1;

@@ -11,6 +11,12 @@ namespace qvn {
 // Fills `store` with `count` names and room for `capacity` entries.
 void buildNameStore(NameStore &store, char *const *names, int count, size_t capacity,
                     int extraParam);
+// As buildNameStore, for a caller's array in which entries may be null: those
+// get generated names that continue after the largest "<prefix><digits>"
+// among the given ones, and `counter` receives the last number used (it stays
+// as it is when no entry is null). 1209 as for defaultNameCounter.
+int buildNameStoreFilled(NameStore &store, char *const *names, int count, size_t capacity,
+                         int extraParam, char prefix, int &counter);
 // The number after which `count` generated names continue. `counter` is used as
 // it is while it is set and small enough; otherwise it becomes the largest
 // "<prefix><digits>" among the `have` existing names (0 without any).

@@ -12,6 +12,13 @@ bool checkProblemFast(const Problem *lp) {
   return lp && lp->lpData && lp->self0 == lp && lp->self1 == lp;
 }
 
+bool problemOfEnv(const Environment *env, const Problem *lp) {
+  if (!lp) return false;
+  for (const Resource *entry = env->resourceList; entry; entry = entry->next)
+    if (entry->object == lp && entry->kind == kResProblem) return true;
+  return false;
+}
+
 bool checkProblem(const Problem **lp) {
   const Problem *p = *lp;
   if (p && checkProblemFast(p) && isFixedType(p->probType)) *lp = p->fixedProblem;
@@ -121,10 +128,12 @@ QVN_API int QVNfreeprob(QVNCENVptr cenv, QVNLPptr *lpPointer) {
   return guarded(env, [&]() -> int {
     if (!lpPointer) return QVNERR_NULL_POINTER;
     if (!*lpPointer) return 0;
-    if (!checkProblemFast(*lpPointer)) return QVNERR_NO_PROBLEM;
     // A problem belongs to the Environment that made it; freeing it through
     // another one would leave that one's resource list pointing at freed memory.
-    if ((*lpPointer)->env != env) return QVNERR_BAD_ARGUMENT;
+    // Another's problem and a freed one look alike from here, and neither may
+    // be read: both are a bad argument, as a foreign child is to QVNfreeparenv.
+    if (!problemOfEnv(env, *lpPointer)) return QVNERR_BAD_ARGUMENT;
+    if (!checkProblemFast(*lpPointer)) return QVNERR_NO_PROBLEM;
     freeProblem(env, *lpPointer);
     return 0;
   });

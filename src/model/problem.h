@@ -216,6 +216,10 @@ inline void rowActivityLimits(const LpData &d, int i, double &lo, double &up) {
 bool checkProblemFast(const Problem *lp);
 // May replace lp by the held fixed problem of a fixed-type handle.
 bool checkProblem(const Problem **lp);
+// True when lp is a live Problem listed under env. It looks at env's resource
+// list only, never at *lp, so a freed or foreign handle is refused without
+// reading memory that may be gone. Every frame runs it before checkProblem.
+bool problemOfEnv(const Environment *env, const Problem *lp);
 
 int createProblem(Environment *env, const char *name, Problem **out);
 void freeProblem(Environment *env, Problem *&lp);
@@ -235,10 +239,11 @@ void modelChanged(Environment *env, Problem *lp, ModelEvent event);
 int flushCache(Environment *env, Problem *lp);
 
 // Frame of every exported function that takes a problem: environment test
-// (1002), problem test (1009), then the body with the checked problem.
+// (1002), problem test (1009: also a problem of another Environment, or one
+// already freed), then the body with the checked problem.
 template <class Body> int guardedProblem(const Environment *env, const Problem *lp, Body &&body) noexcept {
   return guarded(env, [&]() -> int {
-    if (!checkProblem(&lp)) return QVNERR_NO_PROBLEM;
+    if (!problemOfEnv(env, lp) || !checkProblem(&lp)) return QVNERR_NO_PROBLEM;
     return body(const_cast<Problem *>(lp));
   });
 }

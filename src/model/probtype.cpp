@@ -40,7 +40,7 @@ extern "C" {
 QVN_API int QVNchgprobtype(QVNCENVptr cenv, QVNLPptr lp, int type) {
   auto *env = const_cast<Environment *>(cenv);
   return guarded(env, [&]() -> int {
-    if (!checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
+    if (!problemOfEnv(env, lp) || !checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
     if (lp->probType == type) return 0;
     QVN_TRY(flushCache(env, lp));
     const int from = lp->probType;

@@ -226,7 +226,12 @@ QVN_API int QVNfreeparenv(QVNENVptr env, QVNENVptr *childPointer) {
   return guarded(env, [&]() -> int {
     if (!childPointer || !*childPointer) return 0;
     Environment *child = *childPointer;
-    if (!checkEnv(child) || child->parent != env) return QVNERR_BAD_ARGUMENT;
+    // Found in env's own list before it is read: a freed or foreign child
+    // handle is refused without touching its memory.
+    bool listed = false;
+    for (const Resource *entry = env->resourceList; entry && !listed; entry = entry->next)
+      listed = entry->kind == kResChild && entry->object == child;
+    if (!listed || !checkEnv(child) || child->parent != env) return QVNERR_BAD_ARGUMENT;
     removeResource(env, kResChild, child);
     closeEnvironment(child);
     env->childCount -= 1;

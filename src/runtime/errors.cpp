@@ -115,6 +115,42 @@ int reportError(const Environment *cenv, int number, ...) {
   return -number;
 }
 
+namespace {
+
+int reportWithPlace(const Environment *cenv, const char *place, int number, va_list args) {
+  auto *env = const_cast<Environment *>(cenv);
+  if (!checkEnv(env)) return -number;
+  const char *row = errorRowText(env, number);
+  if (!row) {
+    QVNmsg(env->errorChannel, "QUORVAN Error %5d:  Unknown error code.\n", number);
+    return -number;
+  }
+  char detail[kMessageBufferSize];
+  std::vsnprintf(detail, sizeof detail, row, args);
+  QVNmsg(env->errorChannel, "QUORVAN Error %5d: %s%s.\n", number, place, detail);
+  return -number;
+}
+
+} // namespace
+
+int reportErrorAt(const Environment *env, const char *place, int number, ...) {
+  va_list args;
+  va_start(args, number);
+  const int status = reportWithPlace(env, place, number, args);
+  va_end(args);
+  return status;
+}
+
+int reportErrorAtLine(const Environment *env, int line, int number, ...) {
+  char place[32];
+  std::snprintf(place, sizeof place, "Line %d: ", line);
+  va_list args;
+  va_start(args, number);
+  const int status = reportWithPlace(env, place, number, args);
+  va_end(args);
+  return status;
+}
+
 } // namespace qvn
 
 extern "C" {

@@ -21,6 +21,12 @@ const char *errorText(Environment *env, int number);
 // Prints a detailed error with the row's arguments on the error channel and
 // returns the negated number, to be stored in the caller's status.
 int reportError(const Environment *env, int number, ...);
+// reportError for a row whose text has no place in it, where the caller knows
+// one: `place` (such as "Line 12: ") goes between the number and the text,
+// in the form of the rows that carry their own "Line %d: ".
+int reportErrorAt(const Environment *env, const char *place, int number, ...);
+// reportErrorAt with "Line <line>: " as the place.
+int reportErrorAtLine(const Environment *env, int line, int number, ...);
 
 // Propagates the first nonzero status.
 #define QVN_TRY(expr)                        \

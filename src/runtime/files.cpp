@@ -133,6 +133,28 @@ QvnFile *openRead(const Environment *env, const char *name, const char *mode,
   return nullptr;
 }
 
+int reportDamaged(const Environment *env, const char *name, long line) {
+  char place[320];  // a name of at most 255 characters and the words around it
+  if (line > 0)
+    std::snprintf(place, sizeof place, "File '%.255s', line %ld: ", name, line);
+  else
+    std::snprintf(place, sizeof place, "File '%.255s': ", name);
+  return reportErrorAt(env, place, QVNERR_DECOMPRESSION);
+}
+
+int verifyCompressed(const Environment *env, const char *name, const char *mode, const char *extension,
+                     int noRetry) {
+  if (!name || compressionOf(name) == kCompressNone) return 0;
+  QvnFile *file = openRead(env, name, mode, extension, noRetry, 1, nullptr);
+  if (!file) return 0;
+  long lines = 0;
+  size_t length = 0;
+  while (fileReadLine(file, &length)) ++lines;
+  const bool damaged = fileFailed(file);
+  closeFile(&file);
+  return damaged ? reportDamaged(env, name, lines + 1) : 0;
+}
+
 QvnFile *openWrite(const char *name, const char *mode, int allowCompressed, bool *noMemory) {
   bool memory = false;
   QvnFile *file = nullptr;

@@ -73,6 +73,17 @@ int compressionOf(const char *name);
 // mode applies to plain files ("r" or "rb"); compressed ones are always binary.
 QvnFile *openRead(const Environment *env, const char *name, const char *mode,
                   const char *extension, int noRetry, int allowCompressed, int *status);
+// For a compressed name, reads the whole file once through openRead (same
+// arguments, no messages from the open) and tells whether it decompresses to
+// its end, so that a reader never parses what damaged data made of a file:
+// -1027 after printing the error with the file name and the line at which the
+// data break off. 0 when the data are whole, the name is not compressed, or
+// the file does not open (the caller's own open reports that).
+int verifyCompressed(const Environment *env, const char *name, const char *mode, const char *extension,
+                     int noRetry);
+// Prints 1027 for `name` with the line at which its data broke off (none when
+// `line` is 0: not known); -1027.
+int reportDamaged(const Environment *env, const char *name, long line);
 // Opens a file for writing, compressing by name when allowed; null on failure
 // (the caller reports 1422 with the name). A given noMemory tells whether the
 // failure was one of memory rather than of the file.

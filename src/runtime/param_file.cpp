@@ -200,7 +200,9 @@ int parseFile(Environment *env, QvnFile *file, const char *fileName, SettingList
     }
     QVN_TRY(parseSetting(env, line, lineNumber, fileVersion, list));
   }
-  if (fileFailed(file)) return reportError(env, QVNERR_FAIL_OPEN_READ, fileName);
+  if (fileFailed(file))
+    return compressionOf(fileName) ? reportDamaged(env, fileName, lineNumber + 1)
+                                   : reportError(env, QVNERR_FAIL_OPEN_READ, fileName);
   if (!headerSeen) return reportError(env, QVNERR_BAD_PARAM_FILE_HEADER, lineNumber + 1);
   return 0;
 }
@@ -274,6 +276,7 @@ QVN_API int QVNwriteparam(QVNCENVptr env, const char *fileName) {
 QVN_API int QVNreadcopyparam(QVNENVptr env, const char *fileName) {
   return guarded(env, [&]() -> int {
     int status = 0;
+    QVN_TRY(verifyCompressed(env, fileName, "r", ".prm", 0));
     FileGuard guard{openRead(env, fileName, "r", ".prm", 0, 1, &status)};
     if (!guard.file) return status;
     SettingList list;

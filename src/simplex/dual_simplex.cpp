@@ -290,6 +290,21 @@ int rebuild(SimplexEngine &e, DualWork &w, RebuildReason reason, Flip flip) {
   return 0;
 }
 
+// Fresh values before optimality is claimed: from the held factor while it
+// is current and not due, when the owner allows (checkWithHeldFactor), else
+// from a new one.
+int confirmRebuild(SimplexEngine &e, DualWork &w, Flip flip) {
+  if (!e.checkWithHeldFactor || !e.factorCurrent || refactorDue(e.factor))
+    return rebuild(e, w, RebuildReason::kConfirmEnd, flip);
+  w.listValid = false;
+  if (w.anyBanned) std::fill(w.banned.begin(), w.banned.end(), 0), w.anyBanned = false;
+  computePrimal(e);
+  computeDual(e);
+  if (flip == Flip::kBoxed && flipBoxedToDualFeasible(e)) computePrimal(e);
+  if (debugLevel(e.env) > 0) debugAfterRebuild(e, RebuildReason::kConfirmEnd, DebugScope::kPrimalAndDual);
+  return 0;
+}
+
 // Moves the costs of nonbasic variables away from zero reduced cost by small
 // random amounts in the direction that keeps them dual feasible, so that ties
 // in the ratio test, the cause of stalling, go away. The caller's clean-up
@@ -355,7 +370,7 @@ int noRowLeft(SimplexEngine &e, DualWork &w, int phase, bool &fresh) {
     return kRunGoing;
   }
   if (!fresh) {
-    QVN_TRY(rebuild(e, w, RebuildReason::kConfirmEnd, Flip::kBoxed));
+    QVN_TRY(confirmRebuild(e, w, Flip::kBoxed));
     fresh = true;
     return kRunGoing;
   }
@@ -584,7 +599,13 @@ int dualLoop(SimplexEngine &e) {
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   w.listAt.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), -1);
   if (!validDualPricing(e.dualPricing)) return QVNERR_PRIIND;
-  QVN_TRY(rebuild(e, w, RebuildReason::kStart, Flip::kNo));
+  if (takeHeldFactor(e)) {
+    computePrimal(e);
+    computeDual(e);
+    if (debugLevel(e.env) > 0) debugAfterRebuild(e, RebuildReason::kStart, DebugScope::kPrimalAndDual);
+  } else {
+    QVN_TRY(rebuild(e, w, RebuildReason::kStart, Flip::kNo));
+  }
   initDualPricing(e);
   flipBoxedToDualFeasible(e);
   if (dualInfeasibility(e, true) > 0) {
@@ -612,12 +633,14 @@ int dualLoop(SimplexEngine &e) {
 
 int runDualSimplex(SimplexEngine &e) {
   ImpliedBoxes boxes;
-  boxByImpliedBounds(e, boxes);
+  if (!e.heldDualFeasible) boxByImpliedBounds(e, boxes);
+  e.heldDualFeasible = false;
   int status = dualLoop(e);
   if (restoreImpliedBoxes(e, boxes) && status == kRunOptimal) {
     // A nonbasic variable rested on an implied bound after all: from its
     // real bound the loop finishes with the real bounds.
     computePrimal(e);
+    e.reuseFactor = e.checkWithHeldFactor;
     status = dualLoop(e);
   }
   return status;

@@ -1,7 +1,9 @@
 // Damaged model files: each gives its error with the right line number (or
 // the expected warning), never a crash, and leaves the target problem as it
 // was.
+#include <bzlib.h>
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <random>
 #include <string>
@@ -67,14 +69,14 @@ TEST_F(Malformed, MpsFiles) {
   check("rowname.mps", "NAME\nROWS\n N\n", 1486, "Line 3: No row name");
   check("number.mps", rows + "COLUMNS\n x obj 1.2.3\n", 1434, "Line 6: Couldn't convert '1.2.3' to a number");
   check("exponent.mps", rows + "COLUMNS\n x obj 1e99\n", 1435, "Line 6: Exponent '1e99' out of range");
-  check("duprow.mps", rows + " G c1\n" + cols, 1445, "Row 'c1' repeats");
-  check("dupcol.mps", rows + cols + " x c1 3\n", 1446, "Column 'x' repeats");
-  check("duprowincol.mps", rows + "COLUMNS\n x c1 1 c1 2\n", 1443, "Column 'x' has repeated row 'c1'");
+  check("duprow.mps", rows + " G c1\n" + cols, 1445, "Line 5: Row 'c1' repeats");
+  check("dupcol.mps", rows + cols + " x c1 3\n", 1446, "Line 8: Column 'x' repeats");
+  check("duprowincol.mps", rows + "COLUMNS\n x c1 1 c1 2\n", 1443, "Line 6: Column 'x' has repeated row 'c1'");
   check("notrow.mps", rows + "COLUMNS\n x nope 1\n", 1448, "Line 6: 'nope' is not a row name");
   check("intorg.mps", rows + "COLUMNS\n M 'MARKER' 'INTORG'\n M 'MARKER' 'INTORG'\n", 1480, "Line 7:");
   check("intend.mps", rows + "COLUMNS\n M 'MARKER' 'INTEND'\n", 1481, "Line 6:");
   check("objsense.mps", "NAME\nOBJSENSE\n SIDEWAYS\n", 1487, "Line 3: Unrecognized objective sense 'SIDEWAYS'");
-  check("range.mps", rows + cols + "RHS\nRANGES\n r c1 1\n r c1 2\n", 1444, "RANGES 'r' has repeated row 'c1'");
+  check("range.mps", rows + cols + "RHS\nRANGES\n r c1 1\n r c1 2\n", 1444, "Line 11: RANGES 'r' has repeated row 'c1'");
   check("rimset.mps", rows + cols + "RHS\n a c1 1\n b c1 2\n a c1 3\n", 1447, "Line 11: RHS 'a' repeats");
   // a file cut in the middle of a line: the value is missing, the read stands
   check("truncated.mps", rows + "COLUMNS\n x obj 1 c1", 0, "'ENDATA' missing");
@@ -85,7 +87,7 @@ TEST_F(Malformed, MpsFiles) {
 }
 
 TEST_F(Malformed, LpFiles) {
-  check("nomax.lp", "Subject To\n c: x >= 1\nEnd\n", 1436, "Max or Min missing");
+  check("nomax.lp", "\\ no sense\n\nSubject To\n c: x >= 1\nEnd\n", 1436, "Line 3: Max or Min missing");
   check("number.lp", "Min\n obj: 1.2.3 x\nEnd\n", 1434, "Line 2: Couldn't convert '1.2.3' to a number");
   check("exponent.lp", "Min\n obj: 1e99 x\nEnd\n", 1435, "Line 2: Exponent '1e99' out of range");
   check("started.lp", "Min\n obj: x\nst\n c: x >= e5\nEnd\n", 1618, "Line 4: Exponent 'e5' not started with number");
@@ -108,6 +110,50 @@ TEST_F(Malformed, LpFiles) {
   while (longSum.size() < 10 * 1024 * 1024) longSum += " + 2 x - y";
   check("longsum.lp", longSum + "\nEnd\n", 0, "");
   EXPECT_EQ(QVNgetnumcols(env, lp), 2);
+}
+
+// Compressed files whose data are damaged: the read fails with 1027 naming
+// the file, never with a parse error about what the damage left over, and the
+// problem keeps its model.
+TEST_F(Malformed, DamagedCompressedFilesReportDecompression) {
+  const std::string model = "NAME z\nROWS\n N obj\n L c1\nCOLUMNS\n x obj 1 c1 1\nRHS\n r c1 2\nENDATA\n";
+  std::string gz(compressBound(static_cast<uLong>(model.size())) + 64, '\0');
+  z_stream z{};
+  ASSERT_EQ(deflateInit2(&z, 9, Z_DEFLATED, 31, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  z.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(model.data()));
+  z.avail_in = static_cast<uInt>(model.size());
+  z.next_out = reinterpret_cast<Bytef *>(gz.data());
+  z.avail_out = static_cast<uInt>(gz.size());
+  ASSERT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
+  gz.resize(z.total_out);
+  deflateEnd(&z);
+  // The intact file reads: the damage below is all that the failures see.
+  const std::string whole = writeFile("whole.mps.gz", gz);
+  ASSERT_EQ(QVNreadcopyprob(env, lp, whole.c_str(), nullptr), 0);
+  EXPECT_EQ(QVNgetnumcols(env, lp), 1);
+  reset();
+  std::string badCrc = gz;
+  std::fill(badCrc.end() - 8, badCrc.end(), '\0');  // CRC-32 and length trailer
+  check("crc.mps.gz", badCrc, 1027, "File '");
+  check("crc.mps.gz", badCrc, 1027, "crc.mps.gz', line ");
+  check("crc.mps.gz", badCrc, 1027, "Decompression of unpresolved model failed");
+  check("crc.gz", badCrc, 1027, "Decompression of unpresolved model failed");  // type told by content
+  check("cut.mps.gz", gz.substr(0, gz.size() / 2), 1027, "Decompression of unpresolved model failed");
+
+  std::string bz(model.size() + 700, '\0');
+  unsigned size = static_cast<unsigned>(bz.size());
+  ASSERT_EQ(BZ2_bzBuffToBuffCompress(bz.data(), &size, const_cast<char *>(model.data()),
+                                     static_cast<unsigned>(model.size()), 9, 0, 0), BZ_OK);
+  bz.resize(size);
+  std::string flipped = bz;
+  for (size_t k = bz.size() / 2; k < bz.size() / 2 + 4; ++k) flipped[k] = static_cast<char>(~flipped[k]);
+  check("flip.mps.bz2", flipped, 1027, "flip.mps.bz2', line ");
+  // One message, the decompression's: nothing of the parse of the remains.
+  const std::string p = writeFile("again.mps.bz2", flipped);
+  EXPECT_EQ(QVNreadcopyprob(env, lp, p.c_str(), nullptr), 1027);
+  const std::string errors = takeErrors();
+  EXPECT_EQ(errors.find("NAME section"), std::string::npos) << errors;
+  EXPECT_EQ(errors.find("QUORVAN Error"), errors.rfind("QUORVAN Error")) << errors;
 }
 
 TEST_F(Malformed, RandomDamageNeverCrashes) {

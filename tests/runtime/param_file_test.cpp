@@ -284,6 +284,20 @@ TEST_F(ParamFileTest, FileNamesExtensionAndCompression) {
     EXPECT_EQ(d, 0.125);
     QVNgetstrparam(other, QVN_PARAM_WORKDIR, s);
     EXPECT_STREQ(s, "/w d");
+    // Damaged compressed data (here cut in half) are 1027 with the name,
+    // and nothing of the file is applied.
+    const std::string cut = dir.file(std::string("cut-") + name);
+    qvntest::writeText(cut, raw.substr(0, raw.size() / 2));
+    ASSERT_EQ(QVNsetdefaults(other), 0);
+    QVNCHANNELptr otherErrors = nullptr;
+    QVNgetchannels(other, nullptr, nullptr, &otherErrors, nullptr);
+    std::string text;
+    ASSERT_EQ(QVNaddfuncdest(other, otherErrors, &text, collect), 0);
+    EXPECT_EQ(QVNreadcopyparam(other, cut.c_str()), QVNERR_DECOMPRESSION);
+    EXPECT_NE(text.find("QUORVAN Error  1027: File '" + cut + "', line "), std::string::npos) << text;
+    EXPECT_EQ(text.find("QUORVAN Error", 1), std::string::npos) << text;
+    QVNgetintparam(other, QVN_PARAM_ITLIM, &i);
+    EXPECT_EQ(i, 2100000000);
     QVNcloseQUORVAN(&other);
   }
   ASSERT_EQ(QVNwriteparam(env, dir.file("all.prm").c_str()), 0);
