@@ -2,6 +2,7 @@
 // created, so their release has nothing to do.
 #include "model/attachments.h"
 
+#include "mip/mip_search.h"
 #include "model/mip_data.h"
 #include "presolve/presolve_state.h"
 #include "quadratic/qconstr_data.h"
@@ -26,7 +27,7 @@ void freePresolved(Problem *lp) {
   envDelete(s);
 }
 void freeMipData(Problem *lp) { destroyMipData(lp->mipData); }
-void freeMipSearch(Problem *lp) { lp->mipSearch = nullptr; }
+void freeMipSearch(Problem *lp) { destroyMipSearch(lp->mipSearch); }
 void freeMipHeuristicStart(Problem *) {}
 void freeQpData(Problem *lp) { destroyQpData(lp->qpData); }
 void freeQpCopy(Problem *) {}

@@ -1,0 +1,6 @@
+list(APPEND QUORVAN_TEST_SOURCES
+  mip/mip_check.cpp
+  mip/mip_models.cpp
+  mip/mip_solve_test.cpp
+  mip/mip_status_test.cpp
+)
