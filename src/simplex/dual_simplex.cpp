@@ -245,6 +245,16 @@ int rebuild(SimplexEngine &e, DualWork &w) {
   return 0;
 }
 
+// Fresh values before optimality is claimed; see checkWithHeldFactor.
+int checkRebuild(SimplexEngine &e, DualWork &w) {
+  if (!e.checkWithHeldFactor || !e.factorCurrent || refactorDue(e.factor)) return rebuild(e, w);
+  w.listValid = false;
+  if (w.anyBanned) std::fill(w.banned.begin(), w.banned.end(), 0), w.anyBanned = false;
+  computePrimal(e);
+  computeDual(e);
+  return 0;
+}
+
 // Moves the costs of nonbasic variables away from zero reduced cost by small
 // random amounts in the direction that keeps them dual feasible, so that ties
 // in the ratio test, the cause of stalling, go away. The caller's clean-up
@@ -318,7 +328,7 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     }
     if (r < 0) {
       if (!fresh) {
-        QVN_TRY(rebuild(e, w));
+        QVN_TRY(checkRebuild(e, w));
         if (flipBoxedToDualFeasible(e)) computePrimal(e);
         fresh = true;
         continue;
@@ -503,7 +513,12 @@ int dualLoop(SimplexEngine &e) {
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   w.listAt.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), -1);
   if (e.dualPricing < 0 || e.dualPricing > kDualPlainThenSteep) return QVNERR_PRIIND;
-  QVN_TRY(rebuild(e, w));
+  if (takeHeldFactor(e)) {
+    computePrimal(e);
+    computeDual(e);
+  } else {
+    QVN_TRY(rebuild(e, w));
+  }
   initDualPricing(e);
   flipBoxedToDualFeasible(e);
   if (dualInfeasibility(e, true) > 0) {
@@ -537,6 +552,7 @@ int runDualSimplex(SimplexEngine &e) {
     // A nonbasic variable rested on an implied bound after all: from its
     // real bound the loop finishes with the real bounds.
     computePrimal(e);
+    e.reuseFactor = e.checkWithHeldFactor;
     status = dualLoop(e);
   }
   return status;

@@ -36,6 +36,7 @@ int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   e.dualPricing = gp.dpriind;
   e.primalPricing = gp.ppriind;
   e.start = std::chrono::steady_clock::now();
+  e.factorCurrent = false;
   return factorSetup(e.factor, env, lp, e.head.data());
 }
 
@@ -62,6 +63,7 @@ signed char defaultMove(const SimplexEngine &e, int j) {
 } // namespace
 
 void setSlackBasis(SimplexEngine &e) {
+  e.factorCurrent = false;
   for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
   for (int i = 0; i < e.m; ++i) {
     e.head[i] = e.n + i;
@@ -76,6 +78,7 @@ void setSlackBasis(SimplexEngine &e) {
 
 void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus) {
   int pos = 0;
+  e.factorCurrent = false;
   for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
   for (int j = 0; j < e.nt && pos < e.m; ++j) {
     const int s = j < e.n ? colStatus[j] : rowStatus[j - e.n];
@@ -117,9 +120,12 @@ void extractStatuses(const SimplexEngine &e, int *colStatus, int *rowStatus) {
 }
 
 int refactor(SimplexEngine &e) {
+  e.factorCurrent = false;
+  ++e.factorizations;
   const int status = factorHead(e.factor);
-  if (status == 0) return 0;
+  if (status == 0) return e.factorCurrent = true, 0;
   if (status != kLuBasisChanged) return status;
+  e.factorCurrent = true;
   // The factor replaced dependent columns by logicals in head: bring the
   // basic flags and the dropped variables' positions in line.
   ++e.repairs;
@@ -137,6 +143,12 @@ int refactor(SimplexEngine &e) {
     placeNonbasic(e, leaving);
   }
   return 0;
+}
+
+bool takeHeldFactor(SimplexEngine &e) {
+  const bool usable = e.reuseFactor && e.factorCurrent && !refactorDue(e.factor);
+  e.reuseFactor = false;
+  return usable;
 }
 
 void computePrimal(SimplexEngine &e) {
@@ -285,11 +297,14 @@ double objectiveLimit(const SimplexEngine &e, bool dualLoop, bool &upward) {
 } // namespace
 
 bool objectiveLimitSet(const SimplexEngine &e, bool dualLoop) {
+  if (e.cutoffGiven) return dualLoop && e.cutoff < 1e75;
   bool upward;
   return std::fabs(objectiveLimit(e, dualLoop, upward)) < 1e75;
 }
 
 bool objectiveLimitPassed(const SimplexEngine &e, bool dualLoop) {
+  if (e.cutoffGiven)
+    return dualLoop && e.cutoff < 1e75 && objectiveValue(e) + e.lp->sense * e.lp->offset > e.cutoff;
   bool upward;
   const double limit = objectiveLimit(e, dualLoop, upward);
   if (std::fabs(limit) >= 1e75) return false;

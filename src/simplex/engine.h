@@ -70,6 +70,22 @@ struct SimplexEngine {
   bool dualWeightsValid = false, primalWeightsValid = false;
   bool startGiven = false;  // the run began from a held basis
   DualSteepState dualSteep;
+
+  // The factor represents head as it stands (set by refactor, cleared when a
+  // basis is installed); a loop may start from it when its owner asks so with
+  // reuseFactor, which the loop's entry clears.
+  bool factorCurrent = false;
+  bool reuseFactor = false;
+  // The dual loop's last check before it claims optimality recomputes the
+  // values from the held factor rather than a new one while that factor is
+  // not due (its pivots were checked on the way): a re-solve of a few
+  // iterations then costs no factorization from scratch.
+  bool checkWithHeldFactor = false;
+  // An owner that passes its own objective cutoff (minimization sense, offset
+  // included) instead of the Environment's limits; only the dual loop uses it.
+  bool cutoffGiven = false;
+  double cutoff = 1e75;
+  int factorizations = 0;  // from scratch, over the engine's life
 };
 
 // Sizes the engine for lp and starts the clock.
@@ -87,6 +103,9 @@ void extractStatuses(const SimplexEngine &e, int *colStatus, int *rowStatus);
 void placeNonbasic(SimplexEngine &e, int j);
 // Factors the basis, replacing dependent columns by logicals. 0 or an error.
 int refactor(SimplexEngine &e);
+// At a loop's entry: true when the held factor may serve (reuseFactor was
+// set and the factor is current); clears reuseFactor.
+bool takeHeldFactor(SimplexEngine &e);
 void computePrimal(SimplexEngine &e);
 // One step of iterative refinement of the basic values: the rows' residual,
 // solved with the factors, returns what their rounding lost on an

@@ -5,8 +5,7 @@
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
 #include "simplex/fpu_precision.h"
-#include "simplex/loops.h"
-#include "simplex/scaling.h"
+#include "simplex/lp_relaxation_internal.h"
 
 namespace qvn {
 
@@ -40,22 +39,6 @@ void takeSavedNorms(SimplexEngine &e, const BasisData &b) {
   }
 }
 
-// Pricing weights of one run handed to the next over the same basis, which
-// may list the basic variables in another order.
-void carryNorms(const SimplexEngine &from, SimplexEngine &to) {
-  if (from.dualWeightsValid) {
-    EnvVector<double> byVariable(static_cast<size_t>(from.nt > 0 ? from.nt : 1), 1.0);
-    for (int k = 0; k < from.m; ++k) byVariable[from.head[k]] = from.dualWeights[k];
-    to.dualWeights.assign(static_cast<size_t>(to.m > 0 ? to.m : 1), 1.0);
-    for (int k = 0; k < to.m; ++k) to.dualWeights[k] = byVariable[to.head[k]];
-    to.dualWeightsValid = true;
-  }
-  if (from.primalWeightsValid) {
-    to.primalWeights = from.primalWeights;
-    to.primalWeightsValid = true;
-  }
-}
-
 int checkContinuous(const Problem *lp) {
   const int t = lp->probType;
   if (isMipType(t)) return QVNERR_NOT_FOR_MIP;
@@ -76,54 +59,6 @@ void startBasis(SimplexEngine &e, const Problem *lp) {
   } else {
     setSlackBasis(e);
   }
-}
-
-// Reduced cost violation below which a solution counts as exact after cost shifts.
-constexpr double kCleanDualTol = 1e-9;
-
-// True when the reduced costs of the real costs are dual feasible to within
-// the clean-up tolerance.
-bool dualFeasibleForRealCosts(SimplexEngine &e) {
-  for (int j = 0; j < e.nt; ++j) e.cost[j] = e.lp->cost[j];
-  e.costsShifted = false;
-  computeDual(e);
-  const double saved = e.dualTol;
-  e.dualTol = kCleanDualTol;
-  const bool feasible = dualInfeasibility(e, false) == 0.0;
-  e.dualTol = saved;
-  return feasible;
-}
-
-int runMethod(SimplexEngine &e, int method) {
-  int status = method == kPrimal ? runPrimalSimplex(e) : runDualSimplex(e);
-  if (status == kRunUnbounded && method == kDual) {
-    // The dual is infeasible, so the primal is unbounded or infeasible; the
-    // primal loop tells which.
-    status = runPrimalSimplex(e);
-  }
-  if (status == kRunOptimal && e.costsShifted && !dualFeasibleForRealCosts(e)) {
-    // Shifted costs leave reduced costs that are wrong by up to the shifts;
-    // the primal loop finishes from the primal feasible basis, and its own
-    // short tight finish removes what is left inside the tolerance, which
-    // can cost objective accuracy where values are large.
-    status = runPrimalSimplex(e);
-  }
-  return status;
-}
-
-// The basis of the scaled run on the unscaled LP: an optimum must meet the
-// tolerances here too; otherwise the loop that suits the basis finishes.
-int finishUnscaled(SimplexEngine &e, int run, int method) {
-  QVN_TRY(refactor(e));
-  computePrimal(e);
-  computeDual(e);
-  if (run != kRunOptimal) return run;
-  const bool primalOk = maxPrimalInfeasibility(e) <= e.primalTol;
-  const bool dualOk = dualInfeasibility(e, false) == 0.0;
-  if (primalOk && dualOk) return run;
-  if (primalOk) return runPrimalSimplex(e);
-  if (dualOk) return runDualSimplex(e);
-  return runMethod(e, method);
 }
 
 void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus, int method) {
@@ -167,46 +102,22 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   (void)env;
 }
 
-// One main loop on one problem, from its held basis when advanced starts are on.
-// One solve of a problem as it stands: the scaled copy first when scaling is
-// due, then the unscaled check and finish.
+// One solve of a problem as it stands, through a relaxation of its own: the
+// scaled copy first when scaling is due, then the unscaled check and finish.
 int solveProblem(Environment *env, Problem *lp, int method) {
-  GeneralParams &gp = *env->generalParams;
   QVN_TRY(flushCache(env, lp));
   modelChanged(env, lp, method == kPrimal ? 46 : 47);
-  WorkLp w;
-  buildWorkLp(*lp->lpData, w);
-  ScaleFactors scale;
-  computeScaling(w, gp.scaind, scale);
-  SimplexEngine e;
+  LpRelaxation *r = nullptr;
+  QVN_TRY(relaxCreate(env, *lp->lpData, &r));
+  struct Release {
+    LpRelaxation *&r;
+    ~Release() { relaxFree(r); }
+  } release{r};
+  r->checkByFactor = true;
+  startBasis(r->work, lp);
   int run = 0;
-  if (scale.kind >= 0) {
-    // Solve the scaled copy, then carry its basis to the unscaled LP, where
-    // the answer is checked and, if the tolerances are not met there, finished.
-    WorkLp scaled = w;
-    applyScaling(scaled, scale);
-    SimplexEngine s;
-    QVN_TRY(engineSetup(s, env, scaled));
-    startBasis(s, lp);
-    run = runMethod(s, method);
-    if (run >= 1000) return run;
-    EnvVector<int> colStatus(static_cast<size_t>(w.numCol + 1)), rowStatus(static_cast<size_t>(w.numRow + 1));
-    extractStatuses(s, colStatus.data(), rowStatus.data());
-    QVN_TRY(engineSetup(e, env, w));
-    e.start = s.start;
-    e.iterations = s.iterations;
-    e.phase1Iterations = s.phase1Iterations;
-    e.logStarted = s.logStarted;
-    installBasis(e, colStatus.data(), rowStatus.data());
-    carryNorms(s, e);
-    run = finishUnscaled(e, run, method);
-  } else {
-    QVN_TRY(engineSetup(e, env, w));
-    startBasis(e, lp);
-    run = runMethod(e, method);
-  }
-  if (run >= 1000) return run;
-  if (!refactorDue(e.factor)) refinePrimal(e);
+  QVN_TRY(solveHeld(*r, method == kPrimal ? RelaxMethod::kPrimal : RelaxMethod::kDual, true, false, &run));
+  SimplexEngine &e = finalEngine(*r);
   if (run == kRunNonOptimal && e.display > 0)
     QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
   storeResult(env, lp, e, run, method);

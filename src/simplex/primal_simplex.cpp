@@ -248,7 +248,10 @@ int primalLoop(SimplexEngine &e) {
   QVN_TRY(pricingSetup(e, w.pricing));
   const GeneralParams &gp = *e.env->generalParams;
   w.magnitude = gp.epper;
-  QVN_TRY(rebuild(e));
+  if (takeHeldFactor(e))
+    computePrimal(e);
+  else
+    QVN_TRY(rebuild(e));
   if (gp.perind == 1) perturbBounds(e, w);
   int phase = setPhase(e, w);
   computeDual(e);

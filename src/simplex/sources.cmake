@@ -4,6 +4,8 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/dual_simplex.cpp
   src/simplex/engine.cpp
   src/simplex/implied_boxes.cpp
+  src/simplex/lp_relaxation.cpp
+  src/simplex/lp_relaxation_rows.cpp
   src/simplex/norms_api.cpp
   src/simplex/optimizer.cpp
   src/simplex/primal_pricing.cpp
@@ -12,6 +14,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/quality.cpp
   src/simplex/scaling.cpp
   src/simplex/solution.cpp
+  src/simplex/strong_branch.cpp
   src/simplex/weights_api.cpp
   src/simplex/work_lp.cpp
   src/simplex/lu/factor_build.cpp

@@ -1,0 +1,444 @@
+// The persistent LP relaxation: creation, bound and cost changes, re-solves
+// from the held basis, results, basis access and tableau rows and columns.
+// Row changes are in lp_relaxation_rows.cpp, saved states and strong
+// branching in strong_branch.cpp.
+#include <algorithm>
+#include <cmath>
+
+#include "runtime/frame.h"
+#include "simplex/loops.h"
+#include "simplex/lp_relaxation_internal.h"
+
+namespace qvn {
+
+namespace {
+
+// Reduced cost violation below which a solution counts as exact after cost shifts.
+constexpr double kCleanDualTol = 1e-9;
+
+// True when the reduced costs of the real costs are dual feasible to within
+// the clean-up tolerance.
+bool dualFeasibleForRealCosts(SimplexEngine &e) {
+  for (int j = 0; j < e.nt; ++j) e.cost[j] = e.lp->cost[j];
+  e.costsShifted = false;
+  computeDual(e);
+  const double saved = e.dualTol;
+  e.dualTol = kCleanDualTol;
+  const bool feasible = dualInfeasibility(e, false) == 0.0;
+  e.dualTol = saved;
+  return feasible;
+}
+
+// The basis of the scaled run on the unscaled LP: an optimum must meet the
+// tolerances here too; otherwise the loop that suits the basis finishes.
+int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method) {
+  QVN_TRY(refactor(e));
+  computePrimal(e);
+  computeDual(e);
+  if (run != kRunOptimal) return run;
+  const bool primalOk = maxPrimalInfeasibility(e) <= e.primalTol;
+  const bool dualOk = dualInfeasibility(e, false) == 0.0;
+  if (primalOk && dualOk) return run;
+  if (primalOk) return runPrimalSimplex(e);
+  if (dualOk) return runDualSimplex(e);
+  return runMethod(e, method);
+}
+
+signed char defaultMove(double lower, double upper) {
+  if (lower > -kInfinity) return kAtLower;
+  if (upper < kInfinity) return kAtUpper;
+  return kAtZero;
+}
+
+} // namespace
+
+// The working costs and bounds of the LP as it now stands, with every
+// nonbasic variable at a bound it still has.
+void resetWorkingData(SimplexEngine &e) {
+  const WorkLp &lp = *e.lp;
+  for (int j = 0; j < e.nt; ++j) {
+    e.cost[j] = lp.cost[j];
+    e.lower[j] = lp.lower[j];
+    e.upper[j] = lp.upper[j];
+  }
+  e.costsShifted = false;
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0) continue;
+    const bool lo = e.lower[j] > -kInfinity, up = e.upper[j] < kInfinity;
+    signed char &mv = e.move[j];
+    if ((mv == kAtLower && !lo) || (mv == kAtUpper && !up) || (mv == kAtZero && (lo || up)))
+      mv = defaultMove(e.lower[j], e.upper[j]);
+    if (mv == kAtZero) e.x[j] = 0.0;
+    placeNonbasic(e, j);
+  }
+}
+
+void applyLimits(SimplexEngine &e, const RelaxSolveLimits &limits) {
+  e.iterations = 0;
+  e.phase1Iterations = 0;
+  e.iterationLimit = limits.iterationLimit;
+  e.timeLimit = limits.timeLimit;
+  e.display = limits.display;
+  e.logStarted = false;
+  e.start = std::chrono::steady_clock::now();
+  e.cutoffGiven = true;
+  e.cutoff = limits.objectiveLimit;
+  e.startGiven = true;
+  e.reuseFactor = true;
+  e.checkWithHeldFactor = true;
+}
+
+// A factor that represents the basis, for the tableau and the row repairs.
+int ensureFactor(SimplexEngine &e) {
+  if (e.factorCurrent && !e.factor.mustRefactor) return 0;
+  QVN_TRY(refactor(e));
+  computePrimal(e);
+  return 0;
+}
+
+namespace {
+
+// True when the scaled answer held in `work`, with the real costs, meets the
+// tolerances on the unscaled LP.
+bool meetsUnscaled(const LpRelaxation &r) {
+  const SimplexEngine &w = r.work;
+  const WorkLp &lp = r.lp;
+  for (int j = 0; j < w.nt; ++j) {
+    const double s = variableScale(r, j);
+    const double v = w.x[j] / s;
+    if (std::max(lp.lower[j] - v, v - lp.upper[j]) > w.primalTol) return false;
+    if (w.basicPos[j] >= 0 || lp.lower[j] == lp.upper[j]) continue;
+    const double d = w.dj[j] * s;
+    const double violation = w.move[j] == kAtZero ? std::fabs(d) : w.move[j] == kAtLower ? -d : d;
+    if (violation > w.dualTol) return false;
+  }
+  return true;
+}
+
+} // namespace
+
+int runMethod(SimplexEngine &e, RelaxMethod method) {
+  int status = method == RelaxMethod::kPrimal ? runPrimalSimplex(e) : runDualSimplex(e);
+  if (status == kRunUnbounded && method == RelaxMethod::kDual) {
+    // The dual is infeasible, so the primal is unbounded or infeasible; the
+    // primal loop tells which.
+    status = runPrimalSimplex(e);
+  }
+  if (status == kRunOptimal && e.costsShifted && !dualFeasibleForRealCosts(e)) {
+    // Shifted costs leave reduced costs that are wrong by up to the shifts;
+    // the primal loop finishes from the primal feasible basis, and its own
+    // short tight finish removes what is left inside the tolerance, which
+    // can cost objective accuracy where values are large.
+    status = runPrimalSimplex(e);
+  }
+  return status;
+}
+
+void carryNorms(const SimplexEngine &from, SimplexEngine &to) {
+  if (from.dualWeightsValid) {
+    EnvVector<double> byVariable(static_cast<size_t>(from.nt > 0 ? from.nt : 1), 1.0);
+    for (int k = 0; k < from.m; ++k) byVariable[from.head[k]] = from.dualWeights[k];
+    to.dualWeights.assign(static_cast<size_t>(to.m > 0 ? to.m : 1), 1.0);
+    for (int k = 0; k < to.m; ++k) to.dualWeights[k] = byVariable[to.head[k]];
+    to.dualWeightsValid = true;
+  }
+  if (from.primalWeightsValid) {
+    to.primalWeights = from.primalWeights;
+    to.primalWeightsValid = true;
+  }
+}
+
+void rescaleCopy(LpRelaxation &r) {
+  if (!r.useScaled) return;
+  r.scaled = r.lp;
+  applyScaling(r.scaled, r.scale);
+}
+
+void sizeResults(LpRelaxation &r) {
+  const size_t n = static_cast<size_t>(r.lp.numCol > 0 ? r.lp.numCol : 1);
+  const size_t m = static_cast<size_t>(r.lp.numRow > 0 ? r.lp.numRow : 1);
+  r.x.assign(n, 0.0);
+  r.reducedCosts.assign(n, 0.0);
+  r.rowActivity.assign(m, 0.0);
+  r.duals.assign(m, 0.0);
+  r.objective = 0.0;
+  r.iterations = 0;
+  r.lastStatus = 0;
+}
+
+int reseatEngine(LpRelaxation &r, const EnvVector<int> &headVars, const EnvVector<signed char> &moves,
+                 const EnvVector<double> &xs, const EnvVector<double> &weightsByVar, bool weightsValid) {
+  SimplexEngine &e = r.work;
+  const bool primalValid = false;  // primal weights are by variable and the variables changed
+  QVN_TRY(engineSetup(e, r.env, workingLp(r)));
+  for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
+  int pos = 0;
+  for (const int j : headVars)
+    if (pos < e.m && j >= 0 && j < e.nt && e.basicPos[j] < 0) e.head[pos] = j, e.basicPos[j] = pos++;
+  for (int i = 0; i < e.m && pos < e.m; ++i)
+    if (e.basicPos[e.n + i] < 0) e.head[pos] = e.n + i, e.basicPos[e.n + i] = pos++;
+  for (int j = 0; j < e.nt; ++j) {
+    e.x[j] = xs[j];
+    if (e.basicPos[j] >= 0) continue;
+    e.move[j] = moves[j];
+  }
+  resetWorkingData(e);
+  e.dualWeightsValid = weightsValid;
+  if (weightsValid) {
+    e.dualWeights.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 1.0);
+    for (int k = 0; k < e.m; ++k) {
+      const double v = weightsByVar[e.head[k]];
+      e.dualWeights[k] = v > 0.0 ? v : 1.0;
+    }
+  }
+  e.primalWeightsValid = primalValid;
+  e.startGiven = true;
+  e.factorCurrent = false;
+  sizeResults(r);
+  return 0;
+}
+
+// The results of the engine that ended the solve, unscaled, with the real costs.
+void collectResults(LpRelaxation &r, SimplexEngine &f, int run) {
+  const bool scaled = &f == &r.work && r.useScaled;
+  for (int j = 0; j < f.nt; ++j) f.cost[j] = f.lp->cost[j];
+  f.costsShifted = false;
+  computeDual(f);
+  const int n = r.lp.numCol, m = r.lp.numRow;
+  double obj = 0.0;
+  for (int j = 0; j < n; ++j) {
+    const double s = scaled ? variableScale(r, j) : 1.0;
+    r.x[j] = f.x[j] / s;
+    r.reducedCosts[j] = f.dj[j] * s;
+    obj += r.lp.cost[j] * r.x[j];
+  }
+  for (int i = 0; i < m; ++i) {
+    const double s = scaled ? variableScale(r, n + i) : 1.0;
+    r.rowActivity[i] = f.x[n + i] / s;
+    r.duals[i] = f.dual[i] * s;
+  }
+  r.objective = obj + r.lp.sense * r.lp.offset;
+  r.iterations = f.iterations;
+  r.lastStatus = run;
+}
+
+// One solve from the held basis of `work` with the limits already set. With
+// `finishAlways` (or a scaled optimum that misses the unscaled tolerances)
+// the answer is checked and finished on the unscaled LP in `finish`, whose
+// basis then becomes the held one.
+int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verify, int *status) {
+  SimplexEngine &w = r.work;
+  r.finishUsed = false;
+  int run = runMethod(w, method);
+  if (run >= 1000) return run;
+  bool needFinish = r.useScaled && finishAlways;
+  if (r.useScaled && !needFinish && verify && run == kRunOptimal) {
+    QVN_TRY(ensureFactor(w));
+    for (int j = 0; j < w.nt; ++j) w.cost[j] = w.lp->cost[j];
+    w.costsShifted = false;
+    computeDual(w);
+    needFinish = !meetsUnscaled(r);
+  }
+  if (needFinish) {
+    SimplexEngine &e = r.finish;
+    QVN_TRY(engineSetup(e, r.env, r.lp));
+    e.start = w.start;
+    e.iterations = w.iterations;
+    e.phase1Iterations = w.phase1Iterations;
+    e.logStarted = w.logStarted;
+    e.iterationLimit = w.iterationLimit;
+    e.timeLimit = w.timeLimit;
+    e.display = w.display;
+    e.cutoffGiven = w.cutoffGiven;
+    e.cutoff = w.cutoff;
+    EnvVector<int> colStatus(static_cast<size_t>(w.n + 1)), rowStatus(static_cast<size_t>(w.m + 1));
+    extractStatuses(w, colStatus.data(), rowStatus.data());
+    installBasis(e, colStatus.data(), rowStatus.data());
+    carryNorms(w, e);
+    run = finishUnscaled(e, run, method);
+    if (run >= 1000) return run;
+    r.finishUsed = true;
+  }
+  SimplexEngine &f = r.finishUsed ? r.finish : w;
+  if (!refactorDue(f.factor)) refinePrimal(f);
+  collectResults(r, f, run);
+  if (r.finishUsed) {
+    // The held basis follows the finish when the finish moved it.
+    EnvVector<int> c1(static_cast<size_t>(w.n + 1)), r1(static_cast<size_t>(w.m + 1));
+    EnvVector<int> c2(static_cast<size_t>(w.n + 1)), r2(static_cast<size_t>(w.m + 1));
+    extractStatuses(w, c1.data(), r1.data());
+    extractStatuses(f, c2.data(), r2.data());
+    if (c1 != c2 || r1 != r2) {
+      installBasis(w, c2.data(), r2.data());
+      carryNorms(f, w);
+    }
+  }
+  *status = run;
+  return 0;
+}
+
+int relaxCreate(Environment *env, const LpData &data, LpRelaxation **out) {
+  if (!out) return QVNERR_NULL_POINTER;
+  *out = nullptr;
+  LpRelaxation *r = nullptr;
+  const int status = runCaught([&]() -> int {
+    r = envNew<LpRelaxation>();
+    r->env = env;
+    buildWorkLp(data, r->lp);
+    computeScaling(r->lp, env->generalParams->scaind, r->scale);
+    r->useScaled = r->scale.kind >= 0;
+    rescaleCopy(*r);
+    QVN_TRY(engineSetup(r->work, env, workingLp(*r)));
+    setSlackBasis(r->work);
+    sizeResults(*r);
+    return 0;
+  });
+  if (status != 0) {
+    envDelete(r);
+    return status;
+  }
+  *out = r;
+  return 0;
+}
+
+void relaxFree(LpRelaxation *&r) { envDelete(r); }
+
+int relaxNumCols(const LpRelaxation &r) { return r.lp.numCol; }
+int relaxNumRows(const LpRelaxation &r) { return r.lp.numRow; }
+
+int relaxChangeBounds(LpRelaxation &r, int count, const int *cols, const double *lower, const double *upper) {
+  if (count < 0) return QVNERR_COUNT_RANGE;
+  if (count > 0 && (!cols || !lower || !upper)) return QVNERR_NULL_POINTER;
+  for (int k = 0; k < count; ++k) {
+    if (cols[k] < 0 || cols[k] >= r.lp.numCol) return QVNERR_COL_INDEX_RANGE;
+    if (std::isnan(lower[k]) || std::isnan(upper[k])) return QVNERR_NAN;
+  }
+  for (int k = 0; k < count; ++k) {
+    const int j = cols[k];
+    const double lo = lower[k] <= -kInfinity ? -kInfinity : lower[k];
+    const double up = upper[k] >= kInfinity ? kInfinity : upper[k];
+    r.lp.lower[j] = lo;
+    r.lp.upper[j] = up;
+    if (r.useScaled) {
+      const double s = r.scale.colScale[j];
+      r.scaled.lower[j] = lo <= -kInfinity ? lo : lo * s;
+      r.scaled.upper[j] = up >= kInfinity ? up : up * s;
+    }
+  }
+  return 0;
+}
+
+void relaxGetBounds(const LpRelaxation &r, int col, double *lower, double *upper) {
+  if (col < 0 || col >= r.lp.numCol) return;
+  if (lower) *lower = r.lp.lower[col];
+  if (upper) *upper = r.lp.upper[col];
+}
+
+int relaxChangeCosts(LpRelaxation &r, int count, const int *cols, const double *costs) {
+  if (count < 0) return QVNERR_COUNT_RANGE;
+  if (count > 0 && (!cols || !costs)) return QVNERR_NULL_POINTER;
+  for (int k = 0; k < count; ++k) {
+    if (cols[k] < 0 || cols[k] >= r.lp.numCol) return QVNERR_COL_INDEX_RANGE;
+    if (!std::isfinite(costs[k])) return QVNERR_NAN;
+  }
+  for (int k = 0; k < count; ++k) {
+    const int j = cols[k];
+    r.lp.cost[j] = costs[k];
+    if (r.useScaled) r.scaled.cost[j] = costs[k] / r.scale.colScale[j];
+  }
+  // Weights of the primal pricing depend on the basis only; nothing else to do.
+  return 0;
+}
+
+int relaxSolve(LpRelaxation &r, const RelaxSolveLimits &limits, int *status) {
+  if (!status) return QVNERR_NULL_POINTER;
+  if (std::isnan(limits.objectiveLimit) || std::isnan(limits.timeLimit)) return QVNERR_NAN;
+  return runCaught([&]() -> int {
+    resetWorkingData(r.work);
+    applyLimits(r.work, limits);
+    return solveHeld(r, limits.method, r.checkByFactor, true, status);
+  });
+}
+
+double relaxObjective(const LpRelaxation &r) { return r.objective; }
+const double *relaxPrimal(const LpRelaxation &r) { return r.x.data(); }
+const double *relaxRowActivity(const LpRelaxation &r) { return r.rowActivity.data(); }
+const double *relaxDuals(const LpRelaxation &r) { return r.duals.data(); }
+const double *relaxReducedCosts(const LpRelaxation &r) { return r.reducedCosts.data(); }
+int relaxIterations(const LpRelaxation &r) { return r.iterations; }
+
+void relaxGetBasis(const LpRelaxation &r, int *colStatus, int *rowStatus) {
+  const SimplexEngine &e = r.work;
+  for (int j = 0; j < e.nt; ++j) {
+    const int s = e.basicPos[j] >= 0 ? 1 : e.move[j] == kAtUpper ? 2 : e.move[j] == kAtZero ? 3 : 0;
+    if (j < e.n) {
+      if (colStatus) colStatus[j] = s;
+    } else if (rowStatus) {
+      rowStatus[j - e.n] = s;
+    }
+  }
+}
+
+int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus) {
+  if (!colStatus || !rowStatus) return QVNERR_NULL_POINTER;
+  SimplexEngine &e = r.work;
+  for (int j = 0; j < e.n; ++j)
+    if (colStatus[j] < 0 || colStatus[j] > 3) return QVNERR_BAD_ARGUMENT;
+  for (int i = 0; i < e.m; ++i)
+    if (rowStatus[i] < 0 || rowStatus[i] > 3) return QVNERR_BAD_ARGUMENT;
+  resetWorkingData(e);
+  installBasis(e, colStatus, rowStatus);
+  e.dualWeightsValid = false;
+  e.primalWeightsValid = false;
+  e.startGiven = true;
+  return 0;
+}
+
+int relaxBasicVariable(const LpRelaxation &r, int pos) {
+  if (pos < 0 || pos >= r.work.m) return -1;
+  return r.work.head[pos];
+}
+
+int relaxTableauRow(LpRelaxation &r, int pos, double *row) {
+  SimplexEngine &e = r.work;
+  if (!row) return QVNERR_NULL_POINTER;
+  if (pos < 0 || pos >= e.m) return QVNERR_ROW_INDEX_RANGE;
+  return runCaught([&]() -> int {
+    QVN_TRY(ensureFactor(e));
+    btranUnitRow(e, pos);
+    const double *rho = e.rowRho.array.data();
+    const WorkLp &lp = workingLp(r);
+    // T = S_B B'^{-1} [A', -I] S^{-1} in the scale of each variable: entry j
+    // of the unscaled row is the scaled one times s_j / s_head.
+    const double sHead = variableScale(r, e.head[pos]);
+    for (int j = 0; j < e.nt; ++j) {
+      if (e.basicPos[j] >= 0) {
+        row[j] = e.basicPos[j] == pos ? 1.0 : 0.0;
+        continue;
+      }
+      row[j] = columnDot(lp, j, rho) * variableScale(r, j) / sHead;
+    }
+    hvClear(e.rowRho);
+    return 0;
+  });
+}
+
+int relaxTableauColumn(LpRelaxation &r, int j, double *column) {
+  SimplexEngine &e = r.work;
+  if (!column) return QVNERR_NULL_POINTER;
+  if (j < 0 || j >= e.nt) return QVNERR_COL_INDEX_RANGE;
+  return runCaught([&]() -> int {
+    QVN_TRY(ensureFactor(e));
+    HVector &col = e.column;
+    hvClear(col);
+    addColumn(workingLp(r), j, 1.0, col.array.data());
+    col.count = -1;
+    ftran(e.factor, col);
+    const double sj = variableScale(r, j);
+    for (int k = 0; k < e.m; ++k) column[k] = col.array[k] * sj / variableScale(r, e.head[k]);
+    hvClear(col);
+    return 0;
+  });
+}
+
+} // namespace qvn

@@ -1,0 +1,147 @@
+// Saved states of the LP relaxation and strong branching trials from them.
+//
+// A state holds everything a trial may move: the bounds and costs of both
+// copies of the LP, the basis with its values, duals and weights, a copy of
+// the factor and the results of the last solve. Restoring it puts the same
+// numbers back, so that a trial leaves no trace, down to the last bit.
+#include <algorithm>
+#include <cmath>
+
+#include "runtime/frame.h"
+#include "simplex/lp_relaxation_internal.h"
+
+namespace qvn {
+
+namespace {
+
+template <class T> void copyInto(EnvVector<T> &to, const EnvVector<T> &from) {
+  // Same sizes by construction: copying in place keeps the buffers, whose
+  // addresses the factor holds (the basis header).
+  if (to.size() != from.size())
+    to = from;
+  else
+    std::copy(from.begin(), from.end(), to.begin());
+}
+
+} // namespace
+
+int relaxSaveState(const LpRelaxation &r, RelaxState **out) {
+  if (!out) return QVNERR_NULL_POINTER;
+  *out = nullptr;
+  RelaxState *s = nullptr;
+  const int status = runCaught([&]() -> int {
+    s = envNew<RelaxState>();
+    const SimplexEngine &e = r.work;
+    s->numRows = r.lp.numRow;
+    s->lpLower = r.lp.lower, s->lpUpper = r.lp.upper, s->lpCost = r.lp.cost;
+    if (r.useScaled) s->scLower = r.scaled.lower, s->scUpper = r.scaled.upper, s->scCost = r.scaled.cost;
+    s->head = e.head, s->basicPos = e.basicPos, s->move = e.move;
+    s->x = e.x, s->cost = e.cost, s->lower = e.lower, s->upper = e.upper;
+    s->dual = e.dual, s->dj = e.dj;
+    s->dualWeights = e.dualWeights, s->primalWeights = e.primalWeights;
+    s->dualWeightsValid = e.dualWeightsValid, s->primalWeightsValid = e.primalWeightsValid;
+    s->factorCurrent = e.factorCurrent && !e.factor.mustRefactor;
+    s->mustRefactor = e.factor.mustRefactor;
+    s->startGiven = e.startGiven;
+    s->markowitz = e.factor.markowitz;
+    if (s->factorCurrent) s->lu = envNew<LuFactor>(*e.factor.lu);
+    s->rx = r.x, s->rRow = r.rowActivity, s->rDual = r.duals, s->rRc = r.reducedCosts;
+    s->objective = r.objective, s->iterations = r.iterations, s->lastStatus = r.lastStatus;
+    return 0;
+  });
+  if (status != 0) {
+    relaxFreeState(s);
+    return status;
+  }
+  *out = s;
+  return 0;
+}
+
+int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
+  if (s.numRows != r.lp.numRow) return QVNERR_BAD_ARGUMENT;
+  return runCaught([&]() -> int {
+    SimplexEngine &e = r.work;
+    copyInto(r.lp.lower, s.lpLower), copyInto(r.lp.upper, s.lpUpper), copyInto(r.lp.cost, s.lpCost);
+    if (r.useScaled) copyInto(r.scaled.lower, s.scLower), copyInto(r.scaled.upper, s.scUpper), copyInto(r.scaled.cost, s.scCost);
+    copyInto(e.head, s.head), copyInto(e.basicPos, s.basicPos), copyInto(e.move, s.move);
+    copyInto(e.x, s.x), copyInto(e.cost, s.cost), copyInto(e.lower, s.lower), copyInto(e.upper, s.upper);
+    copyInto(e.dual, s.dual), copyInto(e.dj, s.dj);
+    copyInto(e.dualWeights, s.dualWeights), copyInto(e.primalWeights, s.primalWeights);
+    e.dualWeightsValid = s.dualWeightsValid, e.primalWeightsValid = s.primalWeightsValid;
+    e.startGiven = s.startGiven;
+    e.factor.markowitz = s.markowitz;
+    if (s.lu) {
+      *e.factor.lu = *s.lu;
+      e.factor.mustRefactor = false;
+      e.factorCurrent = true;
+    } else {
+      e.factor.mustRefactor = s.mustRefactor;
+      e.factorCurrent = false;
+    }
+    e.costsShifted = false;
+    copyInto(r.x, s.rx), copyInto(r.rowActivity, s.rRow), copyInto(r.duals, s.rDual), copyInto(r.reducedCosts, s.rRc);
+    r.objective = s.objective, r.iterations = s.iterations, r.lastStatus = s.lastStatus;
+    r.finishUsed = false;
+    return 0;
+  });
+}
+
+void relaxFreeState(RelaxState *&s) {
+  if (!s) return;
+  envDelete(s->lu);
+  envDelete(s);
+}
+
+namespace {
+
+// One branch: bounds [lo, up] on column j, a bounded dual simplex, the bound
+// it proves. The caller restores the state.
+int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, double *objective, int *status) {
+  *objective = 1e75;
+  if (lo > up) {
+    *status = kRunInfeasible;
+    return 0;
+  }
+  QVN_TRY(relaxChangeBounds(r, 1, &j, &lo, &up));
+  RelaxSolveLimits limits;
+  limits.iterationLimit = std::max(0, iterationLimit);
+  SimplexEngine &e = r.work;
+  resetWorkingData(e);
+  applyLimits(e, limits);
+  int run = 0;
+  // No unscaled finish: a trial needs a bound, not an exact optimum.
+  QVN_TRY(solveHeld(r, RelaxMethod::kDual, false, false, &run));
+  *status = run;
+  if (run == kRunInfeasible) return 0;
+  // A dual feasible basis (the dual loop keeps one in phase 2) gives a lower
+  // bound where the run stopped early; an unbounded branch has none.
+  if (run == kRunUnbounded || run == kRunInfOrUnbd)
+    *objective = -1e75;
+  else
+    *objective = r.objective;
+  return 0;
+}
+
+} // namespace
+
+int relaxStrongBranch(LpRelaxation &r, int j, double downUpper, double upLower, int iterationLimit,
+                      double *downObjective, int *downStatus, double *upObjective, int *upStatus) {
+  if (!downObjective || !downStatus || !upObjective || !upStatus) return QVNERR_NULL_POINTER;
+  if (j < 0 || j >= r.lp.numCol) return QVNERR_COL_INDEX_RANGE;
+  if (std::isnan(downUpper) || std::isnan(upLower)) return QVNERR_NAN;
+  RelaxState *saved = nullptr;
+  QVN_TRY(relaxSaveState(r, &saved));
+  const double lower = r.lp.lower[j], upper = r.lp.upper[j];
+  int status = trial(r, j, lower, std::min(upper, downUpper), iterationLimit, downObjective, downStatus);
+  int restored = relaxRestoreState(r, *saved);
+  if (status == 0) status = restored;
+  if (status == 0) {
+    status = trial(r, j, std::max(lower, upLower), upper, iterationLimit, upObjective, upStatus);
+    restored = relaxRestoreState(r, *saved);
+    if (status == 0) status = restored;
+  }
+  relaxFreeState(saved);
+  return status;
+}
+
+} // namespace qvn
