@@ -15,6 +15,9 @@ namespace {
 constexpr double kRoundedRowTol = 1e-9;
 // Largest absolute violation of a bound or row that a candidate may have.
 constexpr double kAcceptTol = 1e-6;
+// Part of an objective step by which a node's bound must come below the
+// incumbent's next step to stay: far above LP tolerances, far below a step.
+constexpr double kStepMargin = 0.01;
 
 double rowViolation(const LpData &d, const double *activity, int i) {
   const double rhs = d.rhs[i], a = activity[i];
@@ -63,7 +66,13 @@ double cutoffFor(const MipControl &c, double z) {
   double cut = z - c.objdif;
   if (std::fabs(c.objdif) < 1e-10 && c.relobjdif > 1e-10) cut = z - c.relobjdif * std::fabs(z);
   // Nodes whose bound only ties the incumbent are not worth a visit.
-  return cut - std::fabs(1e-10 * cut);
+  cut -= std::fabs(1e-10 * cut);
+  // With objective values on a grid of step d, the next better value is at
+  // most z - d: a node whose bound lies above z - d (with a margin well
+  // beyond the LP's tolerances) cannot hold it.
+  const double d = c.objectiveStep;
+  if (d > 1e-10) cut = std::min(cut, z - d + kStepMargin * d);
+  return cut;
 }
 
 bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic) {

@@ -25,6 +25,28 @@ const char *columnName(const LpData &d, int j, char *buffer) {
   return buffer;
 }
 
+// The step of the grid that every integer solution's objective lies on: the
+// greatest common divisor of the objective coefficients when all of them sit
+// on integer columns and are integers of moderate size; else 0.
+double objectiveStep(const LpData &d) {
+  long step = 0;
+  for (int j = 0; j < d.numCols; ++j) {
+    const double c = d.objCoef[j];
+    if (c == 0.0) continue;
+    const char t = d.ctype.empty() ? 'C' : d.ctype[j];
+    if (t != 'B' && t != 'I') return 0.0;
+    if (std::fabs(c) > 1e9 || c != std::round(c)) return 0.0;
+    long a = std::labs(std::lround(c)), b = step;
+    while (b != 0) {
+      const long r = a % b;
+      a = b;
+      b = r;
+    }
+    step = a;
+  }
+  return static_cast<double>(step);
+}
+
 bool allObjectiveZero(const LpData &d) {
   for (int j = 0; j < d.numCols; ++j)
     if (d.objCoef[j] != 0.0) return false;
@@ -77,6 +99,7 @@ MipControl buildControl(Environment *env, const LpData &d) {
     break;
   default: break;
   }
+  c.objectiveStep = objectiveStep(d);
   c.start = std::chrono::steady_clock::now();
   return c;
 }

@@ -40,6 +40,9 @@ struct MipControl {
   int emphasis = 0;
   double timeLimit = 1e75, epagap = 1e-6, epgap = 1e-4, epint = 1e-5, bttol = 0.9999;
   double objdif = 0.0, relobjdif = 0.0, cutup = 1e75, cutlo = -1e75;
+  // Every integer solution's objective is the offset plus a multiple of this
+  // step (0 when no such step is known).
+  double objectiveStep = 0.0;
   std::chrono::steady_clock::time_point start;
 };
 

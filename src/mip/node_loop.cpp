@@ -16,6 +16,9 @@ namespace {
 
 // Re-solves of one node after bound changes that its branching proved.
 constexpr int kProvedRounds = 4;
+// Bytes of stored node bases beyond which new nodes keep none and start from
+// whatever basis the node LP holds (still dual feasible after bound changes).
+constexpr double kBasisBudget = 256.0 * 1048576.0;
 // Dive steps after which the store is consulted again, whatever the bounds say.
 constexpr int kDiveAllowance = 2000;
 
@@ -310,9 +313,7 @@ NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const B
       freeNode(child);
       continue;
     }
-    if (!basis) {
-      basis = snapshotBasis(run);
-    }
+    if (!basis && s.store.inMemoryBytes < kBasisBudget) basis = snapshotBasis(run);
     child->basis = basis;
     holdBasis(basis);
     children[k] = child;

@@ -28,13 +28,13 @@ protected:
     m.lp.objSense = QVN_MAX;
     const int r = m.lp.addRow('L', 0);
     double total = 0;
-    for (int j = 0; j < 18; ++j) {
+    for (int j = 0; j < 16; ++j) {
       const double w = 100 + 2 * j + (j % 3);
       m.lp.addCol(w + 1, 0, 1, {{r, w}});
       total += w;
     }
     m.lp.rhs[r] = std::floor(total / 2) + 0.5;
-    m.ctype.assign(18, 'B');
+    m.ctype.assign(16, 'B');
     return m;
   }
 };
