@@ -246,6 +246,18 @@ int mipopt(Environment *env, Problem *lp) {
   run.search = &s;
   run.nodesAtStart = s.nodeCount;
   run.rule = findBranchRule(run.control.varSelect);
+  const PriorityOrder *order = lp->mipData ? lp->mipData->order : nullptr;
+  if (run.control.ordind != 0 && order && !order->column.empty()) {
+    const int n = lp->lpData->numCols;
+    run.priority.assign(static_cast<size_t>(n), -1);
+    run.orderDirection.assign(static_cast<size_t>(n), 0);
+    for (size_t k = 0; k < order->column.size(); ++k) {
+      const int j = order->column[k];
+      if (j < 0 || j >= n) continue;
+      run.priority[j] = order->priority[k];
+      run.orderDirection[j] = order->direction[k];
+    }
+  }
   s.store.keys.nodeSelect = run.control.nodeSelect;
   s.store.keys.varSelect = run.control.varSelect;
   s.store.bbInterval = env->mipParams->bbinterval;

@@ -24,6 +24,9 @@ struct MipRun {
   EnvVector<int> semiCandidates;
   EnvVector<int> colStatus, rowStatus;
   EnvVector<double> nodeLower, nodeUpper;
+  // Priority order of QVNcopyorder by column (-1 for none) and its branch
+  // directions (1 up, -1 down, 0 free); empty when no order is in use.
+  EnvVector<int> priority, orderDirection;
   int lpFailures = 0;      // node LPs that ended neither optimal nor proved
   int diveSteps = 0;
 };

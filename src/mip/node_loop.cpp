@@ -343,6 +343,28 @@ NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const B
   return next;
 }
 
+// Keeps the candidates of the largest priority, in their order.
+void filterByPriority(MipRun &run) {
+  if (run.priority.empty() || run.candidates.empty()) return;
+  int top = -1;
+  for (const BranchCandidate &c : run.candidates) top = std::max(top, run.priority[c.col]);
+  size_t kept = 0;
+  for (size_t k = 0; k < run.candidates.size(); ++k)
+    if (run.priority[run.candidates[k].col] == top) run.candidates[kept++] = run.candidates[k];
+  run.candidates.resize(kept);
+}
+
+// The order's direction of a column, then BRDIR, override the rule's choice
+// of the child to explore first.
+void applyDirection(const MipRun &run, BranchRecord rec[2]) {
+  const int j = rec[0].variable;
+  int wanted = run.orderDirection.empty() ? 0 : run.orderDirection[j];
+  if (wanted == 0) wanted = run.control.brdir;
+  if (wanted == 0) return;
+  const char first = wanted > 0 ? 'U' : 'D';
+  if (rec[0].direction != first) std::swap(rec[0], rec[1]);
+}
+
 } // namespace
 
 int runNodeLoop(MipRun &run) {
@@ -410,6 +432,7 @@ int runNodeLoop(MipRun &run) {
       }
       int added = 0;
       QVN_TRY(separateAtNode(run, relaxPrimal(*s.nodeLp), &added));
+      filterByPriority(run);
       MipContext ctx{};
       ctx.env = run.env;
       ctx.nodeLp = s.nodeLp;
@@ -447,6 +470,7 @@ int runNodeLoop(MipRun &run) {
         continue;
       }
       trialBounds = run.control.varSelect == 3;
+      applyDirection(run, rec);
       branched = true;
       break;
     }

@@ -2,6 +2,8 @@
 // random integer programs, under every variable and node selection rule.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "mip/mip_check.h"
 #include "mip/mip_models.h"
 #include "support/test_support.h"
@@ -109,6 +111,50 @@ TEST_F(MipSolveTest, SemiContinuousColumns) {
   ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
   EXPECT_NEAR(objective, -1.0, 1e-9);
   EXPECT_EQ(checkIncumbentOf(env, lp, s), "");
+}
+
+void appendText(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+
+TEST_F(MipSolveTest, PriorityOrderPicksTheRootBranch) {
+  const MipModel m = knapsack(9, 12);
+  // The relaxation's point, by the LP optimizer on a continuous copy.
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  int status = 0;
+  QVNLPptr relaxed = QVNcloneprob(env, lp, &status);
+  ASSERT_NE(relaxed, nullptr);
+  ASSERT_EQ(QVNchgprobtype(env, relaxed, 0), 0);
+  ASSERT_EQ(QVNlpopt(env, relaxed), 0);
+  std::vector<double> x(12);
+  ASSERT_EQ(QVNgetx(env, relaxed, x.data(), 0, 11), 0);
+  QVNfreeprob(env, &relaxed);
+  int last = -1;
+  for (int j = 0; j < 12; ++j)
+    if (std::fabs(x[j] - std::round(x[j])) > 1e-6) last = j;
+  ASSERT_GE(last, 0) << "the relaxation is integral";
+  // Priorities rise with the index and every branch goes down first: the
+  // root branches on the fractional column of the largest index.
+  std::vector<int> index(12), priority(12), direction(12, -1);
+  for (int j = 0; j < 12; ++j) index[j] = j, priority[j] = j;
+  ASSERT_EQ(QVNcopyorder(env, lp, 12, index.data(), priority.data(), direction.data()), 0);
+  std::string branches;
+  QVNCHANNELptr logChannel = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, nullptr, nullptr, nullptr, &logChannel), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, logChannel, &branches, appendText), 0);
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 5);
+  QVNsetintparam(env, QVN_PARAM_VARSEL, 1);
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  QVNdelfuncdest(env, logChannel, &branches, appendText);
+  const std::string first = "C" + std::to_string(last + 1) + " ";
+  const size_t at = branches.find("         Variable B Parent  Depth");
+  ASSERT_NE(at, std::string::npos) << branches;
+  // The first node after the root is the down child of the root's branch.
+  const std::string expected = first + std::string(16 - first.size(), ' ') + " D      0      1";
+  EXPECT_NE(branches.find(expected), std::string::npos) << branches;
+  double optimum = 0, objective = 0;
+  ASSERT_TRUE(enumerateOptimum(m, &optimum));
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+  EXPECT_TRUE(sameObjective(objective, optimum));
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
 }
 
 } // namespace
