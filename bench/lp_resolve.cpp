@@ -9,6 +9,7 @@
 // optimum.
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <random>
 #include <string>
@@ -24,7 +25,7 @@ double seconds(std::chrono::steady_clock::time_point since) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
 }
 
-constexpr int kRounds = 20;
+const int kRounds = getenv("ROUNDS") ? atoi(getenv("ROUNDS")) : 20;
 
 void run(QVNENVptr env, const std::string &dir, const std::string &name) {
   int status = 0;
@@ -65,7 +66,6 @@ void run(QVNENVptr env, const std::string &dir, const std::string &name) {
     qvn::relaxSolve(*r, limits, &run);
     hotTime += seconds(t0);
     hotIter += qvn::relaxIterations(*r);
-    if (getenv("DBG")) std::printf("round %d iters %d work %d finish %d used %d\n", round, qvn::relaxIterations(*r), r->work.factorizations, r->finish.factorizations, (int)r->finishUsed);
     factorizations += r->work.factorizations + r->finish.factorizations - before;
     notOptimal += run != 1 && run != 3;
     ++rounds;

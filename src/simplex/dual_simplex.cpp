@@ -546,7 +546,8 @@ int dualLoop(SimplexEngine &e) {
 
 int runDualSimplex(SimplexEngine &e) {
   ImpliedBoxes boxes;
-  boxByImpliedBounds(e, boxes);
+  if (!e.heldDualFeasible) boxByImpliedBounds(e, boxes);
+  e.heldDualFeasible = false;
   int status = dualLoop(e);
   if (restoreImpliedBoxes(e, boxes) && status == kRunOptimal) {
     // A nonbasic variable rested on an implied bound after all: from its

@@ -81,6 +81,9 @@ struct SimplexEngine {
   // not due (its pivots were checked on the way): a re-solve of a few
   // iterations then costs no factorization from scratch.
   bool checkWithHeldFactor = false;
+  // The owner knows the held basis to be dual feasible (an optimum changed in
+  // bounds only): the dual needs no implied boxes to avoid its phase 1.
+  bool heldDualFeasible = false;
   // An owner that passes its own objective cutoff (minimization sense, offset
   // included) instead of the Environment's limits; only the dual loop uses it.
   bool cutoffGiven = false;

@@ -199,11 +199,13 @@ int reseatEngine(LpRelaxation &r, const EnvVector<int> &headVars, const EnvVecto
 }
 
 // The results of the engine that ended the solve, unscaled, with the real costs.
-void collectResults(LpRelaxation &r, SimplexEngine &f, int run) {
+void collectResults(LpRelaxation &r, SimplexEngine &f, int run, bool dualsReady) {
   const bool scaled = &f == &r.work && r.useScaled;
-  for (int j = 0; j < f.nt; ++j) f.cost[j] = f.lp->cost[j];
-  f.costsShifted = false;
-  computeDual(f);
+  if (!dualsReady) {
+    for (int j = 0; j < f.nt; ++j) f.cost[j] = f.lp->cost[j];
+    f.costsShifted = false;
+    computeDual(f);
+  }
   const int n = r.lp.numCol, m = r.lp.numRow;
   double obj = 0.0;
   for (int j = 0; j < n; ++j) {
@@ -229,15 +231,20 @@ void collectResults(LpRelaxation &r, SimplexEngine &f, int run) {
 int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verify, int *status) {
   SimplexEngine &w = r.work;
   r.finishUsed = false;
+  w.heldDualFeasible = r.dualFeasible && !r.checkByFactor && method == RelaxMethod::kDual;
+  r.dualFeasible = false;
   int run = runMethod(w, method);
+  w.heldDualFeasible = false;
   if (run >= 1000) return run;
   bool needFinish = r.useScaled && finishAlways;
+  bool dualsReady = false;
   if (r.useScaled && !needFinish && verify && run == kRunOptimal) {
     QVN_TRY(ensureFactor(w));
     for (int j = 0; j < w.nt; ++j) w.cost[j] = w.lp->cost[j];
     w.costsShifted = false;
     computeDual(w);
     needFinish = !meetsUnscaled(r);
+    dualsReady = !needFinish;
   }
   if (needFinish) {
     SimplexEngine &e = r.finish;
@@ -261,7 +268,8 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   }
   SimplexEngine &f = r.finishUsed ? r.finish : w;
   if (!refactorDue(f.factor)) refinePrimal(f);
-  collectResults(r, f, run);
+  collectResults(r, f, run, dualsReady);
+  r.dualFeasible = run == kRunOptimal;
   if (r.finishUsed) {
     // The held basis follows the finish when the finish moved it.
     EnvVector<int> c1(static_cast<size_t>(w.n + 1)), r1(static_cast<size_t>(w.m + 1));
@@ -346,6 +354,7 @@ int relaxChangeCosts(LpRelaxation &r, int count, const int *cols, const double *
     r.lp.cost[j] = costs[k];
     if (r.useScaled) r.scaled.cost[j] = costs[k] / r.scale.colScale[j];
   }
+  if (count > 0) r.dualFeasible = false;
   // Weights of the primal pricing depend on the basis only; nothing else to do.
   return 0;
 }
@@ -354,6 +363,17 @@ int relaxSolve(LpRelaxation &r, const RelaxSolveLimits &limits, int *status) {
   if (!status) return QVNERR_NULL_POINTER;
   if (std::isnan(limits.objectiveLimit) || std::isnan(limits.timeLimit)) return QVNERR_NAN;
   return runCaught([&]() -> int {
+    // Crossed bounds would go unseen on a nonbasic variable: the loops only
+    // look at the basic ones.
+    for (int j = 0; j < r.lp.numTot; ++j) {
+      if (r.lp.lower[j] > r.lp.upper[j]) {
+        r.lastStatus = *status = kRunInfeasible;
+        r.iterations = 0;
+        r.objective = 1e75;
+        r.dualFeasible = false;
+        return 0;
+      }
+    }
     resetWorkingData(r.work);
     applyLimits(r.work, limits);
     return solveHeld(r, limits.method, r.checkByFactor, true, status);
@@ -388,6 +408,7 @@ int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus) {
     if (rowStatus[i] < 0 || rowStatus[i] > 3) return QVNERR_BAD_ARGUMENT;
   resetWorkingData(e);
   installBasis(e, colStatus, rowStatus);
+  r.dualFeasible = false;
   e.dualWeightsValid = false;
   e.primalWeightsValid = false;
   e.startGiven = true;

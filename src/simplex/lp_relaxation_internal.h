@@ -23,6 +23,9 @@ struct LpRelaxation {
   SimplexEngine finish;
   bool finishUsed = false;     // the last solve ended in `finish`
   bool checkByFactor = false;  // the optimizer's unscaled finish on every solve
+  // The held basis is dual feasible: the last solve found an optimum and only
+  // bounds changed since (rows added with basic logicals keep it so too).
+  bool dualFeasible = false;
 
   // Results of the last solve, unscaled, minimization sense.
   EnvVector<double> x, rowActivity, duals, reducedCosts;
@@ -44,6 +47,7 @@ struct RelaxState {
   EnvVector<double> rx, rRow, rDual, rRc;
   double objective = 0.0;
   int iterations = 0, lastStatus = 0;
+  bool dualFeasible = false;
 };
 
 // The working LP of the engine that holds the basis.
@@ -81,8 +85,8 @@ int ensureFactor(SimplexEngine &e);
 // lp_relaxation.cpp. *status receives the run status; returns 0 or an error.
 int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verify, int *status);
 // Results of engine f (work or finish) after a solve with run status `run`:
-// the real costs back, duals recomputed, everything unscaled.
-void collectResults(LpRelaxation &r, SimplexEngine &f, int run);
+// the real costs back, duals recomputed unless `dualsReady`, everything unscaled.
+void collectResults(LpRelaxation &r, SimplexEngine &f, int run, bool dualsReady);
 // The engine that ended the last solve.
 inline SimplexEngine &finalEngine(LpRelaxation &r) { return r.finishUsed ? r.finish : r.work; }
 // Pricing weights of one run handed to another engine over the same basis.

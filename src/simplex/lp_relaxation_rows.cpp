@@ -204,6 +204,7 @@ int relaxDeleteRows(LpRelaxation &r, const int *mark) {
         mv = v - e.lower[leaving] <= e.upper[leaving] - v ? kAtLower : kAtUpper;
       else
         mv = e.lower[leaving] > -kInfinity ? kAtLower : e.upper[leaving] < kInfinity ? kAtUpper : kAtZero;
+      r.dualFeasible = false;  // the leaving variable's reduced cost may have either sign
       updateFactor(e.factor, best, col.array[best]);
       changeBasis(e, n + i, best, mv);
       if (mv == kAtZero) e.x[leaving] = 0.0;

@@ -47,6 +47,7 @@ int relaxSaveState(const LpRelaxation &r, RelaxState **out) {
     if (s->factorCurrent) s->lu = envNew<LuFactor>(*e.factor.lu);
     s->rx = r.x, s->rRow = r.rowActivity, s->rDual = r.duals, s->rRc = r.reducedCosts;
     s->objective = r.objective, s->iterations = r.iterations, s->lastStatus = r.lastStatus;
+    s->dualFeasible = r.dualFeasible;
     return 0;
   });
   if (status != 0) {
@@ -81,6 +82,7 @@ int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
     e.costsShifted = false;
     copyInto(r.x, s.rx), copyInto(r.rowActivity, s.rRow), copyInto(r.duals, s.rDual), copyInto(r.reducedCosts, s.rRc);
     r.objective = s.objective, r.iterations = s.iterations, r.lastStatus = s.lastStatus;
+    r.dualFeasible = s.dualFeasible;
     r.finishUsed = false;
     return 0;
   });

@@ -13,6 +13,7 @@
 #include "model/problem.h"
 #include "simplex/engine.h"
 #include "simplex/lp_relaxation.h"
+#include "simplex/lp_relaxation_internal.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
@@ -103,9 +104,11 @@ protected:
   }
 
   // Re-solves and compares with a cold solve of `model` as it now stands.
-  void expectAgreement(const char *what) {
+  void expectAgreement(const char *what, qvn::RelaxMethod method = qvn::RelaxMethod::kDual) {
     SCOPED_TRACE(what);
-    const int status = solve();
+    qvn::RelaxSolveLimits limits;
+    limits.method = method;
+    const int status = solve(limits);
     const ColdAnswer c = cold(model);
     lastCold = c.status;
     if (c.status == QVN_STAT_INFEASIBLE || c.status == QVN_STAT_UNBOUNDED) {
@@ -320,7 +323,8 @@ TEST_F(LpRelaxationTest, NetlibModelsThroughRandomChanges) {
         const double c = model.obj[j] * 0.5 + ((rng() % 5) - 2.0) * 0.1;
         ASSERT_EQ(qvn::relaxChangeCosts(*relax, 1, &j, &c), 0);
         model.obj[j] = c;
-        expectAgreement("cost");
+        // The basis stays primal feasible: every other cost change goes to the primal.
+        expectAgreement("cost", round % 2 ? qvn::RelaxMethod::kPrimal : qvn::RelaxMethod::kDual);
       }
       if (qvn::relaxNumRows(*relax) != model.numRows()) FAIL() << "row counts differ";
     }
@@ -330,7 +334,7 @@ TEST_F(LpRelaxationTest, NetlibModelsThroughRandomChanges) {
 }
 
 // One bound change on a solved model: a handful of iterations, and the factor
-// of the held basis is used, not built again.
+// of the held basis is used, not built again (its update limit is far off).
 TEST_F(LpRelaxationTest, OneBoundChangeCostsFewIterations) {
   LpModel m;
   if (!readNetlib("share2b", m)) GTEST_SKIP() << "shared test models not present";
@@ -345,8 +349,10 @@ TEST_F(LpRelaxationTest, OneBoundChangeCostsFewIterations) {
   if (up < lo) up = lo;
   ASSERT_EQ(qvn::relaxChangeBounds(*relax, 1, &j, &lo, &up), 0);
   model.upper[j] = up;
+  const int factorizations = relax->work.factorizations + relax->finish.factorizations;
   expectAgreement("bound");
   EXPECT_LT(qvn::relaxIterations(*relax), std::max(5, coldIterations / 4));
+  EXPECT_EQ(relax->work.factorizations + relax->finish.factorizations, factorizations);
 }
 
 // Tableau columns satisfy B t = a_j on the unscaled model, and the rows agree
@@ -475,6 +481,13 @@ TEST_F(LpRelaxationTest, BadInputIsRefused) {
   EXPECT_EQ(qvn::relaxDeleteRows(*relax, nullptr), QVNERR_NULL_POINTER);
   EXPECT_EQ(qvn::relaxStrongBranch(*relax, 7, 0, 1, 10, &lo, &col, &up, &col), QVNERR_COL_INDEX_RANGE);
   EXPECT_EQ(qvn::relaxNumRows(*relax), 2);
+  // Crossed bounds on a nonbasic column: infeasible, not an optimum that
+  // breaks them.
+  col = 0, lo = 2, up = 1;
+  ASSERT_EQ(qvn::relaxChangeBounds(*relax, 1, &col, &lo, &up), 0);
+  EXPECT_EQ(solve(), qvn::kRunInfeasible);
+  lo = 0, up = 3;
+  ASSERT_EQ(qvn::relaxChangeBounds(*relax, 1, &col, &lo, &up), 0);
   double l = 0, u = 0;
   qvn::relaxGetBounds(*relax, 0, &l, &u);
   EXPECT_EQ(u, 3.0);
