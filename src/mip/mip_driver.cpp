@@ -351,6 +351,9 @@ int mipRoot(MipRun &run) {
   case kRunTimeLimit:
     run.stopStatus = 108;
     return 0;
+  case kRunAborted:
+    run.stopStatus = s.incumbent.exists ? 113 : 114;
+    return 0;
   default:
     run.stopStatus = 110;
     return 0;

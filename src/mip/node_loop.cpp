@@ -133,7 +133,8 @@ int solveNode(MipRun &run, NodeResult &res) {
   int status = 0;
   QVN_TRY(relaxSolve(*s.nodeLp, limits, &status));
   s.iterationTotal += relaxIterations(*s.nodeLp);
-  if (status != kRunOptimal && status != kRunInfeasible && status != kRunObjLimit && status != kRunTimeLimit) {
+  if (status != kRunOptimal && status != kRunInfeasible && status != kRunObjLimit && status != kRunTimeLimit &&
+      status != kRunAborted) {
     // One more try by the other method before the node counts as troubled.
     limits.method = RelaxMethod::kPrimal;
     QVN_TRY(relaxSolve(*s.nodeLp, limits, &status));
@@ -152,7 +153,8 @@ int solveNode(MipRun &run, NodeResult &res) {
   }
   case kRunInfeasible: res.outcome = NodeOutcome::kInfeasible; break;
   case kRunObjLimit: res.outcome = NodeOutcome::kCutoff; break;
-  case kRunTimeLimit: res.outcome = NodeOutcome::kStop; break;
+  case kRunTimeLimit:
+  case kRunAborted: res.outcome = NodeOutcome::kStop; break;
   default:
     ++run.lpFailures;
     res.outcome = NodeOutcome::kLpTrouble;
@@ -475,7 +477,8 @@ int runNodeLoop(MipRun &run) {
       break;
     }
     if (res.outcome == NodeOutcome::kStop) {
-      run.stopStatus = s.incumbent.exists ? 107 : 108;
+      const int base = terminateRequested(run.env) ? 113 : 107;
+      run.stopStatus = s.incumbent.exists ? base : base + 1;
       s.resume = current;
       return 0;
     }

@@ -140,6 +140,26 @@ TEST_F(MipStatusTest, TimeSolutionAndGapLimits) {
   ASSERT_EQ(QVNgetmiprelgap(env, lp, &gap), 0);
   EXPECT_LE(gap, 0.05);
   EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+  // A tree limit of a few bytes stops as soon as nodes are stored.
+  QVNsetdblparam(env, QVN_PARAM_TRELIM, 1e-6);
+  const int memory = run();
+  EXPECT_TRUE(memory == QVN_STAT_MIP_MEM_LIM_FEAS || memory == QVN_STAT_MIP_MEM_LIM_INFEAS) << memory;
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  QVNsetdblparam(env, QVN_PARAM_TRELIM, 1e75);
+  // The terminate flag stops the run; cleared, the same tree finishes.
+  volatile int flag = 1;
+  ASSERT_EQ(QVNsetterminate(env, &flag), 0);
+  const int aborted = run();
+  EXPECT_TRUE(aborted == QVN_STAT_MIP_ABORT_FEAS || aborted == QVN_STAT_MIP_ABORT_INFEAS) << aborted;
+  flag = 0;
+  EXPECT_EQ(run(), QVN_STAT_MIP_OPTIMAL);
+  double objective2 = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective2), 0);
+  EXPECT_TRUE(sameObjective(objective2, optimum));
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  QVNsetterminate(env, nullptr);
 }
 
 TEST_F(MipStatusTest, CutoffAndObjectiveDifference) {
