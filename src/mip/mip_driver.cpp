@@ -282,6 +282,12 @@ int mipopt(Environment *env, Problem *lp) {
   }
   const bool nodesLeft = storeCount(s.store) > 0 || s.resume;
   int status = translate(run, run.stopStatus, nodesLeft);
+  if (run.unprovedDrops > 0 && status == 101) {
+    // Optimality rests on every dropped node having a bound: without one the
+    // answer is only as good as the bounds of the rest.
+    QVNmsg(env->warningChannel, "Warning: %d node LPs unsolved; optimality not proved.\n", run.unprovedDrops);
+    status = 102;
+  }
   if (status == 101 || status == 103) {
     // The tree is exhausted: nothing open is left to bound the optimum.
     storeClear(s.store);

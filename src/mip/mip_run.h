@@ -28,6 +28,7 @@ struct MipRun {
   // directions (1 up, -1 down, 0 free); empty when no order is in use.
   EnvVector<int> priority, orderDirection;
   int lpFailures = 0;      // node LPs that ended neither optimal nor proved
+  int unprovedDrops = 0;   // troubled nodes left without a bound or a branch
   int diveSteps = 0;
 };
 

@@ -487,6 +487,8 @@ int runNodeLoop(MipRun &run) {
       // A troubled LP still offers its point; the checker on the model decides.
       if (res.outcome == NodeOutcome::kIntegral || res.iinf == 0)
         newIncumbent = offerIncumbent(run, relaxPrimal(*s.nodeLp), static_cast<int>(s.nodeCount), false);
+      // An unsolved LP bounds nothing: the subtree is dropped unproved.
+      if (res.outcome == NodeOutcome::kLpTrouble) ++run.unprovedDrops;
     }
     if (newIncumbent) {
       storePrune(s.store, s.cutoff);
