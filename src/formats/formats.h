@@ -36,7 +36,14 @@ void defaultSosWeights(Environment *env, ModelImage &image);
 constexpr int kMaxEntries = 262499999;   // rows, columns or nonzeros a reader takes
 constexpr size_t kFileNameMax = 255;      // longest name text in a model file
 constexpr int kWarningCap = 20;           // warnings of one family printed in full
+// The one threshold of infinity of the readers, the writers and the model: a
+// bound at or beyond 1e20 in size is infinite and stored as exactly 1e20; a
+// bound below it is finite whatever its size, so a model keeps its meaning
+// through any format.
 constexpr double kFileInfinity = 1e20;
+inline double clampInfinite(double v) {
+  return v >= kFileInfinity ? kFileInfinity : v <= -kFileInfinity ? -kFileInfinity : v;
+}
 
 // Physical lines in pieces of a bounded size, as fgets hands them out, over
 // the whole lines of the file service: a line longer than the piece comes in

@@ -839,8 +839,7 @@ struct LpReader {
     }
     if (!mustConvert && !numberShaped(w, n)) return 0;
     QVN_TRY(convert(w, n, value));
-    if (*value >= 1e20) *value = kInf;
-    if (*value <= -1e20) *value = -kInf;
+    *value = clampInfinite(*value);
     return 1;
   }
 

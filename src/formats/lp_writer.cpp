@@ -6,10 +6,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <strings.h>
 
 #include "formats/char_classes.h"
 #include "formats/formats.h"
 #include "formats/number_format.h"
+#include "formats/write_check.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -62,6 +64,29 @@ void repairLpName(const char *name, char *out) {
 }
 
 namespace {
+
+// A name that the reader takes back as written: nothing to repair and no
+// character that the reader drops.
+bool lpNameStands(const char *name) {
+  if (lpNameNeedsRepair(name)) return false;
+  for (const char *p = name; *p; ++p)
+    if (!lpIs(*p, CC_Valid)) return false;
+  return true;
+}
+
+// Words that the reader of the type sections takes as a section keyword when
+// a name stands alone on a line there.
+bool isTypeSectionKeyword(const char *name) {
+  static const char *const kWords[] = {"INTEGER", "INTEGERS", "INTS", "INT",  "BINARY", "BINARIES",
+                                       "BINS",    "BIN",      "GENERAL", "GENERALS", "GENS", "GEN",
+                                       "SEMIS",   "SEMI",     "SOS",  "END"};
+  for (const char *w : kWords)
+    if (strcasecmp(name, w) == 0) return true;
+  return false;
+}
+
+// A column so named opens a bound line that the reader takes as a value.
+bool isInfinityWord(const char *name) { return strcasecmp(name, "inf") == 0 || strcasecmp(name, "infinity") == 0; }
 
 struct LpWriter {
   Environment *env;
@@ -151,24 +176,66 @@ struct LpWriter {
 
   // ---- names --------------------------------------------------------------
 
+  // The names a table is written with: its own, repaired when the repair is
+  // on, or generated ones when it has none or when its names cannot stand in
+  // the file as they are.
   const NameList *prepare(const NameList &own, bool present, NameList &store, int count, char prefix,
                           const char *message, bool generic, bool repair) {
-    if (!present || generic || own.size() < count) {
-      if (!generic && count > 0) QVNmsg(env->warningChannel, "%s", message);
-      fillDefaultNames(store, count, prefix);
-      return &store;
-    }
-    if (!repair) return &own;
+    if (!present || generic || own.size() < count) return defaults(store, count, prefix, message, !generic);
+    const NameList *names = &own;
     bool needed = false;
     for (int i = 0; i < count && !needed; ++i) needed = lpNameNeedsRepair(own.get(i));
-    if (!needed) return &own;
-    repaired = true;
-    char fixed[260];
-    for (int i = 0; i < count; ++i) {
-      repairLpName(own.get(i), fixed);
-      store.add(fixed);
+    if (needed && repair) {
+      char fixed[260];
+      for (int i = 0; i < count; ++i) {
+        repairLpName(own.get(i), fixed);
+        store.add(fixed);
+      }
+      names = &store;
     }
+    for (int i = 0; i < count; ++i)
+      if (!lpNameStands(names->get(i))) return defaults(store, count, prefix, message, true);
+    repaired |= names == &store;
+    return names;
+  }
+
+  const NameList *defaults(NameList &store, int count, char prefix, const char *message, bool tell) {
+    if (tell && count > 0) QVNmsg(env->warningChannel, "%s", message);
+    fillDefaultNames(store, count, prefix);
     return &store;
+  }
+
+  // The reader knows a column by its name cut to 255 characters, and a range
+  // column by "Rg" and its row's name: when two of these come out equal, or a
+  // column name reads as something else in a bound or type line, the columns
+  // (and, for equal range names, the rows) are written with generated names.
+  void settleColumnNames() {
+    NameList ranges;
+    auto rangeNames = [&] {
+      ranges.clear();
+      char rg[300];
+      for (int i = 0; i < img.numRows; ++i)
+        if (img.sense[i] == 'R') {
+          std::snprintf(rg, sizeof rg, "Rg%.255s", rows->get(i));
+          ranges.add(rg, strnlen(rg, kFileNameMax));
+        }
+    };
+    rangeNames();
+    if (cutNamesRepeat(ranges)) {
+      rows = defaults(rowStore, img.numRows, 'c', "Default row names c1, c2 ... being created.\n", true);
+      rangeNames();
+    }
+    NameList all;
+    bool clash = false;
+    for (int j = 0; j < img.numCols && !clash; ++j) {
+      const char *name = cols->get(j);
+      all.add(name, strnlen(name, kFileNameMax));
+      const char t = img.ctype.empty() ? 'C' : img.ctype[j];
+      clash = isInfinityWord(name) || (t != 'C' && isTypeSectionKeyword(name));
+    }
+    for (int k = 0; k < ranges.size(); ++k) all.add(ranges.get(k));
+    if (clash || cutNamesRepeat(all))
+      cols = defaults(colStore, img.numCols, 'x', "Default variable names x1, x2 ... being created.\n", true);
   }
 
   int widthOf(const NameList *names, int count) {
@@ -190,7 +257,9 @@ struct LpWriter {
       term(img.obj[j], cols->get(j), first);
       first = false;
     }
-    if (!img.qValue.empty()) {
+    // Only non-zero Q entries are written, so only they bring their columns in.
+    const bool anyQ = std::any_of(img.qValue.begin(), img.qValue.end(), [](double v) { return v != 0.0; });
+    if (anyQ) {
       piece(first ? " [" : " + [");
       bool firstQ = true;
       for (size_t k = 0; k < img.qValue.size(); ++k) {
@@ -232,6 +301,8 @@ struct LpWriter {
   }
 
   void boundLine(const char *name, double lo, double up, char type) {
+    lo = clampInfinite(lo);  // 1e+300 is infinite, and too large a number for the reader
+    up = clampInfinite(up);
     char text[700];
     char *p = text;
     if (up >= kInf && lo <= -kInf) {
@@ -298,26 +369,30 @@ struct LpWriter {
   }
 
   int write(const char *path, bool generic) {
+    QVN_TRY(checkWritableNumbers(env, img, "LP", NumberForm::kLong));
     const bool repair = !generic && env->generalParams->p1105 == 1;
+    char fixed[260];
     if (!generic && img.probName.size()) {
-      if (repair && lpNameNeedsRepair(img.probName.get(0)) && img.probName.get(0)[0]) {
-        char fixed[260];
-        repairLpName(img.probName.get(0), fixed);
+      const char *name = img.probName.get(0);
+      if (repair && lpNameNeedsRepair(name) && name[0]) {
+        repairLpName(name, fixed);
         probName.add(fixed);
         repaired = true;
       } else {
-        probName.add(img.probName.get(0));
+        // A comment line: a line end inside would start a line of model text.
+        size_t n = 0;
+        while (name[n] && !lpIs(name[n], CC_LineEnd)) ++n;
+        probName.add(name, n);
       }
     }
     if (!generic && img.objName.size()) {
-      char fixed[260];
-      if (repair && lpNameNeedsRepair(img.objName.get(0))) {
-        repairLpName(img.objName.get(0), fixed);
-        objName.add(fixed);
+      const char *name = img.objName.get(0);
+      if (repair && lpNameNeedsRepair(name)) {
+        repairLpName(name, fixed);
+        name = fixed;
         repaired = true;
-      } else {
-        objName.add(img.objName.get(0));
       }
+      if (lpNameStands(name)) objName.add(name);  // else the label is the default "obj"
     }
     const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
     cols = prepare(img.colNames, img.hasColNames, colStore, img.numCols, 'x',
@@ -334,6 +409,7 @@ struct LpWriter {
                        "Default user cut names u1, u2 ... being created.\n", generic, repair);
     lazyNames = prepare(img.lazyRows.names, img.lazyRows.hasNames, lazyStore, img.lazyRows.count, 'l',
                         "Default lazy constraint names l1, l2 ... being created.\n", generic, repair);
+    settleColumnNames();
     if (repaired)
       QVNmsg(env->warningChannel, "Warning:  Output names have been modified to conform to LP format.\n");
 
@@ -364,7 +440,8 @@ struct LpWriter {
     }
     for (const RowBlock *b : {&img.userCuts, &img.lazyRows})
       for (int j : b->index) colHasEntries[j] = 1;
-    for (size_t k = 0; k < img.qRow.size(); ++k) colHasEntries[img.qRow[k]] = 1;
+    for (size_t k = 0; k < img.qRow.size(); ++k)
+      if (img.qValue[k] != 0.0) colHasEntries[img.qRow[k]] = colHasEntries[img.qCol[k]] = 1;
 
     return writeFrame(env, path, out, [&] { return body(start, index, value, colHasEntries); });
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "formats/formats.h"
 #include "model/copy.h"
 #include "model/mip_data.h"
 #include "model/problem.h"
@@ -11,6 +12,8 @@
 #include "runtime/environment.h"
 
 namespace qvn {
+
+static_assert(kFileInfinity == kInfinity, "files and the model share one infinity");
 
 namespace {
 

@@ -534,8 +534,7 @@ struct MpsReader {
     if (j < 0) return reportError(env, 1449, line, name(colField, nameA));
     double v = 0.0;
     if (valued) QVN_TRY(number(colField + 1, &v));
-    if (v < -1e17) v = -kInf;
-    if (v > 1e17) v = kInf;
+    v = clampInfinite(v);
     uint8_t &mark = boundMark[j];
     auto setType = [&](char t) {
       if (img.ctype.empty()) img.ctype.assign(static_cast<size_t>(img.numCols), 'C');
@@ -586,7 +585,7 @@ struct MpsReader {
       const uint8_t mark = boundMark[j];
       double &lo = img.lower[j], &up = img.upper[j];
       const char *col = img.colNames.get(j);
-      if (lo < -1e17 && !(mark & 2)) {
+      if (lo <= -kInf && !(mark & 2)) {
         if (++freeWarn <= kWarnCap)
           QVNmsg(env->warningChannel, "Warning:  Column '%s' in bound '%s' is Free.\n", col, set);
       } else if (up <= 0.0 && !(mark & 1)) {

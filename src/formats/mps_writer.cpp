@@ -3,11 +3,15 @@
 // the classic fixed layout; numbers take 23 characters (15 significant
 // digits) or, with the long-number parameter off, 12.
 #include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <strings.h>
 
 #include "formats/formats.h"
 #include "formats/number_format.h"
+#include "formats/write_check.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -18,6 +22,19 @@ namespace qvn {
 namespace {
 
 constexpr double kInf = kFileInfinity;
+constexpr int kReaderLineLimit = 559;
+
+// A name the reader takes back as one field of the same text: not empty, no
+// blank or line end inside, and no '$', which starts a comment, in front.
+bool mpsNameStands(const char *name) {
+  if (!*name || *name == '$') return false;
+  for (const char *p = name; *p; ++p)
+    if (std::isspace(static_cast<unsigned char>(*p))) return false;
+  return true;
+}
+
+// A row so named turns its COLUMNS lines into marker lines.
+bool isMarkerWord(const char *name) { return strcasecmp(name, "'MARKER'") == 0; }
 
 struct Entry {
   int col;
@@ -29,8 +46,9 @@ struct MpsWriter {
   Environment *env;
   const ModelImage &img;
   QvnFile *out = nullptr;
-  bool longNumbers = true;
+  bool longNumbers = true, pairs = false;
   int width = 4;
+  NameList objName;
   NameList colDefault, rowDefault, sosDefault, qcDefault, indDefault, cutDefault, lazyDefault;
   const NameList *cols = nullptr, *rows = nullptr, *sosNames = nullptr, *qcNames = nullptr,
                  *indNames = nullptr, *cutNames = nullptr, *lazyNames = nullptr;
@@ -38,14 +56,68 @@ struct MpsWriter {
 
   MpsWriter(Environment *e, const ModelImage &image) : env(e), img(image) {}
 
+  // The table's own names when it has usable ones, else generated names. Row
+  // names (`rowLike`) must also not read as a marker.
   const NameList *names(const NameList &own, bool present, NameList &fallback, int count, char prefix,
-                        const char *label, bool generic) {
-    if (present && !generic && own.size() >= count) return &own;
+                        const char *label, bool generic, bool rowLike) {
+    if (present && !generic && own.size() >= count) {
+      bool stands = !cutNamesRepeat(own);
+      for (int i = 0; i < count && stands; ++i)
+        stands = mpsNameStands(own.get(i)) && !(rowLike && isMarkerWord(own.get(i)));
+      if (stands) return &own;
+    }
     if (!generic && count > 0)
       QVNmsg(env->warningChannel, "Default %-6s names %c1, %c2 ... being created.\n", label, prefix, prefix);
     fillDefaultNames(fallback, count, prefix);
     return &fallback;
   }
+
+  // Rows, quadratic and indicator constraints, user cuts and lazy rows share
+  // one name space in the file; the objective row joins it under a name that
+  // no other row has.
+  void settleRowNames(bool generic) {
+    const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
+    const NameList *tables[5] = {rows, qcNames, indNames, cutNames, lazyNames};
+    NameList all;
+    for (const NameList *t : tables)
+      for (int i = 0; i < t->size(); ++i) all.add(t->get(i), strnlen(t->get(i), kFileNameMax));
+    if (cutNamesRepeat(all)) {
+      // Generated names of the five kinds differ in their letters.
+      rows = names(rowDefault, false, rowDefault, img.numRows, 'c', "row", generic, true);
+      qcNames = names(qcDefault, false, qcDefault, nq, 'q', "quadratic constraint", generic, true);
+      indNames = names(indDefault, false, indDefault, ni, 'i', "indicator constraint", generic, true);
+      cutNames = names(cutDefault, false, cutDefault, img.userCuts.count, 'u', "user cut", generic, true);
+      lazyNames = names(lazyDefault, false, lazyDefault, img.lazyRows.count, 'l', "lazy constraints", generic, true);
+      all.clear();
+      for (const NameList *t : {rows, qcNames, indNames, cutNames, lazyNames})
+        for (int i = 0; i < t->size(); ++i) all.add(t->get(i));
+    }
+    NameIndex taken;
+    for (int i = 0; i < all.size(); ++i) taken.insert(all, i);
+    const char *own = (!generic && img.objName.size()) ? img.objName.get(0) : "";
+    char candidate[300];
+    std::snprintf(candidate, sizeof candidate, "%.255s", own);
+    for (int k = 0; !mpsNameStands(candidate) || isMarkerWord(candidate) ||
+                    taken.find(all, candidate, std::strlen(candidate)) >= 0;
+         ++k)
+      std::snprintf(candidate, sizeof candidate, k == 0 ? "obj" : "obj%d", k);
+    objName.add(candidate);
+  }
+
+  // Columns that stand in a set named like a set type would open a set.
+  void settleColumnNames(bool generic) {
+    if (cols == &colDefault) return;
+    for (int k = 0; k < static_cast<int>(img.sos.member.size()); ++k) {
+      const char *name = cols->get(img.sos.member[k]);
+      if (std::strlen(name) == 2 && (name[0] == 'S' || name[0] == 's')) {
+        cols = names(colDefault, false, colDefault, img.numCols, 'x', "column", generic, false);
+        return;
+      }
+    }
+  }
+
+  // A ranged row of an image without range values has the range 0.
+  double rangeOf(int i) const { return img.range.empty() ? 0.0 : img.range[i]; }
 
   void widen(const NameList *list) {
     for (int i = 0; i < list->size(); ++i)
@@ -67,12 +139,12 @@ struct MpsWriter {
   // Entries of one column or rim set: one a line in long form, two in short.
   void entries(const char *label, const Entry *list, size_t count) {
     for (size_t k = 0; k < count; ++k) {
-      const bool first = longNumbers || k % 2 == 0;
+      const bool first = !pairs || k % 2 == 0;
       if (first)
         filePrintf(out, "    %-*.255s  %-*.255s  %s", width, label, width, list[k].row, num(list[k].value));
       else
         filePrintf(out, "   %-*.255s  %s", width, list[k].row, num(list[k].value));
-      if (longNumbers || k % 2 == 1 || k + 1 == count) fileWrite(out, "\n", 1);
+      if (!pairs || k % 2 == 1 || k + 1 == count) fileWrite(out, "\n", 1);
     }
   }
 
@@ -87,7 +159,8 @@ struct MpsWriter {
     bool any = false;
     for (int j = 0; j < img.numCols; ++j) {
       const char t = img.ctype.empty() ? 'C' : img.ctype[j];
-      double lo = img.lower[j], up = img.upper[j];
+      // 1e+300 is infinite, and too large a number for the reader.
+      double lo = clampInfinite(img.lower[j]), up = clampInfinite(img.upper[j]);
       const char *col = cols->get(j);
       auto head = [&] {
         if (!any) filePuts(out, "BOUNDS\n");
@@ -126,33 +199,39 @@ struct MpsWriter {
 
   int write(const char *path, bool generic) {
     longNumbers = env->generalParams->mpslongnum != 0;
-    cols = names(img.colNames, img.hasColNames, colDefault, img.numCols, 'x', "column", generic);
-    rows = names(img.rowNames, img.hasRowNames, rowDefault, img.numRows, 'c', "row", generic);
-    sosNames = names(img.sos.names, img.sos.hasNames, sosDefault, img.sos.count, 's', "SOS", generic);
+    QVN_TRY(checkWritableNumbers(env, img, "MPS", longNumbers ? NumberForm::kLong : NumberForm::kShort));
+    cols = names(img.colNames, img.hasColNames, colDefault, img.numCols, 'x', "column", generic, false);
+    rows = names(img.rowNames, img.hasRowNames, rowDefault, img.numRows, 'c', "row", generic, true);
+    sosNames = names(img.sos.names, img.sos.hasNames, sosDefault, img.sos.count, 's', "SOS", generic, false);
     const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
-    qcNames = names(img.qconstrNames, true, qcDefault, nq, 'q', "quadratic constraint", generic);
-    indNames = names(img.indicatorNames, true, indDefault, ni, 'i', "indicator constraint", generic);
+    qcNames = names(img.qconstrNames, true, qcDefault, nq, 'q', "quadratic constraint", generic, true);
+    indNames = names(img.indicatorNames, true, indDefault, ni, 'i', "indicator constraint", generic, true);
     cutNames = names(img.userCuts.names, img.userCuts.hasNames, cutDefault, img.userCuts.count, 'u',
-                     "user cut", generic);
+                     "user cut", generic, true);
     lazyNames = names(img.lazyRows.names, img.lazyRows.hasNames, lazyDefault, img.lazyRows.count, 'l',
-                      "lazy constraints", generic);
-    const char *objName = (!generic && img.objName.size()) ? img.objName.get(0) : "obj";
-    width = std::max<int>(4, static_cast<int>(std::min<size_t>(std::strlen(objName), 255)));
+                      "lazy constraints", generic, true);
+    settleRowNames(generic);
+    settleColumnNames(generic);
+    const char *objective = objName.get(0);
+    width = std::max<int>(4, static_cast<int>(std::min<size_t>(std::strlen(objective), 255)));
     for (const NameList *l : {cols, rows, sosNames, qcNames, indNames, cutNames, lazyNames}) widen(l);
+    // Two entries a line only while such a line stays within the reader's limit.
+    pairs = !longNumbers && 3 * width + 37 <= kReaderLineLimit;
 
-    return writeFrame(env, path, out, [&] { return body(generic, objName); });
+    return writeFrame(env, path, out, [&] { return body(generic, objective); });
   }
 
   int body(bool generic, const char *objName) {
     const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
-    filePrintf(out, "NAME          %.255s\n", (!generic && img.probName.size()) ? img.probName.get(0) : "");
+    const char *problem = (!generic && img.probName.size()) ? img.probName.get(0) : "";
+    filePrintf(out, "NAME          %.255s\n", mpsNameStands(problem) ? problem : "");
     // The sense section keeps a maximization one; the reader takes it.
     if (img.objSense == -1) filePuts(out, "OBJSENSE\n    MAX\n");
     filePuts(out, "ROWS\n");
     filePrintf(out, " N  %.255s\n", objName);
     for (int i = 0; i < img.numRows; ++i) {
       char s = img.sense[i];
-      if (s == 'R') s = img.range[i] >= 0 ? 'G' : 'L';
+      if (s == 'R') s = rangeOf(i) >= 0 ? 'G' : 'L';
       filePrintf(out, " %c  %.255s\n", s, rows->get(i));
     }
     for (int k = 0; k < nq; ++k) filePrintf(out, " %c  %.255s\n", img.qconstr[k].sense, qcNames->get(k));
@@ -219,7 +298,7 @@ struct MpsWriter {
 
     list.clear();
     for (int i = 0; i < img.numRows; ++i)
-      if (img.sense[i] == 'R') list.push_back({0, rows->get(i), img.range[i] < 0 ? -img.range[i] : img.range[i]});
+      if (img.sense[i] == 'R') list.push_back({0, rows->get(i), std::fabs(rangeOf(i))});
     if (!list.empty()) {
       filePuts(out, "RANGES\n");
       entries("rng", list.data(), list.size());

@@ -7,4 +7,5 @@ list(APPEND QUORVAN_SOURCES
   src/formats/mps_reader.cpp
   src/formats/mps_writer.cpp
   src/formats/number_format.cpp
+  src/formats/write_check.cpp
 )

@@ -15,13 +15,12 @@ bool isFinal(int status) { return status == 1 || status == 2 || status == 3 || s
 
 bool holdsStart(const Problem *lp) { return lp->basisData && !lp->basisData->colStatus.empty(); }
 
-// A proof by presolve leaves a status and no solution. Only primal
-// reductions alone prove infeasibility; an argument by dual reductions shows
-// that no optimum exists but not that a feasible point does, so it cannot
-// claim "unbounded", which promises a feasible point and a ray.
-void storeProof(Environment *env, Problem *lp, int error) {
+// A proof of infeasibility by primal reductions alone leaves a status and no
+// solution. An argument by dual reductions shows only that no optimum exists,
+// not whether a feasible point does, so those verdicts go to the loops.
+void storeInfeasible(Environment *env, Problem *lp) {
   modelChanged(env, lp, 56);
-  lp->status = error == QVNERR_PRESLV_INF ? 3 : 4;
+  lp->status = 3;
 }
 
 // The solution and basis that a solve left on the reduced problem.
@@ -85,10 +84,15 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
       dropPresolveResult(lp);
       return solve(env, lp, method);
     }
-    if (status == QVNERR_PRESLV_INForUNBD || status == QVNERR_PRESLV_INF || status == QVNERR_PRESLV_UNBD) {
+    if (status == QVNERR_PRESLV_INF) {
       dropPresolveResult(lp);
-      storeProof(env, lp, status);
+      storeInfeasible(env, lp);
       return 0;
+    }
+    if (status == QVNERR_PRESLV_INForUNBD || status == QVNERR_PRESLV_UNBD) {
+      // Presolve cannot tell which; the loops on the whole problem can.
+      dropPresolveResult(lp);
+      return solve(env, lp, method);
     }
     if (status != 0) {
       dropPresolveResult(lp);

@@ -107,7 +107,8 @@ void storeParamDefaults(Environment *env);
 // The test of every function that takes a number: 1013 unless 1000 < number < 6000
 // and a parameter of that kind (any kind for ParamKind::none) has the number.
 int lookupParam(int number, ParamKind kind, const ParamDescriptor **out);
-// 0, 1014 below the range or 1015 above it; doubles without a range accept all.
+// 0, 1014 below the range or 1015 above it; doubles without a range accept all
+// but NaN, which is 1014 everywhere.
 int checkIntParam(const ParamDescriptor &d, int value);
 int checkDblParam(const ParamDescriptor &d, double value);
 // Range test, store, the screen switch for 1035 and the echo under 1075.

@@ -1,6 +1,7 @@
 // Exported parameter functions, all driven by the parameter table, and the
 // setters by descriptor that parameter files share with them.
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "runtime/environment.h"
@@ -47,6 +48,9 @@ int checkIntParam(const ParamDescriptor &d, int value) {
 }
 
 int checkDblParam(const ParamDescriptor &d, double value) {
+  // NaN lies in no range, not even an open one: every comparison with it
+  // fails, so a tolerance or limit set to it would quietly disable its test.
+  if (std::isnan(value)) return QVNERR_PARAM_TOO_SMALL;
   if (d.dblMin == d.dblMax) return 0;
   if (value < d.dblMin) return QVNERR_PARAM_TOO_SMALL;
   if (value > d.dblMax) return QVNERR_PARAM_TOO_BIG;

@@ -6,6 +6,9 @@
 #include "presolve/presolve_state.h"
 #include "simplex/fpu_precision.h"
 #include "simplex/lp_relaxation_internal.h"
+#include "simplex/loops.h"
+#include "simplex/result_guard.h"
+#include "simplex/scaling.h"
 
 namespace qvn {
 
@@ -131,11 +134,14 @@ int optimize(Environment *env, Problem *lp, int method) {
   const int savedAdvind = gp.advind, savedPerind = gp.perind;
   int status = runCaught([&]() -> int {
     QVN_TRY(flushCache(env, lp));
+    QVN_TRY(refuseNonFiniteData(env, *lp->lpData));
+    if (settleContradictoryBounds(env, lp)) return 0;
     return optimizeWithPresolve(env, lp, method, solveProblem);
   });
   gp.advind = savedAdvind;
   gp.perind = savedPerind;
   if (status != 0) modelChanged(env, lp, 56);
+  if (status == 0) guardOptimalResult(env, lp);
   return status;
 }
 

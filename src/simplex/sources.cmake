@@ -12,6 +12,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/primal_simplex.cpp
   src/simplex/progress.cpp
   src/simplex/quality.cpp
+  src/simplex/result_guard.cpp
   src/simplex/scaling.cpp
   src/simplex/solution.cpp
   src/simplex/strong_branch.cpp

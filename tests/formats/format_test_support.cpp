@@ -117,13 +117,14 @@ std::string compareModels(const qvn::ModelImage &a, const qvn::ModelImage &b, co
   if (nonzeros(a) != nonzeros(b))
     fault("nonzeros " + std::to_string(nonzeros(a)) + " vs " + std::to_string(nonzeros(b)));
   if (faults) return d.str();
+  const bool rowsByName = o.byName && !o.rowsInOrder;
   std::map<std::string, int> rowOf, colOf;
   for (int i = 0; i < b.numRows; ++i) rowOf[b.rowNames.get(i)] = i;
   for (int j = 0; j < b.numCols; ++j) colOf[b.colNames.get(j)] = j;
   for (int i = 0; i < a.numRows; ++i) {
     const std::string name = a.rowNames.get(i);
     int k = i;
-    if (o.byName) {
+    if (rowsByName) {
       auto it = rowOf.find(name);
       if (it == rowOf.end()) {
         fault("row " + name + " missing");
@@ -157,7 +158,7 @@ std::string compareModels(const qvn::ModelImage &a, const qvn::ModelImage &b, co
     if (!close(a.upper[j], b.upper[k], o.tolerance))
       fault("column " + name + " upper " + std::to_string(a.upper[j]) + " vs " + std::to_string(b.upper[k]));
     if (typeOf(a, j) != typeOf(b, k)) fault("column " + name + " type " + typeOf(a, j) + " vs " + typeOf(b, k));
-    const auto ea = columnEntries(a, j, o.byName), eb = columnEntries(b, k, o.byName);
+    const auto ea = columnEntries(a, j, rowsByName), eb = columnEntries(b, k, rowsByName);
     if (ea.size() != eb.size()) {
       fault("column " + name + " entry count");
       continue;
@@ -212,7 +213,7 @@ qvn::ModelImage lpView(const qvn::ModelImage &m, bool *namesCollide) {
     char fixed[260];
     for (int i = 0; i < count; ++i) {
       if (needed) qvn::repairLpName(names.get(i), fixed);
-      else std::snprintf(fixed, sizeof fixed, "%s", names.get(i));
+      else std::snprintf(fixed, sizeof fixed, "%.255s", names.get(i));
       out.add(fixed);
     }
     std::set<std::string> seen;
@@ -242,7 +243,7 @@ qvn::ModelImage lpView(const qvn::ModelImage &m, bool *namesCollide) {
     v.sense.push_back(s == 'R' ? 'E' : s);
     if (s != 'R') continue;
     const double r = m.range[i];
-    v.colNames.add((std::string("Rg") + v.rowNames.get(i)).c_str());
+    v.colNames.add((std::string("Rg") + v.rowNames.get(i)).substr(0, 255).c_str());
     ++v.numCols;
     v.obj.push_back(0.0);
     v.lower.push_back(r > 0 ? 0.0 : r);
@@ -253,6 +254,46 @@ qvn::ModelImage lpView(const qvn::ModelImage &m, bool *namesCollide) {
     v.colStart.push_back(static_cast<int>(v.rowIndex.size()));
   }
   return v;
+}
+
+namespace {
+
+qvn::NameList generated(int count, char prefix) {
+  qvn::NameList names;
+  for (int i = 0; i < count; ++i) names.add((prefix + std::to_string(i + 1)).c_str());
+  return names;
+}
+
+qvn::NameList cut(const qvn::NameList &names) {
+  qvn::NameList out;
+  for (int i = 0; i < names.size(); ++i) out.add(std::string(names.get(i)).substr(0, 255).c_str());
+  return out;
+}
+
+} // namespace
+
+std::string compareRoundTrip(const qvn::ModelImage &original, const qvn::ModelImage &back, bool lp,
+                             double tolerance) {
+  std::string first;
+  for (int naming = 0; naming < 4; ++naming) {
+    qvn::ModelImage named = original;
+    const bool genericCols = (naming & 1) || !original.hasColNames;
+    const bool genericRows = (naming & 2) || !original.hasRowNames;
+    named.colNames = genericCols ? generated(original.numCols, 'x') : cut(original.colNames);
+    named.rowNames = genericRows ? generated(original.numRows, 'c') : cut(original.rowNames);
+    named.hasColNames = named.hasRowNames = true;
+    std::string d;
+    if (lp) {
+      bool collide = false;
+      // LP gives columns back in the order they first appear: match them by name
+      d = compareModels(lpView(named, &collide), back, {true, tolerance, true});
+    } else {
+      d = compareModels(named, back, {false, tolerance});
+    }
+    if (d.empty()) return d;
+    if (naming == 0) first = d;
+  }
+  return first;
 }
 
 } // namespace qvntest

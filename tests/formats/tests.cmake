@@ -5,6 +5,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/lp_reader_test.cpp
   formats/shared_models_test.cpp
   formats/writers_test.cpp
+  formats/writer_round_trip_test.cpp
   formats/malformed_test.cpp
   formats/dispatch_test.cpp
   formats/install_test.cpp

@@ -139,6 +139,9 @@ TEST_F(ParamFileTest, ParseErrorsChangeNothing) {
       {h + "QVN_PARAM_EPOPT 1e-20\n", 1014, "QUORVAN Error  1014: Parameter value too small.\n"},
       {h + "QVN_PARAM_ITLIM 99999999999\n", 1015, "QUORVAN Error  1015: Parameter value too big.\n"},
       {h + "QVN_PARAM_EPOPT 1e999\n", 1015, "QUORVAN Error  1015: Parameter value too big.\n"},
+      // NaN lies in no range, not even the open one of an objective limit.
+      {h + "QVN_PARAM_EPOPT nan\n", 1014, "QUORVAN Error  1014: Parameter value too small.\n"},
+      {h + "QVN_PARAM_NODELIM 3\nQVN_PARAM_OBJULIM NaN\n", 1014, "QUORVAN Error  1014: Parameter value too small.\n"},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.text);

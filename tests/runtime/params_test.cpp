@@ -243,6 +243,34 @@ TEST_F(ParamTest, WholeTableSurvivesSetListWriteResetRead) {
   EXPECT_EQ(takeErrors(), "");
 }
 
+// NaN is refused by every double parameter, ranged or open, and by a reset
+// nothing of it is left; infinities stay subject to the range.
+TEST_F(ParamTest, NanRefusedByEveryDoubleParameter) {
+  size_t count = 0;
+  const ParamDescriptor *table = qvn::paramTable(&count);
+  const double nan = std::nan("");
+  int doubles = 0;
+  for (size_t k = 0; k < count; ++k) {
+    const ParamDescriptor &d = table[k];
+    if (d.kind != ParamKind::real) continue;
+    SCOPED_TRACE(d.number);
+    ++doubles;
+    EXPECT_EQ(QVNsetdblparam(env, d.number, nan), QVNERR_PARAM_TOO_SMALL);
+    EXPECT_EQ(QVNsetdblparam(env, d.number, -nan), QVNERR_PARAM_TOO_SMALL);
+    double v = 0;
+    ASSERT_EQ(QVNgetdblparam(env, d.number, &v), 0);
+    EXPECT_EQ(v, d.dblDefault);
+    if (d.dblMin != d.dblMax) {
+      EXPECT_EQ(QVNsetdblparam(env, d.number, HUGE_VAL), QVNERR_PARAM_TOO_BIG);
+      EXPECT_EQ(QVNsetdblparam(env, d.number, -HUGE_VAL), QVNERR_PARAM_TOO_SMALL);
+    }
+  }
+  EXPECT_GT(doubles, 40);
+  EXPECT_EQ(QVNsetdefaults(env), 0);
+  EXPECT_TRUE(changedParams(env).empty());
+  takeErrors();
+}
+
 TEST_F(ParamTest, NumberRangeNamesAndErrorTexts) {
   int value = 0;
   for (int number : {1000, 6000, 1011, 4005, -5, 2000}) {

@@ -4,6 +4,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   simplex/netlib_test.cpp
   simplex/primal_pricing_test.cpp
   simplex/progress_test.cpp
+  simplex/result_guard_test.cpp
   simplex/pricing_test.cpp
   simplex/lu_factor_test.cpp
   simplex/lu_stress_test.cpp
