@@ -3,6 +3,7 @@
 #include "solve_command.h"
 
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +20,9 @@ struct SolveOptions {
   std::string file, method = "auto", solutionFile, paramsFile;
   double timeLimit = -1.0;
   long iterationLimit = -1;
+  long nodeLimit = -1;
+  double gap = -1.0;
+  bool relax = false;  // a MIP's LP relaxation only
   std::vector<std::string> params;  // NAME=VALUE
   bool quiet = false;
   std::string error;
@@ -57,6 +61,19 @@ SolveOptions parseSolve(int argc, char **argv) {
       if (!parseNumber(v, n) || n < 0 || n > 2100000000 || n != static_cast<long>(n))
         o.error = std::string("bad iteration limit '") + v + "'";
       o.iterationLimit = static_cast<long>(n);
+    } else if (a == "--node-limit") {
+      const char *v = value("a count");
+      if (!v) break;
+      double n = 0;
+      if (!parseNumber(v, n) || n < 0 || n > 2100000000 || n != static_cast<long>(n))
+        o.error = std::string("bad node limit '") + v + "'";
+      o.nodeLimit = static_cast<long>(n);
+    } else if (a == "--gap") {
+      const char *v = value("a relative gap");
+      if (!v) break;
+      if (!parseNumber(v, o.gap) || o.gap < 0 || o.gap > 1) o.error = std::string("bad gap '") + v + "'";
+    } else if (a == "--relax") {
+      o.relax = true;
     } else if (a == "--param") {
       const char *v = value("NAME=VALUE");
       if (!v) break;
@@ -150,7 +167,10 @@ int writeSolution(QVNENVptr env, QVNLPptr lp, const std::string &file) {
   std::vector<double> x(n + 1), dj(n + 1), slack(m + 1), pi(m + 1);
   int status = 0;
   double objective = 0;
-  int rc = QVNsolution(env, lp, &status, &objective, x.data(), pi.data(), slack.data(), dj.data());
+  // A MIP has no duals: its incumbent gives values and slacks only.
+  const bool mip = QVNgetprobtype(env, lp) == 1;
+  int rc = mip ? QVNsolution(env, lp, &status, &objective, x.data(), nullptr, slack.data(), nullptr)
+               : QVNsolution(env, lp, &status, &objective, x.data(), pi.data(), slack.data(), dj.data());
   if (rc == QVNERR_NO_DUAL_SOLN) rc = QVNsolution(env, lp, &status, &objective, x.data(), nullptr, slack.data(), nullptr);
   if (rc != 0) return rc;
   FILE *out = std::fopen(file.c_str(), "w");
@@ -164,10 +184,17 @@ int writeSolution(QVNENVptr env, QVNLPptr lp, const std::string &file) {
   QVNdelfpdest(env, error, stderr);
   const std::vector<std::string> colNames = allNames(env, lp, true, n), rowNames = allNames(env, lp, false, m);
   QVNaddfpdest(env, error, stderr);
-  std::fprintf(out, "# column name, value, reduced cost\n");
-  for (int j = 0; j < n; ++j) std::fprintf(out, "column %s %.15g %.15g\n", colNames[j].c_str(), tidy(x[j]), tidy(dj[j]));
-  std::fprintf(out, "# row name, slack, dual value\n");
-  for (int i = 0; i < m; ++i) std::fprintf(out, "row %s %.15g %.15g\n", rowNames[i].c_str(), tidy(slack[i]), tidy(pi[i]));
+  if (mip) {
+    std::fprintf(out, "# column name, value\n");
+    for (int j = 0; j < n; ++j) std::fprintf(out, "column %s %.15g\n", colNames[j].c_str(), tidy(x[j]));
+    std::fprintf(out, "# row name, slack\n");
+    for (int i = 0; i < m; ++i) std::fprintf(out, "row %s %.15g\n", rowNames[i].c_str(), tidy(slack[i]));
+  } else {
+    std::fprintf(out, "# column name, value, reduced cost\n");
+    for (int j = 0; j < n; ++j) std::fprintf(out, "column %s %.15g %.15g\n", colNames[j].c_str(), tidy(x[j]), tidy(dj[j]));
+    std::fprintf(out, "# row name, slack, dual value\n");
+    for (int i = 0; i < m; ++i) std::fprintf(out, "row %s %.15g %.15g\n", rowNames[i].c_str(), tidy(slack[i]), tidy(pi[i]));
+  }
   return std::fclose(out) == 0 ? 0 : QVNERR_FAIL_OPEN_WRITE;
 }
 
@@ -190,8 +217,15 @@ const char *solveUsageText() {
          "                                   or PREIND) or number; may be repeated\n"
          "    --params FILE.prm              read a parameter file first\n"
          "    --solution FILE                write status, values, slacks, duals and reduced costs\n"
+         "                                   (for a MIP: the incumbent's values and slacks)\n"
+         "    --node-limit N                 MIP: stop after N branch and bound nodes\n"
+         "    --gap G                        MIP: stop at a relative gap of G (default 1e-4)\n"
+         "    --relax                        MIP: solve the LP relaxation only\n"
          "    --quiet                        no iteration log, only the summary\n"
-         "  The summary lines start with 'Status:', 'Objective:', 'Iterations:' and 'Time:'.\n"
+         "  A model with integer or semi-continuous columns runs branch and bound and\n"
+         "  prints its node log.\n"
+         "  The summary lines start with 'Status:', 'Objective:', 'Iterations:' and 'Time:';\n"
+         "  a MIP adds 'Best bound:', 'Gap:' (relative, a number) and 'Nodes:'.\n"
          "  The exit code is 0 whenever the optimizer ran, whatever the status.\n";
 }
 
@@ -234,16 +268,25 @@ int runSolve(int argc, char **argv) {
   }
   QVNaddfpdest(env, error, stderr);
   if (o.quiet) QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+  if (o.quiet) QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
   if (o.timeLimit >= 0) QVNsetdblparam(env, QVN_PARAM_TILIM, o.timeLimit);
   if (o.iterationLimit >= 0) QVNsetintparam(env, QVN_PARAM_ITLIM, static_cast<int>(o.iterationLimit));
+  if (o.nodeLimit >= 0) QVNsetintparam(env, QVN_PARAM_NODELIM, static_cast<int>(o.nodeLimit));
+  if (o.gap >= 0) QVNsetdblparam(env, QVN_PARAM_EPGAP, o.gap);
   lp = QVNcreateprob(env, &status, o.file.c_str());
   if (!lp) return finish(fail(env, "creating the problem", status));
   if ((status = QVNreadcopyprob(env, lp, o.file.c_str(), nullptr)) != 0) {
     std::fprintf(stderr, "quorvan solve: cannot read '%s'\n", o.file.c_str());
     return finish(1);
   }
+  // The relaxation of a MIP is the same model with every column continuous.
+  if (o.relax && QVNgetprobtype(env, lp) == 1 && (status = QVNchgprobtype(env, lp, 0)) != 0)
+    return finish(fail(env, "dropping the integer columns", status));
+  const bool mip = QVNgetprobtype(env, lp) == 1;
   const auto start = std::chrono::steady_clock::now();
-  if (o.method == "primal")
+  if (mip)
+    status = QVNmipopt(env, lp);
+  else if (o.method == "primal")
     status = QVNprimopt(env, lp);
   else if (o.method == "dual")
     status = QVNdualopt(env, lp);
@@ -254,13 +297,32 @@ int runSolve(int argc, char **argv) {
   char text[1024];
   const int stat = QVNgetstat(env, lp);
   double objective = 0.0;
+  QVNdelfpdest(env, error, stderr);
   const bool haveObjective = QVNgetobjval(env, lp, &objective) == 0;
+  QVNaddfpdest(env, error, stderr);
   std::printf("\nStatus: %s\n", QVNgetstatstring(env, stat, text) ? text : "unknown");
   if (haveObjective)
     std::printf("Objective: %.15g\n", objective);
   else
     std::printf("Objective: none\n");
-  std::printf("Iterations: %d\n", QVNgetitcnt(env, lp));
+  if (mip) {
+    double bound = 0.0, gap = 0.0;
+    if (QVNgetbestobjval(env, lp, &bound) == 0 && std::fabs(bound) < 1e74)
+      std::printf("Best bound: %.15g\n", bound);
+    else
+      std::printf("Best bound: none\n");
+    // The getters answer "no incumbent" with an error line: keep it off the summary.
+    QVNdelfpdest(env, error, stderr);
+    if (QVNgetmiprelgap(env, lp, &gap) == 0)
+      std::printf("Gap: %.6g\n", gap);
+    else
+      std::printf("Gap: none\n");
+    QVNaddfpdest(env, error, stderr);
+    std::printf("Nodes: %d\n", QVNgetnodecnt(env, lp));
+    std::printf("Iterations: %d\n", QVNgetmipitcnt(env, lp));
+  } else {
+    std::printf("Iterations: %d\n", QVNgetitcnt(env, lp));
+  }
   std::printf("Time: %.3f\n", seconds);
   std::fflush(stdout);
   if (!o.solutionFile.empty() && (status = writeSolution(env, lp, o.solutionFile)) != 0)

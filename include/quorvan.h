@@ -715,6 +715,18 @@ QVN_API int QVNprechgobj(QVNCENVptr env, QVNLPptr lp, int count, const int *indi
                          const double *values);
 
 /* ---- Mixed integer optimizer ------------------------------------------ */
+/* Branch and bound; the outcome is QVNgetstat's status 101..119. A run
+   stopped by a limit resumes from its tree when called again. */
+QVN_API int QVNmipopt(QVNCENVptr env, QVNLPptr lp);
+/* Lowest objective bound over the open nodes (highest for a maximization);
+   the incumbent's value once the tree is exhausted. 3412 before any run. */
+QVN_API int QVNgetbestobjval(QVNCENVptr env, QVNCLPptr lp, double *valuePointer);
+/* |incumbent - best bound| / (1e-10 + |incumbent|); 3023 without an incumbent. */
+QVN_API int QVNgetmiprelgap(QVNCENVptr env, QVNCLPptr lp, double *gapPointer);
+/* Nodes processed, nodes still open, simplex iterations of all node LPs. */
+QVN_API int QVNgetnodecnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetnodeleftcnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetmipitcnt(QVNCENVptr env, QVNCLPptr lp);
 
 /* ---- Network problems ------------------------------------------------- */
 

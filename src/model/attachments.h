@@ -15,6 +15,7 @@ enum class AttachmentKind : uint8_t {
   kQuadConstraints,  // qconstrData
   kQuadObjective,    // qpData
   kPresolve,         // presolved
+  kMipSearch,        // mipSearch
   kCount
 };
 

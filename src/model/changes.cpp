@@ -160,7 +160,6 @@ void applyOwnAction(Environment *env, Problem *lp, ModelAction action) {
   case kClearDualValues:
     if (lp->solution) lp->solution->dualComputed = false;
     break;
-  case kFreeMipSearch: lp->mipSearch = nullptr; break;
   case kMatrixStampReset: lp->lpData->matrixStamp = -1; break;
   case kFreeBasis: envDelete(lp->basisData); break;
   case kFreeScaling: freeScaleFactors(lp); break;

@@ -6,7 +6,9 @@
 #include "presolve/presolve_state.h"
 #include "simplex/fpu_precision.h"
 #include "simplex/lp_relaxation_internal.h"
+#include "simplex/loops.h"
 #include "simplex/result_guard.h"
+#include "simplex/scaling.h"
 
 namespace qvn {
 

@@ -1,6 +1,7 @@
 // Reading the result of the last solve.
 #include <algorithm>
 
+#include "mip/mip_search.h"
 #include "model/edit.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
@@ -24,6 +25,13 @@ int getRange(const Environment *env, const Problem *lp, const char *name, double
     if (dual && isMipType(p->probType)) return QVNERR_NOT_FOR_MIP;
     const int count = perRow ? p->lpData->numRows : p->lpData->numCols;
     QVN_TRY(rangeStatus(env, name, begin, end, count));
+    if (isMipType(p->probType)) {
+      // A MIP reads its incumbent.
+      EnvVector<double> v;
+      QVN_TRY(mipSolutionPoint(p, nullptr, perRow ? nullptr : &v, perRow ? &v : nullptr));
+      std::copy(v.begin() + begin, v.begin() + end + 1, values);
+      return 0;
+    }
     if (!hasSolution(p)) return QVNERR_NO_SOLN;
     if (dual && !hasDuals(p)) return QVNERR_NO_DUAL_SOLN;
     const EnvVector<double> &v = pick(*p->solution);
@@ -41,6 +49,18 @@ QVN_API int QVNsolution(QVNCENVptr env, QVNCLPptr lp, int *statusOut, double *ob
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     QVN_TRY(flushCache(const_cast<Environment *>(env), p));
     if (isMipType(p->probType) && (pi || dj)) return QVNERR_NOT_FOR_MIP;
+    if (isMipType(p->probType)) {
+      // A MIP reads its incumbent; only the status is there without one.
+      EnvVector<double> xs, slacks;
+      double objective = 0.0;
+      const int have = mipSolutionPoint(p, &objective, &xs, &slacks);
+      if (have == QVNERR_NO_SOLN || (have != 0 && (x || slack || objectiveOut))) return have;
+      if (statusOut) *statusOut = p->status;
+      if (objectiveOut) *objectiveOut = objective;
+      if (x) std::copy(xs.begin(), xs.end(), x);
+      if (slack) std::copy(slacks.begin(), slacks.end(), slack);
+      return 0;
+    }
     if (!hasSolution(p)) return QVNERR_NO_SOLN;
     if ((pi || dj) && !hasDuals(p)) return QVNERR_NO_DUAL_SOLN;
     const SolutionBlock &s = *p->solution;
@@ -73,6 +93,7 @@ QVN_API int QVNgetobjval(QVNCENVptr env, QVNCLPptr lp, double *valuePointer) {
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     QVN_TRY(flushCache(const_cast<Environment *>(env), p));
     if (!valuePointer) return QVNERR_NULL_POINTER;
+    if (isMipType(p->probType)) return mipSolutionPoint(p, valuePointer, nullptr, nullptr);
     if (!hasSolution(p)) return QVNERR_NO_SOLN;
     *valuePointer = p->solution->objValue;
     return 0;

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Solves every MIP of a folder with `quorvan solve` under a time limit and
+# compares with the reference objectives; with --cbc also runs
+# `cbc FILE -seconds S -threads 1 -solve` on each model in the same run.
+#
+#   bench/miplib.sh [--time-limit S] [--cbc] [--dir DIR] [--param NAME=VALUE ...] [MODEL ...]
+#
+# Per model: status, objective, best bound, reference, nodes, time, and cbc's
+# status and time. Summary: proven optimal, wrong (an optimal claim off the
+# reference by more than 1e-6 relative, or an incumbent the checker rejects),
+# and the shifted geometric mean of time (shift 10 s), ours and cbc's.
+set -uo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+data=${QUORVAN_DATA:-$root/../shared/data/miplib3}
+tool=${QUORVAN_TOOL:-$root/build/release/apps/quorvan}
+limit=60; cbc=0; models=(); params=()
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --time-limit) limit=$2; shift 2 ;;
+    --cbc) cbc=1; shift ;;
+    --dir) data=$2; shift 2 ;;
+    --param) params+=(--param "$2"); shift 2 ;;
+    -h|--help) sed -n 2,11p "$0"; exit 0 ;;
+    *) models+=("$1"); shift ;;
+  esac
+done
+[ -d "$data" ] || { echo "MIP models not found in $data"; exit 0; }
+[ -x "$tool" ] || { echo "build the release tree first: $tool missing"; exit 1; }
+if [ $cbc = 1 ] && ! command -v cbc > /dev/null; then
+  echo "installing coinor-cbc for the comparison"
+  apt-get install -y -qq coinor-cbc > /dev/null || { echo "cbc not available"; exit 1; }
+fi
+[ ${#models[@]} -gt 0 ] || models=($(ls "$data" | sed -n 's/\.mps\.gz$//p'))
+scratch=$(mktemp -d); trap 'rm -rf "$scratch"' EXIT
+results=$scratch/results.tsv
+
+printf '%-10s %-28s %16s %16s %16s %9s %7s' model status objective bestbound reference nodes time
+[ $cbc = 1 ] && printf ' %-12s %7s' cbcstatus cbctime
+echo
+for m in "${models[@]}"; do
+  ref=$(awk -v n="$m" '$1==n {print $3}' "$data/reference.tsv" 2>/dev/null)
+  refstat=$(awk -v n="$m" '$1==n {print $2}' "$data/reference.tsv" 2>/dev/null)
+  start=$(date +%s.%N)
+  out=$(timeout $((limit + 30)) "$tool" solve "$data/$m.mps.gz" --time-limit "$limit" --quiet \
+        --solution "$scratch/$m.sol" "${params[@]}" 2>&1)
+  wall=$(awk -v a="$start" -v b="$(date +%s.%N)" 'BEGIN { printf "%.2f", b - a }')
+  status=$(sed -n 's/^Status: //p' <<< "$out"); status=${status:-error}
+  obj=$(sed -n 's/^Objective: //p' <<< "$out"); bound=$(sed -n 's/^Best bound: //p' <<< "$out")
+  nodes=$(sed -n 's/^Nodes: //p' <<< "$out")
+  # Wrong: an optimal claim off the reference, or a bound beyond a proven reference.
+  verdict=$(awk -v s="$status" -v a="${obj:-none}" -v b="${ref:-nan}" -v rs="${refstat:-}" -v lb="${bound:-none}" 'BEGIN {
+      if (b == "nan") { print "-"; exit }
+      sc = b < 0 ? -b : b; if (sc < 1) sc = 1
+      if (s ~ /^integer optimal/ && a != "none") { d = a - b; if (d < 0) d = -d; print (d / sc <= 1e-6 ? "ok" : "WRONG"); exit }
+      if (rs == "optimal" && lb != "none" && lb - b > 1e-6 * sc) { print "WRONG"; exit }
+      print "-" }')
+  printf '%-10s %-28.28s %16s %16s %16s %9s %7s' "$m" "$status" "${obj:--}" "${bound:--}" "${ref:--}" "${nodes:--}" "$wall"
+  cstat=-; ctime=-
+  if [ $cbc = 1 ]; then
+    zcat "$data/$m.mps.gz" > "$scratch/$m.mps"
+    cstart=$(date +%s.%N)
+    cout=$(timeout $((limit + 30)) cbc "$scratch/$m.mps" -seconds "$limit" -threads 1 -solve 2>&1)
+    ctime=$(awk -v a="$cstart" -v b="$(date +%s.%N)" 'BEGIN { printf "%.2f", b - a }')
+    cstat=$(sed -n 's/^Result - \(.*\)/\1/p' <<< "$cout" | head -1 | cut -c1-12 | tr ' ' '_'); cstat=${cstat:-?}
+    rm -f "$scratch/$m.mps"
+    printf ' %-12s %7s' "$cstat" "$ctime"
+  fi
+  [ "$verdict" = WRONG ] && printf '  WRONG'
+  echo
+  proven=0; [[ "$status" == "integer optimal solution" ]] && proven=1
+  cproven=0; [[ "$cstat" == Optimal_solu* ]] && cproven=1
+  printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$m" "$proven" "$verdict" "$wall" "$cproven" "$ctime" "$status" >> "$results"
+done
+awk -F'\t' -v cbc=$cbc '
+  function sgm(sum, n) { return exp(sum / n) - 10 }
+  { n++; proven += $2; if ($3 == "WRONG") wrong++; lt += log($4 + 10)
+    if (cbc) { cproven += $5; if ($6 != "-") clt += log($6 + 10) } }
+  END {
+    printf "\nmodels %d, proven optimal %d, wrong %d, shifted geometric mean of time %.2f s\n", n, proven, wrong + 0, sgm(lt, n)
+    if (cbc) printf "cbc: proven optimal %d, shifted geometric mean of time %.2f s, ratio ours/cbc %.2f\n", cproven, sgm(clt, n), sgm(lt, n) / sgm(clt, n)
+  }' "$results"

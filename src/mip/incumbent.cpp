@@ -1,0 +1,128 @@
+// Incumbents: the acceptance test of a candidate on the model itself (not on
+// the node LP), the cutoff it implies, and the release of a search.
+#include <algorithm>
+#include <cmath>
+
+#include "mip/mip_log.h"
+#include "mip/mip_run.h"
+#include "simplex/lp_relaxation.h"
+
+namespace qvn {
+
+namespace {
+
+// A rounded candidate is kept only when rounding leaves the rows this tight.
+constexpr double kRoundedRowTol = 1e-9;
+// Largest absolute violation of a bound or row that a candidate may have.
+constexpr double kAcceptTol = 1e-6;
+// Part of an objective step by which a node's bound must come below the
+// incumbent's next step to stay: far above LP tolerances, far below a step.
+constexpr double kStepMargin = 0.01;
+
+double rowViolation(const LpData &d, const double *activity, int i) {
+  const double rhs = d.rhs[i], a = activity[i];
+  double lo = -kInfinity, up = kInfinity;
+  switch (d.sense[i]) {
+  case 'L': up = rhs; break;
+  case 'G': lo = rhs; break;
+  case 'E': lo = up = rhs; break;
+  default: {
+    const double r = d.rangeValue.empty() ? 0.0 : d.rangeValue[i];
+    lo = r >= 0 ? rhs : rhs + r;
+    up = r >= 0 ? rhs + r : rhs;
+  }
+  }
+  return std::max({0.0, lo - a, a - up});
+}
+
+} // namespace
+
+double solutionViolation(const LpData &d, const EnvVector<ColKind> &kind, const double *semiLower,
+                         const double *x, double *integrality) {
+  double worst = 0.0, frac = 0.0;
+  EnvVector<double> activity(static_cast<size_t>(d.numRows > 0 ? d.numRows : 1), 0.0);
+  for (int j = 0; j < d.numCols; ++j) {
+    const double v = x[j];
+    const int64_t begin = d.colStart[j], end = begin + d.colCount[j];
+    for (int64_t p = begin; p < end; ++p) activity[d.rowIndex[p]] += d.coefValue[p] * v;
+    double lo = d.lowerBound[j];
+    const double up = d.upperBound[j];
+    const ColKind k = kind[j];
+    if (k == ColKind::kSemiContinuous || k == ColKind::kSemiInteger) {
+      if (std::fabs(v) <= kAcceptTol) continue;  // off
+      lo = semiLower[j];
+    }
+    if (lo > -kInfinity) worst = std::max(worst, lo - v);
+    if (up < kInfinity) worst = std::max(worst, v - up);
+    if (k != ColKind::kContinuous && k != ColKind::kSemiContinuous)
+      frac = std::max(frac, std::fabs(v - std::round(v)));
+  }
+  for (int i = 0; i < d.numRows; ++i) worst = std::max(worst, rowViolation(d, activity.data(), i));
+  if (integrality) *integrality = frac;
+  return worst;
+}
+
+double cutoffFor(const MipControl &c, double z) {
+  double cut = z - c.objdif;
+  if (std::fabs(c.objdif) < 1e-10 && c.relobjdif > 1e-10) cut = z - c.relobjdif * std::fabs(z);
+  // Nodes whose bound only ties the incumbent are not worth a visit.
+  cut -= std::fabs(1e-10 * cut);
+  // With objective values on a grid of step d, the next better value is at
+  // most z - d: a node whose bound lies above z - d (with a margin well
+  // beyond the LP's tolerances) cannot hold it.
+  const double d = c.objectiveStep;
+  if (d > 1e-10) cut = std::min(cut, z - d + kStepMargin * d);
+  return cut;
+}
+
+bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic) {
+  const LpData &d = *run.model;
+  MipSearch &s = *run.search;
+  const int n = d.numCols;
+  EnvVector<double> candidate(x, x + n);
+  // Integer columns are rounded where that keeps every row tight, so that the
+  // caller reads exact integers.
+  EnvVector<double> rounded(candidate);
+  for (int j = 0; j < n; ++j)
+    if (s.kind[j] == ColKind::kInteger || s.kind[j] == ColKind::kSemiInteger) rounded[j] = std::round(rounded[j]);
+  double integrality = 0.0;
+  if (solutionViolation(d, s.kind, s.semiLower.data(), rounded.data(), &integrality) <= kRoundedRowTol) {
+    candidate.swap(rounded);
+  } else {
+    const double violation = solutionViolation(d, s.kind, s.semiLower.data(), candidate.data(), &integrality);
+    if (violation > kAcceptTol || integrality > run.control.epint) return false;
+  }
+  double z = d.objOffset;
+  for (int j = 0; j < n; ++j) z += d.objCoef[j] * candidate[j];
+  z *= run.sense;
+  if (s.incumbent.exists && !(z < s.incumbent.objective)) return false;
+  IncumbentStore &inc = s.incumbent;
+  inc.exists = true;
+  inc.objective = z;
+  inc.node = node;
+  ++inc.found;
+  inc.x.swap(candidate);
+  s.cutoff = std::min(s.cutoff, cutoffFor(run.control, z));
+  if (run.control.display == 1) {
+    const double best = currentBestBound(run, nullptr);
+    printIncumbentShort(run.env, userValue(run, z), node, std::fabs(best) >= 1e74 ? best : userValue(run, best),
+                        run.sense);
+  }
+  (void)fromHeuristic;
+  return true;
+}
+
+void destroyMipSearch(MipSearch *&search) {
+  if (!search) return;
+  storeClear(search->store);
+  freeNode(search->resume);
+  releaseBasis(search->rootBasis);
+  relaxFree(search->nodeLp);
+  envDelete(search);
+}
+
+const IncumbentStore *mipIncumbent(const Problem *lp) {
+  return lp->mipSearch ? &lp->mipSearch->incumbent : nullptr;
+}
+
+} // namespace qvn

@@ -1,0 +1,56 @@
+// One call of the MIP optimizer: what the driver, the root, the node loop and
+// the incumbent code share while the call lasts.
+#pragma once
+#include "mip/branching.h"
+#include "mip/mip_search.h"
+
+namespace qvn {
+
+// How a node's LP ended.
+enum class NodeOutcome { kFractional, kIntegral, kInfeasible, kCutoff, kLpTrouble, kStop };
+
+struct MipRun {
+  Environment *env;
+  Problem *lp;
+  const LpData *model;
+  MipSearch *search;
+  MipControl control;
+  int sense;               // objective sense of the model: 1 minimize, -1 maximize
+  double nodesAtStart;     // node count when this call began
+  int stopStatus = 0;      // a limit status of 101..119, or 0
+  const BranchRule *rule = nullptr;
+  // Work arrays sized once per call.
+  EnvVector<BranchCandidate> candidates;
+  EnvVector<int> semiCandidates;
+  EnvVector<int> colStatus, rowStatus;
+  EnvVector<double> nodeLower, nodeUpper;
+  // Priority order of QVNcopyorder by column (-1 for none) and its branch
+  // directions (1 up, -1 down, 0 free); empty when no order is in use.
+  EnvVector<int> priority, orderDirection;
+  int lpFailures = 0;      // node LPs that ended neither optimal nor proved
+  int unprovedDrops = 0;   // troubled nodes left without a bound or a branch
+  int diveSteps = 0;
+};
+
+double elapsedSeconds(const MipRun &run);
+// Objective value in the user's sense of a minimization-sense value.
+inline double userValue(const MipRun &run, double v) { return run.sense * v; }
+
+// The cutoff that an incumbent of objective z implies, minimization sense.
+double cutoffFor(const MipControl &c, double z);
+// Offers x (one value per model column) found at node `node`. True when it
+// became the incumbent; it then also moves the cutoff.
+bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic);
+// Largest violation of bounds, rows and integrality of x in the model's own
+// units (integrality measured against `epint`).
+double solutionViolation(const LpData &d, const EnvVector<ColKind> &kind, const double *semiLower,
+                         const double *x, double *integrality);
+
+// Stages.
+int mipRoot(MipRun &run);
+int mipRootRounds(MipRun &run);
+int runNodeLoop(MipRun &run);
+// Lowest bound over the store, the resume node and the incumbent.
+double currentBestBound(const MipRun &run, const NodeRecord *current);
+
+} // namespace qvn

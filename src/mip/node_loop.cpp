@@ -1,0 +1,509 @@
+// The serial node loop: limits, loading a node on the node LP, solving it,
+// reading the result, branching, and the choice between diving into a child
+// and going back to the store.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "mip/mip_log.h"
+#include "mip/mip_run.h"
+#include "mip/plugins.h"
+#include "simplex/engine.h"
+
+namespace qvn {
+
+namespace {
+
+// Re-solves of one node after bound changes that its branching proved.
+constexpr int kProvedRounds = 4;
+// Bytes of stored node bases beyond which new nodes keep none and start from
+// whatever basis the node LP holds (still dual feasible after bound changes).
+constexpr double kBasisBudget = 256.0 * 1048576.0;
+// Dive steps after which the store is consulted again, whatever the bounds say.
+constexpr int kDiveAllowance = 2000;
+
+struct NodeResult {
+  NodeOutcome outcome = NodeOutcome::kLpTrouble;
+  double objective = 0.0;
+  int iinf = 0;
+  double sumInf = 0.0;
+};
+
+int limitsReached(MipRun &run, const NodeRecord *current) {
+  const MipSearch &s = *run.search;
+  const MipControl &c = run.control;
+  const int none = s.incumbent.exists ? 0 : 1;
+  if (terminateRequested(run.env)) return 113 + none;
+  if (s.incumbent.exists) {
+    const double z = s.incumbent.objective, b = currentBestBound(run, current);
+    const double gap = std::fabs(b - z);
+    if (gap < (std::fabs(b) + 1e-10) * c.epgap || gap < 1.0000000000001 * c.epagap) return b == z ? 101 : 102;
+  }
+  if (s.incumbent.found >= c.solutionLimit) return 104;
+  if (elapsedSeconds(run) > c.timeLimit) return 107 + none;
+  if (s.nodeCount - run.nodesAtStart >= c.nodeLimit) return 105 + none;
+  if (s.store.inMemoryBytes > s.store.treeLimit) return 111 + none;
+  return 0;
+}
+
+// Puts the node's bounds on the node LP: the previous node's changes go back
+// to the root's bounds, then this node's path applies, later entries last.
+int loadBounds(MipRun &run, const NodeRecord &node) {
+  MipSearch &s = *run.search;
+  EnvVector<int> cols;
+  auto touch = [&](int j) {
+    if (std::find(cols.begin(), cols.end(), j) == cols.end()) cols.push_back(j);
+  };
+  for (const BoundChange &c : s.applied) {
+    run.nodeLower[c.col] = s.rootLower[c.col];
+    run.nodeUpper[c.col] = s.rootUpper[c.col];
+    touch(c.col);
+  }
+  for (const BoundChange &c : node.changes) {
+    run.nodeLower[c.col] = c.lower;
+    run.nodeUpper[c.col] = c.upper;
+    touch(c.col);
+  }
+  s.applied.assign(node.changes.begin(), node.changes.end());
+  if (cols.empty()) return 0;
+  EnvVector<double> lo(cols.size()), up(cols.size());
+  for (size_t k = 0; k < cols.size(); ++k) {
+    lo[k] = run.nodeLower[cols[k]];
+    up[k] = run.nodeUpper[cols[k]];
+  }
+  return relaxChangeBounds(*s.nodeLp, static_cast<int>(cols.size()), cols.data(), lo.data(), up.data());
+}
+
+int installBasis(MipRun &run, const SharedBasis &b) {
+  const int n = relaxNumCols(*run.search->nodeLp), m = relaxNumRows(*run.search->nodeLp);
+  if (static_cast<int>(b.status.size()) != n + m) return 0;  // rows changed since: keep the held basis
+  for (int j = 0; j < n; ++j) run.colStatus[j] = b.status[j];
+  for (int i = 0; i < m; ++i) run.rowStatus[i] = b.status[n + i];
+  return relaxSetBasis(*run.search->nodeLp, run.colStatus.data(), run.rowStatus.data());
+}
+
+SharedBasis *snapshotBasis(MipRun &run) {
+  LpRelaxation &r = *run.search->nodeLp;
+  const int n = relaxNumCols(r), m = relaxNumRows(r);
+  relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
+  SharedBasis *b = envNew<SharedBasis>();
+  b->status.resize(static_cast<size_t>(n + m));
+  for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(run.colStatus[j]);
+  for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(run.rowStatus[i]);
+  return b;
+}
+
+// Fractional integer columns and semi-continuous columns strictly inside
+// their gap, at the node LP's point.
+void findCandidates(MipRun &run, const double *x, NodeResult &res) {
+  const MipSearch &s = *run.search;
+  const double tol = run.control.epint;
+  run.candidates.clear();
+  run.semiCandidates.clear();
+  res.iinf = 0;
+  res.sumInf = 0.0;
+  for (int j = 0; j < run.model->numCols; ++j) {
+    const ColKind k = s.kind[j];
+    if (k == ColKind::kContinuous) continue;
+    const double v = x[j];
+    if (k == ColKind::kSemiContinuous || k == ColKind::kSemiInteger) {
+      if (v > tol && v < s.semiLower[j] - tol && run.nodeUpper[j] > 0.0 && run.nodeLower[j] < s.semiLower[j]) {
+        run.semiCandidates.push_back(j);
+        ++res.iinf;
+        res.sumInf += std::min(v, s.semiLower[j] - v) / std::max(1.0, s.semiLower[j]);
+        continue;
+      }
+      if (k == ColKind::kSemiContinuous || v <= tol) continue;
+    }
+    const double f = v - std::floor(v), dist = std::min(f, 1.0 - f);
+    if (dist > tol) {
+      run.candidates.push_back(BranchCandidate{j, v, f});
+      ++res.iinf;
+      res.sumInf += dist;
+    }
+  }
+}
+
+int solveNode(MipRun &run, NodeResult &res) {
+  MipSearch &s = *run.search;
+  RelaxSolveLimits limits;
+  limits.objectiveLimit = s.cutoff;
+  limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
+  limits.display = run.control.display == 5 ? run.env->generalParams->simdisplay : 0;
+  int status = 0;
+  QVN_TRY(relaxSolve(*s.nodeLp, limits, &status));
+  s.iterationTotal += relaxIterations(*s.nodeLp);
+  if (status != kRunOptimal && status != kRunInfeasible && status != kRunObjLimit && status != kRunTimeLimit &&
+      status != kRunAborted) {
+    // One more try by the other method before the node counts as troubled.
+    limits.method = RelaxMethod::kPrimal;
+    QVN_TRY(relaxSolve(*s.nodeLp, limits, &status));
+    s.iterationTotal += relaxIterations(*s.nodeLp);
+  }
+  switch (status) {
+  case kRunOptimal: {
+    res.objective = relaxObjective(*s.nodeLp);
+    if (res.objective >= s.cutoff) {
+      res.outcome = NodeOutcome::kCutoff;
+      break;
+    }
+    findCandidates(run, relaxPrimal(*s.nodeLp), res);
+    res.outcome = res.iinf == 0 ? NodeOutcome::kIntegral : NodeOutcome::kFractional;
+    break;
+  }
+  case kRunInfeasible: res.outcome = NodeOutcome::kInfeasible; break;
+  case kRunObjLimit: res.outcome = NodeOutcome::kCutoff; break;
+  case kRunTimeLimit:
+  case kRunAborted: res.outcome = NodeOutcome::kStop; break;
+  default:
+    ++run.lpFailures;
+    res.outcome = NodeOutcome::kLpTrouble;
+    findCandidates(run, relaxPrimal(*s.nodeLp), res);
+    break;
+  }
+  return 0;
+}
+
+void updatePseudoCost(MipRun &run, const NodeRecord &node, const NodeResult &res) {
+  MipSearch &s = *run.search;
+  if (node.branchVar < 0 || (node.direction != 'U' && node.direction != 'D')) return;
+  if (s.kind[node.branchVar] != ColKind::kInteger) return;
+  double now;
+  if (res.outcome == NodeOutcome::kFractional || res.outcome == NodeOutcome::kIntegral)
+    now = res.objective;
+  else if ((res.outcome == NodeOutcome::kInfeasible || res.outcome == NodeOutcome::kCutoff) && s.cutoff < 1e74)
+    now = std::max(s.cutoff, s.cutoff + std::fabs(s.cutoff) * 1e-10 + 1e-10);
+  else
+    return;
+  const double f = node.branchValue - std::floor(node.branchValue);
+  observePseudoCost(s.pseudo, node.branchVar, node.direction == 'U', std::fabs(now - node.objective), f);
+}
+
+const char *columnName(const LpData &d, int j, char *buffer) {
+  if (d.colNames.exists) return d.colNames.name(j);
+  std::snprintf(buffer, 32, "C%d", j + 1);
+  return buffer;
+}
+
+void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int left, NodeRecord *next) {
+  const MipControl &c = run.control;
+  MipSearch &s = *run.search;
+  const int count = static_cast<int>(s.nodeCount);
+  if (c.display < 2 || count % c.interval != 0) return;
+  if (!s.headerPrinted) {
+    printMipHeader(run.env);
+    s.headerPrinted = true;
+  }
+  NodeLine line;
+  line.node = count;
+  line.left = left;
+  switch (res.outcome) {
+  case NodeOutcome::kInfeasible: line.kind = NodeLine::Kind::kInfeasible; break;
+  case NodeOutcome::kCutoff: line.kind = NodeLine::Kind::kCutoff; break;
+  case NodeOutcome::kLpTrouble:
+    line.kind = NodeLine::Kind::kLpTrouble;
+    line.lpStatusText = "unsolved";
+    break;
+  default:
+    line.objective = userValue(run, res.objective);
+    line.iinf = res.iinf;
+    break;
+  }
+  line.hasIncumbent = s.incumbent.exists;
+  line.incumbent = userValue(run, s.incumbent.objective);
+  const double best = currentBestBound(run, next);
+  line.bestNode = std::fabs(best) >= 1e74 ? best : userValue(run, best);
+  line.iterations = s.iterationTotal;
+  char name[32];
+  line.variable = node.branchVar >= 0 ? columnName(*run.model, node.branchVar, name) : nullptr;
+  line.direction = node.direction;
+  line.parent = node.parentSequence;
+  line.depth = node.depth;
+  printNodeLine(run.env, line);
+  const int every = std::max(20, 10 * c.interval);
+  if (count % every == 0 && (count != 0 || elapsedSeconds(run) > 10.0))
+    printElapsed(run.env, elapsedSeconds(run), s.store.inMemoryBytes / 1048576.0);
+}
+
+void logIncumbent(MipRun &run, int left, const NodeRecord *current) {
+  MipSearch &s = *run.search;
+  if (run.control.display < 2) return;
+  if (!s.headerPrinted) {
+    printMipHeader(run.env);
+    s.headerPrinted = true;
+  }
+  NodeLine line;
+  line.mark = '*';
+  line.node = static_cast<int>(s.nodeCount);
+  line.left = left;
+  line.kind = NodeLine::Kind::kIncumbent;
+  line.hasIncumbent = true;
+  line.incumbent = userValue(run, s.incumbent.objective);
+  const double best = currentBestBound(run, current);
+  line.bestNode = std::fabs(best) >= 1e74 ? best : userValue(run, best);
+  line.iterations = s.iterationTotal;
+  line.direction = current ? current->direction : 'N';
+  line.parent = current ? current->parentSequence : -1;
+  line.depth = current ? current->depth : 0;
+  printNodeLine(run.env, line);
+}
+
+NodeRecord *makeChild(MipRun &run, const NodeRecord &parent, const NodeResult &res, int col, char direction,
+                      double value, double lower, double upper, double estimate, bool boundFromTrial) {
+  MipSearch &s = *run.search;
+  NodeRecord *child = newNode();
+  child->changes.reserve(parent.changes.size() + 1);
+  child->changes.assign(parent.changes.begin(), parent.changes.end());
+  child->changes.push_back(BoundChange{col, lower, upper});
+  child->objective = res.objective;
+  child->bound = std::max(res.objective, boundFromTrial ? res.objective + estimate : res.objective);
+  child->estimate = estimate;
+  child->sumInf = res.sumInf;
+  child->iinf = res.iinf;
+  child->branchVar = col;
+  child->branchValue = value;
+  child->direction = direction;
+  child->depth = parent.depth + 1;
+  child->parentSequence = parent.sequence;
+  child->sequence = s.nodesMade++;
+  return child;
+}
+
+// True when the next node should come from the store rather than from the
+// children of the node just branched.
+bool backtrackForced(const MipRun &run) {
+  const MipSearch &s = *run.search;
+  const double bttol = run.control.bttol;
+  const long nodes = static_cast<long>(s.nodeCount);
+  if (bttol <= 0.0) return true;
+  if (nodes < 2) return true;
+  if (s.rootIinf > 0 && nodes % (5L * s.rootIinf) == 0) return true;
+  if (s.cutoff >= 1e74 && nodes % 2 == 0) return true;
+  if (bttol < 0.99) return false;
+  if (nodes <= 99) return nodes % 5 == 0 || nodes % 4 == 0;
+  return nodes % 4 == 0;
+}
+
+// Branches the node: children built and either one kept to dive into or
+// both pushed. Returns the next node to process (may be null).
+NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const BranchRecord rec[2],
+                   bool boundsFromTrials) {
+  MipSearch &s = *run.search;
+  NodeRecord *children[2] = {nullptr, nullptr};
+  SharedBasis *basis = nullptr;
+  for (int k = 0; k < 2; ++k) {
+    const BranchRecord &r = rec[k];
+    const int j = r.variable;
+    double lo = run.nodeLower[j], up = run.nodeUpper[j];
+    const double down = std::floor(r.branchValue + 1e-10);
+    if (s.kind[j] == ColKind::kInteger) {
+      if (r.direction == 'U')
+        lo = down + 1.0;
+      else
+        up = down;
+    } else {
+      // A semi-continuous column: off, or at least its semi-continuous bound.
+      if (r.direction == 'U')
+        lo = s.semiLower[j];
+      else
+        up = 0.0;
+    }
+    if (lo > up) continue;
+    NodeRecord *child =
+        makeChild(run, *node, res, j, r.direction, r.branchValue, lo, up, r.estimate, boundsFromTrials);
+    if (child->bound >= s.cutoff) {
+      freeNode(child);
+      continue;
+    }
+    if (!basis && s.store.inMemoryBytes < kBasisBudget) basis = snapshotBasis(run);
+    child->basis = basis;
+    holdBasis(basis);
+    children[k] = child;
+  }
+  // Choose: stay in the dive with a child near the best bound, or go back.
+  const double bestNode = currentBestBound(run, nullptr);
+  const double bestWithChildren = std::min({bestNode, children[0] ? children[0]->bound : 1e75,
+                                            children[1] ? children[1]->bound : 1e75});
+  const double gap = s.cutoff < 1e74 ? s.cutoff - bestWithChildren : 1e75;
+  const double limitObj = bestWithChildren + gap * run.control.bttol;
+  NodeRecord *next = nullptr;
+  if (!backtrackForced(run) && run.diveSteps < kDiveAllowance) {
+    for (int k = 0; k < 2 && !next; ++k)
+      if (children[k] && children[k]->bound <= limitObj) {
+        next = children[k];
+        children[k] = nullptr;
+      }
+  }
+  for (NodeRecord *c : children)
+    if (c) storePush(s.store, c);
+  if (next) {
+    ++run.diveSteps;
+    next->state = 'W';  // warm: the node LP holds its parent's optimal basis
+  } else {
+    run.diveSteps = 0;
+  }
+  return next;
+}
+
+// Keeps the candidates of the largest priority, in their order.
+void filterByPriority(MipRun &run) {
+  if (run.priority.empty() || run.candidates.empty()) return;
+  int top = -1;
+  for (const BranchCandidate &c : run.candidates) top = std::max(top, run.priority[c.col]);
+  size_t kept = 0;
+  for (size_t k = 0; k < run.candidates.size(); ++k)
+    if (run.priority[run.candidates[k].col] == top) run.candidates[kept++] = run.candidates[k];
+  run.candidates.resize(kept);
+}
+
+// The order's direction of a column, then BRDIR, override the rule's choice
+// of the child to explore first.
+void applyDirection(const MipRun &run, BranchRecord rec[2]) {
+  const int j = rec[0].variable;
+  int wanted = run.orderDirection.empty() ? 0 : run.orderDirection[j];
+  if (wanted == 0) wanted = run.control.brdir;
+  if (wanted == 0) return;
+  const char first = wanted > 0 ? 'U' : 'D';
+  if (rec[0].direction != first) std::swap(rec[0], rec[1]);
+}
+
+} // namespace
+
+int runNodeLoop(MipRun &run) {
+  MipSearch &s = *run.search;
+  const int n = run.model->numCols;
+  run.nodeLower.assign(s.rootLower.begin(), s.rootLower.end());
+  run.nodeUpper.assign(s.rootUpper.begin(), s.rootUpper.end());
+  // The node LP still carries the last node of an earlier call: back to the root.
+  {
+    NodeRecord empty;
+    QVN_TRY(loadBounds(run, empty));
+    run.nodeLower.assign(s.rootLower.begin(), s.rootLower.end());
+    run.nodeUpper.assign(s.rootUpper.begin(), s.rootUpper.end());
+  }
+  run.colStatus.assign(static_cast<size_t>(n + 1), 0);
+  run.rowStatus.assign(static_cast<size_t>(relaxNumRows(*s.nodeLp) + 1), 0);
+  NodeRecord *current = s.resume;
+  s.resume = nullptr;
+  EnvVector<BoundChange> proved;
+  for (;;) {
+    if (current && current->bound >= s.cutoff) {
+      freeNode(current);
+      current = nullptr;
+    }
+    const int stop = limitsReached(run, current);
+    if (stop != 0) {
+      run.stopStatus = stop;
+      s.resume = current;
+      return 0;
+    }
+    if (!current) {
+      current = storePop(s.store);
+      if (!current) break;
+      continue;  // the limits see the popped node's bound first
+    }
+    QVN_TRY(loadBounds(run, *current));
+    if (current->state != 'W' && current->basis) QVN_TRY(installBasis(run, *current->basis));
+    current->state = 'F';
+    NodeResult res;
+    int rounds = 0;
+    BranchRecord rec[2];
+    bool branched = false, trialBounds = false;
+    for (;;) {
+      QVN_TRY(solveNode(run, res));
+      if (rounds == 0) updatePseudoCost(run, *current, res);
+      if (res.outcome == NodeOutcome::kLpTrouble && !run.candidates.empty()) {
+        // No proved bound: the children keep the node's, and the subtree stays open.
+        res.objective = current->bound;
+        MipContext plain{};
+        plain.candidates = run.candidates.data();
+        plain.candidateCount = static_cast<int>(run.candidates.size());
+        QVN_TRY(selectMaxInfeasibility(plain, nullptr, rec));
+        branched = true;
+        break;
+      }
+      if (res.outcome != NodeOutcome::kFractional) break;
+      if (res.objective > current->bound) current->bound = res.objective;
+      if (run.semiCandidates.empty() == false && run.candidates.empty()) {
+        const int j = run.semiCandidates[0];
+        const double v = relaxPrimal(*s.nodeLp)[j];
+        rec[0] = BranchRecord{'D', j, v, 0.0};
+        rec[1] = BranchRecord{'U', j, v, 0.0};
+        branched = true;
+        break;
+      }
+      int added = 0;
+      QVN_TRY(separateAtNode(run, relaxPrimal(*s.nodeLp), &added));
+      filterByPriority(run);
+      MipContext ctx{};
+      ctx.env = run.env;
+      ctx.nodeLp = s.nodeLp;
+      ctx.model = run.model;
+      ctx.control = &run.control;
+      ctx.pseudo = &s.pseudo;
+      ctx.x = relaxPrimal(*s.nodeLp);
+      ctx.lower = run.nodeLower.data();
+      ctx.upper = run.nodeUpper.data();
+      ctx.candidates = run.candidates.data();
+      ctx.candidateCount = static_cast<int>(run.candidates.size());
+      ctx.objective = res.objective;
+      ctx.cutoff = s.cutoff;
+      ctx.timeLeft = run.control.timeLimit - elapsedSeconds(run);
+      ctx.objSense = run.sense;
+      proved.clear();
+      ctx.proved = &proved;
+      ctx.objectiveRaise = res.objective;
+      const bool allowTrials = rounds < kProvedRounds;
+      const BranchRule *rule = allowTrials ? run.rule : findBranchRule(1);
+      QVN_TRY(rule->select(ctx, nullptr, rec));
+      if (ctx.nodeInfeasible) {
+        res.outcome = NodeOutcome::kInfeasible;
+        break;
+      }
+      if (!proved.empty()) {
+        // The node itself changed: record the changes on its path and solve again.
+        for (const BoundChange &c : proved) {
+          current->changes.push_back(c);
+          s.applied.push_back(c);
+          run.nodeLower[c.col] = c.lower;
+          run.nodeUpper[c.col] = c.upper;
+        }
+        ++rounds;
+        continue;
+      }
+      trialBounds = run.control.varSelect == 3;
+      applyDirection(run, rec);
+      branched = true;
+      break;
+    }
+    if (res.outcome == NodeOutcome::kStop) {
+      const int base = terminateRequested(run.env) ? 113 : 107;
+      run.stopStatus = s.incumbent.exists ? base : base + 1;
+      s.resume = current;
+      return 0;
+    }
+    bool newIncumbent = false;
+    if (res.outcome == NodeOutcome::kIntegral || res.outcome == NodeOutcome::kLpTrouble) {
+      // A troubled LP still offers its point; the checker on the model decides.
+      if (res.outcome == NodeOutcome::kIntegral || res.iinf == 0)
+        newIncumbent = offerIncumbent(run, relaxPrimal(*s.nodeLp), static_cast<int>(s.nodeCount), false);
+      // An unsolved LP bounds nothing: the subtree is dropped unproved.
+      if (res.outcome == NodeOutcome::kLpTrouble) ++run.unprovedDrops;
+    }
+    if (newIncumbent) {
+      storePrune(s.store, s.cutoff);
+      QVN_TRY(heuristicStep(run, kAfterIncumbent));
+    }
+    NodeRecord *next = nullptr;
+    if (branched) next = branch(run, current, res, rec, trialBounds);
+    const int left = storeCount(s.store) + (next ? 1 : 0);
+    if (newIncumbent) logIncumbent(run, left, next);
+    logNode(run, *current, res, left, next);
+    s.nodeCount += 1;
+    freeNode(current);
+    current = next;
+  }
+  return 0;
+}
+
+} // namespace qvn

@@ -1,0 +1,96 @@
+// Open nodes of branch and bound: the record of a node and the store that
+// orders them.
+//
+// A node holds the whole path of bound changes from the root (later entries
+// of one column override earlier ones), so that any node can be loaded on the
+// node LP by undoing the previous node's list and applying its own; the cost of
+// a switch is the depth, not the model. The basis a node starts from is its
+// parent's final basis, one byte per variable, shared by the siblings.
+//
+// The store keeps two binary heaps over the same nodes: one ordered by the node
+// selection key, one by bound; each node knows its position in both so that
+// it can leave either heap in logarithmic time.
+#pragma once
+#include <cstdint>
+
+#include "runtime/alloc.h"
+
+namespace qvn {
+
+struct BoundChange {
+  int col;
+  double lower, upper;
+};
+
+// Basis statuses of the columns and then the rows, shared by the children of
+// one node; freed when the last holder lets go.
+struct SharedBasis {
+  int holders = 0;
+  EnvVector<unsigned char> status;
+};
+
+void holdBasis(SharedBasis *b);
+void releaseBasis(SharedBasis *&b);
+
+// Infinite key or bound in the tree.
+constexpr double kTreeInfinity = 1e75;
+// Keys are capped here so that an infinite key still orders.
+constexpr double kKeyCap = 1e74;
+
+struct NodeRecord {
+  double sumInf = 0.0;
+  double estimate = 1e37;
+  double objective = -1e37;
+  double bound = -1e37;
+  double branchValue = 0.0;
+  double sosWeight = -2.0;  // negative for a variable branch
+  EnvVector<BoundChange> changes;
+  SharedBasis *basis = nullptr;
+  int branchVar = -1, branchSet = -1;
+  int depth = 0, iinf = -1, rowCount = 0, sequence = 0, nodeId = -1;
+  int parentSequence = -1;
+  char state = 'F', direction = 'N';
+  // Position in the selection heap and in the bound heap; -1 when outside.
+  int heapPos[2] = {-1, -1};
+  double key = 0.0;
+};
+
+NodeRecord *newNode();
+void freeNode(NodeRecord *&node);
+// Bytes a node counts for in the memory limits.
+double nodeSize(const NodeRecord &node);
+
+// What the key of a node needs besides the node.
+struct NodeKeyInputs {
+  int nodeSelect = 1;
+  int varSelect = 1;
+  double rootIinf = 0.0;
+  double referenceObjective = 1e75;
+  double estimateScale = 0.5;
+};
+
+double nodeKey(const NodeRecord &node, const NodeKeyInputs &in);
+
+struct NodeStore {
+  double memoryLimit = 1e75, treeLimit = 1e75;
+  NodeKeyInputs keys;
+  int64_t popCount = 0;
+  int bbInterval = 7;
+  double inMemoryBytes = 0.0;
+  EnvVector<NodeRecord *> heap[2];  // 0: by key, 1: by bound
+};
+
+int storeCount(const NodeStore &s);
+// Smallest bound in the store, kTreeInfinity when empty.
+double storeBestBound(const NodeStore &s);
+void storePush(NodeStore &s, NodeRecord *node);
+// The next node by the selection rule (or by bound on the BBINTERVAL turns of
+// best-estimate search); null when empty.
+NodeRecord *storePop(NodeStore &s);
+// Removes and frees every node whose bound is at or above `cutoff`; returns the count.
+int storePrune(NodeStore &s, double cutoff);
+void storeClear(NodeStore &s);
+// Recomputes every key (after the key inputs changed).
+void storeRekey(NodeStore &s);
+
+} // namespace qvn

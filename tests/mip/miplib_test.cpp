@@ -1,0 +1,55 @@
+// A few MIPLIB 3 models that branch and bound alone proves in well under a
+// second each, against the published optima.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+#include "mip/mip_check.h"
+#include "support/test_support.h"
+
+namespace qvntest {
+namespace {
+
+class MiplibTest : public ProblemFixture {};
+
+// The published objective of a model from reference.tsv; false when absent.
+bool referenceOptimum(const std::string &dir, const std::string &model, double *value) {
+  std::ifstream in(dir + "/miplib3/reference.tsv");
+  std::string line;
+  for (int k = 0; k < 1000 && std::getline(in, line); ++k) {
+    std::istringstream words(line);
+    std::string name, status;
+    if (words >> name >> status >> *value && name == model && status == "optimal") return true;
+  }
+  return false;
+}
+
+TEST_F(MiplibTest, SmallModelsReachTheirPublishedOptima) {
+  const std::string dir = sharedDataDir();
+  if (dir.empty()) GTEST_SKIP() << "shared data absent";
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
+  QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_TILIM, 60.0);  // a guard: each takes well under a second
+  for (const char *model : {"p0033", "stein27", "flugpl", "egout"}) {
+    double optimum = 0.0;
+    ASSERT_TRUE(referenceOptimum(dir, model, &optimum)) << model;
+    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/miplib3/" + model + ".mps.gz").c_str(), nullptr), 0) << model;
+    const MipModel m = readMipModel(env, lp);
+    ASSERT_EQ(QVNmipopt(env, lp), 0) << model;
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL) << model;
+    double objective = 0.0, bound = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0) << model;
+    ASSERT_EQ(QVNgetbestobjval(env, lp, &bound), 0) << model;
+    // The published values carry a few significant digits only.
+    EXPECT_NEAR(objective, optimum, 1e-6 * std::max(1.0, std::fabs(optimum))) << model;
+    EXPECT_NEAR(bound, objective, 1e-6 * std::max(1.0, std::fabs(optimum))) << model;
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << model;
+    EXPECT_GT(QVNgetnodecnt(env, lp), 0) << model;
+  }
+}
+
+} // namespace
+} // namespace qvntest
