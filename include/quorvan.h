@@ -181,6 +181,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_BAD_Q_DIVISOR         1619
 #define QVNERR_NO_BOUND_SENSE        1621
 #define QVNERR_NO_BOUND_NUMBER       1623
+#define QVNERR_NOT_REPRESENTABLE     1650
 #define QVNERR_PARAM_INCOMPATIBLE    1660
 #define QVNERR_BAD_PARAM_FILE_HEADER 1661
 #define QVNERR_NOT_MIP               3003

@@ -677,7 +677,7 @@ struct MpsReader {
     if (row.kind == kRowUserCut || row.kind == kRowLazy) return error(QVNERR_QUAD_TERM_IN_ROW);
     if (row.kind != kRowOrdinary || (row.sense != 'L' && row.sense != 'G') ||
         img.sense[row.final] == 'R')
-      return error(1437);
+      return error(QVNERR_BAD_QCON_SENSE);
     if (rowMove[row.final] >= 0) return reportErrorAtLine(env, line, QVNERR_ROW_REPEATS, rowNames.get(r));
     currentQconstr = static_cast<int>(img.qconstr.size());
     rowMove[row.final] = 2 * currentQconstr;
@@ -731,7 +731,7 @@ struct MpsReader {
       QVN_TRY(number(2, &v));
     }
     if (std::fabs(v) < 1e-10) kind = -kind;
-    else if (std::fabs(v - 1.0) > 1e-10) return error(1439);
+    else if (std::fabs(v - 1.0) > 1e-10) return error(QVNERR_BAD_INDICATOR);
     if (rowMove[row.final] >= 0) return reportErrorAtLine(env, line, QVNERR_ROW_REPEATS, rowNames.get(r));
     if (j < 0) return reportError(env, 1449, line, fieldCount >= 4 ? name(2, nameA) : "");
     Indicator ind;
