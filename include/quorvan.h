@@ -145,8 +145,10 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_REPEATED_LOWER        1459
 #define QVNERR_NO_BOUND_TYPE         1460
 #define QVNERR_EXPECT_ENDATA         1462
+#define QVNERR_INT_LIMIT             1463
 #define QVNERR_NAME_TOO_LONG         1464
 #define QVNERR_LINE_TOO_LONG         1465
+#define QVNERR_WRONG_ENTRY_COUNT     1553
 #define QVNERR_NO_ROWS_SECTION       1471
 #define QVNERR_NO_COLUMNS_SECTION    1472
 #define QVNERR_EXPECT_RANGES_TO_ENDATA 1473
@@ -189,6 +191,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_BAD_DIRECTION         3007
 #define QVNERR_BAD_SOS_TYPE          3009
 #define QVNERR_UNIQUE_WEIGHTS        3010
+#define QVNERR_BAD_DIRECTION_KEY     3012
 #define QVNERR_NO_SOS                3015
 #define QVNERR_NO_ORDER              3016
 #define QVNERR_NO_MIPSTART           3020
@@ -620,6 +623,19 @@ QVN_API int QVNmpswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNmpsrewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlprewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+
+/* ---- Side files ------------------------------------------------------- */
+/* Priority order (".ord"), SOS (".sos") and MIP start (".mst", text or XML)
+   files. A reader parses the whole file before it changes the problem: on an
+   error the problem keeps what it held. Names are matched against the column
+   names, or against x1, x2, ... when the problem has none. */
+QVN_API int QVNreadcopyorder(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+QVN_API int QVNordwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+QVN_API int QVNreadcopysos(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+QVN_API int QVNsoswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+QVN_API int QVNreadcopymipstart(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+/* The integer columns of the incumbent, in the text form. */
+QVN_API int QVNmstwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 
 /* ---- Optimizers and solution access ----------------------------------- */
 QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);

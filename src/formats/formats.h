@@ -32,6 +32,7 @@ void repairLpName(const char *name, char *out);
 void checkIndicatorColumns(Environment *env, ModelImage &image);
 // Gives sets whose weights are all zero the weights 1, 2, ...
 void defaultSosWeights(Environment *env, ModelImage &image);
+void defaultSosWeights(Environment *env, SosSets &sos);
 
 constexpr int kMaxEntries = 262499999;   // rows, columns or nonzeros a reader takes
 constexpr size_t kFileNameMax = 255;      // longest name text in a model file

@@ -6,6 +6,10 @@ list(APPEND QUORVAN_SOURCES
   src/formats/model_image.cpp
   src/formats/mps_reader.cpp
   src/formats/mps_writer.cpp
+  src/formats/mipstart_file.cpp
   src/formats/number_format.cpp
+  src/formats/order_file.cpp
+  src/formats/side_file.cpp
+  src/formats/sos_file.cpp
   src/formats/write_check.cpp
 )

@@ -10,4 +10,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/dispatch_test.cpp
   formats/install_test.cpp
   formats/cli_test.cpp
+  formats/side_files_test.cpp
 )
