@@ -17,7 +17,7 @@ namespace qvncli {
 namespace {
 
 struct SolveOptions {
-  std::string file, method = "auto", solutionFile, paramsFile, mipStartFile;
+  std::string file, method = "auto", solutionFile, paramsFile, mipStartFile, xmlSolutionFile;
   double timeLimit = -1.0;
   long iterationLimit = -1;
   long nodeLimit = -1;
@@ -87,6 +87,10 @@ SolveOptions parseSolve(int argc, char **argv) {
       const char *v = value("a file name");
       if (!v) break;
       o.solutionFile = v;
+    } else if (a == "--write-solution") {
+      const char *v = value("a file name");
+      if (!v) break;
+      o.xmlSolutionFile = v;
     } else if (a == "--mip-start") {
       const char *v = value("a file name");
       if (!v) break;
@@ -226,6 +230,7 @@ const char *solveUsageText() {
          "    --gap G                        MIP: stop at a relative gap of G (default 1e-4)\n"
          "    --relax                        MIP: solve the LP relaxation only\n"
          "    --mip-start FILE               MIP: a start from a .mst file, text or XML\n"
+         "    --write-solution FILE.sol      write the solution as an XML document\n"
          "    --quiet                        no iteration log, only the summary\n"
          "  A model with integer or semi-continuous columns runs branch and bound and\n"
          "  prints its node log.\n"
@@ -336,6 +341,10 @@ int runSolve(int argc, char **argv) {
   std::fflush(stdout);
   if (!o.solutionFile.empty() && (status = writeSolution(env, lp, o.solutionFile)) != 0)
     exitCode = fail(env, "writing the solution", status);
+  if (!o.xmlSolutionFile.empty() && QVNsolwrite(env, lp, o.xmlSolutionFile.c_str()) != 0) {
+    std::fprintf(stderr, "quorvan solve: cannot write the solution '%s'\n", o.xmlSolutionFile.c_str());
+    exitCode = 1;
+  }
   return finish(exitCode);
 }
 

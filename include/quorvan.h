@@ -636,6 +636,9 @@ QVN_API int QVNsoswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNreadcopymipstart(QVNCENVptr env, QVNLPptr lp, const char *fileName);
 /* The integer columns of the incumbent, in the text form. */
 QVN_API int QVNmstwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+/* The current solution (an LP's, or a MIP's incumbent) as an XML document;
+   1217 without one. QVNreadcopymipstart reads its values back as a start. */
+QVN_API int QVNsolwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 
 /* ---- Optimizers and solution access ----------------------------------- */
 QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);

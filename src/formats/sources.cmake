@@ -10,6 +10,7 @@ list(APPEND QUORVAN_SOURCES
   src/formats/number_format.cpp
   src/formats/order_file.cpp
   src/formats/side_file.cpp
+  src/formats/solution_xml.cpp
   src/formats/sos_file.cpp
   src/formats/write_check.cpp
 )

@@ -3,6 +3,7 @@
 // or its warning, and leaves the problem's data as they were.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -274,6 +275,73 @@ TEST_F(SideFiles, MipStartsInTextAndXmlAndTheIncumbentWrittenBack) {
     EXPECT_EQ(back[j].first, j);
     EXPECT_DOUBLE_EQ(back[j].second, x[j]);
   }
+}
+
+// The value of attribute `name` in the element that starts at `from`.
+double attribute(const std::string &doc, size_t from, const std::string &name) {
+  const size_t end = doc.find("/>", from);
+  const size_t at = doc.find(" " + name + "=\"", from);
+  if (at == std::string::npos || at > end) return std::nan("");
+  return std::atof(doc.c_str() + at + name.size() + 3);
+}
+
+TEST_F(SideFiles, SolutionDocumentsCarryTheSolutionAndReadBackAsStarts) {
+  // An LP: min x + 2y s.t. x + y >= 2, x - y <= 1, x in [0, 10], y in [0, 10];
+  // the optimum x = 1.5, y = 0.5 with duals 1.5 and -0.5, objective 2.5.
+  int status = 0;
+  QVNLPptr p = QVNcreateprob(env, &status, "a<b");
+  problems.push_back(p);
+  double obj[] = {1, 2}, lo[] = {0, 0}, up[] = {10, 10}, rhs[] = {2, 1}, val[] = {1, 1, 1, -1};
+  int start[] = {0, 2}, idx[] = {0, 1, 0, 1};
+  char sense[] = {'G', 'L'};
+  char x[] = "x<1>", y[] = "y&\"'", r1[] = "r1", r2[] = "r2";
+  char *cols[] = {x, y}, *rows[] = {r1, r2};
+  ASSERT_EQ(QVNnewcols(env, p, 2, obj, lo, up, nullptr, cols), 0);
+  ASSERT_EQ(QVNaddrows(env, p, 0, 2, 4, rhs, sense, start, idx, val, nullptr, rows), 0);
+  EXPECT_EQ(QVNsolwrite(env, p, path("none.sol").c_str()), QVNERR_NO_SOLN);
+  ASSERT_EQ(QVNdualopt(env, p), 0);
+  ASSERT_EQ(QVNsolwrite(env, p, path("lp.sol").c_str()), 0);
+  const std::string doc = fileText("lp.sol");
+  EXPECT_EQ(doc.rfind("<?xml version = \"1.0\" standalone=\"yes\"?>\n<QUORVANSolution version=\"1.0\">\n", 0), 0u);
+  EXPECT_NE(doc.find("\n   problemName=\"a&lt;b\""), std::string::npos) << doc;
+  EXPECT_NE(doc.find("solutionStatusString=\"optimal\""), std::string::npos) << doc;
+  EXPECT_NE(doc.find("solutionTypeString=\"basic\""), std::string::npos) << doc;
+  EXPECT_NEAR(attribute(doc, doc.find("<header"), "objectiveValue"), 2.5, 1e-12);
+  const size_t vx = doc.find("<variable name=\"x&lt;1&gt;\" index=\"0\"");
+  const size_t vy = doc.find("<variable name=\"y&amp;&quot;&apos;\" index=\"1\"");
+  ASSERT_NE(vx, std::string::npos) << doc;
+  ASSERT_NE(vy, std::string::npos) << doc;
+  EXPECT_NEAR(attribute(doc, vx, "value"), 1.5, 1e-12);
+  EXPECT_NEAR(attribute(doc, vy, "value"), 0.5, 1e-12);
+  const size_t c1 = doc.find("<constraint name=\"r1\" index=\"0\"");
+  ASSERT_NE(c1, std::string::npos) << doc;
+  EXPECT_NEAR(attribute(doc, c1, "dual"), 1.5, 1e-12);
+  EXPECT_NEAR(attribute(doc, doc.find("<constraint name=\"r2\""), "dual"), -0.5, 1e-12);
+  EXPECT_NEAR(attribute(doc, doc.find("<quality"), "maxPrimalInfeas"), 0.0, 1e-9);
+
+  // A MIP's incumbent, written and read back as the start of a fresh copy:
+  // the names with XML's special characters come back unchanged.
+  QVNLPptr m = makeMip(true);
+  char odd[] = "b<&>";
+  char *oddNames[] = {odd};
+  int one = 1;
+  ASSERT_EQ(QVNchgcolname(env, m, 1, &one, oddNames), 0);
+  ASSERT_EQ(QVNmipopt(env, m), 0);
+  std::vector<double> xm(4);
+  ASSERT_EQ(QVNgetx(env, m, xm.data(), 0, 3), 0);
+  ASSERT_EQ(QVNsolwrite(env, m, path("mip.sol").c_str()), 0);
+  const std::string mdoc = fileText("mip.sol");
+  EXPECT_NE(mdoc.find("MIPNodes=\""), std::string::npos) << mdoc;
+  EXPECT_NEAR(attribute(mdoc, mdoc.find("<quality"), "maxIntInfeas"), 0.0, 1e-9);
+  QVNLPptr q = makeMip(true);
+  ASSERT_EQ(QVNchgcolname(env, q, 1, &one, oddNames), 0);
+  ASSERT_EQ(QVNreadcopymipstart(env, q, path("mip.sol").c_str()), 0);
+  int count = 0, surplus = 0;
+  std::vector<int> si(4);
+  std::vector<double> sv(4);
+  ASSERT_EQ(QVNgetmipstart(env, q, &count, si.data(), sv.data(), 4, &surplus), 0);
+  ASSERT_EQ(count, 4);
+  for (int k = 0; k < 4; ++k) EXPECT_DOUBLE_EQ(sv[k], xm[si[k]]);
 }
 
 } // namespace
