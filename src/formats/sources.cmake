@@ -1,4 +1,5 @@
 list(APPEND QUORVAN_SOURCES
+  src/formats/basis_file.cpp
   src/formats/char_classes.cpp
   src/formats/dispatch.cpp
   src/formats/dual_writer.cpp
