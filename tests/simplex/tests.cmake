@@ -10,4 +10,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   simplex/lu_factor_test.cpp
   simplex/lu_stress_test.cpp
   simplex/lu_update_test.cpp
+  simplex/lu_hyper_test.cpp
 )

@@ -541,6 +541,7 @@ template <class Real> void finishFactor(LuFactor &f) {
   f.etaCount = 0;
   f.etaUsed = 0;
   f.etaStart[0] = 0;
+  std::fill(f.etaLastOfRow.begin(), f.etaLastOfRow.end(), -1);
   const int64_t etaRoom = std::min<int64_t>(kLuMaxEntries, m + int64_t(f.basisNz * f.rowMultiplier) + 16);
   if (f.etaCapacity < etaRoom) {
     f.etaIndex = EnvVector<int>();

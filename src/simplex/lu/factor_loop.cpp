@@ -96,7 +96,8 @@ LuFactor *luCreate(const LuOptions &options, int m, int *status) {
     f->colBucketHead.assign(n + 2, -1);
     for (EnvVector<int> *a : {&f->rowNext, &f->rowPrev, &f->colNext, &f->colPrev, &f->rowBucketKey, &f->colBucketKey,
                               &f->lPivotRow, &f->lEtaOfRow, &f->rowPos, &f->colPos, &f->positionNz, &f->rowMark,
-                              &f->colMark, &f->colActive, &f->lineWork, &f->rowList, &f->outList, &f->spikeIndex})
+                              &f->colMark, &f->colActive, &f->lineWork, &f->rowList, &f->outList, &f->spikeIndex,
+                              &f->dfsEdge, &f->dfsOrder, &f->dfsMark})
       a->assign(n, 0);
     f->rowState.assign(n, 0);
     f->colState.assign(n, 0);
@@ -106,6 +107,8 @@ LuFactor *luCreate(const LuOptions &options, int m, int *status) {
     f->pivotColOf.assign(cap, -1);
     f->etaPivotRow.assign(cap, 0);
     f->etaStart.assign(cap + 1, 0);
+    f->etaMark.assign(cap, 0);
+    f->etaLastOfRow.assign(n, -1);
     f->heap.assign(std::max(2 * n, cap), 0);
     f->sortWork.assign(cap, 0);
     if (f->kind == 1)

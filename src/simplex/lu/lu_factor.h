@@ -87,6 +87,10 @@ struct LuOptions {
   double colMultiplier = 3.0;
   double markowitz = 0.01;         // starting threshold
   double absTol = 1e-13;           // absolute pivot tolerance
+  // Which solve paths run: 0 by the predicted density of the result, 1 always
+  // the sparse ones (symbolic reach first), -1 always the plain sweeps. The
+  // results agree up to rounding; tests force each.
+  int hyperSparse = 0;
   LuMessageSink messages;          // no sink: silent
 };
 
@@ -210,6 +214,18 @@ struct LuFactor {
   int etaCount = 0;
   int64_t etaUsed = 0, etaCapacity = 0;
   EnvVector<int> etaPivotRow, etaStart, etaIndex;
+  // The same entries by row, for FTRAN to visit only the etas that read a
+  // nonzero: etaLastOfRow[i] is the newest entry on row i, etaLink the one
+  // before it on the same row, etaOfEntry the eta an entry belongs to.
+  EnvVector<int> etaLastOfRow, etaLink, etaOfEntry, etaMark;
+  int etaStamp = 0;
+
+  // Running averages of the result densities of FTRAN and BTRAN: the sparse
+  // paths pay for their symbolic pass only while results stay sparse.
+  double ftranDensity = 0.0, btranDensity = 0.0;
+  // Depth-first search: next edge per stack level, the order found, and marks
+  // of its own (a row search runs while rowMark lists the vector's rows).
+  EnvVector<int> dfsEdge, dfsOrder, dfsMark;
 
   // Work arrays sized at creation; solves allocate nothing.
   EnvVector<int> rowMark, colMark, heap, rowList, outList, sortWork, lineWork;

@@ -50,6 +50,7 @@ inline int nextStamp(LuFactor &f) {
     std::fill(f.rowMark.begin(), f.rowMark.end(), 0);
     std::fill(f.colMark.begin(), f.colMark.end(), 0);
     std::fill(f.lineWork.begin(), f.lineWork.end(), 0);
+    std::fill(f.dfsMark.begin(), f.dfsMark.end(), 0);
     f.stamp = 0;
   }
   return ++f.stamp;

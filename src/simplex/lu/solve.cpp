@@ -1,7 +1,12 @@
-// FTRAN and BTRAN. Each stage (L, row etas, U) works on the listed nonzeros:
-// while the pending positions are few against the range still to sweep, a heap
-// hands them out in order, so a sparse right-hand side costs in proportion to
-// the entries it touches; once the vector fills up, a plain sweep finishes.
+// FTRAN and BTRAN. Each stage (L, row etas, U) works on the listed nonzeros.
+// While results are predicted sparse, a depth-first search through the stage's
+// graph first finds every position the right-hand side reaches, in an order
+// where each comes after those it depends on, and the numeric pass visits only
+// those: the cost follows the entries touched, not the size of the basis. When
+// results are dense the symbolic pass would cost more than it saves, and plain
+// sweeps over the stage do the work. The prediction is a running average of
+// the result densities of each direction, since consecutive solves of one
+// kind (the entering column, the pivot row) look alike.
 #include <algorithm>
 
 #include "simplex/lu/lu_internal.h"
@@ -12,6 +17,48 @@ namespace {
 
 constexpr int kHeapRatio = 50;
 
+// Above this predicted result density the plain sweeps are cheaper.
+constexpr double kHyperDensity = 0.10;
+// Weight of the newest solve in the running density average.
+constexpr double kDensityWeight = 0.05;
+
+// Depth-first search from the roots through the edges of each node, given by
+// `range(node, from, to)` as the stretch targets[from..to); each node once
+// (marks equal to `stamp`), without recursion: the stack lives in `stack` and
+// `edge`. Writes the nodes to `order` in postorder, so the reverse of `order`
+// puts every node before the nodes its edges lead to. Returns their count.
+template <class Range>
+int depthFirst(const int *roots, int rootCount, const int *targets, Range range, int *mark, int stamp, int *stack,
+               int *edge, int *order) {
+  int count = 0;
+  for (int q = 0; q < rootCount; ++q) {
+    const int root = roots[q];
+    if (mark[root] == stamp) continue;
+    mark[root] = stamp;
+    int top = 0, from = 0, to = 0;
+    range(root, from, to);
+    stack[0] = root;
+    edge[0] = from;
+    for (;;) {
+      range(stack[top], from, to);
+      int p = edge[top];
+      while (p < to && mark[targets[p]] == stamp) ++p;
+      if (p < to) {
+        const int next = targets[p];
+        edge[top] = p + 1;
+        mark[next] = stamp;
+        range(next, from, to);
+        stack[++top] = next;
+        edge[top] = from;
+      } else {
+        order[count++] = stack[top];
+        if (top-- == 0) break;
+      }
+    }
+  }
+  return count;
+}
+
 template <class Real> struct Solve {
   LuFactor &f;
   LuValues<Real> &v;
@@ -19,6 +66,20 @@ template <class Real> struct Solve {
   int *list;  // rows holding nonzeros in workRows
   int listCount = 0;
   int mark = 0;
+  bool sparse = false;  // this solve takes the symbolic paths
+  // Only solves from a sparse input feed the prediction: a dense one (the
+  // duals from all costs after a factorization) takes the sweeps anyway, and
+  // would otherwise hold the next many sparse solves on them too.
+  bool inputSparse = false;
+
+  // The sparse paths while the predicted density and the input's are low.
+  bool chooseSparse(double predicted, int inputCount) const {
+    if (f.options.hyperSparse != 0) return f.options.hyperSparse > 0;
+    return predicted < kHyperDensity && inputCount < kHyperDensity * f.m;
+  }
+  static void record(double &average, int count, int m) {
+    average = (1.0 - kDensityWeight) * average + kDensityWeight * double(count) / double(m > 0 ? m : 1);
+  }
 
   explicit Solve(LuFactor &factor)
       : f(factor), v(luValues<Real>(factor)), tiny(Real(factor.dropTol)), list(factor.rowList.data()) {}
@@ -76,45 +137,75 @@ template <class Real> struct Solve {
   void forwardL() {
     const int nL = f.lCount;
     if (nL == 0 || listCount == 0) return;
-    int *heap = f.heap.data();
-    int size = 0;
-    int plainFrom = nL;
-    for (int q = 0; q < listCount; ++q) {
-      const int e = f.lEtaOfRow[list[q]];
-      if (e >= 0) heapPush(heap, size, nL - 1 - e);
-    }
-    while (size > 0) {
-      const int e = nL - 1 - heap[0];
-      if (nL - e <= kHeapRatio * size) {
-        plainFrom = e;
-        break;
+    if (!sparse) {
+      for (int e = 0; e < nL; ++e) {
+        const Real t = v.workRows[f.lPivotRow[e]];
+        if (t != 0) scatter(f.lIndex.data(), v.lValue.data(), f.lStart[e], f.lStart[e + 1], t);
       }
-      heapPop(heap, size);
-      const int row = f.lPivotRow[e];
-      const Real t = v.workRows[row];
-      if (luAbs(t) <= tiny) {
+      return;
+    }
+    // Row i leads to the rows of its own eta, if it pivots one.
+    const int *etaOf = f.lEtaOfRow.data();
+    const int *start = f.lStart.data();
+    auto range = [etaOf, start](int i, int &from, int &to) {
+      const int e = etaOf[i];
+      from = e >= 0 ? start[e] : 0;
+      to = e >= 0 ? start[e + 1] : 0;
+    };
+    int *order = f.dfsOrder.data();
+    const int reached = depthFirst(list, listCount, f.lIndex.data(), range, f.dfsMark.data(), nextStamp(f),
+                                   f.heap.data(), f.dfsEdge.data(), order);
+    for (int t = reached - 1; t >= 0; --t) {
+      const int row = order[t];
+      const int e = etaOf[row];
+      if (e < 0) continue;
+      const Real x = v.workRows[row];
+      if (luAbs(x) <= tiny) {
         v.workRows[row] = 0;
         continue;
       }
-      for (int q = f.lStart[e]; q < f.lStart[e + 1]; ++q) {
-        const int i = f.lIndex[q];
-        if (f.rowMark[i] != mark) {
-          const int e2 = f.lEtaOfRow[i];
-          if (e2 >= 0) heapPush(heap, size, nL - 1 - e2);
-        }
-        touchRow(i);
-        v.workRows[i] -= v.lValue[q] * t;
-      }
-    }
-    for (int e = plainFrom; e < nL; ++e) {
-      const Real t = v.workRows[f.lPivotRow[e]];
-      if (t != 0) scatter(f.lIndex.data(), v.lValue.data(), f.lStart[e], f.lStart[e + 1], t);
+      scatter(f.lIndex.data(), v.lValue.data(), start[e], start[e + 1], x);
     }
   }
 
   void forwardEtas() {
-    for (int e = 0; e < f.etaCount; ++e)
-      subtractAt(f.etaPivotRow[e], dot(f.etaIndex.data(), v.etaValue.data(), f.etaStart[e], f.etaStart[e + 1]));
+    if (f.etaCount == 0) return;
+    if (!sparse) {
+      for (int e = 0; e < f.etaCount; ++e)
+        subtractAt(f.etaPivotRow[e], dot(f.etaIndex.data(), v.etaValue.data(), f.etaStart[e], f.etaStart[e + 1]));
+      return;
+    }
+    // Only etas that read a nonzero row can change anything: those of the rows
+    // nonzero now, and of a pivot row that turns nonzero, the later etas on it.
+    if (++f.etaStamp >= 2000000000) {
+      std::fill(f.etaMark.begin(), f.etaMark.end(), 0);
+      f.etaStamp = 1;
+    }
+    const int stamp = f.etaStamp;
+    const int last = f.etaCount - 1;
+    int *heap = f.heap.data();
+    int size = 0;
+    auto pushFrom = [&](int row, int after) {
+      for (int q = f.etaLastOfRow[row]; q >= 0; q = f.etaLink[q]) {
+        const int e = f.etaOfEntry[q];
+        if (e <= after) break;
+        if (f.etaMark[e] != stamp) {
+          f.etaMark[e] = stamp;
+          heapPush(heap, size, last - e);
+        }
+      }
+    };
+    for (int q = 0; q < listCount; ++q)
+      if (v.workRows[list[q]] != 0) pushFrom(list[q], -1);
+    while (size > 0) {
+      const int e = last - heapPop(heap, size);
+      const Real s = dot(f.etaIndex.data(), v.etaValue.data(), f.etaStart[e], f.etaStart[e + 1]);
+      if (s == 0) continue;
+      const int r = f.etaPivotRow[e];
+      const bool wasZero = f.rowMark[r] != mark || v.workRows[r] == 0;
+      subtractAt(r, s);
+      if (wasZero) pushFrom(r, e);
+    }
   }
 
   void saveSpike() {
@@ -134,21 +225,24 @@ template <class Real> struct Solve {
     f.spikeReady = true;
   }
 
+  // Everything the roots reach through one copy of U, whose line pos[x] holds
+  // the edges of node x; in f.dfsOrder, to be taken from the end.
+  int reachU(const LineFile &file, const int *pos, const int *roots, int rootCount, int *marks) {
+    const int *start = file.start.data();
+    const int *count = file.count.data();
+    auto range = [pos, start, count](int x, int &from, int &to) {
+      from = start[pos[x]];
+      to = from + count[pos[x]];
+    };
+    return depthFirst(roots, rootCount, file.index.data(), range, marks, nextStamp(f), f.heap.data(),
+                      f.dfsEdge.data(), f.dfsOrder.data());
+  }
+
   // Back substitution over U, newest positions first; the solution goes by basis
   // position into out, its pattern into outIndex. Returns the count.
   int backwardU(double *out, int *outIndex) {
-    int *heap = f.heap.data();
-    int size = 0;
     int outCount = 0;
-    const int heapMark = nextStamp(f);
-    for (int q = 0; q < listCount; ++q) {
-      const int i = list[q];
-      if (v.workRows[i] == 0) continue;
-      f.rowMark[i] = heapMark;
-      heapPush(heap, size, f.rowPos[i]);
-    }
-    // Solves position k; while heaped, rows met for the first time are pushed.
-    auto solveAt = [&](int k, bool heaped) {
+    auto solveAt = [&](int k) {
       const int i = f.pivotRowOf[k];
       const Real t = v.workRows[i];
       v.workRows[i] = 0;
@@ -158,34 +252,25 @@ template <class Real> struct Solve {
       out[c] = double(x);
       outIndex[outCount++] = c;
       const int start = f.uCols.start[k], end = start + f.uCols.count[k];
-      for (int q = start; q < end; ++q) {
-        const int j = f.uCols.index[q];
-        if (heaped && f.rowMark[j] != heapMark) {
-          f.rowMark[j] = heapMark;
-          heapPush(heap, size, f.rowPos[j]);
-        }
-        v.workRows[j] -= v.uColValue[q] * x;
-      }
+      for (int q = start; q < end; ++q) v.workRows[f.uCols.index[q]] -= v.uColValue[q] * x;
     };
-    int plainFrom = -1;
-    while (size > 0) {
-      const int k = heap[0];
-      if (k <= kHeapRatio * size) {
-        plainFrom = k;
-        break;
-      }
-      heapPop(heap, size);
-      solveAt(k, true);
+    if (sparse) {
+      // Row i leads to the rows above its pivot in U.
+      const int reached = reachU(f.uCols, f.rowPos.data(), list, listCount, f.rowMark.data());
+      for (int t = reached - 1; t >= 0; --t) solveAt(f.rowPos[f.dfsOrder[t]]);
+      return outCount;
     }
-    for (int k = plainFrom; k >= 0; --k) {
+    for (int k = f.posEnd - 1; k >= 0; --k) {
       const int i = f.pivotRowOf[k];
-      if (i >= 0 && v.workRows[i] != 0) solveAt(k, false);
+      if (i >= 0 && v.workRows[i] != 0) solveAt(k);
     }
     return outCount;
   }
 
   int ftran(double *array, const int *index, int count, int *outIndex, bool keepSpike) {
     loadRows(array, index, count);
+    inputSparse = listCount < kHyperDensity * f.m;
+    sparse = chooseSparse(f.ftranDensity, listCount);
     if (keepSpike) {
       f.spikeInputNz = listCount;
       double largest = 0.0;
@@ -195,22 +280,15 @@ template <class Real> struct Solve {
     forwardL();
     forwardEtas();
     if (keepSpike) saveSpike();
-    return backwardU(array, outIndex);
+    const int outCount = backwardU(array, outIndex);
+    if (inputSparse) record(f.ftranDensity, outCount, f.m);
+    return outCount;
   }
 
   // Forward substitution over U transposed, oldest positions first: input by
   // basis position in workCols (listed in cols), result by rows in workRows.
   void forwardUT(const int *cols, int colCount) {
-    int *heap = f.heap.data();
-    int size = 0;
-    const int end = f.posEnd;
-    const int colMark = nextStamp(f);
-    for (int q = 0; q < colCount; ++q) {
-      const int c = cols[q];
-      f.colMark[c] = colMark;
-      heapPush(heap, size, end - 1 - f.colPos[c]);
-    }
-    auto solveAt = [&](int k, bool heaped) {
+    auto solveAt = [&](int k) {
       const int c = f.pivotColOf[k];
       const Real t = v.workCols[c];
       v.workCols[c] = 0;
@@ -220,28 +298,17 @@ template <class Real> struct Solve {
       v.workRows[r] = y;
       touchRow(r);
       const int start = f.uRows.start[k], stop = start + f.uRows.count[k];
-      for (int q = start; q < stop; ++q) {
-        const int c2 = f.uRows.index[q];
-        if (heaped && f.colMark[c2] != colMark) {
-          f.colMark[c2] = colMark;
-          heapPush(heap, size, end - 1 - f.colPos[c2]);
-        }
-        v.workCols[c2] -= v.uRowValue[q] * y;
-      }
+      for (int q = start; q < stop; ++q) v.workCols[f.uRows.index[q]] -= v.uRowValue[q] * y;
     };
-    int plainFrom = end;
-    while (size > 0) {
-      const int k = end - 1 - heap[0];
-      if (end - k <= kHeapRatio * size) {
-        plainFrom = k;
-        break;
-      }
-      heapPop(heap, size);
-      solveAt(k, true);
+    if (sparse) {
+      // Basis position c leads to the positions right of its pivot in U.
+      const int reached = reachU(f.uRows, f.colPos.data(), cols, colCount, f.colMark.data());
+      for (int t = reached - 1; t >= 0; --t) solveAt(f.colPos[f.dfsOrder[t]]);
+      return;
     }
-    for (int k = plainFrom; k < end; ++k) {
+    for (int k = 0; k < f.posEnd; ++k) {
       const int c = f.pivotColOf[k];
-      if (c >= 0 && v.workCols[c] != 0) solveAt(k, false);
+      if (c >= 0 && v.workCols[c] != 0) solveAt(k);
     }
   }
 
@@ -259,6 +326,15 @@ template <class Real> struct Solve {
     if (f.lIsColumnOnly) {
       for (int e = nL - 1; e >= 0; --e)
         subtractAt(f.lPivotRow[e], dot(f.lIndex.data(), v.lValue.data(), f.lStart[e], f.lStart[e + 1]));
+      return;
+    }
+    if (!sparse) {
+      // Rows without an eta of their own are final from the start.
+      int none = 0;
+      const int initial = listCount;
+      for (int q = 0; q < initial; ++q)
+        if (f.lEtaOfRow[list[q]] < 0) scatterLRow(list[q], nullptr, none, false);
+      for (int e = nL - 1; e >= 0; --e) scatterLRow(f.lPivotRow[e], nullptr, none, false);
       return;
     }
     // Row-wise: a row's value is final once every eta after its own is done.
@@ -327,6 +403,8 @@ template <class Real> struct Solve {
         cols[colCount++] = c;
       }
     }
+    inputSparse = colCount < kHyperDensity * f.m;
+    sparse = chooseSparse(f.btranDensity, colCount);
     forwardUT(cols, colCount);
     backwardEtas();
     backwardL();
@@ -339,6 +417,7 @@ template <class Real> struct Solve {
       array[i] = double(y);
       outIndex[outCount++] = i;
     }
+    if (inputSparse) record(f.btranDensity, outCount, f.m);
     return outCount;
   }
 };

@@ -133,6 +133,16 @@ template <class Real> int updateBody(LuFactor &f, int p, double alpha) {
   Real pivot = v.workRows[r];
   for (int64_t q = etaFrom; q < f.etaUsed; ++q) pivot -= v.etaValue[q] * v.workRows[f.etaIndex[q]];
   if (f.etaUsed > etaFrom) {
+    if (f.etaLink.size() < f.etaIndex.size()) {
+      f.etaLink.resize(f.etaIndex.size());
+      f.etaOfEntry.resize(f.etaIndex.size());
+    }
+    for (int64_t q = etaFrom; q < f.etaUsed; ++q) {
+      const int i = f.etaIndex[q];
+      f.etaOfEntry[q] = f.etaCount;
+      f.etaLink[q] = f.etaLastOfRow[i];
+      f.etaLastOfRow[i] = static_cast<int>(q);
+    }
     f.etaPivotRow[f.etaCount] = r;
     f.etaStart[++f.etaCount] = f.etaUsed;
   }
