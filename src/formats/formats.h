@@ -22,6 +22,9 @@ int writeModelImage(Environment *env, const ModelImage &image, const char *fileN
 // Writers; `genericNames` writes generated names in place of the model's own.
 int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
 int writeLpFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
+// The conflict form: with `lastRowIsSum`, the image's last row (the sum of the
+// conflict's equality rows) goes out as comment lines under a heading.
+int writeLpConflictFile(Environment *env, const ModelImage &image, const char *path, bool lastRowIsSum);
 
 // LP name repair: whether a name must be changed to stand in an LP file, and
 // the repaired text (at most 256 characters with the terminating NUL).
