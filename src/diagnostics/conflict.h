@@ -35,6 +35,11 @@ namespace qvn {
 
 extern const AttachmentOps kConflictAttachment;
 
+// The bounds of a binary column belong to its type: they stay in every test
+// and in the written conflict, and are never members. Without them a test
+// would search an unbounded integer range.
+inline bool boundsAreIntrinsic(const EnvVector<char> &ctype, int j) { return !ctype.empty() && ctype[j] == 'B'; }
+
 // The groups of QVNrefineconflict: rows, then lower bounds, then upper bounds.
 void allMemberGroups(int numRows, int numCols, ConflictResult &groups);
 

@@ -135,8 +135,8 @@ int buildRun(ConflictRun &run, Problem *lp) {
   for (int k = g.groupStart.front(); k < g.groupStart.back(); ++k) {
     const int at = g.memberIndex[k];
     switch (g.memberKind[k]) {
-    case MemberKind::kLowerBound: heldLower[at] = 1; break;
-    case MemberKind::kUpperBound: heldUpper[at] = 1; break;
+    case MemberKind::kLowerBound: heldLower[at] = !boundsAreIntrinsic(img.ctype, at); break;
+    case MemberKind::kUpperBound: heldUpper[at] = !boundsAreIntrinsic(img.ctype, at); break;
     case MemberKind::kRow: heldLower[n + at] = heldUpper[n + at] = 1; break;
     }
   }
@@ -278,9 +278,7 @@ int fullTest(ConflictRun &run, const EnvVector<uint8_t> &on, Verdict *out) {
       }
     count[c] = static_cast<int>(index.size()) - start[c];
     lo[c] = run.lower[j], up[c] = run.upper[j];
-    // A binary whose bounds are off is a general integer: the bounds of a
-    // binary type must not come back through the type.
-    if (run.isMip) ctype[c] = img.ctype[j] == 'B' ? 'I' : img.ctype[j];
+    if (run.isMip) ctype[c] = img.ctype[j];
   }
   for (int r = 0; r < nr; ++r) {
     const int i = rows[r];
@@ -446,8 +444,12 @@ int refineConflict(Environment *env, Problem *lp, ConflictResult &groups, const 
     for (int k = groups.groupStart[grp]; k < groups.groupStart[grp + 1] && !restricts; ++k) {
       const int at = groups.memberIndex[k];
       switch (groups.memberKind[k]) {
-      case MemberKind::kLowerBound: restricts = run.model.lower[at] > -kInfinity; break;
-      case MemberKind::kUpperBound: restricts = run.model.upper[at] < kInfinity; break;
+      case MemberKind::kLowerBound:
+        restricts = run.model.lower[at] > -kInfinity && !boundsAreIntrinsic(run.model.ctype, at);
+        break;
+      case MemberKind::kUpperBound:
+        restricts = run.model.upper[at] < kInfinity && !boundsAreIntrinsic(run.model.ctype, at);
+        break;
       case MemberKind::kRow: restricts = true; break;
       }
     }

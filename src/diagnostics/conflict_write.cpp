@@ -25,7 +25,8 @@ int conflictImage(Environment *env, Problem *p, ModelImage &out, bool *hasSum) {
   for (int g = 0; g < c.numGroups(); ++g)
     for (int k = c.groupStart[g]; k < c.groupStart[g + 1]; ++k) {
       const int at = c.memberIndex[k];
-      (c.memberKind[k] == MemberKind::kRow ? rowIn : c.memberKind[k] == MemberKind::kLowerBound ? lowerIn : upperIn)[at] = 0;
+      if (c.memberKind[k] == MemberKind::kRow || !boundsAreIntrinsic(full.ctype, at))
+        (c.memberKind[k] == MemberKind::kRow ? rowIn : c.memberKind[k] == MemberKind::kLowerBound ? lowerIn : upperIn)[at] = 0;
     }
   for (int g = 0; g < c.numGroups(); ++g) {
     if (c.state[g] == GroupState::kExcluded) continue;
@@ -77,7 +78,7 @@ int conflictImage(Environment *env, Problem *p, ModelImage &out, bool *hasSum) {
     out.obj.push_back(0.0);
     out.lower.push_back(lowerIn[j] ? full.lower[j] : -kInfinity);
     out.upper.push_back(upperIn[j] ? full.upper[j] : kInfinity);
-    if (full.isMip()) out.ctype.push_back(full.ctype[j] == 'B' ? 'I' : full.ctype[j]);
+    if (full.isMip()) out.ctype.push_back(full.ctype[j]);
     if (full.hasColNames) out.colNames.add(full.colNames.get(j));
     for (int k = full.colStart[j]; k < full.colStart[j + 1]; ++k) {
       const int i = full.rowIndex[k];

@@ -97,13 +97,16 @@ std::string checkMinimal(QVNENVptr env, const std::string &file) {
   }
   // A ranged row comes back as an equality with a column "Rg<row>": its
   // bounds are the row's range, part of the row member, not members of their own.
+  // The bounds of a binary belong to its type, never members either.
   std::vector<bool> rangeColumn(static_cast<size_t>(n), false);
+  std::string ctype(static_cast<size_t>(n) + 1, 'C');
+  if (n > 0 && QVNgetprobtype(env, p) == QVN_PROB_MILP) QVNgetctype(env, p, ctype.data(), 0, n - 1);
   for (int j = 0; j < n; ++j) {
     char *name = nullptr;
     char store[300];
     int surplus = 0;
     if (QVNgetcolname(env, p, &name, store, sizeof store, &surplus, j, j) == 0 && name)
-      rangeColumn[j] = std::string(name).rfind("Rg", 0) == 0;
+      rangeColumn[j] = std::string(name).rfind("Rg", 0) == 0 || ctype[j] == 'B';
   }
   const std::string dropped = tempName("dropped");
   std::string failure;
