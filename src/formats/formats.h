@@ -20,7 +20,9 @@ int readModelImage(Environment *env, const char *fileName, const char *typeWord,
 int writeModelImage(Environment *env, const ModelImage &image, const char *fileName, const char *typeWord);
 
 // Writers; `genericNames` writes generated names in place of the model's own.
-int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
+// `nameLine`, when given, is written as the whole first line.
+int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames,
+                 const char *nameLine = nullptr);
 int writeLpFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
 // The conflict form: with `lastRowIsSum`, the image's last row (the sum of the
 // conflict's equality rows) goes out as comment lines under a heading.
