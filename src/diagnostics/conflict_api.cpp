@@ -70,6 +70,18 @@ int checkGroups(const Problem *p, int groupCount, int memberCount, const double 
   return 0;
 }
 
+// The entries of `status` in the conflict, in rising index order.
+void copyMembers(const EnvVector<int> &status, int *indices, int *statusOut, int *countOut) {
+  int k = 0;
+  for (int i = 0; i < static_cast<int>(status.size()); ++i)
+    if (status[i] >= 0) {
+      if (indices) indices[k] = i;
+      if (statusOut) statusOut[k] = status[i];
+      ++k;
+    }
+  if (countOut) *countOut = k;
+}
+
 } // namespace
 
 const AttachmentOps kConflictAttachment = {
@@ -138,22 +150,8 @@ QVN_API int QVNgetconflict(QVNCENVptr cenv, QVNCLPptr lp, int *statusOut, int *r
     conflictRowStatus(*p->conflict, rows);
     conflictColStatus(*p->conflict, cols);
     if (statusOut) *statusOut = p->conflict->status;
-    int k = 0;
-    for (int i = 0; i < static_cast<int>(rows.size()); ++i)
-      if (rows[i] >= 0) {
-        if (rowIndices) rowIndices[k] = i;
-        if (rowStatus) rowStatus[k] = rows[i];
-        ++k;
-      }
-    if (rowCountOut) *rowCountOut = k;
-    k = 0;
-    for (int j = 0; j < static_cast<int>(cols.size()); ++j)
-      if (cols[j] >= 0) {
-        if (colIndices) colIndices[k] = j;
-        if (colStatus) colStatus[k] = cols[j];
-        ++k;
-      }
-    if (colCountOut) *colCountOut = k;
+    copyMembers(rows, rowIndices, rowStatus, rowCountOut);
+    copyMembers(cols, colIndices, colStatus, colCountOut);
     return 0;
   });
 }
