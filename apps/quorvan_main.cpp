@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "cli_options.h"
+#include "conflict_command.h"
 #include "formats/formats.h"
 #include "quorvan.h"
 #include "solve_command.h"
@@ -62,10 +63,12 @@ void printStats(const qvn::ModelImage &m, const char *file) {
 int main(int argc, char **argv) {
   // The solve verb has options of its own.
   if (argc >= 2 && std::strcmp(argv[1], "solve") == 0) return qvncli::runSolve(argc - 1, argv + 1);
+  if (argc >= 2 && std::strcmp(argv[1], "conflict") == 0) return qvncli::runConflict(argc - 1, argv + 1);
   const qvncli::CliOptions o = qvncli::parseOptions(argc, argv);
   if (o.verb == "help") {
     std::fputs(qvncli::usageText(), stdout);
     std::fputs(qvncli::solveUsageText(), stdout);
+    std::fputs(qvncli::conflictUsageText(), stdout);
     return 0;
   }
   if (!o.error.empty()) {

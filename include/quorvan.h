@@ -765,6 +765,49 @@ QVN_API int QVNgetmipitcnt(QVNCENVptr env, QVNCLPptr lp);
 /* ---- Network problems ------------------------------------------------- */
 
 /* ---- Diagnostics ------------------------------------------------------ */
+/* Conflict refiner. The outcome of a refinement is read with QVNgetstat
+   (30..38); the conflict stays with the problem until its model changes. */
+#define QVN_STAT_CONFLICT_NONMINIMAL        32
+#define QVN_STAT_CONFLICT_ABORT_TIME_LIM    33
+#define QVN_STAT_CONFLICT_ABORT_IT_LIM      34
+#define QVN_STAT_CONFLICT_ABORT_NODE_LIM    35
+#define QVN_STAT_CONFLICT_ABORT_OBJ_LIM     36
+#define QVN_STAT_CONFLICT_ABORT_MEM_LIM     37
+#define QVN_STAT_CONFLICT_ABORT_USER        38
+#define QVNERR_CONFLICT_UNAVAILABLE       1719
+#define QVNERR_CONFLICT_UNREPRODUCED      1720
+/* Member statuses: proven members 3 (a row, or both bounds of a column), 4
+   (lower bound), 5 (upper bound); members that may be needed 0, 1, 2 in the
+   same order; -1 for what is not in the conflict. */
+#define QVN_CONFLICT_EXCLUDED       -1
+#define QVN_CONFLICT_POSSIBLE_MEMBER 0
+#define QVN_CONFLICT_POSSIBLE_LB     1
+#define QVN_CONFLICT_POSSIBLE_UB     2
+#define QVN_CONFLICT_MEMBER          3
+#define QVN_CONFLICT_LB              4
+#define QVN_CONFLICT_UB              5
+/* Kinds of the members of a group in QVNrefineconflictext. */
+#define QVN_CON_LOWER_BOUND 1
+#define QVN_CON_UPPER_BOUND 2
+#define QVN_CON_LINEAR      3
+/* All rows and bounds are members; out: the rows and columns in the conflict. */
+QVN_API int QVNrefineconflict(QVNCENVptr env, QVNLPptr lp, int *confRowsOut, int *confColsOut);
+/* Group g holds members groupBegin[g] .. groupBegin[g+1]-1 (the last group ends
+   at memberCount): memberIndex[k] a row or column, memberKind[k] one of the
+   QVN_CON_ kinds. Groups of lower preference are tried first for the
+   conflict; rows and bounds in no group are always kept. */
+QVN_API int QVNrefineconflictext(QVNCENVptr env, QVNLPptr lp, int groupCount, int memberCount,
+                                 const double *groupPreference, const int *groupBegin,
+                                 const int *memberIndex, const int *memberKind);
+/* Members of the conflict, rows and columns in rising order; any array may be null. */
+QVN_API int QVNgetconflict(QVNCENVptr env, QVNCLPptr lp, int *statusOut, int *rowIndices, int *rowStatus,
+                           int *rowCountOut, int *colIndices, int *colStatus, int *colCountOut);
+/* Statuses of groups begin..end of the last refinement. QVNrefineconflict
+   forms numrows + 2 numcols groups: the rows, then the lower bounds of the
+   columns, then their upper bounds (an infinite bound is never a member). */
+QVN_API int QVNgetconflictext(QVNCENVptr env, QVNCLPptr lp, int *groupStatus, int begin, int end);
+/* The conflict as an LP file, named "<problem>_conflict". */
+QVN_API int QVNclpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 
 #ifdef __cplusplus
 }

@@ -24,6 +24,9 @@ int writeModelImage(Environment *env, const ModelImage &image, const char *fileN
 int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames,
                  const char *nameLine = nullptr);
 int writeLpFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
+// The conflict form: with `lastRowIsSum`, the image's last row (the sum of the
+// conflict's equality rows) goes out as comment lines under a heading.
+int writeLpConflictFile(Environment *env, const ModelImage &image, const char *path, bool lastRowIsSum);
 
 // LP name repair: whether a name must be changed to stand in an LP file, and
 // the repaired text (at most 256 characters with the terminating NUL).

@@ -100,6 +100,9 @@ struct LpWriter {
                  *indNames = nullptr, *cutNames = nullptr, *lazyNames = nullptr;
   NameList objName, probName;
   bool repaired = false;
+  // The conflict form: the last row is the sum of the conflict's equality
+  // rows, written as comment lines.
+  bool lastRowIsSum = false, comment = false;
 
   LpWriter(Environment *e, const ModelImage &image) : env(e), img(image) {}
 
@@ -107,6 +110,7 @@ struct LpWriter {
 
   void sendLine() {
     line[length++] = '\n';
+    if (comment) filePuts(out, "\\");
     fileWrite(out, line, static_cast<size_t>(length));
     length = 0;
   }
@@ -284,6 +288,10 @@ struct LpWriter {
                 const EnvVector<double> *range) {
     const int width = widthOf(names, count);
     for (int i = 0; i < count; ++i) {
+      if (lastRowIsSum && range && i == count - 1) {
+        filePuts(out, "\\Sum of equality rows in the conflict:\n");
+        comment = true;
+      }
       label(names->get(i), width);
       bool first = true;
       for (int k = start[i]; k < start[i + 1]; ++k) {
@@ -298,6 +306,7 @@ struct LpWriter {
       senseAndRhs(sense[i], rhs[i]);
       close();
     }
+    comment = false;
   }
 
   void boundLine(const char *name, double lo, double up, char type) {
@@ -539,6 +548,12 @@ struct LpWriter {
 int writeLpFile(Environment *env, const ModelImage &image, const char *path, bool genericNames) {
   LpWriter writer(env, image);
   return writer.write(path, genericNames);
+}
+
+int writeLpConflictFile(Environment *env, const ModelImage &image, const char *path, bool lastRowIsSum) {
+  LpWriter writer(env, image);
+  writer.lastRowIsSum = lastRowIsSum;
+  return writer.write(path, false);
 }
 
 } // namespace qvn

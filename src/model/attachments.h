@@ -16,6 +16,7 @@ enum class AttachmentKind : uint8_t {
   kQuadObjective,    // qpData
   kPresolve,         // presolved
   kMipSearch,        // mipSearch
+  kConflict,         // conflict
   kCount
 };
 

@@ -91,6 +91,7 @@ void freeProblem(Environment *env, Problem *&lp) {
   releaseAllAttachments(lp);
   modelChanged(env, lp, ModelEvent::kNamesChanged);  // frees the fixed problem (with the basis copy-up) and the node problem
   lp->mipSearch = nullptr;
+  lp->conflict = nullptr;
   destroyMipData(lp->mipData);
   envDelete(lp->rowCopy);
   envDelete(lp->solution);

@@ -172,6 +172,7 @@ struct MipData;
 struct MipSearch;
 struct QpData;
 struct QconstrData;
+struct ConflictResult;
 
 struct Problem {
   Problem *self0;
@@ -189,6 +190,7 @@ struct Problem {
   Problem *nodeProblem;
   QpData *qpData;
   QconstrData *qconstrData;
+  ConflictResult *conflict;  // the last conflict refinement, until the status is cleared
   Environment *env;  // the Environment whose resources list this problem
 };
 

@@ -1,5 +1,6 @@
 // The one list of the blocks that subsystems keep on a Problem. It sits above
 // every subsystem, so that the model reaches them without depending on them.
+#include "diagnostics/conflict.h"
 #include "mip/mip_search.h"
 #include "model/attachments.h"
 #include "presolve/presolve_state.h"
@@ -16,6 +17,7 @@ const AttachmentOps *const kAttachments[] = {
     &kQuadObjectiveAttachment,
     &kPresolveAttachment,
     &kMipSearchAttachment,
+    &kConflictAttachment,
 };
 static_assert(std::size(kAttachments) == static_cast<size_t>(AttachmentKind::kCount),
               "one record for every attachment kind");
