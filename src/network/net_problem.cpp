@@ -24,6 +24,8 @@ void emptyNetwork(NetProblem *net) {
   net->infeasibleTreeArcs = 0;
   nameTableTruncate(net->arcNames, 0);
   nameTableTruncate(net->nodeNames, 0);
+  // Generated names start again from 1.
+  net->arcNames->defaultCount = net->nodeNames->defaultCount = -1;
 }
 
 namespace {
