@@ -69,19 +69,7 @@ int renameEntries(NameTable *&table, char prefix, int count, const int *indices,
     if (!names[k] || !names[k][0]) return QVNERR_NULL_NAME;
   EnvVector<char *> texts(table->names, table->names + table->entryCount);
   for (int k = 0; k < count; ++k) texts[indices[k]] = names[k];
-  NameTable *fresh = nullptr;
-  QVN_TRY(runCaught([&]() {
-    fresh = createNameTable(prefix, true, std::max(table->entryCount, 1));
-    return 0;
-  }));
-  const int status = nameTableAppend(fresh, table->entryCount, texts.data());
-  if (status != 0) {
-    freeNameTable(fresh);
-    return status;
-  }
-  freeNameTable(table);
-  table = fresh;
-  return 0;
+  return replaceNameTable(table, prefix, table->entryCount, texts.data());
 }
 
 int deleteRange(QVNCENVptr env, QVNNETptr net, int begin, int end, bool nodes, const char *function) {

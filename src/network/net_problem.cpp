@@ -158,19 +158,21 @@ namespace {
 
 // Rebuilds a name table with the entries whose keep flag is set.
 int compactNames(NameTable *&table, char prefix, const int *drop, int count) {
-  int kept = 0;
-  for (int i = 0; i < count; ++i) kept += drop[i] ? 0 : 1;
+  EnvVector<char *> kept;
+  for (int i = 0; i < count; ++i)
+    if (!drop[i]) kept.push_back(table->names[i]);
+  return replaceNameTable(table, prefix, static_cast<int>(kept.size()), kept.data());
+}
+
+} // namespace
+
+int replaceNameTable(NameTable *&table, char prefix, int count, char *const *texts) {
   NameTable *fresh = nullptr;
-  int status = runCaught([&]() -> int {
-    fresh = createNameTable(prefix, true, std::max(kept, 1));
+  QVN_TRY(runCaught([&]() {
+    fresh = createNameTable(prefix, true, std::max(count, 1));
     return 0;
-  });
-  if (status != 0) return status;
-  for (int i = 0; i < count && status == 0; ++i) {
-    if (drop[i]) continue;
-    char *name = table->names[i];
-    status = nameTableAppend(fresh, 1, &name);
-  }
+  }));
+  const int status = nameTableAppend(fresh, count, texts);
   if (status != 0) {
     freeNameTable(fresh);
     return status;
@@ -179,8 +181,6 @@ int compactNames(NameTable *&table, char prefix, const int *drop, int count) {
   table = fresh;
   return 0;
 }
-
-} // namespace
 
 int deleteNetSet(NetProblem *net, const int *nodeDelete, const int *arcDelete) {
   const int n = net->nodeCount, m = net->arcCount;

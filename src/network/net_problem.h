@@ -105,6 +105,9 @@ void emptyNetwork(NetProblem *net);
 int addNetNodes(Environment *env, NetProblem *net, int count, const double *supply, char *const *names);
 int addNetArcs(Environment *env, NetProblem *net, int count, const int *fromNode, const int *toNode,
                const double *lower, const double *upper, const double *cost, char *const *names);
+// Replaces a name table by one that holds `texts` (which may point into the
+// old table); on failure the old one stays.
+int replaceNameTable(NameTable *&table, char prefix, int count, char *const *texts);
 // Deletes the flagged nodes (with their arcs) and arcs; the basis goes.
 int deleteNetSet(NetProblem *net, const int *nodeDelete, const int *arcDelete);
 
