@@ -763,6 +763,89 @@ QVN_API int QVNgetnodeleftcnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetmipitcnt(QVNCENVptr env, QVNCLPptr lp);
 
 /* ---- Network problems ------------------------------------------------- */
+/* A network model of its own: nodes with supplies (out - in = supply, so a
+   positive supply is a source), arcs with a cost and two bounds. Node and arc
+   indices start at 0; bounds from 1e+20 in size are infinite. */
+#define QVNERR_NET_FILE_INCONSISTENT 1530
+#define QVNERR_NET_NOT_MINCOST       1531
+#define QVNERR_NET_BAD_ROW           1532
+#define QVNERR_NET_BAD_CHARACTER     1537
+#define QVNERR_NET_FILE_END          1538
+QVN_API QVNNETptr QVNNETcreateprob(QVNENVptr env, int *status, const char *name);
+QVN_API int QVNNETfreeprob(QVNENVptr env, QVNNETptr *netPointer);
+QVN_API int QVNNETcopynet(QVNCENVptr env, QVNNETptr net, int objSense, int nodeCount, const double *supply,
+                          char **nodeNames, int arcCount, const int *fromNode, const int *toNode,
+                          const double *lower, const double *upper, const double *cost, char **arcNames);
+QVN_API int QVNNETaddnodes(QVNCENVptr env, QVNNETptr net, int count, const double *supply, char **names);
+QVN_API int QVNNETaddarcs(QVNCENVptr env, QVNNETptr net, int count, const int *fromNode, const int *toNode,
+                          const double *lower, const double *upper, const double *cost, char **names);
+/* Deleting a node deletes its arcs; the basis goes. */
+QVN_API int QVNNETdelnodes(QVNCENVptr env, QVNNETptr net, int begin, int end);
+QVN_API int QVNNETdelarcs(QVNCENVptr env, QVNNETptr net, int begin, int end);
+/* Flags 1 delete; on return, the new index of each node and arc or -1. Either
+   array may be null. */
+QVN_API int QVNNETdelset(QVNCENVptr env, QVNNETptr net, int *nodeFlags, int *arcFlags);
+QVN_API int QVNNETgetnumnodes(QVNCENVptr env, QVNNETptr net);
+QVN_API int QVNNETgetnumarcs(QVNCENVptr env, QVNNETptr net);
+QVN_API int QVNNETgetobjsen(QVNCENVptr env, QVNNETptr net);
+QVN_API int QVNNETgetnodeindex(QVNCENVptr env, QVNNETptr net, const char *name, int *indexPointer);
+QVN_API int QVNNETgetarcindex(QVNCENVptr env, QVNNETptr net, const char *name, int *indexPointer);
+QVN_API int QVNNETgetsupply(QVNCENVptr env, QVNNETptr net, double *supply, int begin, int end);
+QVN_API int QVNNETgetlb(QVNCENVptr env, QVNNETptr net, double *lower, int begin, int end);
+QVN_API int QVNNETgetub(QVNCENVptr env, QVNNETptr net, double *upper, int begin, int end);
+QVN_API int QVNNETgetobj(QVNCENVptr env, QVNNETptr net, double *cost, int begin, int end);
+QVN_API int QVNNETgetarcnodes(QVNCENVptr env, QVNNETptr net, int *fromNode, int *toNode, int begin, int end);
+/* Arcs leaving nodes begin..end, node by node, under the surplus rule:
+   1207 with a negative surplus when arcSpace is too small. */
+QVN_API int QVNNETgetnodearcs(QVNCENVptr env, QVNNETptr net, int *arcCountOut, int *arcStart, int *arcs,
+                              int arcSpace, int *surplus, int begin, int end);
+QVN_API int QVNNETgetarcname(QVNCENVptr env, QVNNETptr net, char **names, char *store, int storeSpace,
+                             int *surplus, int begin, int end);
+QVN_API int QVNNETgetnodename(QVNCENVptr env, QVNNETptr net, char **names, char *store, int storeSpace,
+                              int *surplus, int begin, int end);
+QVN_API int QVNNETgetprobname(QVNCENVptr env, QVNNETptr net, char *buffer, int space, int *surplus);
+/* kinds: 'L' lower, 'U' upper, 'B' both. */
+QVN_API int QVNNETchgbds(QVNCENVptr env, QVNNETptr net, int count, const int *indices, const char *kinds,
+                         const double *values);
+QVN_API int QVNNETchgobj(QVNCENVptr env, QVNNETptr net, int count, const int *indices, const double *values);
+QVN_API int QVNNETchgsupply(QVNCENVptr env, QVNNETptr net, int count, const int *indices, const double *values);
+QVN_API int QVNNETchgarcnodes(QVNCENVptr env, QVNNETptr net, int count, const int *indices, const int *fromNode,
+                              const int *toNode);
+QVN_API int QVNNETchgobjsen(QVNCENVptr env, QVNNETptr net, int objSense);
+/* key 'a' an arc, 'n' a node. */
+QVN_API int QVNNETchgname(QVNCENVptr env, QVNNETptr net, int key, int index, const char *name);
+QVN_API int QVNNETchgarcname(QVNCENVptr env, QVNNETptr net, int count, const int *indices, char **names);
+QVN_API int QVNNETchgnodename(QVNCENVptr env, QVNNETptr net, int count, const int *indices, char **names);
+/* Arc statuses 0 lower, 1 in the tree, 2 upper, 3 free at 0; node statuses 1
+   when the node's artificial arc is in the tree, 0 when not. */
+QVN_API int QVNNETcopybase(QVNCENVptr env, QVNNETptr net, const int *arcStatus, const int *nodeStatus);
+QVN_API int QVNNETgetbase(QVNCENVptr env, QVNNETptr net, int *arcStatus, int *nodeStatus);
+/* Fills net with the columns of lp that hold one +1 and one -1 in equality
+   rows (a column with one entry meets the extra node, numbered last); maps
+   give each column its arc and each row its node, or -1. */
+QVN_API int QVNNETextract(QVNCENVptr env, QVNNETptr net, QVNCLPptr lp, int *columnMap, int *rowMap);
+QVN_API int QVNNETprimopt(QVNCENVptr env, QVNNETptr net);
+QVN_API int QVNNETgetstat(QVNCENVptr env, QVNNETptr net);
+QVN_API int QVNNETsolninfo(QVNCENVptr env, QVNNETptr net, int *primalFeasible, int *dualFeasible);
+/* pi prices nodes so that dj = cost - pi[from] + pi[to]; slack is the supply
+   left unshipped: supply - (out - in). */
+QVN_API int QVNNETsolution(QVNCENVptr env, QVNNETptr net, int *status, double *objective, double *x,
+                           double *pi, double *slack, double *dj);
+QVN_API int QVNNETgetobjval(QVNCENVptr env, QVNNETptr net, double *objective);
+QVN_API int QVNNETgetx(QVNCENVptr env, QVNNETptr net, double *x, int begin, int end);
+QVN_API int QVNNETgetpi(QVNCENVptr env, QVNNETptr net, double *pi, int begin, int end);
+QVN_API int QVNNETgetslack(QVNCENVptr env, QVNNETptr net, double *slack, int begin, int end);
+QVN_API int QVNNETgetdj(QVNCENVptr env, QVNNETptr net, double *dj, int begin, int end);
+QVN_API int QVNNETgetitcnt(QVNCENVptr env, QVNNETptr net);
+QVN_API int QVNNETgetphase1cnt(QVNCENVptr env, QVNNETptr net);
+/* Called at each iteration log step with where = 3; a non-zero return stops
+   the solve (status 13). A null callback removes it. */
+QVN_API int QVNNETsetcallbackfunc(QVNENVptr env, int (*callback)(QVNCENVptr env, QVNNETptr net, int where,
+                                                                 void *handle),
+                                  void *handle);
+/* Reads a DIMACS minimum-cost flow file ("p min" line; plain, .gz or .bz2)
+   into net, replacing its content. */
+QVN_API int QVNNETreadcopyprob(QVNCENVptr env, QVNNETptr net, const char *fileName);
 
 /* ---- Diagnostics ------------------------------------------------------ */
 /* Conflict refiner. The outcome of a refinement is read with QVNgetstat

@@ -69,6 +69,11 @@ void closeEnvironment(Environment *env) {
       QVNfreeparenv(env, &child);
       break;
     }
+    case kResNetProblem: {
+      auto *net = static_cast<QVNNETptr>(object);
+      QVNNETfreeprob(env, &net);
+      break;
+    }
     default: break;
     }
     // Each release removes its own entry; make sure a failed one cannot loop.
