@@ -3,7 +3,9 @@
 # dual and primal (`quorvan solve`) and with `clp -dualsimplex` in the same run.
 # Prints status, objective, iterations, time, time per iteration and the time
 # ratio to clp per model, the shifted geometric mean of the ratios, and checks
-# that all three optima agree within 1e-6 relative.
+# that all three optima agree within 1e-6 relative. Times are the CPU time
+# (user + system) of each solver process, reading the file included, so that
+# a loaded machine does not tilt the comparison.
 #
 #   bench/lpscale.sh [--sizes "10000 100000"] [--huge] [--structures "a b"]
 #                    [--seed N] [--no-primal] [--time-limit S] [--cache DIR]
@@ -31,24 +33,28 @@ done
 [ -x "$tool" ] || { echo "build the release tree first: $tool missing"; exit 1; }
 command -v clp > /dev/null || { echo "clp not installed (apt-get install coinor-clp)"; exit 1; }
 mkdir -p "$cache"
-results=$(mktemp); trap 'rm -f "$results"' EXIT
+results=$(mktemp); cpu=$(mktemp); trap 'rm -f "$results" "$cpu"' EXIT
+command -v /usr/bin/time > /dev/null || { echo "/usr/bin/time is needed (apt-get install time)"; exit 1; }
+# Runs a command and leaves its CPU seconds in $cpu.
+timed() { /usr/bin/time -f '%U %S' -o "$cpu" "$@"; }
+cputime() { awk 'NF == 2 { t = $1 + $2 } END { printf "%.3f", t }' "$cpu"; }
 
 # ours METHOD FILE -> "status obj iters time"
 ours() {
   local out st ob it t
-  out=$(timeout $((limit + 30)) "$tool" solve "$2" --method "$1" --time-limit "$limit" --quiet "${params[@]}" 2>&1)
+  out=$(timed timeout $((limit + 30)) "$tool" solve "$2" --method "$1" --time-limit "$limit" --quiet "${params[@]}" 2>&1)
   st=$(sed -n 's/^Status: //p' <<< "$out" | tr ' ' '_'); ob=$(sed -n 's/^Objective: //p' <<< "$out")
-  it=$(sed -n 's/^Iterations: //p' <<< "$out"); t=$(sed -n 's/^Time: //p' <<< "$out")
+  it=$(sed -n 's/^Iterations: //p' <<< "$out"); t=$(cputime)
   echo "${st:-error} ${ob:-nan} ${it:-0} ${t:-nan}"
 }
 clprun() {
   local out st
-  out=$(timeout $((limit + 30)) clp "$1" -sec "$limit" -dualsimplex 2>&1)
+  out=$(timed timeout $((limit + 30)) clp "$1" -sec "$limit" -dualsimplex 2>&1)
   st=$(grep -E '^(Optimal|Primal infeasible|Dual infeasible|Stopped|Infeasible)' <<< "$out" | tail -1)
   local ob it t
   ob=$(sed -n 's/.*objective \([-0-9.eE+]*\) - .*/\1/p' <<< "$st")
   it=$(sed -n 's/.* - \([0-9]*\) iterations time \([0-9.]*\).*/\1/p' <<< "$st")
-  t=$(sed -n 's/.* - \([0-9]*\) iterations time \([0-9.]*\).*/\2/p' <<< "$st")
+  t=$(cputime)
   case "$st" in Optimal*) st=optimal ;; "") st=error ;; *) st=$(awk '{print tolower($1)}' <<< "$st") ;; esac
   echo "${st} ${ob:-nan} ${it:-0} ${t:-nan}"
 }
