@@ -109,6 +109,7 @@ void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
     // Plain pricing has served its first iterations; steepest edge from unit weights.
     e.dualPricing = DualPricingKind::kSteepestUnitStart;
     std::fill(e.dualWeights.begin(), e.dualWeights.end(), 1.0);
+    ++e.dualWeightResets;
     if (e.display > 0) QVNmsg(e.env->resultsChannel, "Switched to steepest-edge.\n");
   }
   double *weight = e.dualWeights.data();
@@ -119,6 +120,7 @@ void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
   if (weight[r] > (devex ? 10.0 : 1000.0) * g) {
     // The stored weight is far off: start the weights afresh.
     std::fill(e.dualWeights.begin(), e.dualWeights.end(), 1.0);
+    ++e.dualWeightResets;
     weight[r] = std::max(g / (alphaR * alphaR), kMinWeight);
     return;
   }

@@ -11,6 +11,7 @@
 // (simplex_debug.h) looks.
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "simplex/dual_pricing.h"
 #include "simplex/implied_boxes.h"
@@ -27,6 +28,7 @@ struct Candidate {
   int j;
   double alpha;  // sign-adjusted pivot row entry: positive moves dj towards zero
   double ratio;  // dj / alpha, the dual step at which dj reaches zero
+  double bound;  // the same step with the Harris relaxation of the ratio test
 };
 
 // Primal infeasibility the last steps of a run remove.
@@ -85,6 +87,17 @@ struct DualWork {
   EnvVector<int> infeasible, listAt;
   bool listValid = false;
   double listTol = 0.0;
+  // The shortlist of the leaving-row choice: after a scan of all the
+  // infeasible rows, the best kShortlist of them, and every position whose
+  // value or weight has changed since. A row outside it has the merit it had
+  // at the scan, at most `cutoff`, so a best shortlisted merit of at least
+  // `cutoff` is the best of all and no scan is needed.
+  EnvVector<int> shortlist;
+  EnvVector<char> listed;  // by position: in the shortlist
+  EnvVector<std::pair<double, int>> scanned;  // (merit, position) of a scan
+  double cutoff = 0.0;
+  bool shortValid = false;
+  int shortResets = 0;  // e.dualWeightResets at the scan
   int unbanRounds = 0;
 };
 
@@ -113,8 +126,8 @@ bool flipBoxedToDualFeasible(SimplexEngine &e) {
 // Groups looked at by full scans before the remaining breakpoints are sorted.
 constexpr int kScannedGroups = 4;
 
-double harrisBound(const SimplexEngine &e, const DualWork &w, const Candidate &c) {
-  return (e.dj[c.j] + (c.alpha > 0 ? w.ratioTol : -w.ratioTol)) / c.alpha;
+double harrisBound(const SimplexEngine &e, const DualWork &w, int j, double alpha) {
+  return (e.dj[j] + (alpha > 0 ? w.ratioTol : -w.ratioTol)) / alpha;
 }
 
 // A group of breakpoints is passed only when all its variables are boxed (so
@@ -135,7 +148,7 @@ int chooseEnteringSorted(SimplexEngine &e, DualWork &w, size_t live, double slop
   w.relaxed.resize(live);
   w.byRelaxed.resize(live);
   for (size_t k = 0; k < live; ++k) {
-    w.relaxed[k] = harrisBound(e, w, cand[k]);
+    w.relaxed[k] = cand[k].bound;
     w.byRelaxed[k] = static_cast<int>(k);
   }
   std::sort(w.byRelaxed.begin(), w.byRelaxed.end(), [&w](int a, int b) { return w.relaxed[a] < w.relaxed[b]; });
@@ -181,14 +194,14 @@ int chooseColumn(SimplexEngine &e, DualWork &w, double delta) {
     if (std::fabs(a) < kPivotRowZero) continue;
     const signed char mv = e.move[j];
     if ((mv == kAtLower && a > 0) || (mv == kAtUpper && a < 0) || mv == kAtZero)
-      w.candidates.push_back(Candidate{j, a, e.dj[j] / a});
+      w.candidates.push_back(Candidate{j, a, e.dj[j] / a, harrisBound(e, w, j, a)});
   }
   double slope = std::fabs(delta);
   size_t live = w.candidates.size();
   for (int groups = 0; live > 0; ++groups) {
     if (groups == kScannedGroups && live > kSortFrom) return chooseEnteringSorted(e, w, live, slope);
     double thetaMax = kInfinity;
-    for (size_t k = 0; k < live; ++k) thetaMax = std::min(thetaMax, harrisBound(e, w, w.candidates[k]));
+    for (size_t k = 0; k < live; ++k) thetaMax = std::min(thetaMax, w.candidates[k].bound);
     // The group of breakpoints within the relaxed step; its largest pivot wins.
     int best = -1;
     double bestAbs = 0.0, passSlope = 0.0;
@@ -244,7 +257,14 @@ bool outside(const SimplexEngine &e, int j, double tol) {
   return e.x[j] < e.lower[j] - tol || e.x[j] > e.upper[j] + tol;
 }
 
+void dropShortlist(DualWork &w) {
+  for (const int k : w.shortlist) w.listed[k] = 0;
+  w.shortlist.clear();
+  w.shortValid = false;
+}
+
 void rebuildInfeasibleList(const SimplexEngine &e, DualWork &w) {
+  dropShortlist(w);
   w.infeasible.clear();
   for (int k = 0; k < e.m; ++k) {
     w.listAt[k] = -1;
@@ -257,8 +277,10 @@ void rebuildInfeasibleList(const SimplexEngine &e, DualWork &w) {
   w.listTol = e.primalTol;
 }
 
-// Position k's variable moved: its place in the list follows.
+// Position k's variable moved: its place in the list follows, and its
+// merit must be looked at again by the row choice.
 void noteMoved(const SimplexEngine &e, DualWork &w, int k) {
+  if (w.shortValid && !w.listed[k]) w.listed[k] = 1, w.shortlist.push_back(k);
   const bool out = outside(e, e.head[k], w.listTol);
   const int at = w.listAt[k];
   if (out && at < 0) {
@@ -336,23 +358,72 @@ void endLongTightFinish(SimplexEngine &e, DualWork &w) {
   }
 }
 
-// Choose row: the leaving row is the largest infeasibility relative to its
-// weight, among the rows not refused; -1 when none is outside the tolerance.
-// delta is the row's infeasibility, negative below the lower bound.
-int chooseRow(SimplexEngine &e, DualWork &w, double &delta) {
-  const double *weight = e.dualWeights.data();
-  int r = -1;
-  double best = 0.0;
-  if (!w.listValid || w.listTol != e.primalTol) rebuildInfeasibleList(e, w);
+// Merit of position k as a leaving row (0 when it is inside its bounds or
+// refused), with its infeasibility in delta.
+double rowMerit(const SimplexEngine &e, const DualWork &w, int k, double &delta) {
+  const int j = e.head[k];
+  if (!outside(e, j, e.primalTol) || (w.anyBanned && w.banned[k])) return 0.0;
+  delta = e.x[j] < e.lower[j] ? e.x[j] - e.lower[j] : e.x[j] - e.upper[j];
+  return delta * delta / e.dualWeights[k];
+}
+
+// Rows kept by a scan; beyond them only the cutoff is remembered.
+constexpr size_t kShortlist = 64;
+// A shortlist grown past this many times its kept size is renewed by a scan.
+constexpr size_t kShortlistGrowth = 8;
+
+// Scan of all infeasible rows: the best kShortlist form the new shortlist.
+void scanRows(const SimplexEngine &e, DualWork &w) {
+  dropShortlist(w);
+  EnvVector<std::pair<double, int>> &found = w.scanned;
+  found.clear();
+  double delta = 0.0;
   for (const int k : w.infeasible) {
-    const int j = e.head[k];
-    if (!outside(e, j, e.primalTol)) continue;
-    const double infeas = e.x[j] < e.lower[j] ? e.x[j] - e.lower[j] : e.x[j] - e.upper[j];
-    if (w.anyBanned && w.banned[k]) continue;
-    const double merit = infeas * infeas / weight[k];
-    if (merit > best) best = merit, r = k, delta = infeas;
+    const double merit = rowMerit(e, w, k, delta);
+    if (merit > 0.0) found.push_back({merit, k});
+  }
+  w.cutoff = 0.0;
+  if (found.size() > kShortlist) {
+    const auto greater = [](const std::pair<double, int> &a, const std::pair<double, int> &b) {
+      return a.first > b.first;
+    };
+    std::nth_element(found.begin(), found.begin() + (kShortlist - 1), found.end(), greater);
+    for (size_t q = kShortlist; q < found.size(); ++q) w.cutoff = std::max(w.cutoff, found[q].first);
+    found.resize(kShortlist);
+  }
+  for (const auto &f : found) w.shortlist.push_back(f.second), w.listed[f.second] = 1;
+  w.shortValid = true;
+  w.shortResets = e.dualWeightResets;
+}
+
+// Best merit over the shortlist; -1 when none is positive.
+int bestListed(const SimplexEngine &e, const DualWork &w, double &best, double &delta) {
+  int r = -1;
+  best = 0.0;
+  double d = 0.0;
+  for (const int k : w.shortlist) {
+    const double merit = rowMerit(e, w, k, d);
+    if (merit > best) best = merit, r = k, delta = d;
   }
   return r;
+}
+
+// Choose row: the leaving row is the largest infeasibility relative to its
+// weight, among the rows not refused; -1 when none is outside the tolerance.
+// delta is the row's infeasibility, negative below the lower bound. The
+// choice looks at the shortlist and scans all infeasible rows only when the
+// shortlist cannot vouch for its best.
+int chooseRow(SimplexEngine &e, DualWork &w, double &delta) {
+  if (!w.listValid || w.listTol != e.primalTol) rebuildInfeasibleList(e, w);
+  if (w.shortValid && (w.shortResets != e.dualWeightResets || w.shortlist.size() > kShortlistGrowth * kShortlist))
+    dropShortlist(w);
+  double best = 0.0;
+  if (w.shortValid) {
+    const int r = bestListed(e, w, best, delta);
+    if (r >= 0 && best >= w.cutoff) return r;
+  }
+  scanRows(e, w);
+  return bestListed(e, w, best, delta);
 }
 
 // No leaving row. Rows refused earlier get another chance from a tighter
@@ -598,6 +669,7 @@ int dualLoop(SimplexEngine &e) {
   w.ratioTol = e.dualTol;
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   w.listAt.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), -1);
+  w.listed.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   if (!validDualPricing(e.dualPricing)) return QVNERR_PRIIND;
   if (takeHeldFactor(e)) {
     computePrimal(e);

@@ -27,6 +27,7 @@ int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   hvSetup(e.flips, e.m);
   hvSetup(e.rowAlpha, e.nt);
   e.rowMark.assign(nt, 0);
+  e.packed.valid = false;
   const GeneralParams &gp = *env->generalParams;
   e.iterationLimit = gp.itlim;
   e.timeLimit = gp.tilim;
@@ -64,6 +65,7 @@ signed char defaultMove(const SimplexEngine &e, int j) {
 
 void setSlackBasis(SimplexEngine &e) {
   e.factorCurrent = false;
+  e.packed.valid = false;
   for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
   for (int i = 0; i < e.m; ++i) {
     e.head[i] = e.n + i;
@@ -79,6 +81,7 @@ void setSlackBasis(SimplexEngine &e) {
 void installBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus) {
   int pos = 0;
   e.factorCurrent = false;
+  e.packed.valid = false;
   for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
   for (int j = 0; j < e.nt && pos < e.m; ++j) {
     const int s = j < e.n ? colStatus[j] : rowStatus[j - e.n];
@@ -129,6 +132,7 @@ int refactor(SimplexEngine &e) {
   // The factor replaced dependent columns by logicals in head: bring the
   // basic flags and the dropped variables' positions in line.
   ++e.repairs;
+  e.packed.valid = false;
   const LuFactor &f = *e.factor.lu;
   for (size_t k = 0; k < f.repairPosition.size(); ++k) {
     const int leaving = f.repairLeaving[k], entering = f.repairEntering[k];
@@ -195,39 +199,6 @@ double objectiveValue(const SimplexEngine &e) {
   return s;
 }
 
-void computePivotRow(SimplexEngine &e) {
-  const WorkLp &lp = *e.lp;
-  HVector &row = e.rowAlpha;
-  hvClear(row);
-  double *a = row.array.data();
-  const HVector &rho = e.rowRho;
-  const bool sparse = rho.count >= 0 && rho.count < 0.1 * e.m;
-  if (sparse) {
-    // Row-wise over the rows of rho's nonzeros, listing each column once.
-    int count = 0;
-    char *mark = e.rowMark.data();
-    for (int k = 0; k < rho.count; ++k) {
-      const int i = rho.index[k];
-      const double r = rho.array[i];
-      for (int p = lp.arStart[i]; p < lp.arStart[i + 1]; ++p) {
-        const int j = lp.arIndex[p];
-        a[j] += r * lp.arValue[p];
-        if (!mark[j]) mark[j] = 1, row.index[count++] = j;
-      }
-      a[e.n + i] = -r;
-      row.index[count++] = e.n + i;
-    }
-    for (int k = 0; k < count; ++k) mark[row.index[k]] = 0;
-    row.count = count;
-  } else {
-    // Basic columns are left out: the loops never read their entries.
-    for (int j = 0; j < e.n; ++j)
-      if (e.basicPos[j] < 0) a[j] = columnDot(lp, j, rho.array.data());
-    for (int i = 0; i < e.m; ++i) a[e.n + i] = -rho.array[i];
-    hvReindex(row);
-  }
-}
-
 void btranUnitRow(SimplexEngine &e, int r) {
   HVector &rho = e.rowRho;
   hvClear(rho);
@@ -251,6 +222,8 @@ void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove) {
   e.head[r] = q;
   e.basicPos[q] = r;
   e.basicPos[leaving] = -1;
+  packedColumnMoved(e, q, true);
+  packedColumnMoved(e, leaving, false);
   e.move[leaving] = leaveMove;
   e.dj[q] = 0.0;
 }

@@ -74,6 +74,23 @@ struct DualSteepState {
   int plainUntil = -1;      // internal kind: iteration at which steepest edge starts
 };
 
+// The row-wise copy of the structural matrix that the pivot row is taken
+// from, kept packed by the basis: in row i the entries [start[i],
+// nonbasicEnd[i]) are the nonbasic columns, the basic ones follow, so a row
+// product never touches a basic column. changeBasis keeps the packing; any
+// other change of the basis or of the matrix drops it (valid = false) and the
+// next pivot row packs it afresh.
+struct PackedRows {
+  EnvVector<int> start, nonbasicEnd, index;
+  EnvVector<double> value;
+  EnvVector<int> placeOfEntry;  // by column-wise entry: its place in the copy
+  EnvVector<int> entryAtPlace;  // by place in the copy: its column-wise entry
+  bool valid = false;
+};
+
+// How computePivotRow forms the row: by its measured work, or forced (tests).
+enum class PivotRowPath : signed char { kMeasured, kRowWise, kColumnWise };
+
 struct SimplexEngine {
   Environment *env = nullptr;
   const WorkLp *lp = nullptr;
@@ -91,6 +108,9 @@ struct SimplexEngine {
   // Work vectors, sized once.
   HVector column, rowRho, rowAlpha, tau, flips;
   EnvVector<char> rowMark;  // scratch of computePivotRow, all zero between calls
+  PackedRows packed;
+  PivotRowPath pivotRowPath = PivotRowPath::kMeasured;
+  long long rowWiseRows = 0, columnWiseRows = 0;  // pivot rows formed each way
 
   // Counters and limits.
   int iterations = 0, phase1Iterations = 0;
@@ -110,6 +130,7 @@ struct SimplexEngine {
   EnvVector<double> dualWeights;    // by basis position
   EnvVector<double> primalWeights;  // by variable
   bool dualWeightsValid = false, primalWeightsValid = false;
+  int dualWeightResets = 0;  // times the dual weights were all set afresh inside a loop
   bool startGiven = false;  // the run began from a held basis
   DualSteepState dualSteep;
   int rebuilds[kRebuildReasons] = {};  // by reason, over all loops of the run
@@ -162,6 +183,11 @@ double objectiveValue(const SimplexEngine &e);
 // The pivot row alpha_r = rho^T [A, -I] from rowRho, with its nonzeros listed
 // in rowAlpha.index (basic variables may appear; callers skip them).
 void computePivotRow(SimplexEngine &e);
+// Keeps the packing when structural j became basic (or nonbasic); no-op for
+// logicals and while the copy is not valid.
+void packedColumnMoved(SimplexEngine &e, int j, bool nowBasic);
+// Packs the row copy by the current basis (also done lazily by computePivotRow).
+void packRows(SimplexEngine &e);
 // Makes q basic at position r; the leaving variable becomes nonbasic at `leaveMove`.
 void changeBasis(SimplexEngine &e, int q, int r, signed char leaveMove);
 // rowRho := row r of B^{-1}, by rows.

@@ -49,6 +49,32 @@ struct Checker {
     }
   }
 
+  // The packed row copy, while in use, holds each row's entries of the
+  // matrix with exactly the nonbasic columns in front.
+  void packedRows() {
+    const PackedRows &p = e.packed;
+    const WorkLp &lp = *e.lp;
+    if (!p.valid || p.start.size() != static_cast<size_t>(e.m) + 1) return;
+    for (int i = 0; i < e.m; ++i) {
+      if (p.start[i + 1] - p.start[i] != lp.arStart[i + 1] - lp.arStart[i]) {
+        fail("packed row length", i, p.start[i + 1] - p.start[i]);
+        return;
+      }
+      for (int q = p.start[i]; q < p.start[i + 1]; ++q) {
+        const int j = p.index[q], k = p.entryAtPlace[q];
+        if (j < 0 || j >= e.n || (e.basicPos[j] < 0) != (q < p.nonbasicEnd[i])) {
+          fail("packed row's basic split", i, j);
+          return;
+        }
+        if (p.placeOfEntry[k] != q || lp.aIndex[k] != i || lp.aValue[k] != p.value[q] ||
+            k < lp.aStart[j] || k >= lp.aStart[j + 1]) {
+          fail("packed row entry", i, j);
+          return;
+        }
+      }
+    }
+  }
+
   // Row i of [A, -I] x: a_i x - x_{n+i}, through the row-wise copy.
   void basicValues() {
     const WorkLp &lp = *e.lp;
@@ -164,6 +190,7 @@ int debugAfterRebuild(SimplexEngine &e, RebuildReason reason, DebugScope scope) 
   Checker c{e, reason};
   c.basisHeader();
   if (c.failures > 0) return c.failures;  // the other checks read the header
+  c.packedRows();
   c.basicValues();
   if (scope == DebugScope::kPrimalAndDual) c.duals();
   if (e.m > 0 && e.factor.lu->valid) c.factor();

@@ -18,6 +18,8 @@ enum class DebugScope { kPrimal, kPrimalAndDual };
 //  - basic values: every row of [A, -I] x = 0 holds, relative to its terms;
 //  - duals (kPrimalAndDual): B'y = c_B, and each nonbasic reduced cost equals
 //    c_j - a_j'y, the products taken row-wise;
+//  - the packed row copy of the pivot row: each row's entries, with the
+//    nonbasic columns in front;
 //  - the factor: FTRAN and BTRAN of a fixed vector solve B and B' to a small
 //    relative residual.
 // Failures go to reportDebugFailure with the reason; returns their number.

@@ -8,6 +8,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/lp_relaxation_rows.cpp
   src/simplex/norms_api.cpp
   src/simplex/optimizer.cpp
+  src/simplex/pivot_row.cpp
   src/simplex/primal_pricing.cpp
   src/simplex/primal_simplex.cpp
   src/simplex/progress.cpp

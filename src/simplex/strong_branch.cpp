@@ -65,6 +65,7 @@ int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
     copyInto(r.lp.lower, s.lpLower), copyInto(r.lp.upper, s.lpUpper), copyInto(r.lp.cost, s.lpCost);
     if (r.useScaled) copyInto(r.scaled.lower, s.scLower), copyInto(r.scaled.upper, s.scUpper), copyInto(r.scaled.cost, s.scCost);
     copyInto(e.head, s.head), copyInto(e.basicPos, s.basicPos), copyInto(e.move, s.move);
+    e.packed.valid = false;  // the row copy was packed for another basis
     copyInto(e.x, s.x), copyInto(e.cost, s.cost), copyInto(e.lower, s.lower), copyInto(e.upper, s.upper);
     copyInto(e.dual, s.dual), copyInto(e.dj, s.dj);
     copyInto(e.dualWeights, s.dualWeights), copyInto(e.primalWeights, s.primalWeights);

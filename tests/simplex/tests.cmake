@@ -7,6 +7,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   simplex/result_guard_test.cpp
   simplex/simplex_debug_test.cpp
   simplex/pricing_test.cpp
+  simplex/pivot_row_test.cpp
   simplex/lu_factor_test.cpp
   simplex/lu_stress_test.cpp
   simplex/lu_update_test.cpp
