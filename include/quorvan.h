@@ -732,6 +732,11 @@ QVN_API int QVNpivot(QVNCENVptr env, QVNLPptr lp, int jenter, int jleave, int le
 QVN_API int QVNpivotin(QVNCENVptr env, QVNLPptr lp, const int *rows, int count);
 QVN_API int QVNpivotout(QVNCENVptr env, QVNLPptr lp, const int *columns, int count);
 QVN_API int QVNsetphase2(QVNCENVptr env, QVNLPptr lp);
+/* For basic columns: the least rise of the objective (in its own sense, as a
+   loss) when the column is forced to its lower or upper bound; 1e+20 when
+   it cannot be. */
+QVN_API int QVNmdleave(QVNCENVptr env, QVNLPptr lp, const int *indices, int cnt, double *downratio,
+                       double *upratio);
 /* y with y'b - max over the column bounds of (y'A)x > 0, y <= 0 on 'L' rows
    and y >= 0 on 'G' rows; proof receives that difference. */
 QVN_API int QVNdualfarkas(QVNCENVptr env, QVNCLPptr lp, double *y, double *proof);

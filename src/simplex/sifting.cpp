@@ -16,6 +16,7 @@ namespace qvn {
 namespace {
 
 constexpr int kPrimal = methodNumber(LpMethod::kPrimal), kDual = methodNumber(LpMethod::kDual);
+constexpr int kAutomatic = methodNumber(LpMethod::kAuto);
 
 struct SiftState {
   Environment *env = nullptr;
@@ -29,7 +30,8 @@ struct SiftState {
   int phase1Iterations = 0, iterationCount = 0, workIterations = 0;
   int added = 0, removed = 0;
   int statusCode = 0;           // 0 running, 1 finished, 3 the limit was reached
-  int method = kPrimal;
+  int method = kAutomatic;     // or kPrimal, kDual by QVN_PARAM_SIFTALG
+  int solves = 0;               // of the work LP
   double tolerance = 1e-6;
   ~SiftState() {
     if (workLp) QVNfreeprob(env, &workLp);
@@ -136,7 +138,12 @@ int solveWork(SiftState &s, int *status) {
   const int savedAdvind = gp.advind, savedDisplay = gp.simdisplay;
   gp.advind = 1;
   gp.simdisplay = 0;
-  const int rc = solveBySimplex(s.env, s.workLp, s.method);
+  // The automatic choice: the dual for the first work LP, which starts from
+  // nothing; the primal afterwards, since added columns and new costs keep
+  // the held basis primal feasible.
+  const int method = s.method != kAutomatic ? s.method : s.solves == 0 ? kDual : kPrimal;
+  ++s.solves;
+  const int rc = solveBySimplex(s.env, s.workLp, method);
   gp.advind = savedAdvind;
   gp.simdisplay = savedDisplay;
   QVN_TRY(rc);
@@ -301,7 +308,9 @@ int siftSolve(Environment *env, Problem *lp) {
   s.n = d.numCols;
   s.m = d.numRows;
   s.tolerance = env->generalParams->epopt;
-  s.method = env->generalParams->siftalg == 2 ? kDual : kPrimal;
+  // 3 (network) and 4 (barrier) are not at hand here: the primal stands in.
+  const int alg = env->generalParams->siftalg;
+  s.method = alg == 0 ? kAutomatic : alg == 2 ? kDual : kPrimal;
   s.cost.resize(static_cast<size_t>(s.n > 0 ? s.n : 1));
   for (int j = 0; j < s.n; ++j) s.cost[j] = d.objSense * d.objCoef[j];
   s.inWork.assign(static_cast<size_t>(s.n > 0 ? s.n : 1), 0);

@@ -2,6 +2,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/advanced_basis_certificates.cpp
   src/simplex/advanced_basis_load.cpp
   src/simplex/advanced_basis_pivot.cpp
+  src/simplex/advanced_basis_ratio.cpp
   src/simplex/advanced_basis_read.cpp
   src/simplex/advanced_basis_view.cpp
   src/simplex/basis_factor.cpp

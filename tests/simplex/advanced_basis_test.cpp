@@ -142,6 +142,62 @@ TEST_F(AdvancedBasis, PivotsFromTheSlackBasisLeadToTheSameOptimum) {
   }
 }
 
+// The trial ratio test is the first step of the dual after forcing a basic
+// column to a bound: a lower bound on the true loss, which a re-solve with
+// the column fixed there measures.
+TEST_F(AdvancedBasis, LeavingCostsBoundTheLossOfForcingAColumnOut) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  dir = data + "/netlib";
+  int checked = 0;
+  for (const char *name : {"afiro", "sc50b", "share2b"}) {
+    SCOPED_TRACE(name);
+    QVNLPptr lp = readNetlib(name);
+    ASSERT_NE(lp, nullptr);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    const int n = QVNgetnumcols(env, lp), m = QVNgetnumrows(env, lp);
+    double optimum = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &optimum), 0);
+    std::vector<int> head(static_cast<size_t>(m)), cstat(static_cast<size_t>(n)), rstat(static_cast<size_t>(m));
+    std::vector<double> xb(static_cast<size_t>(m)), lb(static_cast<size_t>(n)), ub(static_cast<size_t>(n));
+    ASSERT_EQ(QVNgetbhead(env, lp, head.data(), xb.data()), 0);
+    ASSERT_EQ(QVNgetbase(env, lp, cstat.data(), rstat.data()), 0);
+    ASSERT_EQ(QVNgetlb(env, lp, lb.data(), 0, n - 1), 0);
+    ASSERT_EQ(QVNgetub(env, lp, ub.data(), 0, n - 1), 0);
+    std::vector<int> cols;
+    for (int k = 0; k < m && cols.size() < 6; ++k)
+      if (head[k] >= 0 && xb[k] > lb[head[k]] + 1e-6) cols.push_back(head[k]);
+    std::vector<double> down(cols.size()), up(cols.size());
+    ASSERT_EQ(QVNmdleave(env, lp, cols.data(), static_cast<int>(cols.size()), down.data(), up.data()), 0);
+    for (size_t t = 0; t < cols.size(); ++t) {
+      const int j = cols[t];
+      EXPECT_GE(down[t], 0.0);
+      EXPECT_GE(up[t], 0.0);
+      const char kind = 'U';
+      ASSERT_EQ(QVNchgbds(env, lp, 1, &j, &kind, &lb[j]), 0);
+      ASSERT_EQ(QVNdualopt(env, lp), 0);
+      if (QVNgetstat(env, lp) == QVN_STAT_OPTIMAL) {
+        double forced = 0.0;
+        ASSERT_EQ(QVNgetobjval(env, lp, &forced), 0);
+        EXPECT_GE(forced - optimum, down[t] - 1e-6 * (1 + std::fabs(optimum)));
+        ++checked;
+      } else {
+        EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+      }
+      ASSERT_EQ(QVNchgbds(env, lp, 1, &j, &kind, &ub[j]), 0);
+      ASSERT_EQ(QVNcopybase(env, lp, cstat.data(), rstat.data()), 0);
+    }
+    int nonbasic[1] = {0};
+    while (nonbasic[0] < n - 1 && cstat[nonbasic[0]] == 1) ++nonbasic[0];
+    EXPECT_EQ(QVNmdleave(env, lp, nonbasic, 1, down.data(), up.data()), QVNERR_NOT_BASIC);
+    EXPECT_EQ(QVNmdleave(env, lp, nonbasic, -1, down.data(), up.data()), QVNERR_BAD_ARGUMENT);
+    QVNfreeprob(env, &lp);
+  }
+  EXPECT_GT(checked, 5);
+  takeErrors();
+}
+
 // Infeasible models: afiro and share2b with the objective held below its
 // optimum, and a small hand-built one. The proof is checked on the model
 // read back: the rows' weighted limits exceed the best the columns can give.
