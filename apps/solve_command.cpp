@@ -17,7 +17,7 @@ namespace qvncli {
 namespace {
 
 struct SolveOptions {
-  std::string file, method = "auto", solutionFile, paramsFile, mipStartFile, xmlSolutionFile;
+  std::string file, method = "auto", solutionFile, paramsFile, mipStartFile, xmlSolutionFile, readBasisFile, writeBasisFile;
   double timeLimit = -1.0;
   long iterationLimit = -1;
   long nodeLimit = -1;
@@ -89,6 +89,10 @@ SolveOptions parseSolve(int argc, char **argv) {
       const char *v = value("a file name");
       if (!v) break;
       o.solutionFile = v;
+    } else if (a == "--read-basis" || a == "--write-basis") {
+      const char *v = value("a file name");
+      if (!v) break;
+      (a == "--read-basis" ? o.readBasisFile : o.writeBasisFile) = v;
     } else if (a == "--write-solution") {
       const char *v = value("a file name");
       if (!v) break;
@@ -260,6 +264,8 @@ const char *solveUsageText() {
          "    --relax                        MIP: solve the LP relaxation only\n"
          "    --mip-start FILE               MIP: a start from a .mst file, text or XML\n"
          "    --write-solution FILE.sol      write the solution as an XML document\n"
+         "    --read-basis FILE.bas          LP: start from the basis in the file\n"
+         "    --write-basis FILE.bas         LP: write the final basis\n"
          "    --quiet                        no iteration log, only the summary\n"
          "    --ranges                       after an optimal LP, print the ranges of the\n"
          "                                   objective coefficients and right-hand sides\n"
@@ -328,6 +334,10 @@ int runSolve(int argc, char **argv) {
     std::fprintf(stderr, "quorvan solve: cannot read the MIP start '%s'\n", o.mipStartFile.c_str());
     return finish(1);
   }
+  if (!mip && !o.readBasisFile.empty() && QVNreadcopybase(env, lp, o.readBasisFile.c_str()) != 0) {
+    std::fprintf(stderr, "quorvan solve: cannot read the basis '%s'\n", o.readBasisFile.c_str());
+    return finish(1);
+  }
   const auto start = std::chrono::steady_clock::now();
   if (mip)
     status = QVNmipopt(env, lp);
@@ -376,6 +386,10 @@ int runSolve(int argc, char **argv) {
   std::fflush(stdout);
   if (!o.solutionFile.empty() && (status = writeSolution(env, lp, o.solutionFile)) != 0)
     exitCode = fail(env, "writing the solution", status);
+  if (!mip && !o.writeBasisFile.empty() && QVNmbasewrite(env, lp, o.writeBasisFile.c_str()) != 0) {
+    std::fprintf(stderr, "quorvan solve: cannot write the basis '%s'\n", o.writeBasisFile.c_str());
+    exitCode = 1;
+  }
   if (!o.xmlSolutionFile.empty() && QVNsolwrite(env, lp, o.xmlSolutionFile.c_str()) != 0) {
     std::fprintf(stderr, "quorvan solve: cannot write the solution '%s'\n", o.xmlSolutionFile.c_str());
     exitCode = 1;

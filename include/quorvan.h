@@ -148,7 +148,11 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_INT_LIMIT             1463
 #define QVNERR_NAME_TOO_LONG         1464
 #define QVNERR_LINE_TOO_LONG         1465
+#define QVNERR_NO_BASIC_VALUES       1550
+#define QVNERR_BAD_BASIS_KEY         1551
 #define QVNERR_WRONG_ENTRY_COUNT     1553
+#define QVNERR_NO_SUPERBASICS        1554
+#define QVNERR_BASIC_COUNT           1555
 #define QVNERR_NO_ROWS_SECTION       1471
 #define QVNERR_NO_COLUMNS_SECTION    1472
 #define QVNERR_EXPECT_RANGES_TO_ENDATA 1473
@@ -623,6 +627,11 @@ QVN_API int QVNmpswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNmpsrewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlprewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+/* The dual of a linear problem as an MPS file, a minimization whose optimum D
+   gives the problem's optimum as shift - D (shift + D for a maximization);
+   fixed columns show only through the shift, returned in objShift (may be
+   NULL) and stated on the NAME line. */
+QVN_API int QVNdualwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName, double *objShift);
 
 /* ---- Side files ------------------------------------------------------- */
 /* Priority order (".ord"), SOS (".sos") and MIP start (".mst", text or XML)
@@ -634,6 +643,11 @@ QVN_API int QVNordwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNreadcopysos(QVNCENVptr env, QVNLPptr lp, const char *fileName);
 QVN_API int QVNsoswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNreadcopymipstart(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+/* Basis files (".bas", the MPS basis form): the read basis is held as the
+   start of the next optimization (with QVN_PARAM_ADVIND on); the writer
+   writes the held basis, 1262 without one. */
+QVN_API int QVNreadcopybase(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+QVN_API int QVNmbasewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 /* The integer columns of the incumbent, in the text form. */
 QVN_API int QVNmstwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 /* The current solution (an LP's, or a MIP's incumbent) as an XML document;

@@ -121,15 +121,14 @@ int readSideFile(Environment *env, const char *path, const char *extension, Side
   return status;
 }
 
-void ColumnNameIndex::build(const Problem *lp) {
-  const LpData &d = *lp->lpData;
-  count = d.numCols;
-  store = d.colNames.exists ? &d.colNames : nullptr;
+void ColumnNameIndex::build(const NameStore &names, int entries, char prefix) {
+  count = entries;
+  store = names.exists ? &names : nullptr;
   if (!store) {
     char text[32];
     offset.resize(static_cast<size_t>(count));
     for (int j = 0; j < count; ++j) {
-      const int n = std::snprintf(text, sizeof text, "x%d", j + 1);
+      const int n = std::snprintf(text, sizeof text, "%c%d", prefix, j + 1);
       offset[static_cast<size_t>(j)] = static_cast<int64_t>(generated.size());
       generated.insert(generated.end(), text, text + n + 1);
     }

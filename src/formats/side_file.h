@@ -59,15 +59,17 @@ struct SideReader {
 int readSideFile(Environment *env, const char *path, const char *extension, SideReader &reader,
                  int (*body)(SideReader &, void *), void *context);
 
-// The column names of a problem sorted once, for lookups by binary search;
-// generated names ("x1", ...) stand in when the problem has none.
+// The column (or row) names of a problem sorted once, for lookups by binary
+// search; generated names ("x1", ... or "c1", ...) stand in when it has none.
 struct ColumnNameIndex {
   const NameStore *store = nullptr;
   EnvVector<char> generated;
   EnvVector<int64_t> offset;
   EnvVector<int> order;
   int count = 0;
-  void build(const Problem *lp);
+  void build(const Problem *lp) { build(lp->lpData->colNames, lp->lpData->numCols, 'x'); }
+  void buildRows(const Problem *lp) { build(lp->lpData->rowNames, lp->lpData->numRows, 'c'); }
+  void build(const NameStore &names, int entries, char prefix);
   const char *text(int j) const {
     return store ? store->name(j) : generated.data() + offset[static_cast<size_t>(j)];
   }
