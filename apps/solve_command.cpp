@@ -25,6 +25,7 @@ struct SolveOptions {
   bool relax = false;  // a MIP's LP relaxation only
   std::vector<std::string> params;  // NAME=VALUE
   bool quiet = false;
+  bool ranges = false;  // print the objective and right-hand-side ranges of an optimal LP
   std::string error;
 };
 
@@ -49,7 +50,8 @@ SolveOptions parseSolve(int argc, char **argv) {
       const char *v = value("a method");
       if (!v) break;
       o.method = v;
-      if (o.method != "auto" && o.method != "primal" && o.method != "dual") o.error = "unknown method '" + o.method + "'";
+      if (o.method != "auto" && o.method != "primal" && o.method != "dual" && o.method != "sifting")
+        o.error = "unknown method '" + o.method + "'";
     } else if (a == "--time-limit") {
       const char *v = value("seconds");
       if (!v) break;
@@ -101,6 +103,8 @@ SolveOptions parseSolve(int argc, char **argv) {
       o.mipStartFile = v;
     } else if (a == "--quiet") {
       o.quiet = true;
+    } else if (a == "--ranges") {
+      o.ranges = true;
     } else if (!a.empty() && a[0] == '-') {
       o.error = "unknown option '" + a + "'";
     } else if (o.file.empty()) {
@@ -210,6 +214,30 @@ int writeSolution(QVNENVptr env, QVNLPptr lp, const std::string &file) {
   return std::fclose(out) == 0 ? 0 : QVNERR_FAIL_OPEN_WRITE;
 }
 
+// The objective ranges of the columns and the right-hand-side ranges of the
+// rows, one line each, after the summary.
+int printRanges(QVNENVptr env, QVNLPptr lp) {
+  const int n = QVNgetnumcols(env, lp), m = QVNgetnumrows(env, lp);
+  std::vector<double> c(n + 1), clo(n + 1), cup(n + 1), b(m + 1), blo(m + 1), bup(m + 1);
+  int rc = 0;
+  if (n > 0 && ((rc = QVNgetobj(env, lp, c.data(), 0, n - 1)) != 0 || (rc = QVNobjsa(env, lp, 0, n - 1, clo.data(), cup.data())) != 0))
+    return rc;
+  if (m > 0 && ((rc = QVNgetrhs(env, lp, b.data(), 0, m - 1)) != 0 || (rc = QVNrhssa(env, lp, 0, m - 1, blo.data(), bup.data())) != 0))
+    return rc;
+  QVNCHANNELptr error = nullptr;
+  QVNgetchannels(env, nullptr, nullptr, &error, nullptr);
+  QVNdelfpdest(env, error, stderr);
+  const std::vector<std::string> colNames = allNames(env, lp, true, n), rowNames = allNames(env, lp, false, m);
+  QVNaddfpdest(env, error, stderr);
+  std::printf("\nObjective ranges (column, lower, coefficient, upper):\n");
+  for (int j = 0; j < n; ++j)
+    std::printf("  %-16s %15.8g %15.8g %15.8g\n", colNames[j].c_str(), tidy(clo[j]), tidy(c[j]), tidy(cup[j]));
+  std::printf("Right-hand-side ranges (row, lower, value, upper):\n");
+  for (int i = 0; i < m; ++i)
+    std::printf("  %-16s %15.8g %15.8g %15.8g\n", rowNames[i].c_str(), tidy(blo[i]), tidy(b[i]), tidy(bup[i]));
+  return 0;
+}
+
 int fail(QVNENVptr env, const char *what, int status) {
   char buffer[1024];
   std::fprintf(stderr, "quorvan solve: %s failed: %s", what,
@@ -289,8 +317,9 @@ int solveNetwork(QVNENVptr env, const SolveOptions &o) {
 
 const char *solveUsageText() {
   return "  quorvan solve FILE [options]     optimize a model file and print a summary\n"
-         "    --method auto|primal|dual      simplex method (default auto: dual unless a\n"
-         "                                   primal feasible start exists)\n"
+         "    --method auto|primal|dual|sifting  LP method (default auto: dual unless a\n"
+         "                                   primal feasible start exists); sifting suits\n"
+         "                                   LPs with far more columns than rows\n"
          "    --time-limit S                 stop after S seconds of wall time\n"
          "    --iteration-limit N            stop after N simplex iterations\n"
          "    --param NAME=VALUE             set a parameter by name (QVN_PARAM_PREIND,\n"
@@ -306,6 +335,8 @@ const char *solveUsageText() {
          "    --read-basis FILE.bas          LP: start from the basis in the file\n"
          "    --write-basis FILE.bas         LP: write the final basis\n"
          "    --quiet                        no iteration log, only the summary\n"
+         "    --ranges                       after an optimal LP, print the ranges of the\n"
+         "                                   objective coefficients and right-hand sides\n"
          "  A file FILE.min (or .min.gz, .min.bz2) is a DIMACS minimum-cost flow network:\n"
          "  the network simplex solves it, and --solution writes the arc flows.\n"
          "  A model with integer or semi-continuous columns runs branch and bound and\n"
@@ -385,6 +416,8 @@ int runSolve(int argc, char **argv) {
     status = QVNprimopt(env, lp);
   else if (o.method == "dual")
     status = QVNdualopt(env, lp);
+  else if (o.method == "sifting")
+    status = QVNsiftopt(env, lp);
   else
     status = QVNlpopt(env, lp);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -419,6 +452,8 @@ int runSolve(int argc, char **argv) {
     std::printf("Iterations: %d\n", QVNgetitcnt(env, lp));
   }
   std::printf("Time: %.3f\n", seconds);
+  if (o.ranges && !mip && stat == QVN_STAT_OPTIMAL && (status = printRanges(env, lp)) != 0)
+    exitCode = fail(env, "ranging", status);
   std::fflush(stdout);
   if (!o.solutionFile.empty() && (status = writeSolution(env, lp, o.solutionFile)) != 0)
     exitCode = fail(env, "writing the solution", status);

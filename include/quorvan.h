@@ -709,6 +709,58 @@ QVN_API void QVNkillpnorms(QVNLPptr lp);
 QVN_API int QVNgetweight(QVNCENVptr env, QVNCLPptr lp, int rowCount, const int *rowStart, const int *colIndex,
                          const double *coefValue, double *weight, int dpriind);
 
+/* ---- Sensitivity, advanced basis and sifting -------------------------- */
+/* Ranges over which the optimal basis stays optimal, for rows or columns
+   begin..end; any output may be NULL. 1e+20 stands for an open end. */
+QVN_API int QVNrhssa(QVNCENVptr env, QVNCLPptr lp, int begin, int end, double *lower, double *upper);
+QVN_API int QVNboundsa(QVNCENVptr env, QVNCLPptr lp, int begin, int end, double *lblower, double *lbupper,
+                       double *ublower, double *ubupper);
+QVN_API int QVNobjsa(QVNCENVptr env, QVNCLPptr lp, int begin, int end, double *lower, double *upper);
+/* All rows and columns at once; arrays that are NULL are not computed. */
+QVN_API int QVNErangesa(QVNCENVptr env, QVNCLPptr lp, double *rhsLower, double *rhsUpper, double *objLower,
+                        double *objUpper, double *lbLower, double *lbUpper, double *ubLower, double *ubUpper);
+/* The held basis B. A head entry j >= 0 is column j, -1-i the slack of row i,
+   s_i = rhs_i - a_i x, whose column in B is the unit vector e_i. Row statuses
+   are those of the slack: 0 tight at the right-hand side, 1 basic, 2 at the
+   other end of a range. */
+QVN_API int QVNgetbhead(QVNCENVptr env, QVNCLPptr lp, int *head, double *x);
+QVN_API int QVNbinvcol(QVNCENVptr env, QVNCLPptr lp, int j, double *x);
+QVN_API int QVNbinvrow(QVNCENVptr env, QVNCLPptr lp, int i, double *y);
+QVN_API int QVNbinvacol(QVNCENVptr env, QVNCLPptr lp, int j, double *x);
+QVN_API int QVNbinvarow(QVNCENVptr env, QVNCLPptr lp, int i, double *z);
+QVN_API int QVNftran(QVNCENVptr env, QVNCLPptr lp, double *x);
+QVN_API int QVNbtran(QVNCENVptr env, QVNCLPptr lp, double *y);
+/* Basis position of the slack of row i (i >= 0) or else of column j. */
+QVN_API int QVNgetijrow(QVNCENVptr env, QVNCLPptr lp, int i, int j, int *row);
+QVN_API int QVNgetbase(QVNCENVptr env, QVNCLPptr lp, int *cstat, int *rstat);
+QVN_API int QVNcopybase(QVNCENVptr env, QVNLPptr lp, const int *cstat, const int *rstat);
+QVN_API int QVNcopypartialbase(QVNCENVptr env, QVNLPptr lp, int ccnt, const int *cindices, const int *cstat,
+                               int rcnt, const int *rindices, const int *rstat);
+QVN_API int QVNcopystart(QVNCENVptr env, QVNLPptr lp, const int *cstat, const int *rstat, const double *cprim,
+                         const double *rprim, const double *cdual, const double *rdual);
+/* Index (as in the head) of the worst violated variable, or 2100000000. */
+QVN_API int QVNcheckpfeas(QVNCENVptr env, QVNCLPptr lp, int *infeasout);
+QVN_API int QVNcheckdfeas(QVNCENVptr env, QVNCLPptr lp, int *infeasout);
+/* jenter and jleave as in the head; jleave == jenter flips a bound. */
+QVN_API int QVNpivot(QVNCENVptr env, QVNLPptr lp, int jenter, int jleave, int leavestat);
+QVN_API int QVNpivotin(QVNCENVptr env, QVNLPptr lp, const int *rows, int count);
+QVN_API int QVNpivotout(QVNCENVptr env, QVNLPptr lp, const int *columns, int count);
+QVN_API int QVNsetphase2(QVNCENVptr env, QVNLPptr lp);
+/* For basic columns: the least rise of the objective (in its own sense, as a
+   loss) when the column is forced to its lower or upper bound; 1e+20 when
+   it cannot be. */
+QVN_API int QVNmdleave(QVNCENVptr env, QVNLPptr lp, const int *indices, int cnt, double *downratio,
+                       double *upratio);
+/* y with y'b - max over the column bounds of (y'A)x > 0, y <= 0 on 'L' rows
+   and y >= 0 on 'G' rows; proof receives that difference. */
+QVN_API int QVNdualfarkas(QVNCENVptr env, QVNCLPptr lp, double *y, double *proof);
+/* A direction z of the columns along which the objective improves without end. */
+QVN_API int QVNgetray(QVNCENVptr env, QVNCLPptr lp, double *z);
+/* Sifting: QVNsiftopt is QVNlpopt with method 5. */
+QVN_API int QVNsiftopt(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNgetsiftitcnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetsiftphase1cnt(QVNCENVptr env, QVNCLPptr lp);
+
 /* ---- Presolve and crush ----------------------------------------------- */
 QVN_API int QVNpresolve(QVNCENVptr env, QVNLPptr lp, int method);
 /* Rows found redundant get -1 in rowRedundantOut (else 0); the bound arrays

@@ -105,7 +105,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   PresolveState &s = *lp->presolved;
   if (s.nothingDone) return solve(env, lp, method);
 
-  int iterations = 0, phase1 = 0;
+  int iterations = 0, phase1 = 0, siftRounds = 0, siftPhase1 = 0;
   Problem *red = s.reduced;
   int status = 1;
   ReducedSolution in;
@@ -137,6 +137,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
     QVN_TRY(solve(env, red, method));
     status = red->status;
     if (red->solution) iterations += red->solution->iterationCount, phase1 += red->solution->phase1Count;
+    if (red->solution) siftRounds = red->solution->siftIterations, siftPhase1 = red->solution->siftPhase1;
     in = solutionOf(red);
   }
   modelChanged(env, lp, method == methodNumber(LpMethod::kPrimal) ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
@@ -158,6 +159,8 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   if (lp->solution) {
     lp->solution->iterationCount += iterations;
     lp->solution->phase1Count += phase1;
+    lp->solution->siftIterations = siftRounds;
+    lp->solution->siftPhase1 = siftPhase1;
     lp->solution->method = method;
   }
   return 0;

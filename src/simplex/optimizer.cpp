@@ -9,6 +9,7 @@
 #include "simplex/loops.h"
 #include "simplex/result_guard.h"
 #include "simplex/scaling.h"
+#include "simplex/sifting.h"
 
 namespace qvn {
 
@@ -108,6 +109,7 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
 // One solve of a problem as it stands, through a relaxation of its own: the
 // scaled copy first when scaling is due, then the unscaled check and finish.
 int solveProblem(Environment *env, Problem *lp, int method) {
+  if (method == methodNumber(LpMethod::kSifting)) return siftSolve(env, lp);
   QVN_TRY(flushCache(env, lp));
   modelChanged(env, lp, method == kPrimal ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
   LpRelaxation *r = nullptr;
@@ -148,7 +150,7 @@ int optimize(Environment *env, Problem *lp, int method) {
 // The automatic choice: primal only to continue from a primal feasible start.
 int chooseMethod(Environment *env, Problem *lp) {
   const int chosen = env->generalParams->lpmethod;
-  if (chosen == 1 || chosen == 2) return chosen;
+  if (chosen == 1 || chosen == 2 || chosen == methodNumber(LpMethod::kSifting)) return chosen;
   if (chosen != 0) return kDual;  // the other methods are not available yet: the dual stands in
   const BasisData *b = lp->basisData;
   if (env->generalParams->advind == 0 || !b || b->colStatus.empty()) return kDual;
@@ -165,6 +167,8 @@ int chooseMethod(Environment *env, Problem *lp) {
 
 } // namespace
 
+int solveBySimplex(Environment *env, Problem *lp, int method) { return solveProblem(env, lp, method); }
+
 } // namespace qvn
 
 using namespace qvn;
@@ -179,6 +183,19 @@ QVN_API int QVNprimopt(QVNCENVptr cenv, QVNLPptr lp) {
 QVN_API int QVNdualopt(QVNCENVptr cenv, QVNLPptr lp) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedProblem(env, lp, [&](Problem *p) { return optimize(env, p, kDual); });
+}
+
+QVN_API int QVNsiftopt(QVNCENVptr cenv, QVNLPptr lp) {
+  auto *env = const_cast<Environment *>(cenv);
+  return guardedProblem(env, lp, [&](Problem *p) { return optimize(env, p, methodNumber(LpMethod::kSifting)); });
+}
+
+QVN_API int QVNgetsiftitcnt(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) { return p->solution ? p->solution->siftIterations : 0; });
+}
+
+QVN_API int QVNgetsiftphase1cnt(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) { return p->solution ? p->solution->siftPhase1 : 0; });
 }
 
 QVN_API int QVNlpopt(QVNCENVptr cenv, QVNLPptr lp) {

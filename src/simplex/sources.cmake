@@ -1,4 +1,10 @@
 list(APPEND QUORVAN_SOURCES
+  src/simplex/advanced_basis_certificates.cpp
+  src/simplex/advanced_basis_load.cpp
+  src/simplex/advanced_basis_pivot.cpp
+  src/simplex/advanced_basis_ratio.cpp
+  src/simplex/advanced_basis_read.cpp
+  src/simplex/advanced_basis_view.cpp
   src/simplex/basis_factor.cpp
   src/simplex/dual_pricing.cpp
   src/simplex/dual_simplex.cpp
@@ -15,6 +21,8 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/quality.cpp
   src/simplex/result_guard.cpp
   src/simplex/scaling.cpp
+  src/simplex/sensitivity.cpp
+  src/simplex/sifting.cpp
   src/simplex/simplex_debug.cpp
   src/simplex/solution.cpp
   src/simplex/strong_branch.cpp

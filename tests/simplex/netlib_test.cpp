@@ -9,25 +9,13 @@
 #include <sstream>
 
 #include "runtime/debug_checks.h"
+#include "simplex/basis_test_support.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
 namespace {
 
 using qvntest::EnvFixture;
-
-std::map<std::string, double> readReference(const std::string &dir) {
-  std::map<std::string, double> ref;
-  std::ifstream in(dir + "/reference.tsv");
-  std::string line;
-  while (std::getline(in, line)) {
-    std::istringstream fields(line);
-    std::string name, status;
-    double value = 0;
-    if (fields >> name >> status >> value) ref[name] = value;
-  }
-  return ref;
-}
 
 class NetlibSample : public EnvFixture {
 protected:
@@ -56,7 +44,7 @@ TEST_F(NetlibSample, BothLoopsReachTheReferenceWithACheckedSolution) {
   const std::string data = qvntest::sharedDataDir();
   if (data.empty()) GTEST_SKIP() << "shared test models not present";
   const std::string dir = data + "/netlib";
-  const auto reference = readReference(dir);
+  const auto reference = qvntest::netlibReference(dir);
   const char *models[] = {"afiro", "sc50b", "blend", "adlittle", "share2b", "stocfor1", "kb2",
                           "boeing2", "recipe", "scagr7", "israel", "bore3d", "vtpbase", "degen2",
                           "e226", "agg2", "capri", "scfxm2", "etamacro", "25fv47"};
@@ -82,7 +70,7 @@ TEST_F(NetlibSample, WholeCollectionByBothLoopsWithAndWithoutPresolve) {
   const std::string data = qvntest::sharedDataDir();
   if (data.empty()) GTEST_SKIP() << "shared test models not present";
   const std::string dir = data + "/netlib";
-  const auto reference = readReference(dir);
+  const auto reference = qvntest::netlibReference(dir);
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
   ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_TILIM, 120.0), 0);
   for (const auto &[name, ref] : reference) {

@@ -1,5 +1,8 @@
 list(APPEND QUORVAN_TEST_SOURCES
+  simplex/advanced_basis_test.cpp
   simplex/lp_relaxation_test.cpp
+  simplex/sensitivity_test.cpp
+  simplex/sifting_test.cpp
   simplex/lp_solve_test.cpp
   simplex/netlib_test.cpp
   simplex/primal_pricing_test.cpp

@@ -1,0 +1,349 @@
+// The sifting driver. The work LP is a Problem of its own: its columns are
+// 2m artificials (+e_i and -e_i, which only phase 1 lets move) followed by
+// the chosen structural columns. Columns left out rest at a lower bound of
+// 0, so they add nothing to the rows; any other column stays in the work LP
+// throughout. Objectives inside are in minimization sense.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "runtime/errors.h"
+#include "simplex/engine.h"
+#include "simplex/sifting.h"
+
+namespace qvn {
+
+namespace {
+
+constexpr int kPrimal = methodNumber(LpMethod::kPrimal), kDual = methodNumber(LpMethod::kDual);
+constexpr int kAutomatic = methodNumber(LpMethod::kAuto);
+
+struct SiftState {
+  Environment *env = nullptr;
+  Problem *lp = nullptr;
+  Problem *workLp = nullptr;
+  int n = 0, m = 0;
+  EnvVector<double> cost;       // minimization sense, whole problem
+  EnvVector<int> workColumns;   // original index of each structural of workLp
+  EnvVector<char> inWork;       // per original column
+  int phase = 2;
+  int phase1Iterations = 0, iterationCount = 0, workIterations = 0;
+  int added = 0, removed = 0;
+  int statusCode = 0;           // 0 running, 1 finished, 3 the limit was reached
+  int method = kAutomatic;     // or kPrimal, kDual by QVN_PARAM_SIFTALG
+  int solves = 0;               // of the work LP
+  double tolerance = 1e-6;
+  ~SiftState() {
+    if (workLp) QVNfreeprob(env, &workLp);
+  }
+};
+
+bool mustStayIn(const LpData &d, int j) { return d.lowerBound[j] != 0.0; }
+
+// Adds original columns `cols` to the work LP with the costs of the phase.
+int addWorkColumns(SiftState &s, const EnvVector<int> &cols) {
+  if (cols.empty()) return 0;
+  const LpData &d = *s.lp->lpData;
+  EnvVector<double> obj, lo, up, val;
+  EnvVector<int> start, idx;
+  for (int j : cols) {
+    obj.push_back(s.phase == 1 ? 0.0 : s.cost[j]);
+    lo.push_back(d.lowerBound[j]);
+    up.push_back(d.upperBound[j]);
+    start.push_back(static_cast<int>(idx.size()));
+    for (int64_t k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) {
+      idx.push_back(d.rowIndex[k]);
+      val.push_back(d.coefValue[k]);
+    }
+    s.workColumns.push_back(j);
+    s.inWork[j] = 1;
+  }
+  if (idx.empty()) idx.push_back(0), val.push_back(0.0);
+  return QVNaddcols(s.env, s.workLp, static_cast<int>(cols.size()), static_cast<int>(start.empty() ? 0 : val.size()),
+                    obj.data(), start.data(), idx.data(), val.data(), lo.data(), up.data(), nullptr);
+}
+
+int createWorkLp(SiftState &s) {
+  const LpData &d = *s.lp->lpData;
+  int status = 0;
+  s.workLp = QVNcreateprob(s.env, &status, "sift");
+  if (!s.workLp) return status;
+  const int m = s.m;
+  // The artificials: column 2i is +e_i, 2i+1 is -e_i, both fixed at 0 until phase 1.
+  EnvVector<double> obj(static_cast<size_t>(2 * m + 1), 0.0), lo(obj.size(), 0.0), up(obj.size(), 0.0);
+  EnvVector<double> val(obj.size(), 0.0);
+  EnvVector<int> start(obj.size(), 0), count(obj.size(), 1), idx(obj.size(), 0);
+  for (int i = 0; i < m; ++i) {
+    start[2 * i] = 2 * i, start[2 * i + 1] = 2 * i + 1;
+    idx[2 * i] = idx[2 * i + 1] = i;
+    val[2 * i] = 1.0, val[2 * i + 1] = -1.0;
+  }
+  EnvVector<double> rhs(d.rhs.begin(), d.rhs.begin() + m);
+  EnvVector<char> sense(d.sense.begin(), d.sense.begin() + m);
+  const double *range = d.rangeValue.empty() ? nullptr : d.rangeValue.data();
+  return QVNcopylp(s.env, s.workLp, 2 * m, m, 1, obj.data(), rhs.data(), sense.data(), start.data(), count.data(),
+                   idx.data(), val.data(), lo.data(), up.data(), range);
+}
+
+// The first structural set: columns that cannot rest outside, and for each
+// row the few columns of least cost per entry that cover it.
+void firstColumns(SiftState &s, EnvVector<int> &cols) {
+  const LpData &d = *s.lp->lpData;
+  constexpr int kPerRow = 4;
+  EnvVector<int> bestCol(static_cast<size_t>(s.m) * kPerRow + 1, -1);
+  EnvVector<double> bestKey(bestCol.size(), 0.0);
+  EnvVector<char> chosen(static_cast<size_t>(s.n + 1), 0);
+  for (int j = 0; j < s.n; ++j) {
+    if (mustStayIn(d, j)) {
+      chosen[j] = 1;
+      continue;
+    }
+    if (d.upperBound[j] == 0.0 || d.colCount[j] == 0) continue;
+    const double key = s.cost[j] / d.colCount[j];
+    for (int64_t k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) {
+      const int i = d.rowIndex[k];
+      int *bc = &bestCol[static_cast<size_t>(i) * kPerRow];
+      double *bk = &bestKey[static_cast<size_t>(i) * kPerRow];
+      // Insertion into the row's short sorted list.
+      int at = kPerRow;
+      while (at > 0 && (bc[at - 1] < 0 || bk[at - 1] > key)) --at;
+      if (at == kPerRow) continue;
+      for (int t = kPerRow - 1; t > at; --t) bc[t] = bc[t - 1], bk[t] = bk[t - 1];
+      bc[at] = j, bk[at] = key;
+    }
+  }
+  for (int c : bestCol)
+    if (c >= 0) chosen[c] = 1;
+  for (int j = 0; j < s.n; ++j)
+    if (chosen[j]) cols.push_back(j);
+}
+
+// Sets the costs and artificial bounds of a phase in the work LP.
+int enterPhase(SiftState &s, int phase) {
+  s.phase = phase;
+  const int m = s.m, count = 2 * m + static_cast<int>(s.workColumns.size());
+  EnvVector<int> idx(static_cast<size_t>(count > 0 ? count : 1));
+  EnvVector<double> obj(idx.size(), 0.0), ub(idx.size(), 0.0);
+  EnvVector<char> kind(idx.size(), 'U');
+  for (int k = 0; k < count; ++k) idx[k] = k;
+  for (int k = 0; k < 2 * m; ++k) obj[k] = phase == 1 ? 1.0 : 0.0, ub[k] = phase == 1 ? kInfinity : 0.0;
+  for (size_t k = 0; k < s.workColumns.size(); ++k) obj[2 * m + k] = phase == 1 ? 0.0 : s.cost[s.workColumns[k]];
+  QVN_TRY(QVNchgobj(s.env, s.workLp, count, idx.data(), obj.data()));
+  if (m > 0) QVN_TRY(QVNchgbds(s.env, s.workLp, 2 * m, idx.data(), kind.data(), ub.data()));
+  return 0;
+}
+
+int solveWork(SiftState &s, int *status) {
+  GeneralParams &gp = *s.env->generalParams;
+  const int savedAdvind = gp.advind, savedDisplay = gp.simdisplay;
+  gp.advind = 1;
+  gp.simdisplay = 0;
+  // The automatic choice: the dual for the first work LP, which starts from
+  // nothing; the primal afterwards, since added columns and new costs keep
+  // the held basis primal feasible.
+  const int method = s.method != kAutomatic ? s.method : s.solves == 0 ? kDual : kPrimal;
+  ++s.solves;
+  const int rc = solveBySimplex(s.env, s.workLp, method);
+  gp.advind = savedAdvind;
+  gp.simdisplay = savedDisplay;
+  QVN_TRY(rc);
+  *status = s.workLp->status;
+  if (s.workLp->solution) s.workIterations += s.workLp->solution->iterationCount;
+  if (!s.workLp->basisData || !s.workLp->solution || !s.workLp->solution->primalComputed) {
+    // No number of its own: the text says what failed, the number that no basis came of it.
+    QVNmsg(s.env->errorChannel, "Failure to solve work LP\n");
+    return QVNERR_SINGULAR;
+  }
+  return 0;
+}
+
+struct Candidate {
+  double dj;
+  int col;
+};
+
+// Prices the columns outside with the work duals; adds the best and drops
+// nonbasic work columns that price out well above zero when the work LP grows
+// past its target size.
+int priceAndUpdate(SiftState &s) {
+  const LpData &d = *s.lp->lpData;
+  const SolutionBlock &ws = *s.workLp->solution;
+  const double *y = ws.pi.data();
+  EnvVector<Candidate> cands;
+  for (int j = 0; j < s.n; ++j) {
+    if (s.inWork[j] || d.upperBound[j] == 0.0) continue;
+    double dj = s.phase == 1 ? 0.0 : s.cost[j];
+    for (int64_t k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) dj -= d.coefValue[k] * y[d.rowIndex[k]];
+    if (dj < -s.tolerance) cands.push_back({dj, j});
+  }
+  const int addLimit = std::max(2 * s.m, 200);
+  if (static_cast<int>(cands.size()) > addLimit) {
+    std::nth_element(cands.begin(), cands.begin() + addLimit, cands.end(),
+                     [](const Candidate &a, const Candidate &b) { return a.dj < b.dj; });
+    cands.resize(static_cast<size_t>(addLimit));
+  }
+  s.added = static_cast<int>(cands.size());
+  s.removed = 0;
+  if (cands.empty()) return 0;
+  // Removal first, so that the work LP keeps its indices until the add.
+  const int target = std::max(10 * s.m, 2000);
+  const int size = static_cast<int>(s.workColumns.size());
+  if (size + s.added > target) {
+    const BasisData &b = *s.workLp->basisData;
+    EnvVector<Candidate> out;
+    for (int k = 0; k < size; ++k) {
+      const int wc = 2 * s.m + k, j = s.workColumns[k];
+      if (mustStayIn(d, j) || b.colStatus[wc] != 0) continue;
+      if (ws.dj[wc] > s.tolerance) out.push_back({-ws.dj[wc], k});
+    }
+    const int drop = std::min(static_cast<int>(out.size()), size + s.added - target);
+    if (drop > 0) {
+      std::nth_element(out.begin(), out.begin() + (drop - 1), out.end(),
+                       [](const Candidate &a, const Candidate &b) { return a.dj < b.dj; });
+      EnvVector<int> flags(static_cast<size_t>(2 * s.m + size), 0);
+      for (int t = 0; t < drop; ++t) flags[2 * s.m + out[t].col] = 1;
+      QVN_TRY(QVNdelsetcols(s.env, s.workLp, flags.data()));
+      EnvVector<int> kept;
+      for (int k = 0; k < size; ++k) {
+        if (flags[2 * s.m + k])
+          s.inWork[s.workColumns[k]] = 0;
+        else
+          kept.push_back(s.workColumns[k]);
+      }
+      s.workColumns.swap(kept);
+      s.removed = drop;
+    }
+  }
+  EnvVector<int> cols;
+  for (const Candidate &c : cands) cols.push_back(c.col);
+  return addWorkColumns(s, cols);
+}
+
+void logRound(const SiftState &s, double value) {
+  const int display = s.env->generalParams->siftdisplay;
+  if (display < 1) return;
+  QVNCHANNELptr log = s.env->resultsChannel;
+  if (display >= 2) QVNmsg(log, "\n");
+  QVNmsg(log, "Sifting iteration %4d [%5d]:   ", s.iterationCount, static_cast<int>(s.workColumns.size()));
+  const LpData &d = *s.lp->lpData;
+  if (s.phase == 1)
+    QVNmsg(log, "Infeasibility = %20.6f\n", value);
+  else
+    QVNmsg(log, "Objective     = %20.6f\n", d.objSense * value + d.objOffset);
+  if (display >= 2) QVNmsg(log, "\n");
+}
+
+// The rounds. Leaves s.statusCode and the work LP's last solution.
+int siftRounds(SiftState &s) {
+  const GeneralParams &gp = *s.env->generalParams;
+  int work = 0;
+  QVN_TRY(solveWork(s, &work));
+  if (work == 3 || work == 4) {
+    QVN_TRY(enterPhase(s, 1));
+    QVN_TRY(solveWork(s, &work));
+  }
+  while (s.statusCode == 0) {
+    if (s.iterationCount >= gp.siftitlim) {
+      s.statusCode = 3;
+      break;
+    }
+    if (work == 2 && s.phase == 2) break;  // the work LP is unbounded, hence the whole one
+    // Read before the update: deleting work columns discards the work solution.
+    const double value = s.workLp->solution->objValue;
+    QVN_TRY(priceAndUpdate(s));
+    if (s.added == 0) {
+      if (s.phase == 2) {
+        s.statusCode = 1;
+        break;
+      }
+      if (value <= gp.eprhs) {
+        QVN_TRY(enterPhase(s, 2));
+      } else if (s.tolerance > 1e-10) {
+        s.tolerance *= 0.1;
+        continue;
+      } else {
+        s.statusCode = 1;  // infeasible: the clean-up on the whole problem proves it
+        break;
+      }
+    } else {
+      ++s.iterationCount;
+      if (s.phase == 1) ++s.phase1Iterations;
+    }
+    QVN_TRY(solveWork(s, &work));
+    logRound(s, s.workLp->solution->objValue);
+    if (s.phase == 1 && s.workLp->solution->objValue <= gp.eprhs) {
+      QVN_TRY(enterPhase(s, 2));
+      QVN_TRY(solveWork(s, &work));
+    }
+  }
+  return 0;
+}
+
+// The whole problem's basis: the work basis, the rest at their lower bound of 0.
+void mapBasis(SiftState &s) {
+  const BasisData &wb = *s.workLp->basisData;
+  Problem *lp = s.lp;
+  if (!lp->basisData) lp->basisData = envNew<BasisData>();
+  BasisData &b = *lp->basisData;
+  b.colStatus.assign(static_cast<size_t>(s.n > 0 ? s.n : 1), 0);
+  b.rowStatus.assign(wb.rowStatus.begin(), wb.rowStatus.begin() + s.m);
+  for (size_t k = 0; k < s.workColumns.size(); ++k) b.colStatus[s.workColumns[k]] = wb.colStatus[2 * s.m + k];
+  b.norms.clear();
+  b.normHead.clear();
+  b.primalNorms.clear();
+  // A basic artificial (degenerate at 0) leaves its row's logical to take its place.
+  for (int i = 0; i < s.m; ++i)
+    if (wb.colStatus[2 * i] == 1 || wb.colStatus[2 * i + 1] == 1) b.rowStatus[i] = 1;
+}
+
+} // namespace
+
+int siftSolve(Environment *env, Problem *lp) {
+  QVN_TRY(flushCache(env, lp));
+  modelChanged(env, lp, ModelEvent::kSiftOrBarrierBegins);
+  SiftState s;
+  s.env = env;
+  s.lp = lp;
+  const LpData &d = *lp->lpData;
+  s.n = d.numCols;
+  s.m = d.numRows;
+  s.tolerance = env->generalParams->epopt;
+  // 3 (network) and 4 (barrier) are not at hand here: the primal stands in.
+  const int alg = env->generalParams->siftalg;
+  s.method = alg == 0 ? kAutomatic : alg == 2 ? kDual : kPrimal;
+  s.cost.resize(static_cast<size_t>(s.n > 0 ? s.n : 1));
+  for (int j = 0; j < s.n; ++j) s.cost[j] = d.objSense * d.objCoef[j];
+  s.inWork.assign(static_cast<size_t>(s.n > 0 ? s.n : 1), 0);
+  if (env->generalParams->siftitlim == 0) {
+    lp->status = kRunIterLimit;
+    return 0;
+  }
+  QVN_TRY(createWorkLp(s));
+  EnvVector<int> first;
+  firstColumns(s, first);
+  QVN_TRY(addWorkColumns(s, first));
+  QVN_TRY(siftRounds(s));
+  if (s.statusCode == 3) {
+    modelChanged(env, lp, ModelEvent::kSiftOrBarrierBegins);
+    lp->status = kRunIterLimit;
+    return 0;
+  }
+  mapBasis(s);
+  // The clean-up on the whole problem from the mapped basis: normally no
+  // iteration; it proves the status and stores the solution.
+  GeneralParams &gp = *env->generalParams;
+  const int savedAdvind = gp.advind;
+  gp.advind = 1;
+  const int rc = solveBySimplex(env, lp, kPrimal);
+  gp.advind = savedAdvind;
+  QVN_TRY(rc);
+  if (lp->solution) {
+    lp->solution->method = methodNumber(LpMethod::kSifting);
+    lp->solution->iterationCount += s.workIterations;
+    lp->solution->siftIterations = s.iterationCount;
+    lp->solution->siftPhase1 = s.phase1Iterations;
+  }
+  return 0;
+}
+
+} // namespace qvn

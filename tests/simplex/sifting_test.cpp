@@ -1,0 +1,96 @@
+// Sifting reaches the reference optima, checked independently on the model
+// read back; its limits and counters.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "simplex/basis_test_support.h"
+
+namespace {
+
+using qvntest::EnvFixture;
+
+class Sifting : public EnvFixture {
+protected:
+  void SetUp() override {
+    EnvFixture::SetUp();
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIFTDISPLAY, 0), 0);
+  }
+  // Solves by sifting and checks status, objective and optimality conditions.
+  void solveChecked(QVNLPptr lp, double reference, bool throughLpopt) {
+    if (throughLpopt) {
+      ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_LPMETHOD, 5), 0);
+      ASSERT_EQ(QVNlpopt(env, lp), 0);
+      ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_LPMETHOD, 0), 0);
+    } else {
+      ASSERT_EQ(QVNsiftopt(env, lp), 0);
+    }
+    const qvntest::LpModel model = qvntest::readModel(env, lp);
+    qvntest::LpSolution s;
+    ASSERT_EQ(qvntest::readSolution(env, lp, model, s), 0);
+    EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
+    EXPECT_EQ(QVNgetmethod(env, lp), 5);
+    EXPECT_LE(std::fabs(s.objective - reference), 1e-6 * std::max(1.0, std::fabs(reference)));
+    EXPECT_EQ(qvntest::checkOptimal(model, s, 1e-6), "");
+  }
+};
+
+TEST_F(Sifting, NetlibModelsReachTheReference) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  const std::string dir = data + "/netlib";
+  const auto reference = qvntest::netlibReference(dir);
+  bool viaLpopt = false;
+  for (const char *name : {"afiro", "sc50b", "sc105", "share2b", "scagr7", "israel", "kb2", "recipe"}) {
+    SCOPED_TRACE(name);
+    for (int preind : {1, 0}) {
+      int status = 0;
+      QVNLPptr lp = QVNcreateprob(env, &status, name);
+      ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/" + name + ".mps.gz").c_str(), nullptr), 0);
+      ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, preind), 0);
+      solveChecked(lp, reference.at(name), viaLpopt = !viaLpopt);
+      QVNfreeprob(env, &lp);
+    }
+  }
+}
+
+// The LP relaxation of air03: 124 rows, 10757 columns, more rounds than one.
+TEST_F(Sifting, ManyColumnsFewRowsTakesRounds) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "air03");
+  ASSERT_EQ(QVNreadcopyprob(env, lp, (data + "/miplib3/air03.mps.gz").c_str(), nullptr), 0);
+  ASSERT_EQ(QVNchgprobtype(env, lp, QVN_PROB_LP), 0);
+  solveChecked(lp, 338864.25, false);
+  EXPECT_GT(QVNgetsiftitcnt(env, lp), 1);
+  EXPECT_GE(QVNgetsiftitcnt(env, lp), QVNgetsiftphase1cnt(env, lp));
+  QVNfreeprob(env, &lp);
+}
+
+// No round allowed: the iteration limit status, no solution.
+TEST_F(Sifting, RoundLimitZeroStopsBeforeAnyRound) {
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "tiny");
+  qvntest::LpModel t;
+  t.addCol(1, 0, 1e20);
+  t.addCol(2, 0, 1e20);
+  t.addRow('G', 1);
+  t.set(0, 0, 1), t.set(0, 1, 1);
+  ASSERT_EQ(t.load(env, lp), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIFTITLIM, 0), 0);
+  ASSERT_EQ(QVNsiftopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_IT_LIM);
+  double obj = 0;
+  EXPECT_EQ(QVNgetobjval(env, lp, &obj), QVNERR_NO_SOLN);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIFTITLIM, 2100000000), 0);
+  ASSERT_EQ(QVNsiftopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, 1.0, 1e-12);  // x0 = 1 is the cheaper cover of the row
+  QVNfreeprob(env, &lp);
+  takeErrors();
+}
+
+} // namespace
