@@ -49,7 +49,7 @@ SolveOptions parseSolve(int argc, char **argv) {
       const char *v = value("a method");
       if (!v) break;
       o.method = v;
-      if (o.method != "auto" && o.method != "primal" && o.method != "dual") o.error = "unknown method '" + o.method + "'";
+      if (o.method != "auto" && o.method != "primal" && o.method != "dual" && o.method != "barrier") o.error = "unknown method '" + o.method + "'";
     } else if (a == "--time-limit") {
       const char *v = value("seconds");
       if (!v) break;
@@ -209,7 +209,7 @@ int fail(QVNENVptr env, const char *what, int status) {
 
 const char *solveUsageText() {
   return "  quorvan solve FILE [options]     optimize a model file and print a summary\n"
-         "    --method auto|primal|dual      simplex method (default auto: dual unless a\n"
+         "    --method auto|primal|dual|barrier  method (default auto: dual unless a\n"
          "                                   primal feasible start exists)\n"
          "    --time-limit S                 stop after S seconds of wall time\n"
          "    --iteration-limit N            stop after N simplex iterations\n"
@@ -290,6 +290,8 @@ int runSolve(int argc, char **argv) {
     status = QVNprimopt(env, lp);
   else if (o.method == "dual")
     status = QVNdualopt(env, lp);
+  else if (o.method == "barrier")
+    status = QVNbaropt(env, lp);
   else
     status = QVNlpopt(env, lp);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -322,6 +324,7 @@ int runSolve(int argc, char **argv) {
     std::printf("Iterations: %d\n", QVNgetmipitcnt(env, lp));
   } else {
     std::printf("Iterations: %d\n", QVNgetitcnt(env, lp));
+    if (o.method == "barrier") std::printf("Barrier iterations: %d\n", QVNgetbaritcnt(env, lp));
   }
   std::printf("Time: %.3f\n", seconds);
   std::fflush(stdout);

@@ -147,6 +147,7 @@ struct SolutionBlock {
   bool primalFeasible = false, dualFeasible = false;
   double objValue = 0.0;
   int iterationCount = 0, phase1Count = 0;
+  int barrierIterations = 0;  // of the interior point run, apart from the simplex's
   EnvVector<double> x, slack;  // per column, per row
   EnvVector<double> pi, dj;    // per row, per column
 };
