@@ -117,7 +117,9 @@ protected:
       ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
       EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
       EXPECT_NEAR(s.objective, expected, 1e-6 * (1.0 + std::fabs(expected)));
-      if (crossover == 0) EXPECT_EQ(qvntest::checkOptimal(m, s, 1e-7), "");
+      if (crossover == 0) {
+        EXPECT_EQ(qvntest::checkOptimal(m, s, 1e-7), "");
+      }
     }
     // The dual simplex agrees.
     ASSERT_EQ(m.load(env, lp), 0);
