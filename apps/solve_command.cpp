@@ -50,7 +50,8 @@ SolveOptions parseSolve(int argc, char **argv) {
       const char *v = value("a method");
       if (!v) break;
       o.method = v;
-      if (o.method != "auto" && o.method != "primal" && o.method != "dual" && o.method != "sifting")
+      if (o.method != "auto" && o.method != "primal" && o.method != "dual" && o.method != "sifting" &&
+          o.method != "barrier")
         o.error = "unknown method '" + o.method + "'";
     } else if (a == "--time-limit") {
       const char *v = value("seconds");
@@ -317,9 +318,10 @@ int solveNetwork(QVNENVptr env, const SolveOptions &o) {
 
 const char *solveUsageText() {
   return "  quorvan solve FILE [options]     optimize a model file and print a summary\n"
-         "    --method auto|primal|dual|sifting  LP method (default auto: dual unless a\n"
-         "                                   primal feasible start exists); sifting suits\n"
-         "                                   LPs with far more columns than rows\n"
+         "    --method M                     LP method: auto (default: dual unless a primal\n"
+         "                                   feasible start exists), primal, dual, barrier\n"
+         "                                   (with crossover), or sifting (for LPs with far\n"
+         "                                   more columns than rows)\n"
          "    --time-limit S                 stop after S seconds of wall time\n"
          "    --iteration-limit N            stop after N simplex iterations\n"
          "    --param NAME=VALUE             set a parameter by name (QVN_PARAM_PREIND,\n"
@@ -418,6 +420,8 @@ int runSolve(int argc, char **argv) {
     status = QVNdualopt(env, lp);
   else if (o.method == "sifting")
     status = QVNsiftopt(env, lp);
+  else if (o.method == "barrier")
+    status = QVNbaropt(env, lp);
   else
     status = QVNlpopt(env, lp);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -450,6 +454,7 @@ int runSolve(int argc, char **argv) {
     std::printf("Iterations: %d\n", QVNgetmipitcnt(env, lp));
   } else {
     std::printf("Iterations: %d\n", QVNgetitcnt(env, lp));
+    if (o.method == "barrier") std::printf("Barrier iterations: %d\n", QVNgetbaritcnt(env, lp));
   }
   std::printf("Time: %.3f\n", seconds);
   if (o.ranges && !mip && stat == QVN_STAT_OPTIMAL && (status = printRanges(env, lp)) != 0)

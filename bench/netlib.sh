@@ -3,7 +3,7 @@
 # reference objectives; with --compare also runs clp on each model in the same
 # run and reports time and iteration ratios.
 #
-#   bench/netlib.sh [--method dual|primal|auto] [--compare] [--time-limit S]
+#   bench/netlib.sh [--method dual|primal|auto|barrier] [--compare] [--time-limit S]
 #                   [--param NAME=VALUE ...] [MODEL ...]
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -27,6 +27,7 @@ if [ $compare = 1 ] && ! command -v clp > /dev/null; then
   apt-get install -y -qq coinor-clp > /dev/null || { echo "clp not available"; exit 1; }
 fi
 [ ${#models[@]} -gt 0 ] || models=($(ls "$data" | sed -n 's/\.mps\.gz$//p'))
+clpmethod=-dualsimplex; [ "$method" = barrier ] && clpmethod=-barrier
 scratch=$(mktemp -d); trap 'rm -rf "$scratch"' EXIT
 results=$scratch/results.tsv
 
@@ -38,6 +39,8 @@ for m in "${models[@]}"; do
   out=$(timeout $((limit + 30)) "$tool" solve "$data/$m.mps.gz" --method "$method" --time-limit "$limit" --quiet "${params[@]}" 2>&1)
   status=$(sed -n 's/^Status: //p' <<< "$out"); status=${status:-error}
   obj=$(sed -n 's/^Objective: //p' <<< "$out"); iters=$(sed -n 's/^Iterations: //p' <<< "$out")
+  # The barrier compares its own iterations; the crossover's simplex ones are apart.
+  [ "$method" = barrier ] && iters=$(sed -n 's/^Barrier iterations: //p' <<< "$out")
   t=$(sed -n 's/^Time: //p' <<< "$out")
   rel=$(awk -v a="${obj:-nan}" -v b="${ref:-nan}" 'BEGIN { if (a == "none" || a == "nan" || b == "nan") { print "-"; exit }
         d = a - b; if (d < 0) d = -d; s = b < 0 ? -b : b; if (s < 1) s = 1; printf "%.1e", d / s }')
@@ -45,7 +48,7 @@ for m in "${models[@]}"; do
   cit=-; ctime=-
   if [ $compare = 1 ]; then
     zcat "$data/$m.mps.gz" > "$scratch/$m.mps"
-    cout=$(timeout $((limit + 30)) clp "$scratch/$m.mps" -dualsimplex 2>&1 | grep -E '^(Optimal|Primal infeasible|Dual infeasible|Stopped|Infeasible)' | tail -1)
+    cout=$(timeout $((limit + 30)) clp "$scratch/$m.mps" $clpmethod 2>&1 | grep -E '^(Optimal|Primal infeasible|Dual infeasible|Stopped|Infeasible)' | tail -1)
     cit=$(sed -n 's/.* - \([0-9]*\) iterations time \([0-9.]*\).*/\1/p' <<< "$cout"); cit=${cit:--}
     ctime=$(sed -n 's/.* - \([0-9]*\) iterations time \([0-9.]*\).*/\2/p' <<< "$cout"); ctime=${ctime:--}
     rm -f "$scratch/$m.mps"

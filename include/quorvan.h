@@ -657,6 +657,9 @@ QVN_API int QVNsolwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 /* ---- Optimizers and solution access ----------------------------------- */
 QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNprimopt(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNbaropt(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNhybbaropt(QVNCENVptr env, QVNLPptr lp, int method);
+QVN_API int QVNgetbaritcnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNdualopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNsolution(QVNCENVptr env, QVNCLPptr lp, int *statusOut, double *objectiveOut,
                         double *x, double *pi, double *slack, double *dj);

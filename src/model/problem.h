@@ -148,6 +148,7 @@ struct SolutionBlock {
   double objValue = 0.0;
   int iterationCount = 0, phase1Count = 0;
   int siftIterations = 0, siftPhase1 = 0;  // rounds of a sifting run, in phase 1
+  int barrierIterations = 0;  // of the interior point run, apart from the simplex's
   EnvVector<double> x, slack;  // per column, per row
   EnvVector<double> pi, dj;    // per row, per column
 };

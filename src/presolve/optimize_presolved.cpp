@@ -105,7 +105,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   PresolveState &s = *lp->presolved;
   if (s.nothingDone) return solve(env, lp, method);
 
-  int iterations = 0, phase1 = 0, siftRounds = 0, siftPhase1 = 0;
+  int iterations = 0, phase1 = 0, siftRounds = 0, siftPhase1 = 0, barrierIterations = 0;
   Problem *red = s.reduced;
   int status = 1;
   ReducedSolution in;
@@ -118,7 +118,10 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
                        : method == methodNumber(LpMethod::kDual) ? methodNumber(LpMethod::kPrimal)
                                                                  : method;
     QVN_TRY(solve(env, dual, onDual));
-    if (dual->solution) iterations = dual->solution->iterationCount, phase1 = dual->solution->phase1Count;
+    if (dual->solution) {
+      iterations = dual->solution->iterationCount, phase1 = dual->solution->phase1Count;
+      barrierIterations = dual->solution->barrierIterations;
+    }
     if (dual->status == 1 && dual->solution && dual->basisData) {
       primalFromDual(s, dual, fromDual);
       in.x = fromDual.x.data();
@@ -136,8 +139,11 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   if (red && !solved) {
     QVN_TRY(solve(env, red, method));
     status = red->status;
-    if (red->solution) iterations += red->solution->iterationCount, phase1 += red->solution->phase1Count;
-    if (red->solution) siftRounds = red->solution->siftIterations, siftPhase1 = red->solution->siftPhase1;
+    if (red->solution) {
+      iterations += red->solution->iterationCount, phase1 += red->solution->phase1Count;
+      siftRounds = red->solution->siftIterations, siftPhase1 = red->solution->siftPhase1;
+      barrierIterations += red->solution->barrierIterations;
+    }
     in = solutionOf(red);
   }
   modelChanged(env, lp, method == methodNumber(LpMethod::kPrimal) ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
@@ -145,6 +151,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   if (!isFinal(status)) {
     lp->solution->iterationCount = iterations;
     lp->solution->phase1Count = phase1;
+    lp->solution->barrierIterations = barrierIterations;
     lp->solution->method = method;
     return 0;
   }
@@ -161,6 +168,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
     lp->solution->phase1Count += phase1;
     lp->solution->siftIterations = siftRounds;
     lp->solution->siftPhase1 = siftPhase1;
+    lp->solution->barrierIterations = barrierIterations;
     lp->solution->method = method;
   }
   return 0;

@@ -2,6 +2,7 @@
 // steps around a main loop, and the storing of the result.
 #include <cmath>
 
+#include "barrier/barrier.h"
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
 #include "simplex/fpu_precision.h"
@@ -129,6 +130,13 @@ int solveProblem(Environment *env, Problem *lp, int method) {
   return 0;
 }
 
+// The barrier finishes through the simplex above; every other method is one.
+int solveByMethod(Environment *env, Problem *lp, int method) {
+  if (method == methodNumber(LpMethod::kBarrier))
+    return barrierSolveProblem(env, lp, env->barrierParams->barcrossalg, solveProblem);
+  return solveProblem(env, lp, method);
+}
+
 int optimize(Environment *env, Problem *lp, int method) {
   QVN_TRY(checkContinuous(lp));
   ExtendedPrecisionScope precision;
@@ -138,7 +146,7 @@ int optimize(Environment *env, Problem *lp, int method) {
     QVN_TRY(flushCache(env, lp));
     QVN_TRY(refuseNonFiniteData(env, *lp->lpData));
     if (settleContradictoryBounds(env, lp)) return 0;
-    return optimizeWithPresolve(env, lp, method, solveProblem);
+    return optimizeWithPresolve(env, lp, method, solveByMethod);
   });
   gp.advind = savedAdvind;
   gp.perind = savedPerind;
@@ -150,7 +158,9 @@ int optimize(Environment *env, Problem *lp, int method) {
 // The automatic choice: primal only to continue from a primal feasible start.
 int chooseMethod(Environment *env, Problem *lp) {
   const int chosen = env->generalParams->lpmethod;
-  if (chosen == 1 || chosen == 2 || chosen == methodNumber(LpMethod::kSifting)) return chosen;
+  if (chosen == 1 || chosen == 2 || chosen == methodNumber(LpMethod::kSifting) ||
+      chosen == methodNumber(LpMethod::kBarrier))
+    return chosen;
   if (chosen != 0) return kDual;  // the other methods are not available yet: the dual stands in
   const BasisData *b = lp->basisData;
   if (env->generalParams->advind == 0 || !b || b->colStatus.empty()) return kDual;
@@ -205,6 +215,26 @@ QVN_API int QVNlpopt(QVNCENVptr cenv, QVNLPptr lp) {
     QVN_TRY(flushCache(env, p));
     return optimize(env, p, chooseMethod(env, p));
   });
+}
+
+// method 0: crossover by the default; 1 primal, 2 dual (both finish by the
+// primal simplex on the crossed basis for now).
+QVN_API int QVNhybbaropt(QVNCENVptr cenv, QVNLPptr lp, int method) {
+  auto *env = const_cast<Environment *>(cenv);
+  return guardedProblem(env, lp, [&](Problem *p) -> int {
+    if (method < 0 || method > 2) return QVNERR_BAD_ARGUMENT;
+    BarrierParams &bp = *env->barrierParams;
+    const int saved = bp.barcrossalg;
+    bp.barcrossalg = method;
+    const int status = optimize(env, p, methodNumber(LpMethod::kBarrier));
+    bp.barcrossalg = saved;
+    return status;
+  });
+}
+
+QVN_API int QVNbaropt(QVNCENVptr cenv, QVNLPptr lp) {
+  auto *env = const_cast<Environment *>(cenv);
+  return guardedProblem(env, lp, [&](Problem *p) { return optimize(env, p, methodNumber(LpMethod::kBarrier)); });
 }
 
 } // extern "C"

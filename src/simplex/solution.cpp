@@ -124,6 +124,10 @@ QVN_API int QVNgetitcnt(QVNCENVptr env, QVNCLPptr lp) {
   return problemValue(env, lp, 0, [](Problem *p) { return p->solution ? p->solution->iterationCount : 0; });
 }
 
+QVN_API int QVNgetbaritcnt(QVNCENVptr env, QVNCLPptr lp) {
+  return problemValue(env, lp, 0, [](Problem *p) { return p->solution ? p->solution->barrierIterations : 0; });
+}
+
 QVN_API int QVNgetphase1cnt(QVNCENVptr env, QVNCLPptr lp) {
   return problemValue(env, lp, 0, [](Problem *p) { return p->solution ? p->solution->phase1Count : 0; });
 }

@@ -1,0 +1,49 @@
+// The barrier optimizer: a primal-dual interior point method with Mehrotra's
+// predictor-corrector on the normal equations, and the crossover of its point
+// to a basis on which the simplex finishes.
+#pragma once
+#include "barrier/ordering/cholesky.h"
+#include "model/problem.h"
+#include "simplex/work_lp.h"
+
+namespace qvn {
+
+// Outcome of the interior point run, by the numbers of the status table.
+enum BarrierStatus {
+  kBarOptimal = 1, kBarUnbounded = 2, kBarInfeasible = 3, kBarNumerical = 6, kBarIterLimit = 10,
+  kBarTimeLimit = 11, kBarAborted = 13
+};
+
+// The point of an interior point run on a WorkLp (all nt variables, unscaled,
+// minimization sense): values, row duals and reduced costs.
+struct BarrierResult {
+  int status = kBarNumerical;
+  int iterations = 0;
+  EnvVector<double> x, y, z;
+  double primalObjective = 0.0, dualObjective = 0.0;
+  double factorNonzeros = 0.0, factorFlops = 0.0;
+  int denseColumns = 0;
+};
+
+struct BarrierControl {
+  int iterationLimit = 2100000000;
+  double complementarityTol = 1e-8;
+  double timeLimit = 1e75;
+  int display = 1;
+  int maxCorrections = -1;
+};
+
+// Runs the interior point method on w. Returns 0 or an error (1001).
+int barrierRun(Environment *env, const WorkLp &w, const BarrierControl &ctl, BarrierResult &out);
+
+// Basis statuses (0 lower, 1 basic, 2 upper, 3 free at zero) of every variable
+// of w from an interior point: the m variables farthest inside their bounds
+// relative to their reduced costs are basic, the rest sit at the nearer bound.
+void crossoverBasis(const WorkLp &w, const BarrierResult &r, int *colStatus, int *rowStatus);
+
+using SimplexSolveFn = int (*)(Environment *env, Problem *lp, int method);
+// One barrier solve of lp as it stands, with a crossover finished by `simplex`
+// (primal) when `crossover` is not -1.
+int barrierSolveProblem(Environment *env, Problem *lp, int crossover, SimplexSolveFn simplex);
+
+} // namespace qvn

@@ -1,0 +1,6 @@
+list(APPEND QUORVAN_SOURCES
+  src/barrier/barrier_driver.cpp
+  src/barrier/barrier_ipm.cpp
+  src/barrier/ordering/cholesky.cpp
+  src/barrier/ordering/min_degree.cpp
+)

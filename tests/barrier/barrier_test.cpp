@@ -1,0 +1,243 @@
+// The barrier: its Cholesky factor against dense arithmetic, and whole solves
+// checked by the independent optimality check, by known optima and by the
+// dual simplex on the same model.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+#include "barrier/ordering/cholesky.h"
+#include "support/lp_model.h"
+#include "support/test_support.h"
+
+namespace {
+
+using qvntest::LpModel;
+using qvntest::LpSolution;
+using qvntest::ProblemFixture;
+
+// A x = b through M = A diag(d) A^T + diag(e), checked by a dense product.
+double normalSolveResidual(int rows, const std::vector<std::vector<std::pair<int, double>>> &cols,
+                           const std::vector<double> &d, const std::vector<double> &e, qvn::CholeskyFactor &f) {
+  std::vector<int> start(1, 0), index;
+  std::vector<double> value;
+  for (const auto &c : cols) {
+    for (const auto &[r, v] : c) index.push_back(r), value.push_back(v);
+    start.push_back(static_cast<int>(index.size()));
+  }
+  qvn::NormalPattern p;
+  p.rows = rows;
+  p.cols = static_cast<int>(cols.size());
+  p.start = start.data();
+  p.index = index.data();
+  p.value = value.data();
+  EXPECT_EQ(qvn::choleskyAnalyse(p, f), 0);
+  qvn::choleskyFactor(p, d.data(), e.data(), f);
+  std::vector<double> dense(static_cast<size_t>(rows) * rows, 0.0);
+  for (int i = 0; i < rows; ++i) dense[i * rows + i] = e[i];
+  for (size_t j = 0; j < cols.size(); ++j)
+    for (const auto &[r1, v1] : cols[j])
+      for (const auto &[r2, v2] : cols[j]) dense[r1 * rows + r2] += d[j] * v1 * v2;
+  std::vector<double> b(rows), x(rows), work(rows + 1);
+  for (int i = 0; i < rows; ++i) b[i] = x[i] = 1.0 + 0.37 * i - 0.01 * i * i;
+  qvn::choleskySolve(f, x.data(), work.data());
+  double worst = 0.0;
+  for (int i = 0; i < rows; ++i) {
+    double s = 0.0;
+    for (int k = 0; k < rows; ++k) s += dense[i * rows + k] * x[k];
+    worst = std::max(worst, std::fabs(s - b[i]) / (1.0 + std::fabs(b[i])));
+  }
+  return worst;
+}
+
+TEST(BarrierCholesky, SolvesNormalEquationsAndKeepsADiagonalWithoutFill) {
+  // A diagonal matrix: one-wide supernodes and no fill.
+  {
+    std::vector<std::vector<std::pair<int, double>>> cols;
+    for (int i = 0; i < 5; ++i) cols.push_back({{i, 2.0}});
+    qvn::CholeskyFactor f;
+    EXPECT_LT(normalSolveResidual(5, cols, std::vector<double>(5, 1.5), std::vector<double>(5, 0.0), f), 1e-12);
+    EXPECT_EQ(f.nonzeros, 5.0);
+    EXPECT_EQ(f.numSuper, 5);
+  }
+  // A pseudo-random sparse pattern with a wide range of weights, and a grid
+  // whose ordering matters.
+  {
+    const int rows = 60;
+    std::vector<std::vector<std::pair<int, double>>> cols;
+    unsigned s = 12345;
+    auto next = [&]() { return s = s * 1103515245u + 12345u, (s >> 16) & 0x7fff; };
+    for (int i = 0; i < rows; ++i) cols.push_back({{i, 1.0}});
+    for (int j = 0; j < 150; ++j) {
+      std::vector<std::pair<int, double>> c;
+      const int len = 1 + static_cast<int>(next() % 5);
+      for (int k = 0; k < len; ++k) {
+        const int r = static_cast<int>(next() % rows);
+        bool dup = false;
+        for (auto &e : c) dup = dup || e.first == r;
+        if (!dup) c.push_back({r, (static_cast<int>(next() % 200) - 100) / 17.0 + 0.5});
+      }
+      cols.push_back(c);
+    }
+    std::vector<double> d(cols.size());
+    for (size_t j = 0; j < d.size(); ++j) d[j] = std::pow(10.0, static_cast<int>(next() % 9) - 4);
+    qvn::CholeskyFactor f;
+    EXPECT_LT(normalSolveResidual(rows, cols, d, std::vector<double>(rows, 0.0), f), 1e-8);
+    EXPECT_LT(f.numSuper, rows);
+    EXPECT_EQ(f.perturbed, 0);
+  }
+  {
+    const int side = 12, rows = side * side;
+    std::vector<std::vector<std::pair<int, double>>> cols;
+    for (int i = 0; i < rows; ++i) {
+      cols.push_back({{i, 1.0}});
+      if (i % side + 1 < side) cols.push_back({{i, 1.0}, {i + 1, -1.0}});
+      if (i + side < rows) cols.push_back({{i, 1.0}, {i + side, -1.0}});
+    }
+    qvn::CholeskyFactor f;
+    EXPECT_LT(normalSolveResidual(rows, cols, std::vector<double>(cols.size(), 1.0), std::vector<double>(rows, 0.0), f),
+              1e-10);
+    // Minimum degree on a grid keeps the factor well below the dense triangle.
+    EXPECT_LT(f.nonzeros, 0.25 * rows * (rows + 1) / 2.0);
+  }
+}
+
+class BarrierSolve : public ProblemFixture {
+protected:
+  void solveBoth(const LpModel &m, double expected) {
+    for (int crossover : {0, -1}) {
+      SCOPED_TRACE(crossover == 0 ? "with crossover" : "without crossover");
+      ASSERT_EQ(m.load(env, lp), 0);
+      ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARCROSSALG, crossover), 0);
+      ASSERT_EQ(QVNbaropt(env, lp), 0);
+      LpSolution s;
+      ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
+      EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
+      EXPECT_NEAR(s.objective, expected, 1e-6 * (1.0 + std::fabs(expected)));
+      if (crossover == 0) {
+        EXPECT_EQ(qvntest::checkOptimal(m, s, 1e-7), "");
+      }
+    }
+    // The dual simplex agrees.
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    double obj = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+    EXPECT_NEAR(obj, expected, 1e-7 * (1.0 + std::fabs(expected)));
+  }
+};
+
+TEST_F(BarrierSolve, SmallModelsWithBoundsFreeColumnsAndRangesReachTheirOptima) {
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
+  // max 3x + 2y, x + y <= 4, x + 3y <= 6, x <= 3: optimum (3, 1), value 11.
+  {
+    LpModel m;
+    m.objSense = QVN_MAX;
+    const int r0 = m.addRow('L', 4.0), r1 = m.addRow('L', 6.0);
+    m.addCol(3.0, 0.0, 3.0, {{r0, 1.0}, {r1, 1.0}});
+    m.addCol(2.0, 0.0, QVN_INFBOUND, {{r0, 1.0}, {r1, 3.0}});
+    solveBoth(m, 11.0);
+  }
+  // min 1.5x - y with a free y, x in [-2, 5], -1 <= x + y <= 3 (ranged),
+  // y - x = 1: y = x + 1 makes the objective 0.5x - 1 and the range gives
+  // x in [-1, 1]: optimum x = -1, y = 0, value -1.5.
+  {
+    LpModel m;
+    const int r0 = m.addRow('R', -1.0, 4.0), r1 = m.addRow('E', 1.0);
+    m.addCol(1.5, -2.0, 5.0, {{r0, 1.0}, {r1, -1.0}});
+    m.addCol(-1.0, -QVN_INFBOUND, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
+    solveBoth(m, -1.5);
+  }
+  // A transportation model with a fixed column and a >= row.
+  {
+    LpModel m;
+    const double supply[2] = {20, 30}, demand[3] = {10, 25, 15};
+    const double cost[2][3] = {{8, 6, 10}, {9, 12, 13}};
+    int s[2], d[3];
+    for (int i = 0; i < 2; ++i) s[i] = m.addRow('L', supply[i]);
+    for (int k = 0; k < 3; ++k) d[k] = m.addRow('G', demand[k]);
+    for (int i = 0; i < 2; ++i)
+      for (int k = 0; k < 3; ++k) m.addCol(cost[i][k], 0.0, QVN_INFBOUND, {{s[i], 1.0}, {d[k], 1.0}});
+    m.addCol(1.0, 2.0, 2.0, {{s[0], -1.0}});  // fixed at 2: adds 2 to the first supply
+    // The reference is the dual simplex's optimum: two methods must agree.
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+    double ref = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &ref), 0);
+    solveBoth(m, ref);
+  }
+}
+
+TEST_F(BarrierSolve, InfeasibleAndUnboundedModelsAndTheIterationLimit) {
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+  {
+    // x + y <= 1 and x + y >= 3.
+    LpModel m;
+    const int r0 = m.addRow('L', 1.0), r1 = m.addRow('G', 3.0);
+    m.addCol(1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
+    m.addCol(1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNbaropt(env, lp), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+  }
+  {
+    // min -x - y with x - y <= 1: the ray (1, 1) is unbounded.
+    LpModel m;
+    const int r0 = m.addRow('L', 1.0);
+    m.addCol(-1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}});
+    m.addCol(-1.0, 0.0, QVN_INFBOUND, {{r0, -1.0}});
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNbaropt(env, lp), 0);
+    const int stat = QVNgetstat(env, lp);
+    EXPECT_TRUE(stat == QVN_STAT_UNBOUNDED || stat == QVN_STAT_INForUNBD) << stat;
+  }
+  {
+    LpModel m;
+    const int r0 = m.addRow('L', 4.0);
+    m.addCol(-1.0, 0.0, 10.0, {{r0, 1.0}});
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 0), 0);
+    ASSERT_EQ(QVNbaropt(env, lp), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_IT_LIM);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 2100000000), 0);
+  }
+}
+
+TEST_F(BarrierSolve, NetlibSampleReachesTheReferenceWithACheckedBasis) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  const std::string dir = data + "/netlib";
+  std::ifstream in(dir + "/reference.tsv");
+  std::string line;
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
+  const std::vector<std::string> sample = {"afiro", "sc50b", "blend", "share2b", "kb2", "scagr7", "boeing2"};
+  int seen = 0;
+  while (std::getline(in, line) && seen < 100) {
+    ++seen;
+    std::istringstream fields(line);
+    std::string name, status;
+    double ref = 0.0;
+    if (!(fields >> name >> status >> ref)) continue;
+    if (std::find(sample.begin(), sample.end(), name) == sample.end()) continue;
+    SCOPED_TRACE(name);
+    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/" + name + ".mps.gz").c_str(), nullptr), 0);
+    ASSERT_EQ(QVNbaropt(env, lp), 0);
+    const LpModel model = qvntest::readModel(env, lp);
+    LpSolution s;
+    ASSERT_EQ(qvntest::readSolution(env, lp, model, s), 0);
+    EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
+    EXPECT_LE(std::fabs(s.objective - ref), 1e-6 * std::max(1.0, std::fabs(ref)));
+    EXPECT_EQ(qvntest::checkOptimal(model, s, 1e-6), "");
+    EXPECT_GT(QVNgetbaritcnt(env, lp), 0);
+  }
+}
+
+} // namespace

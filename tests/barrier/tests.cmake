@@ -1,0 +1,3 @@
+list(APPEND QUORVAN_TEST_SOURCES
+  barrier/barrier_test.cpp
+)
