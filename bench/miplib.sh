@@ -59,9 +59,13 @@ for m in "${models[@]}"; do
   if [ $cbc = 1 ]; then
     zcat "$data/$m.mps.gz" > "$scratch/$m.mps"
     cstart=$(date +%s.%N)
-    cout=$(timeout $((limit + 30)) cbc "$scratch/$m.mps" -seconds "$limit" -threads 1 -solve 2>&1)
+    # cbc checks its clock only now and then and can overrun -seconds by far:
+    # the wall clock is held to the same limit plus a little.
+    cout=$(timeout -k 5 $((limit + 5)) cbc "$scratch/$m.mps" -seconds "$limit" -threads 1 -solve 2>&1)
+    crc=$?
     ctime=$(awk -v a="$cstart" -v b="$(date +%s.%N)" 'BEGIN { printf "%.2f", b - a }')
     cstat=$(sed -n 's/^Result - \(.*\)/\1/p' <<< "$cout" | head -1 | cut -c1-12 | tr ' ' '_'); cstat=${cstat:-?}
+    [ $crc = 124 ] || [ $crc = 137 ] && cstat=killed
     rm -f "$scratch/$m.mps"
     printf ' %-12s %7s' "$cstat" "$ctime"
   fi
