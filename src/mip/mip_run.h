@@ -36,6 +36,10 @@ struct MipRun {
   const SosData *sos = nullptr;  // the model's sets, null when none
   EnvVector<int> colStatus, rowStatus;
   EnvVector<double> nodeLower, nodeUpper;
+  // Loading a node: the columns whose bounds change, once each.
+  EnvVector<int> touched;
+  EnvVector<char> touchMark;
+  EnvVector<double> touchedLower, touchedUpper;
   // Priority order of QVNcopyorder by column (-1 for none) and its branch
   // directions (1 up, -1 down, 0 free); empty when no order is in use.
   EnvVector<int> priority, orderDirection;

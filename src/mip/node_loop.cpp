@@ -52,9 +52,14 @@ int limitsReached(MipRun &run, const NodeRecord *current) {
 // to the root's bounds, then this node's path applies, later entries last.
 int loadBounds(MipRun &run, const NodeRecord &node) {
   MipSearch &s = *run.search;
-  EnvVector<int> cols;
+  // The columns to send, each once, in run-owned arrays that keep their room.
+  EnvVector<int> &cols = run.touched;
+  cols.clear();
   auto touch = [&](int j) {
-    if (std::find(cols.begin(), cols.end(), j) == cols.end()) cols.push_back(j);
+    if (run.touchMark[j] == 0) {
+      run.touchMark[j] = 1;
+      cols.push_back(j);
+    }
   };
   for (const BoundChange &c : s.applied) {
     run.nodeLower[c.col] = s.rootLower[c.col];
@@ -68,8 +73,11 @@ int loadBounds(MipRun &run, const NodeRecord &node) {
   }
   s.applied.assign(node.changes.begin(), node.changes.end());
   if (cols.empty()) return 0;
-  EnvVector<double> lo(cols.size()), up(cols.size());
+  EnvVector<double> &lo = run.touchedLower, &up = run.touchedUpper;
+  lo.resize(cols.size());
+  up.resize(cols.size());
   for (size_t k = 0; k < cols.size(); ++k) {
+    run.touchMark[cols[k]] = 0;
     lo[k] = run.nodeLower[cols[k]];
     up[k] = run.nodeUpper[cols[k]];
   }
@@ -460,6 +468,7 @@ int runNodeLoop(MipRun &run) {
   const int n = run.model->numCols;
   run.nodeLower.assign(s.rootLower.begin(), s.rootLower.end());
   run.nodeUpper.assign(s.rootUpper.begin(), s.rootUpper.end());
+  run.touchMark.assign(static_cast<size_t>(n), 0);
   // The node LP still carries the last node of an earlier call: back to the root.
   {
     NodeRecord empty;
