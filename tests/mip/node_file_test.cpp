@@ -64,6 +64,26 @@ TEST_F(NodeFileTest, EveryModeReachesTheOptimumAndLeavesNoDirectory) {
     EXPECT_EQ(directory.rfind(work + "/qvn", 0), 0u) << directory;
     EXPECT_FALSE(exists(directory)) << what << ": " << directory << " left behind";
   }
+  // A run stopped by a node limit keeps its files for the resume; freeing the
+  // problem takes them and the directory.
+  QVNsetintparam(env, QVN_PARAM_NODEFILEIND, 3);
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 35);
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  std::string log;
+  ASSERT_EQ(QVNaddfuncdest(env, results, &log, appendText), 0);
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  QVNdelfuncdest(env, results, &log, appendText);
+  const int status = QVNgetstat(env, lp);
+  EXPECT_TRUE(status == QVN_STAT_MIP_NODE_LIM_FEAS || status == QVN_STAT_MIP_NODE_LIM_INFEAS)
+      << status << " after " << QVNgetnodecnt(env, lp) << " nodes";
+  const std::string mark = "Began writing nodes to disk (directory ";
+  const size_t at = log.find(mark);
+  ASSERT_NE(at, std::string::npos) << log;
+  const size_t begin = at + mark.size();
+  const std::string directory = log.substr(begin, log.find(" created)", begin) - begin);
+  EXPECT_TRUE(exists(directory)) << directory;
+  ASSERT_EQ(QVNfreeprob(env, &lp), 0);
+  EXPECT_FALSE(exists(directory)) << directory << " left behind";
 }
 
 } // namespace
