@@ -623,6 +623,11 @@ QVN_API int QVNmpswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNmpsrewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlprewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+/* The dual of a linear problem as an MPS file, a minimization whose optimum D
+   gives the problem's optimum as shift - D (shift + D for a maximization);
+   fixed columns show only through the shift, returned in objShift (may be
+   NULL) and stated on the NAME line. */
+QVN_API int QVNdualwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName, double *objShift);
 
 /* ---- Side files ------------------------------------------------------- */
 /* Priority order (".ord"), SOS (".sos") and MIP start (".mst", text or XML)

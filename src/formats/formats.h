@@ -20,7 +20,9 @@ int readModelImage(Environment *env, const char *fileName, const char *typeWord,
 int writeModelImage(Environment *env, const ModelImage &image, const char *fileName, const char *typeWord);
 
 // Writers; `genericNames` writes generated names in place of the model's own.
-int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
+// `nameLine`, when given, is written as the whole first line.
+int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames,
+                 const char *nameLine = nullptr);
 int writeLpFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
 
 // LP name repair: whether a name must be changed to stand in an LP file, and

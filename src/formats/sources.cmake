@@ -1,6 +1,7 @@
 list(APPEND QUORVAN_SOURCES
   src/formats/char_classes.cpp
   src/formats/dispatch.cpp
+  src/formats/dual_writer.cpp
   src/formats/lp_reader.cpp
   src/formats/lp_writer.cpp
   src/formats/model_image.cpp

@@ -11,4 +11,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/install_test.cpp
   formats/cli_test.cpp
   formats/side_files_test.cpp
+  formats/dual_writer_test.cpp
 )
