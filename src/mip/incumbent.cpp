@@ -62,6 +62,25 @@ double solutionViolation(const LpData &d, const EnvVector<ColKind> &kind, const 
   return worst;
 }
 
+double sosViolation(const SosData *sos, const double *x) {
+  if (!sos) return 0.0;
+  double worst = 0.0;
+  for (int t = 0; t < sos->count; ++t) {
+    const int begin = sos->start[t], end = sos->start[t + 1];
+    // The allowed nonzeros start at the first nonzero; an SOS2 may use its neighbour too.
+    int first = -1;
+    for (int k = begin; k < end; ++k)
+      if (std::fabs(x[sos->member[k]]) > kAcceptTol) {
+        first = k;
+        break;
+      }
+    if (first < 0) continue;
+    const int allowedEnd = first + (sos->type[t] == '2' ? 2 : 1);
+    for (int k = allowedEnd; k < end; ++k) worst = std::max(worst, std::fabs(x[sos->member[k]]));
+  }
+  return worst;
+}
+
 double cutoffFor(const MipControl &c, double z) {
   double cut = z - c.objdif;
   if (std::fabs(c.objdif) < 1e-10 && c.relobjdif > 1e-10) cut = z - c.relobjdif * std::fabs(z);
@@ -92,6 +111,7 @@ bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic) 
     const double violation = solutionViolation(d, s.kind, s.semiLower.data(), candidate.data(), &integrality);
     if (violation > kAcceptTol || integrality > run.control.epint) return false;
   }
+  if (sosViolation(run.sos, candidate.data()) > kAcceptTol) return false;
   double z = d.objOffset;
   for (int j = 0; j < n; ++j) z += d.objCoef[j] * candidate[j];
   z *= run.sense;

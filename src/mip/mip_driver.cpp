@@ -1,8 +1,10 @@
 // QVNmipopt: the checks, the run control, the root, the tree and the
 // translation of how the run ended into a MIP status.
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 #include "mip/mip_log.h"
@@ -205,6 +207,7 @@ int runSearch(MipRun &run) {
   MipSearch &s = *run.search;
   if (!s.rootSolved) {
     QVN_TRY(integerPresolveStage(run));
+    QVN_TRY(tryMipStart(run));
     QVN_TRY(mipRoot(run));
     if (run.stopStatus != 0 || !s.rootSolved) return 0;
     QVN_TRY(mipRootRounds(run));
@@ -214,10 +217,56 @@ int runSearch(MipRun &run) {
   return runNodeLoop(run);
 }
 
+bool polishable(int status) {
+  return status == 102 || (status >= 104 && status <= 110) || status == 113 || status == 114;
+}
+
+// Polishing: after a run that ended short of a proof, the tree resumes for
+// POLISHTIME more seconds with every other limit and both gaps lifted, so
+// that the search keeps improving the incumbent it has.
+int polish(MipRun &run, int *status) {
+  Environment *env = run.env;
+  MipSearch &s = *run.search;
+  const bool show = run.control.display > 0;
+  if (!s.incumbent.exists) {
+    if (show) QVNmsg(env->resultsChannel, "\nPolishing requested, but no solution to polish.\n\n");
+    return 0;
+  }
+  if (show) {
+    char text[512];
+    const int shown = *status == 106 ? 105 : *status == 108 ? 107 : *status;
+    if (QVNgetstatstring(env, shown, text)) {
+      text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+      QVNmsg(env->resultsChannel, "\n%s.\n", text);
+    }
+    const double seconds = env->mipParams->polishtime;
+    QVNmsg(env->resultsChannel,
+           seconds >= 1e7 ? "Spending an additional %.4e seconds polishing solution.\n\n"
+                          : "Spending an additional %.0f seconds polishing solution.\n\n",
+           seconds);
+  }
+  const int before = *status;
+  MipControl &c = run.control;
+  c.interval = 1;
+  c.nodeLimit = 2100000000;
+  c.solutionLimit = 2100000000;
+  c.epgap = c.epagap = 0.0;
+  c.timeLimit = env->mipParams->polishtime + elapsedSeconds(run);
+  run.nodesAtStart = s.nodeCount;
+  run.stopStatus = 0;
+  const int failure = runNodeLoop(run);
+  if (failure != 0) {
+    if (failure < 0 || failure == QVNERR_NO_MEMORY) return failure;
+    run.stopStatus = failure;
+  }
+  *status = translate(run, run.stopStatus, storeCount(s.store) > 0 || s.resume);
+  if (*status == 107 || *status == 108) *status = before;
+  return 0;
+}
+
 int mipopt(Environment *env, Problem *lp) {
   if (!isMipType(lp->probType)) return QVNERR_NOT_MIP;
   if (hasQuadObjType(lp->probType) || hasQuadConstrType(lp->probType)) return QVNERR_NOT_FOR_QP;
-  if (heldSos(lp)) return QVNERR_NOT_MILPCLASS;
   ExtendedPrecisionScope precision;
   if (env->generalParams->advind == 0) destroyMipSearch(lp->mipSearch);
   if (lp->mipSearch) {
@@ -233,6 +282,7 @@ int mipopt(Environment *env, Problem *lp) {
   run.lp = lp;
   run.model = lp->lpData;
   run.sense = lp->lpData->objSense >= 0 ? 1 : -1;
+  run.sos = heldSos(lp);
   run.control = buildControl(env, *lp->lpData);
   if (!lp->mipSearch) {
     lp->mipSearch = envNew<MipSearch>();
@@ -262,6 +312,14 @@ int mipopt(Environment *env, Problem *lp) {
   s.store.keys.varSelect = run.control.varSelect;
   s.store.bbInterval = env->mipParams->bbinterval;
   s.store.treeLimit = env->mipParams->trelim >= 1e75 ? 1e75 : env->mipParams->trelim * 1048576.0;
+  const double workmem = env->generalParams->workmem;
+  s.store.memoryLimit = workmem >= 1e75 ? 1e75 : workmem * 1048576.0;
+  s.store.fileMode = env->mipParams->nodefileind;
+  if (s.store.directory.empty()) {
+    // The directory of a run's node files is fixed once it exists.
+    const char *dir = env->generalParams->workdir;
+    s.store.workDir.assign(dir, dir + std::strlen(dir) + 1);
+  }
   storeRekey(s.store);
   // The cutoff of the caller, in minimization sense, unless an incumbent is better.
   const double userCut = run.sense > 0 ? run.control.cutup : -run.control.cutlo;
@@ -282,6 +340,16 @@ int mipopt(Environment *env, Problem *lp) {
   }
   const bool nodesLeft = storeCount(s.store) > 0 || s.resume;
   int status = translate(run, run.stopStatus, nodesLeft);
+  if (env->mipParams->polishtime > 0.0 && polishable(status)) {
+    try {
+      QVN_TRY(polish(run, &status));
+    } catch (const std::bad_alloc &) {
+      storeClear(s.store);
+      freeNode(s.resume);
+      lp->status = s.incumbent.exists ? 116 : 117;
+      return QVNERR_NO_MEMORY;
+    }
+  }
   if (run.unprovedDrops > 0 && status == 101) {
     // Optimality rests on every dropped node having a bound: without one the
     // answer is only as good as the bounds of the rest.
@@ -297,7 +365,8 @@ int mipopt(Environment *env, Problem *lp) {
     double integrality = 0.0;
     s.incumbent.infeasibility =
         solutionViolation(*lp->lpData, s.kind, s.semiLower.data(), s.incumbent.x.data(), &integrality);
-    s.incumbent.infeasibility = std::max(s.incumbent.infeasibility, integrality);
+    s.incumbent.infeasibility =
+        std::max({s.incumbent.infeasibility, integrality, sosViolation(run.sos, s.incumbent.x.data())});
     if (s.incumbent.infeasibility > std::max(run.control.epint, 1e-10)) {
       QVNmsg(env->warningChannel, "Warning: integer solution contains unscaled infeasibilities.\n");
       if (status == 101) status = 115;

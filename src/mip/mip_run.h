@@ -3,11 +3,21 @@
 #pragma once
 #include "mip/branching.h"
 #include "mip/mip_search.h"
+#include "model/mip_data.h"
 
 namespace qvn {
 
 // How a node's LP ended.
 enum class NodeOutcome { kFractional, kIntegral, kInfeasible, kCutoff, kLpTrouble, kStop };
+
+// A special ordered set that the node LP's point violates, and where to split
+// it: the members after `split` go in the down child, those up to it (SOS1) or
+// before it (SOS2) in the up child.
+struct SosCandidate {
+  int set;
+  int split;        // position in the set's member list
+  double weight;    // weight sum of the members at nonzero values
+};
 
 struct MipRun {
   Environment *env;
@@ -22,8 +32,14 @@ struct MipRun {
   // Work arrays sized once per call.
   EnvVector<BranchCandidate> candidates;
   EnvVector<int> semiCandidates;
+  EnvVector<SosCandidate> sosCandidates;
+  const SosData *sos = nullptr;  // the model's sets, null when none
   EnvVector<int> colStatus, rowStatus;
   EnvVector<double> nodeLower, nodeUpper;
+  // Loading a node: the columns whose bounds change, once each.
+  EnvVector<int> touched;
+  EnvVector<char> touchMark;
+  EnvVector<double> touchedLower, touchedUpper;
   // Priority order of QVNcopyorder by column (-1 for none) and its branch
   // directions (1 up, -1 down, 0 free); empty when no order is in use.
   EnvVector<int> priority, orderDirection;
@@ -45,8 +61,14 @@ bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic);
 // units (integrality measured against `epint`).
 double solutionViolation(const LpData &d, const EnvVector<ColKind> &kind, const double *semiLower,
                          const double *x, double *integrality);
+// Largest value of a set member that its set forbids to be nonzero: beyond the
+// first nonzero for SOS1, beyond the first two adjacent ones for SOS2.
+double sosViolation(const SosData *sos, const double *x);
 
 // Stages.
+// Tries the held MIP start when ADVIND allows; an integer point found becomes
+// the incumbent before the root is solved.
+int tryMipStart(MipRun &run);
 int mipRoot(MipRun &run);
 int mipRootRounds(MipRun &run);
 int runNodeLoop(MipRun &run);

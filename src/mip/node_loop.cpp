@@ -21,6 +21,8 @@ constexpr int kProvedRounds = 4;
 constexpr double kBasisBudget = 256.0 * 1048576.0;
 // Dive steps after which the store is consulted again, whatever the bounds say.
 constexpr int kDiveAllowance = 2000;
+// A set member at or below this magnitude counts as zero, as for an incumbent.
+constexpr double kSosZero = 1e-6;
 
 struct NodeResult {
   NodeOutcome outcome = NodeOutcome::kLpTrouble;
@@ -50,9 +52,14 @@ int limitsReached(MipRun &run, const NodeRecord *current) {
 // to the root's bounds, then this node's path applies, later entries last.
 int loadBounds(MipRun &run, const NodeRecord &node) {
   MipSearch &s = *run.search;
-  EnvVector<int> cols;
+  // The columns to send, each once, in run-owned arrays that keep their room.
+  EnvVector<int> &cols = run.touched;
+  cols.clear();
   auto touch = [&](int j) {
-    if (std::find(cols.begin(), cols.end(), j) == cols.end()) cols.push_back(j);
+    if (run.touchMark[j] == 0) {
+      run.touchMark[j] = 1;
+      cols.push_back(j);
+    }
   };
   for (const BoundChange &c : s.applied) {
     run.nodeLower[c.col] = s.rootLower[c.col];
@@ -66,8 +73,11 @@ int loadBounds(MipRun &run, const NodeRecord &node) {
   }
   s.applied.assign(node.changes.begin(), node.changes.end());
   if (cols.empty()) return 0;
-  EnvVector<double> lo(cols.size()), up(cols.size());
+  EnvVector<double> &lo = run.touchedLower, &up = run.touchedUpper;
+  lo.resize(cols.size());
+  up.resize(cols.size());
   for (size_t k = 0; k < cols.size(); ++k) {
+    run.touchMark[cols[k]] = 0;
     lo[k] = run.nodeLower[cols[k]];
     up[k] = run.nodeUpper[cols[k]];
   }
@@ -91,6 +101,41 @@ SharedBasis *snapshotBasis(MipRun &run) {
   for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(run.colStatus[j]);
   for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(run.rowStatus[i]);
   return b;
+}
+
+// Sets whose nonzero members at x are more than the set allows, each with the
+// member at which it splits: at the weighted mean of the members' weights,
+// moved inward so that both children cut the point off.
+void findSosCandidates(MipRun &run, const double *x, NodeResult &res) {
+  const SosData &sos = *run.sos;
+  run.sosCandidates.clear();
+  for (int t = 0; t < sos.count; ++t) {
+    const int begin = sos.start[t], end = sos.start[t + 1];
+    int first = -1, last = -1, nonzeros = 0;
+    double mass = 0.0, weighted = 0.0, weightSum = 0.0;
+    for (int k = begin; k < end; ++k) {
+      const double v = std::fabs(x[sos.member[k]]);
+      if (v <= kSosZero) continue;
+      if (first < 0) first = k;
+      last = k;
+      ++nonzeros;
+      mass += v;
+      weighted += v * sos.weight[k];
+      weightSum += sos.weight[k];
+    }
+    const bool two = sos.type[t] == '2';
+    if (nonzeros < 2 || (two && last - first < 2)) continue;
+    const double mean = weighted / mass;
+    int split = first;
+    for (int k = first; k <= last; ++k)
+      if (sos.weight[k] <= mean) split = k;
+    split = std::clamp(split, two ? first + 1 : first, last - 1);
+    run.sosCandidates.push_back(SosCandidate{t, split, weightSum});
+    ++res.iinf;
+    double below = 0.0;
+    for (int k = first; k <= split; ++k) below += std::fabs(x[sos.member[k]]);
+    res.sumInf += std::min(below, mass - below) / mass;
+  }
 }
 
 // Fractional integer columns and semi-continuous columns strictly inside
@@ -122,6 +167,7 @@ void findCandidates(MipRun &run, const double *x, NodeResult &res) {
       res.sumInf += dist;
     }
   }
+  if (run.sos) findSosCandidates(run, x, res);
 }
 
 int solveNode(MipRun &run, NodeResult &res) {
@@ -249,12 +295,13 @@ void logIncumbent(MipRun &run, int left, const NodeRecord *current) {
 }
 
 NodeRecord *makeChild(MipRun &run, const NodeRecord &parent, const NodeResult &res, int col, char direction,
-                      double value, double lower, double upper, double estimate, bool boundFromTrial) {
+                      double value, const BoundChange *change, int changeCount, double estimate,
+                      bool boundFromTrial) {
   MipSearch &s = *run.search;
   NodeRecord *child = newNode();
-  child->changes.reserve(parent.changes.size() + 1);
+  child->changes.reserve(parent.changes.size() + static_cast<size_t>(changeCount));
   child->changes.assign(parent.changes.begin(), parent.changes.end());
-  child->changes.push_back(BoundChange{col, lower, upper});
+  child->changes.insert(child->changes.end(), change, change + changeCount);
   child->objective = res.objective;
   child->bound = std::max(res.objective, boundFromTrial ? res.objective + estimate : res.objective);
   child->estimate = estimate;
@@ -284,43 +331,24 @@ bool backtrackForced(const MipRun &run) {
   return nodes % 4 == 0;
 }
 
-// Branches the node: children built and either one kept to dive into or
-// both pushed. Returns the next node to process (may be null).
-NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const BranchRecord rec[2],
-                   bool boundsFromTrials) {
+// The child, holding the parent's final basis, unless its bound reaches the
+// cutoff (then it is freed and null comes back).
+NodeRecord *keepChild(MipRun &run, NodeRecord *child, SharedBasis *&basis) {
   MipSearch &s = *run.search;
-  NodeRecord *children[2] = {nullptr, nullptr};
-  SharedBasis *basis = nullptr;
-  for (int k = 0; k < 2; ++k) {
-    const BranchRecord &r = rec[k];
-    const int j = r.variable;
-    double lo = run.nodeLower[j], up = run.nodeUpper[j];
-    const double down = std::floor(r.branchValue + 1e-10);
-    if (s.kind[j] == ColKind::kInteger) {
-      if (r.direction == 'U')
-        lo = down + 1.0;
-      else
-        up = down;
-    } else {
-      // A semi-continuous column: off, or at least its semi-continuous bound.
-      if (r.direction == 'U')
-        lo = s.semiLower[j];
-      else
-        up = 0.0;
-    }
-    if (lo > up) continue;
-    NodeRecord *child =
-        makeChild(run, *node, res, j, r.direction, r.branchValue, lo, up, r.estimate, boundsFromTrials);
-    if (child->bound >= s.cutoff) {
-      freeNode(child);
-      continue;
-    }
-    if (!basis && s.store.inMemoryBytes < kBasisBudget) basis = snapshotBasis(run);
-    child->basis = basis;
-    holdBasis(basis);
-    children[k] = child;
+  if (child->bound >= s.cutoff) {
+    freeNode(child);
+    return nullptr;
   }
-  // Choose: stay in the dive with a child near the best bound, or go back.
+  if (!basis && s.store.inMemoryBytes < kBasisBudget) basis = snapshotBasis(run);
+  child->basis = basis;
+  holdBasis(basis);
+  return child;
+}
+
+// Stays in the dive with a child near the best bound, or goes back to the
+// store; the children not taken go there.
+NodeRecord *chooseNext(MipRun &run, NodeRecord *children[2]) {
+  MipSearch &s = *run.search;
   const double bestNode = currentBestBound(run, nullptr);
   const double bestWithChildren = std::min({bestNode, children[0] ? children[0]->bound : 1e75,
                                             children[1] ? children[1]->bound : 1e75});
@@ -334,8 +362,8 @@ NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const B
         children[k] = nullptr;
       }
   }
-  for (NodeRecord *c : children)
-    if (c) storePush(s.store, c);
+  for (int k = 0; k < 2; ++k)
+    if (children[k]) storePush(s.store, children[k]);
   if (next) {
     ++run.diveSteps;
     next->state = 'W';  // warm: the node LP holds its parent's optimal basis
@@ -343,6 +371,72 @@ NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const B
     run.diveSteps = 0;
   }
   return next;
+}
+
+// Branches the node: children built and either one kept to dive into or
+// both pushed. Returns the next node to process (may be null).
+NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const BranchRecord rec[2],
+                   bool boundsFromTrials) {
+  MipSearch &s = *run.search;
+  NodeRecord *children[2] = {nullptr, nullptr};
+  SharedBasis *basis = nullptr;
+  for (int k = 0; k < 2; ++k) {
+    const BranchRecord &r = rec[k];
+    const int j = r.variable;
+    double lo = run.nodeLower[j], up = run.nodeUpper[j];
+    const double down = std::floor(r.branchValue + 1e-10);
+    // A semi-continuous or semi-integer column inside its gap branches on
+    // being off; a semi-integer one beyond it branches like an integer.
+    const bool semiBranch = s.kind[j] != ColKind::kInteger && r.branchValue < s.semiLower[j] - run.control.epint;
+    if (!semiBranch) {
+      if (r.direction == 'U')
+        lo = down + 1.0;
+      else
+        up = down;
+    } else {
+      // A semi-continuous column: off, or at least its semi-continuous bound.
+      if (r.direction == 'U')
+        lo = s.semiLower[j];
+      else
+        up = 0.0;
+    }
+    if (lo > up) continue;
+    const BoundChange change{j, lo, up};
+    children[k] = keepChild(run, makeChild(run, *node, res, j, r.direction, r.branchValue, &change, 1,
+                                           r.estimate, boundsFromTrials),
+                            basis);
+  }
+  return chooseNext(run, children);
+}
+
+// Branches the node on a set: the down child takes the members after the
+// split point to zero, the up child those before it (and the split member
+// itself for an SOS1).
+NodeRecord *branchSos(MipRun &run, NodeRecord *node, const NodeResult &res, const SosCandidate &c) {
+  const SosData &sos = *run.sos;
+  const int begin = sos.start[c.set], end = sos.start[c.set + 1];
+  NodeRecord *children[2] = {nullptr, nullptr};
+  SharedBasis *basis = nullptr;
+  EnvVector<BoundChange> changes;
+  for (int k = 0; k < 2; ++k) {
+    const bool down = k == 0;
+    const int from = down ? c.split + 1 : begin;
+    const int to = down ? end : (sos.type[c.set] == '2' ? c.split : c.split + 1);
+    changes.clear();
+    bool possible = true;
+    for (int p = from; p < to; ++p) {
+      const int j = sos.member[p];
+      if (run.nodeLower[j] > 0.0 || run.nodeUpper[j] < 0.0) possible = false;
+      if (run.nodeUpper[j] != 0.0 || run.nodeLower[j] != 0.0) changes.push_back(BoundChange{j, 0.0, 0.0});
+    }
+    if (!possible) continue;
+    NodeRecord *child = makeChild(run, *node, res, -1, down ? 'D' : 'U', sos.weight[c.split], changes.data(),
+                                  static_cast<int>(changes.size()), 0.0, false);
+    child->branchSet = c.set;
+    child->sosWeight = c.weight;
+    children[k] = keepChild(run, child, basis);
+  }
+  return chooseNext(run, children);
 }
 
 // Keeps the candidates of the largest priority, in their order.
@@ -374,6 +468,7 @@ int runNodeLoop(MipRun &run) {
   const int n = run.model->numCols;
   run.nodeLower.assign(s.rootLower.begin(), s.rootLower.end());
   run.nodeUpper.assign(s.rootUpper.begin(), s.rootUpper.end());
+  run.touchMark.assign(static_cast<size_t>(n), 0);
   // The node LP still carries the last node of an earlier call: back to the root.
   {
     NodeRecord empty;
@@ -408,7 +503,7 @@ int runNodeLoop(MipRun &run) {
     NodeResult res;
     int rounds = 0;
     BranchRecord rec[2];
-    bool branched = false, trialBounds = false;
+    bool branched = false, trialBounds = false, sosBranch = false;
     for (;;) {
       QVN_TRY(solveNode(run, res));
       if (rounds == 0) updatePseudoCost(run, *current, res);
@@ -430,6 +525,10 @@ int runNodeLoop(MipRun &run) {
         rec[0] = BranchRecord{'D', j, v, 0.0};
         rec[1] = BranchRecord{'U', j, v, 0.0};
         branched = true;
+        break;
+      }
+      if (run.candidates.empty() && run.semiCandidates.empty() && !run.sosCandidates.empty()) {
+        sosBranch = true;
         break;
       }
       int added = 0;
@@ -496,6 +595,13 @@ int runNodeLoop(MipRun &run) {
     }
     NodeRecord *next = nullptr;
     if (branched) next = branch(run, current, res, rec, trialBounds);
+    if (sosBranch) next = branchSos(run, current, res, run.sosCandidates[0]);
+    if (!s.store.directoryAnnounced && !s.store.directory.empty()) {
+      s.store.directoryAnnounced = true;
+      if (run.control.display > 0)
+        QVNmsg(run.env->resultsChannel, "Began writing nodes to disk (directory %s created)\n",
+               s.store.directory.data());
+    }
     const int left = storeCount(s.store) + (next ? 1 : 0);
     if (newIncumbent) logIncumbent(run, left, next);
     logNode(run, *current, res, left, next);

@@ -123,12 +123,15 @@ void removeBoth(NodeStore &s, NodeRecord *n) {
 
 } // namespace
 
-int storeCount(const NodeStore &s) { return static_cast<int>(s.heap[0].size()); }
+int storeCount(const NodeStore &s) { return static_cast<int>(s.heap[0].size()) + s.fileNodes; }
 
-double storeBestBound(const NodeStore &s) { return s.heap[1].empty() ? kTreeInfinity : s.heap[1][0]->bound; }
+double storeBestBound(const NodeStore &s) {
+  double best = s.heap[1].empty() ? kTreeInfinity : s.heap[1][0]->bound;
+  for (const NodeBlock *b : s.blocks) best = std::min(best, b->minBound);
+  return best;
+}
 
-void storePush(NodeStore &s, NodeRecord *node) {
-  node->key = nodeKey(*node, s.keys);
+void storeInsert(NodeStore &s, NodeRecord *node) {
   for (int h = 0; h < 2; ++h) {
     s.heap[h].push_back(node);
     node->heapPos[h] = static_cast<int>(s.heap[h].size()) - 1;
@@ -137,10 +140,32 @@ void storePush(NodeStore &s, NodeRecord *node) {
   s.inMemoryBytes += nodeSize(*node);
 }
 
+void storePush(NodeStore &s, NodeRecord *node) {
+  node->key = nodeKey(*node, s.keys);
+  if (s.fileMode > 0 && nodeSize(*node) + s.inMemoryBytes > s.memoryLimit && s.heap[0].size() > 10)
+    spillNodes(s);
+  storeInsert(s, node);
+}
+
 NodeRecord *storePop(NodeStore &s) {
-  if (s.heap[0].empty()) return nullptr;
   const bool byBound = s.keys.nodeSelect == 2 && s.bbInterval > 0 && s.popCount % s.bbInterval == 0;
-  NodeRecord *n = byBound ? s.heap[1][0] : s.heap[0][0];
+  const int h = byBound ? 1 : 0;
+  // A block whose best node beats the heap's top comes back first.
+  for (;;) {
+    int best = -1;
+    double bestValue = kTreeInfinity;
+    for (size_t b = 0; b < s.blocks.size(); ++b) {
+      const double v = byBound ? s.blocks[b]->minBound : s.blocks[b]->minKey;
+      if (best < 0 || v < bestValue) {
+        best = static_cast<int>(b);
+        bestValue = v;
+      }
+    }
+    if (best < 0 || (!s.heap[h].empty() && heapValue(s.heap[h][0], h) <= bestValue)) break;
+    readBackBlock(s, best);
+  }
+  if (s.heap[0].empty()) return nullptr;
+  NodeRecord *n = s.heap[h][0];
   removeBoth(s, n);
   ++s.popCount;
   return n;
@@ -158,7 +183,7 @@ int storePrune(NodeStore &s, double cutoff) {
     freeNode(n);
     ++removed;
   }
-  return removed;
+  return removed + pruneBlocks(s, cutoff);
 }
 
 void storeClear(NodeStore &s) {
@@ -169,6 +194,7 @@ void storeClear(NodeStore &s) {
   s.heap[0].clear();
   s.heap[1].clear();
   s.inMemoryBytes = 0.0;
+  clearBlocks(s);
 }
 
 void storeRekey(NodeStore &s) {

@@ -71,8 +71,29 @@ struct NodeKeyInputs {
 
 double nodeKey(const NodeRecord &node, const NodeKeyInputs &in);
 
+// Open nodes moved out of memory together, worst keys first: their least key
+// and bound stay here so the block can be weighed without reading it.
+struct NodeBlock {
+  EnvVector<unsigned char> bytes;  // empty while the block sits in a file
+  bool compressed = false;
+  int fileIndex = -1;              // block file in the store's directory, or -1
+  double rawSize = 0.0, storedSize = 0.0;
+  int count = 0;
+  double minKey = kTreeInfinity, minBound = kTreeInfinity;
+};
+
 struct NodeStore {
   double memoryLimit = 1e75, treeLimit = 1e75;
+  // NODEFILEIND: 0 nodes stay in memory; 1 compressed blocks in memory; 2
+  // blocks in files; 3 compressed blocks in files.
+  int fileMode = 0;
+  EnvVector<NodeBlock *> blocks;
+  int fileNodes = 0, nextFile = 0;
+  double fileBytes = 0.0, fileStoredBytes = 0.0;
+  // Where the directory for block files is made, and the one made (both
+  // null-terminated; `directory` empty until the first file).
+  EnvVector<char> workDir, directory;
+  bool directoryAnnounced = false;
   NodeKeyInputs keys;
   int64_t popCount = 0;
   int bbInterval = 7;
@@ -92,5 +113,16 @@ int storePrune(NodeStore &s, double cutoff);
 void storeClear(NodeStore &s);
 // Recomputes every key (after the key inputs changed).
 void storeRekey(NodeStore &s);
+
+// Node files (node_file.cpp). Inserts into both heaps with no spill.
+void storeInsert(NodeStore &s, NodeRecord *node);
+// Moves the worse half of the heaps into a block. False when nothing moved.
+bool spillNodes(NodeStore &s);
+// Brings block `b` back into the heaps.
+void readBackBlock(NodeStore &s, int b);
+// Drops blocks, their files and the directory.
+void clearBlocks(NodeStore &s);
+// Drops the blocks whose every node has a bound at or above `cutoff`.
+int pruneBlocks(NodeStore &s, double cutoff);
 
 } // namespace qvn

@@ -61,6 +61,13 @@ void addAttachedColumns(Problem *lp, int numCols);
 void truncateAttachedColumns(Problem *lp, int count);
 void deleteAttachedColumns(Problem *lp, int oldCount, const int *map);
 
+// The solution a search attached to the Problem holds (a MIP's incumbent), in
+// the user's terms: objective, column values and row slacks (rhs minus
+// activity); any output may be null. 0, 1217 without a search, 3023 when the
+// search has no solution. Defined by the registry, so that the readers of
+// results need not know which subsystem keeps it.
+int attachedSolutionPoint(const Problem *lp, double *objective, EnvVector<double> *x, EnvVector<double> *slack);
+
 // The model's own: the scale factors of LpData.
 void freeScaleFactors(Problem *lp);
 

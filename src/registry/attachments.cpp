@@ -26,4 +26,8 @@ static_assert(std::size(kAttachments) == static_cast<size_t>(AttachmentKind::kCo
 
 const AttachmentOps &attachmentOps(AttachmentKind kind) { return *kAttachments[static_cast<int>(kind)]; }
 
+int attachedSolutionPoint(const Problem *lp, double *objective, EnvVector<double> *x, EnvVector<double> *slack) {
+  return mipSolutionPoint(lp, objective, x, slack);
+}
+
 } // namespace qvn

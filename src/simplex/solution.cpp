@@ -1,7 +1,7 @@
 // Reading the result of the last solve.
 #include <algorithm>
 
-#include "mip/mip_search.h"
+#include "model/attachments.h"
 #include "model/edit.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
@@ -28,7 +28,7 @@ int getRange(const Environment *env, const Problem *lp, const char *name, double
     if (isMipType(p->probType)) {
       // A MIP reads its incumbent.
       EnvVector<double> v;
-      QVN_TRY(mipSolutionPoint(p, nullptr, perRow ? nullptr : &v, perRow ? &v : nullptr));
+      QVN_TRY(attachedSolutionPoint(p, nullptr, perRow ? nullptr : &v, perRow ? &v : nullptr));
       std::copy(v.begin() + begin, v.begin() + end + 1, values);
       return 0;
     }
@@ -53,7 +53,7 @@ QVN_API int QVNsolution(QVNCENVptr env, QVNCLPptr lp, int *statusOut, double *ob
       // A MIP reads its incumbent; only the status is there without one.
       EnvVector<double> xs, slacks;
       double objective = 0.0;
-      const int have = mipSolutionPoint(p, &objective, &xs, &slacks);
+      const int have = attachedSolutionPoint(p, &objective, &xs, &slacks);
       if (have == QVNERR_NO_SOLN || (have != 0 && (x || slack || objectiveOut))) return have;
       if (statusOut) *statusOut = p->status;
       if (objectiveOut) *objectiveOut = objective;
@@ -93,7 +93,7 @@ QVN_API int QVNgetobjval(QVNCENVptr env, QVNCLPptr lp, double *valuePointer) {
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     QVN_TRY(flushCache(const_cast<Environment *>(env), p));
     if (!valuePointer) return QVNERR_NULL_POINTER;
-    if (isMipType(p->probType)) return mipSolutionPoint(p, valuePointer, nullptr, nullptr);
+    if (isMipType(p->probType)) return attachedSolutionPoint(p, valuePointer, nullptr, nullptr);
     if (!hasSolution(p)) return QVNERR_NO_SOLN;
     *valuePointer = p->solution->objValue;
     return 0;

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <string>
+#include <vector>
 
 #include "mip/mip_check.h"
 #include "mip/mip_models.h"
@@ -230,6 +232,69 @@ TEST_F(MipStatusTest, ArgumentErrorsAndAccess) {
   ASSERT_EQ(QVNchgbds(env, lp, 1, &index, "U", &ub), 0);
   EXPECT_EQ(QVNgetobjval(env, lp, &value), QVNERR_NO_SOLN);
   takeErrors();
+}
+
+} // namespace
+} // namespace qvntest
+
+namespace qvntest {
+namespace {
+
+void appendText(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+
+TEST_F(MipStatusTest, PolishingResumesTheTreeAfterALimit) {
+  const MipModel m = hardKnapsack();
+  double optimum = 0;
+  ASSERT_TRUE(enumerateOptimum(m, &optimum, 1L << 25));
+  load(m);
+  QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 30);
+  QVNsetdblparam(env, QVN_PARAM_POLISHTIME, 30.0);
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
+  std::string log;
+  QVNCHANNELptr results = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, &results, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, results, &log, appendText), 0);
+  // Thirty nodes find no integer point here: nothing to polish.
+  EXPECT_EQ(run(), QVN_STAT_MIP_NODE_LIM_INFEAS);
+  EXPECT_NE(log.find("\nPolishing requested, but no solution to polish.\n\n"), std::string::npos) << log;
+  // With an empty knapsack as the start there is.
+  load(m);
+  std::vector<int> index(16);
+  std::vector<double> zero(16, 0.0);
+  for (int j = 0; j < 16; ++j) index[j] = j;
+  ASSERT_EQ(QVNcopymipstart(env, lp, 16, index.data(), zero.data()), 0);
+  log.clear();
+  const int status = run();
+  QVNdelfuncdest(env, results, &log, appendText);
+  // The node limit stopped the search with an incumbent; polishing lifted it
+  // and, on a tree this small, finished it: the optimum is proved.
+  EXPECT_NE(log.find("\nNode limit exceeded, integer feasible.\n"), std::string::npos) << log;
+  EXPECT_NE(log.find("Spending an additional 30 seconds polishing solution.\n\n"), std::string::npos) << log;
+  EXPECT_EQ(status, QVN_STAT_MIP_OPTIMAL);
+  EXPECT_GT(QVNgetnodecnt(env, lp), 30);
+  double objective = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+  EXPECT_TRUE(sameObjective(objective, optimum)) << objective << " vs " << optimum;
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+}
+
+TEST_F(MipStatusTest, EveryEmphasisReachesTheOptimum) {
+  const MipModel m = knapsack(17, 14);
+  double optimum = 0;
+  ASSERT_TRUE(enumerateOptimum(m, &optimum));
+  QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+  for (int emphasis = 0; emphasis <= 4; ++emphasis) {
+    load(m);
+    QVNsetintparam(env, QVN_PARAM_MIPEMPHASIS, emphasis);
+    EXPECT_EQ(run(), QVN_STAT_MIP_OPTIMAL) << emphasis;
+    double objective = 0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+    EXPECT_TRUE(sameObjective(objective, optimum)) << emphasis << ": " << objective << " vs " << optimum;
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << emphasis;
+  }
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // second each, against the published optima.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <fstream>
 #include <sstream>
@@ -49,6 +50,23 @@ TEST_F(MiplibTest, SmallModelsReachTheirPublishedOptima) {
     EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << model;
     EXPECT_GT(QVNgetnodecnt(env, lp), 0) << model;
   }
+}
+
+TEST_F(MiplibTest, TimeLimitHoldsOnAHardModel) {
+  const std::string dir = sharedDataDir();
+  if (dir.empty()) GTEST_SKIP() << "shared data absent";
+  // markshare2 is far beyond branch and bound alone: only the clock ends it.
+  ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/miplib3/markshare2.mps.gz").c_str(), nullptr), 0);
+  const MipModel m = readMipModel(env, lp);
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
+  QVNsetdblparam(env, QVN_PARAM_TILIM, 5.0);
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_LT(wall, 5.5);
+  const int status = QVNgetstat(env, lp);
+  EXPECT_TRUE(status == QVN_STAT_MIP_TIME_LIM_FEAS || status == QVN_STAT_MIP_TIME_LIM_INFEAS) << status;
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
 }
 
 } // namespace

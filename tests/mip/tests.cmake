@@ -3,8 +3,10 @@ list(APPEND QUORVAN_TEST_SOURCES
   mip/mip_cli_test.cpp
   mip/mip_log_test.cpp
   mip/mip_models.cpp
+  mip/mip_sets_start_test.cpp
   mip/mip_solve_test.cpp
   mip/mip_status_test.cpp
   mip/miplib_test.cpp
+  mip/node_file_test.cpp
   mip/node_store_test.cpp
 )

@@ -1,0 +1,90 @@
+// Node files under a tiny WORKMEM: every mode reaches the enumerated optimum,
+// the file modes write into a directory of their own that is gone once the
+// tree is, and the memory modes write nothing.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <string>
+
+#include "mip/mip_check.h"
+#include "mip/mip_models.h"
+#include "support/test_support.h"
+
+namespace qvntest {
+namespace {
+
+void appendText(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+
+bool exists(const std::string &path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0;
+}
+
+class NodeFileTest : public ProblemFixture {};
+
+TEST_F(NodeFileTest, EveryModeReachesTheOptimumAndLeavesNoDirectory) {
+  const MipModel m = knapsack(21, 18);
+  double optimum = 0.0;
+  ASSERT_TRUE(enumerateOptimum(m, &optimum));
+  std::string work = testing::TempDir();
+  if (!work.empty() && work.back() == '/') work.pop_back();
+  QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
+  QVNsetintparam(env, QVN_PARAM_VARSEL, 1);
+  QVNsetintparam(env, QVN_PARAM_NODESEL, 1);
+  QVNsetdblparam(env, QVN_PARAM_WORKMEM, 0.002);  // about two thousand bytes of nodes
+  ASSERT_EQ(QVNsetstrparam(env, QVN_PARAM_WORKDIR, work.c_str()), 0);
+  QVNCHANNELptr results = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, &results, nullptr, nullptr, nullptr), 0);
+  for (int mode = 0; mode <= 3; ++mode) {
+    const std::string what = "mode " + std::to_string(mode);
+    QVNsetintparam(env, QVN_PARAM_NODEFILEIND, mode);
+    ASSERT_EQ(loadMipModel(env, lp, m), 0);
+    std::string log;
+    ASSERT_EQ(QVNaddfuncdest(env, results, &log, appendText), 0);
+    ASSERT_EQ(QVNmipopt(env, lp), 0);
+    QVNdelfuncdest(env, results, &log, appendText);
+    ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL) << what;
+    double objective = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+    EXPECT_TRUE(sameObjective(objective, optimum)) << what << ": " << objective << " vs " << optimum;
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << what;
+    const std::string mark = "Began writing nodes to disk (directory ";
+    const size_t at = log.find(mark);
+    if (mode < 2) {
+      EXPECT_EQ(at, std::string::npos) << what << log;
+      continue;
+    }
+    ASSERT_NE(at, std::string::npos) << what << ": the tree never outgrew the memory\n" << log;
+    const size_t begin = at + mark.size(), end = log.find(" created)", begin);
+    ASSERT_NE(end, std::string::npos);
+    const std::string directory = log.substr(begin, end - begin);
+    EXPECT_EQ(directory.rfind(work + "/qvn", 0), 0u) << directory;
+    EXPECT_FALSE(exists(directory)) << what << ": " << directory << " left behind";
+  }
+  // A run stopped by a node limit keeps its files for the resume; freeing the
+  // problem takes them and the directory.
+  QVNsetintparam(env, QVN_PARAM_NODEFILEIND, 3);
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 35);
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  std::string log;
+  ASSERT_EQ(QVNaddfuncdest(env, results, &log, appendText), 0);
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  QVNdelfuncdest(env, results, &log, appendText);
+  const int status = QVNgetstat(env, lp);
+  EXPECT_TRUE(status == QVN_STAT_MIP_NODE_LIM_FEAS || status == QVN_STAT_MIP_NODE_LIM_INFEAS)
+      << status << " after " << QVNgetnodecnt(env, lp) << " nodes";
+  const std::string mark = "Began writing nodes to disk (directory ";
+  const size_t at = log.find(mark);
+  ASSERT_NE(at, std::string::npos) << log;
+  const size_t begin = at + mark.size();
+  const std::string directory = log.substr(begin, log.find(" created)", begin) - begin);
+  EXPECT_TRUE(exists(directory)) << directory;
+  ASSERT_EQ(QVNfreeprob(env, &lp), 0);
+  EXPECT_FALSE(exists(directory)) << directory << " left behind";
+}
+
+} // namespace
+} // namespace qvntest
