@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "mip/plugins.h"
 #include "quorvan.h"
 
 namespace qvncli {
@@ -225,7 +226,8 @@ const char *solveUsageText() {
          "  A model with integer or semi-continuous columns runs branch and bound and\n"
          "  prints its node log.\n"
          "  The summary lines start with 'Status:', 'Objective:', 'Iterations:' and 'Time:';\n"
-         "  a MIP adds 'Best bound:', 'Gap:' (relative, a number) and 'Nodes:'.\n"
+         "  a MIP adds 'Best bound:', 'Root relaxation:', 'Root bound:' (after the root\n"
+         "  cut rounds), 'Gap:' (relative, a number) and 'Nodes:'.\n"
          "  The exit code is 0 whenever the optimizer ran, whatever the status.\n";
 }
 
@@ -311,6 +313,13 @@ int runSolve(int argc, char **argv) {
       std::printf("Best bound: %.15g\n", bound);
     else
       std::printf("Best bound: none\n");
+    double relaxation = 0.0, rootBound = 0.0;
+    if (qvn::mipRootBounds(lp, &relaxation, &rootBound)) {
+      std::printf("Root relaxation: %.15g\n", relaxation);
+      std::printf("Root bound: %.15g\n", rootBound);
+    } else {
+      std::printf("Root relaxation: none\nRoot bound: none\n");
+    }
     // The getters answer "no incumbent" with an error line: keep it off the summary.
     QVNdelfpdest(env, error, stderr);
     if (QVNgetmiprelgap(env, lp, &gap) == 0)
