@@ -42,8 +42,8 @@ constexpr int kSeparationOrder[] = {kCutGub, kCutCover, kCutClique, kCutImplBd, 
 constexpr int kPerFamilyRoom = 500;
 // Rounds that change the objective by less than kStallFactor times 0.5e-5
 // relative count as stalls; the second stall ends the rounds.
-constexpr double kStallFactor = 10.0;
-constexpr int kStallsToStop = 2;
+constexpr double kStallFactor = 1.0;
+constexpr int kStallsToStop = 3;
 // A cut whose row has been loose this many rounds leaves the LP.
 constexpr int kPurgeAge = 3;
 // Safety net for CUTPASS 0 (the stalling test usually ends far earlier).

@@ -4,11 +4,8 @@
 // negative coefficient is complemented (z = 1 - x), every other column is
 // replaced by its smallest contribution over its bounds. A cover C (items
 // whose weights exceed b) gives sum_C z <= |C| - 1. Items outside C are
-// lifted at once, by the rule: with mu_h the sum of the h largest weights of
-// C, an item of weight in [mu_h, mu_{h+1}) gets coefficient h. It is valid
-// because mu is superadditive: items of S outside C weigh at least mu_H with
-// H their coefficient sum, and the |T| chosen cover items at least the |T|
-// smallest weights; H + |T| >= |C| would then weigh the whole cover, > b.
+// lifted one at a time, each exactly against the cover and the items lifted
+// before it, by a small knapsack table over the values of the left side.
 #include <algorithm>
 #include <cmath>
 
@@ -101,17 +98,31 @@ bool coverCut(CutContext &c, EnvVector<Item> &items, double b, const double *x, 
   };
   double lifted = 0.0;
   for (size_t t = first; t < size; ++t) put(items[t], 1.0);
-  auto outside = [&](const Item &it) {
-    // Largest h with mu_h <= weight, capped at |C| - 1.
-    int h = 0;
-    while (h < coverSize - 1 && mu[h + 1] <= it.weight) ++h;
-    if (h > 0) {
-      put(it, h);
-      lifted += h * it.z;
-    }
-  };
-  for (size_t t = 0; t < first; ++t) outside(items[t]);
-  for (size_t t = size; t < items.size(); ++t) outside(items[t]);
+  // Sequential up-lifting, literals with larger LP values first. minWeight[v]
+  // is the least weight of a choice among the items so far with value v on
+  // the left side; an item of weight a then gets R - max{v : minWeight[v] <= b - a}.
+  const int R = coverSize - 1;
+  EnvVector<double> minWeight(static_cast<size_t>(R) + 1);
+  for (int v = 0; v <= R; ++v) minWeight[v] = v == 0 ? 0.0 : minWeight[v - 1] + mu[coverSize - v + 1] - mu[coverSize - v];
+  EnvVector<int> order;
+  for (size_t t = 0; t < items.size(); ++t)
+    if (t < first || t >= size) order.push_back(static_cast<int>(t));
+  std::sort(order.begin(), order.end(), [&](int p, int q) {
+    return items[p].z != items[q].z ? items[p].z > items[q].z : items[p].weight > items[q].weight;
+  });
+  for (int t : order) {
+    const Item &it = items[t];
+    const double cap = b - it.weight;
+    int best = -1;
+    // Generous with the capacity: a larger best means a smaller, safer coefficient.
+    for (int v = R; v >= 0 && best < 0; --v)
+      if (minWeight[v] <= cap + tol) best = v;
+    const int alpha = best < 0 ? R : R - best;
+    if (alpha <= 0) continue;
+    put(it, alpha);
+    lifted += alpha * it.z;
+    for (int v = R; v >= alpha; --v) minWeight[v] = std::min(minWeight[v], minWeight[v - alpha] + it.weight);
+  }
   if (zSum + lifted <= coverSize - 1 + 1e-6) return false;
   return offerCut(c, kCutCover, index, value, rhs, x);
 }
