@@ -198,7 +198,7 @@ TEST_F(CutValidityTest, KnownOptimaSurviveEveryCut) {
   const std::string dir = sharedDataDir();
   if (dir.empty()) GTEST_SKIP() << "shared data absent";
   QVNsetdblparam(env, QVN_PARAM_TILIM, 60.0);
-  for (const char *model : {"p0033", "stein27", "lseu"}) {
+  for (const char *model : {"p0033", "lseu"}) {
     double optimum = 0.0;
     ASSERT_TRUE(referenceOptimum(dir, model, &optimum)) << model;
     const std::string file = dir + "/miplib3/" + model + ".mps.gz";
