@@ -19,7 +19,7 @@ namespace qvncli {
 namespace {
 
 struct SolveOptions {
-  std::string file, method = "auto", solutionFile, paramsFile;
+  std::string file, method = "auto", solutionFile, paramsFile, mipStartFile, xmlSolutionFile;
   double timeLimit = -1.0;
   long iterationLimit = -1;
   long nodeLimit = -1;
@@ -89,6 +89,14 @@ SolveOptions parseSolve(int argc, char **argv) {
       const char *v = value("a file name");
       if (!v) break;
       o.solutionFile = v;
+    } else if (a == "--write-solution") {
+      const char *v = value("a file name");
+      if (!v) break;
+      o.xmlSolutionFile = v;
+    } else if (a == "--mip-start") {
+      const char *v = value("a file name");
+      if (!v) break;
+      o.mipStartFile = v;
     } else if (a == "--quiet") {
       o.quiet = true;
     } else if (!a.empty() && a[0] == '-') {
@@ -223,6 +231,8 @@ const char *solveUsageText() {
          "    --node-limit N                 MIP: stop after N branch and bound nodes\n"
          "    --gap G                        MIP: stop at a relative gap of G (default 1e-4)\n"
          "    --relax                        MIP: solve the LP relaxation only\n"
+         "    --mip-start FILE               MIP: a start from a .mst file, text or XML\n"
+         "    --write-solution FILE.sol      write the solution as an XML document\n"
          "    --quiet                        no iteration log, only the summary\n"
          "  A model with integer or semi-continuous columns runs branch and bound and\n"
          "  prints its node log.\n"
@@ -286,6 +296,10 @@ int runSolve(int argc, char **argv) {
   if (o.relax && QVNgetprobtype(env, lp) == 1 && (status = QVNchgprobtype(env, lp, 0)) != 0)
     return finish(fail(env, "dropping the integer columns", status));
   const bool mip = QVNgetprobtype(env, lp) == 1;
+  if (mip && !o.mipStartFile.empty() && QVNreadcopymipstart(env, lp, o.mipStartFile.c_str()) != 0) {
+    std::fprintf(stderr, "quorvan solve: cannot read the MIP start '%s'\n", o.mipStartFile.c_str());
+    return finish(1);
+  }
   const auto start = std::chrono::steady_clock::now();
   if (mip)
     status = QVNmipopt(env, lp);
@@ -346,6 +360,10 @@ int runSolve(int argc, char **argv) {
   std::fflush(stdout);
   if (!o.solutionFile.empty() && (status = writeSolution(env, lp, o.solutionFile)) != 0)
     exitCode = fail(env, "writing the solution", status);
+  if (!o.xmlSolutionFile.empty() && QVNsolwrite(env, lp, o.xmlSolutionFile.c_str()) != 0) {
+    std::fprintf(stderr, "quorvan solve: cannot write the solution '%s'\n", o.xmlSolutionFile.c_str());
+    exitCode = 1;
+  }
   return finish(exitCode);
 }
 

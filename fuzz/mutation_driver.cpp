@@ -173,7 +173,8 @@ Bytes bzip2Bytes(const Bytes &text) {
 
 // The seed texts of this target: each example model as it is and as the
 // library writes it in the target's format; for the parameter reader, the
-// files that the library writes for a few settings.
+// files that the library writes for a few settings; for the side files, the
+// example order, SOS and MIP start files.
 std::vector<Bytes> seedTexts(int argc, char **argv, int first, const std::string &kind) {
   std::vector<Bytes> seeds;
   int status = 0;
@@ -193,8 +194,10 @@ std::vector<Bytes> seedTexts(int argc, char **argv, int first, const std::string
   for (int k = first; k < argc; ++k) {
     const std::string path = argv[k];
     Bytes b;
-    if (kind == "PRM") {
-      if (endsWith(path, ".prm") && readFile(path.c_str(), b)) seeds.push_back(b);
+    if (kind == "PRM" || kind == "SIDE") {
+      const bool mine = kind == "PRM" ? endsWith(path, ".prm")
+                                      : endsWith(path, ".ord") || endsWith(path, ".sos") || endsWith(path, ".mst");
+      if (mine && readFile(path.c_str(), b)) seeds.push_back(b);
       continue;
     }
     if ((kind == "LP" && endsWith(path, ".lp")) || (kind == "MPS" && endsWith(path, ".mps")))

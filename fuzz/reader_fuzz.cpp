@@ -1,7 +1,8 @@
 // Fuzz target for the file readers. The build chooses the reader with
 // QVN_FUZZ_FORMAT: "LP" or "MPS" (model readers), "PRM" (parameter files), or
 // a model kind with a compression, "LP.GZ" or "MPS.BZ2", whose input bytes are
-// the compressed file. The bytes are written to a file because the readers
+// the compressed file; "SIDE" reads the bytes as a priority order, SOS and
+// MIP start file into a fixed model (QVN_FUZZ_MODEL). The bytes are written to a file because the readers
 // take a path, as the library's callers do. It serves libFuzzer (clang, see
 // build.sh) and the mutation driver of the sanitizer suite alike.
 #include <unistd.h>
@@ -45,6 +46,39 @@ void checkModel(QVNENVptr env, const qvn::ModelImage &image, const char *path) {
   QVNfreeprob(env, &lp);
 }
 
+#ifdef QVN_FUZZ_MODEL
+// Counts of what the side files set: a reader that fails must leave them.
+struct SideCounts {
+  int sos, order, starts;
+  bool operator==(const SideCounts &) const = default;
+};
+SideCounts sideCounts(QVNENVptr env, QVNLPptr lp) {
+  int count = 0, surplus = 0;
+  SideCounts c{QVNgetnumsos(env, lp), 0, 0};
+  QVNgetorder(env, lp, &count, nullptr, nullptr, nullptr, 0, &surplus);
+  c.order = -surplus;
+  QVNgetmipstart(env, lp, &count, nullptr, nullptr, 0, &surplus);
+  c.starts = -surplus;
+  return c;
+}
+
+void readSideFiles(QVNENVptr env, const char *path) {
+  static QVNLPptr lp = [env] {
+    int status = 0;
+    QVNLPptr p = QVNcreateprob(env, &status, "side");
+    if (!p || QVNreadcopyprob(env, p, QVN_FUZZ_MODEL, nullptr) != 0) broken("fixed model");
+    return p;
+  }();
+  int (*const readers[])(QVNCENVptr, QVNLPptr, const char *) = {QVNreadcopyorder, QVNreadcopysos,
+                                                                 QVNreadcopymipstart};
+  for (auto *read : readers) {
+    const SideCounts before = sideCounts(env, lp);
+    if (read(env, lp, path) == 0) qvnFuzzAccepted = true;
+    else if (!(sideCounts(env, lp) == before)) broken("a failed side file changed the problem");
+  }
+}
+#endif
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -60,7 +94,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (!f) return 0;
   std::fwrite(data, 1, size, f);
   std::fclose(f);
-  if (kKind == "PRM") {
+  if (kKind == "SIDE") {
+#ifdef QVN_FUZZ_MODEL
+    readSideFiles(env, path.c_str());
+#endif
+  } else if (kKind == "PRM") {
     qvnFuzzAccepted = QVNreadcopyparam(env, path.c_str()) == 0;
     // A file may have turned the screen on or changed limits: start clean.
     QVNsetdefaults(env);

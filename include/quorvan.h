@@ -145,8 +145,10 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_REPEATED_LOWER        1459
 #define QVNERR_NO_BOUND_TYPE         1460
 #define QVNERR_EXPECT_ENDATA         1462
+#define QVNERR_INT_LIMIT             1463
 #define QVNERR_NAME_TOO_LONG         1464
 #define QVNERR_LINE_TOO_LONG         1465
+#define QVNERR_WRONG_ENTRY_COUNT     1553
 #define QVNERR_NO_ROWS_SECTION       1471
 #define QVNERR_NO_COLUMNS_SECTION    1472
 #define QVNERR_EXPECT_RANGES_TO_ENDATA 1473
@@ -181,6 +183,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_BAD_Q_DIVISOR         1619
 #define QVNERR_NO_BOUND_SENSE        1621
 #define QVNERR_NO_BOUND_NUMBER       1623
+#define QVNERR_NOT_REPRESENTABLE     1650
 #define QVNERR_PARAM_INCOMPATIBLE    1660
 #define QVNERR_BAD_PARAM_FILE_HEADER 1661
 #define QVNERR_NOT_MIP               3003
@@ -188,6 +191,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_BAD_DIRECTION         3007
 #define QVNERR_BAD_SOS_TYPE          3009
 #define QVNERR_UNIQUE_WEIGHTS        3010
+#define QVNERR_BAD_DIRECTION_KEY     3012
 #define QVNERR_NO_SOS                3015
 #define QVNERR_NO_ORDER              3016
 #define QVNERR_NO_MIPSTART           3020
@@ -619,6 +623,27 @@ QVN_API int QVNmpswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNmpsrewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 QVN_API int QVNlprewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+/* The dual of a linear problem as an MPS file, a minimization whose optimum D
+   gives the problem's optimum as shift - D (shift + D for a maximization);
+   fixed columns show only through the shift, returned in objShift (may be
+   NULL) and stated on the NAME line. */
+QVN_API int QVNdualwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName, double *objShift);
+
+/* ---- Side files ------------------------------------------------------- */
+/* Priority order (".ord"), SOS (".sos") and MIP start (".mst", text or XML)
+   files. A reader parses the whole file before it changes the problem: on an
+   error the problem keeps what it held. Names are matched against the column
+   names, or against x1, x2, ... when the problem has none. */
+QVN_API int QVNreadcopyorder(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+QVN_API int QVNordwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+QVN_API int QVNreadcopysos(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+QVN_API int QVNsoswrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+QVN_API int QVNreadcopymipstart(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+/* The integer columns of the incumbent, in the text form. */
+QVN_API int QVNmstwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+/* The current solution (an LP's, or a MIP's incumbent) as an XML document;
+   1217 without one. QVNreadcopymipstart reads its values back as a start. */
+QVN_API int QVNsolwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 
 /* ---- Optimizers and solution access ----------------------------------- */
 QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);

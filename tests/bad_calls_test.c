@@ -8,15 +8,7 @@
 #include <string.h>
 
 #include "quorvan.h"
-
-static int failures = 0;
-#define CHECK(cond)                                                             \
-  do {                                                                          \
-    if (!(cond)) {                                                              \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      ++failures;                                                               \
-    }                                                                           \
-  } while (0)
+#include "support/c_check.h"
 
 /* min x + y  s.t.  x + y >= 2,  x - y <= 1,  0 <= x <= 10, 0 <= y: every point
    on x + y = 2 inside the bounds is optimal, objective 2. */
@@ -213,6 +205,5 @@ int main(void) {
   nullNameEntry();
   hugeCounts();
   oddButAllowed();
-  if (failures == 0) printf("bad calls: all checks passed\n");
-  return failures ? 1 : 0;
+  return checkSummary("bad calls");
 }

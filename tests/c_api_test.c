@@ -4,15 +4,7 @@
 #include <string.h>
 
 #include "quorvan.h"
-
-static int failures = 0;
-#define CHECK(cond)                                                    \
-  do {                                                                 \
-    if (!(cond)) {                                                     \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      ++failures;                                                      \
-    }                                                                  \
-  } while (0)
+#include "support/c_check.h"
 
 int main(void) {
   int status = -1;
@@ -51,6 +43,5 @@ int main(void) {
 
   CHECK(QVNfreeprob(env, &lp) == 0 && lp == NULL);
   CHECK(QVNcloseQUORVAN(&env) == 0 && env == NULL);
-  if (failures == 0) printf("c api: all checks passed\n");
-  return failures ? 1 : 0;
+  return checkSummary("c api");
 }

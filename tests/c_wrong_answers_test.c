@@ -5,15 +5,7 @@
 #include <stdio.h>
 
 #include "quorvan.h"
-
-static int failures = 0;
-#define CHECK(cond)                                                    \
-  do {                                                                 \
-    if (!(cond)) {                                                     \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      ++failures;                                                      \
-    }                                                                  \
-  } while (0)
+#include "support/c_check.h"
 
 /* min x + y, x + y >= 2, 0 <= x, y <= 10: optimum 2. */
 static int load(QVNENVptr env, QVNLPptr lp, double lowerX, double upperX) {
@@ -57,6 +49,5 @@ int main(void) {
 
   CHECK(QVNfreeprob(env, &lp) == 0);
   CHECK(QVNcloseQUORVAN(&env) == 0);
-  if (failures == 0) printf("c wrong answers: all checks passed\n");
-  return failures ? 1 : 0;
+  return checkSummary("c wrong answers");
 }

@@ -20,7 +20,9 @@ int readModelImage(Environment *env, const char *fileName, const char *typeWord,
 int writeModelImage(Environment *env, const ModelImage &image, const char *fileName, const char *typeWord);
 
 // Writers; `genericNames` writes generated names in place of the model's own.
-int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
+// `nameLine`, when given, is written as the whole first line.
+int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames,
+                 const char *nameLine = nullptr);
 int writeLpFile(Environment *env, const ModelImage &image, const char *path, bool genericNames);
 
 // LP name repair: whether a name must be changed to stand in an LP file, and
@@ -32,6 +34,7 @@ void repairLpName(const char *name, char *out);
 void checkIndicatorColumns(Environment *env, ModelImage &image);
 // Gives sets whose weights are all zero the weights 1, 2, ...
 void defaultSosWeights(Environment *env, ModelImage &image);
+void defaultSosWeights(Environment *env, SosSets &sos);
 
 constexpr int kMaxEntries = 262499999;   // rows, columns or nonzeros a reader takes
 constexpr size_t kFileNameMax = 255;      // longest name text in a model file

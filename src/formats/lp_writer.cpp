@@ -529,7 +529,7 @@ struct LpWriter {
       }
     }
     filePuts(out, "End\n");
-    if (badNumber) return reportError(env, 1650);
+    if (badNumber) return reportError(env, QVNERR_NOT_REPRESENTABLE);
     return 0;
   }
 };

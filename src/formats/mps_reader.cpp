@@ -677,7 +677,7 @@ struct MpsReader {
     if (row.kind == kRowUserCut || row.kind == kRowLazy) return error(QVNERR_QUAD_TERM_IN_ROW);
     if (row.kind != kRowOrdinary || (row.sense != 'L' && row.sense != 'G') ||
         img.sense[row.final] == 'R')
-      return error(1437);
+      return error(QVNERR_BAD_QCON_SENSE);
     if (rowMove[row.final] >= 0) return reportErrorAtLine(env, line, QVNERR_ROW_REPEATS, rowNames.get(r));
     currentQconstr = static_cast<int>(img.qconstr.size());
     rowMove[row.final] = 2 * currentQconstr;
@@ -731,7 +731,7 @@ struct MpsReader {
       QVN_TRY(number(2, &v));
     }
     if (std::fabs(v) < 1e-10) kind = -kind;
-    else if (std::fabs(v - 1.0) > 1e-10) return error(1439);
+    else if (std::fabs(v - 1.0) > 1e-10) return error(QVNERR_BAD_INDICATOR);
     if (rowMove[row.final] >= 0) return reportErrorAtLine(env, line, QVNERR_ROW_REPEATS, rowNames.get(r));
     if (j < 0) return reportError(env, 1449, line, fieldCount >= 4 ? name(2, nameA) : "");
     Indicator ind;
@@ -982,18 +982,19 @@ struct MpsReader {
 
 } // namespace
 
-void defaultSosWeights(Environment *env, ModelImage &image) {
+void defaultSosWeights(Environment *env, SosSets &sos) {
   int told = 0;
-  for (int s = 0; s < image.sos.count; ++s) {
+  for (int s = 0; s < sos.count; ++s) {
     bool allZero = true;
-    for (int k = image.sos.start[s]; k < image.sos.start[s + 1]; ++k)
-      allZero &= std::fabs(image.sos.weight[k]) < 1e-13;
-    if (!allZero || image.sos.start[s] == image.sos.start[s + 1]) continue;
-    for (int k = image.sos.start[s], w = 1; k < image.sos.start[s + 1]; ++k, ++w) image.sos.weight[k] = w;
+    for (int k = sos.start[s]; k < sos.start[s + 1]; ++k) allZero &= std::fabs(sos.weight[k]) < 1e-13;
+    if (!allZero || sos.start[s] == sos.start[s + 1]) continue;
+    for (int k = sos.start[s], w = 1; k < sos.start[s + 1]; ++k, ++w) sos.weight[k] = w;
     if (++told <= 5) QVNmsg(env->warningChannel, "Default weights 1, 2,... generated for set number %d.\n", s + 1);
     else if (told == 6) QVNmsg(env->warningChannel, "Default weight warnings in excess of 5 not printed.\n");
   }
 }
+
+void defaultSosWeights(Environment *env, ModelImage &image) { defaultSosWeights(env, image.sos); }
 
 void checkIndicatorColumns(Environment *env, ModelImage &image) {
   if (image.indicators.empty()) return;

@@ -53,6 +53,7 @@ struct MpsWriter {
   const NameList *cols = nullptr, *rows = nullptr, *sosNames = nullptr, *qcNames = nullptr,
                  *indNames = nullptr, *cutNames = nullptr, *lazyNames = nullptr;
   char number[40];
+  const char *nameLine = nullptr;  // a whole NAME line of the caller's, in place of the problem's name
 
   MpsWriter(Environment *e, const ModelImage &image) : env(e), img(image) {}
 
@@ -224,7 +225,8 @@ struct MpsWriter {
   int body(bool generic, const char *objName) {
     const int nq = static_cast<int>(img.qconstr.size()), ni = static_cast<int>(img.indicators.size());
     const char *problem = (!generic && img.probName.size()) ? img.probName.get(0) : "";
-    filePrintf(out, "NAME          %.255s\n", mpsNameStands(problem) ? problem : "");
+    if (nameLine) filePuts(out, nameLine);
+    else filePrintf(out, "NAME          %.255s\n", mpsNameStands(problem) ? problem : "");
     // The sense section keeps a maximization one; the reader takes it.
     if (img.objSense == -1) filePuts(out, "OBJSENSE\n    MAX\n");
     filePuts(out, "ROWS\n");
@@ -342,8 +344,10 @@ struct MpsWriter {
 
 } // namespace
 
-int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames) {
+int writeMpsFile(Environment *env, const ModelImage &image, const char *path, bool genericNames,
+                 const char *nameLine) {
   MpsWriter writer(env, image);
+  writer.nameLine = nameLine;
   return writer.write(path, genericNames);
 }
 

@@ -56,7 +56,7 @@ struct Checker {
       std::snprintf(owner, sizeof owner, " of %s %d", o.kind, o.index + 1);
     QVNmsg(env->warningChannel, "Warning:  %s%s (%.17g) cannot be written in %s format.\n", what, owner, value,
            format);
-    return reportError(env, 1650);
+    return reportError(env, QVNERR_NOT_REPRESENTABLE);
   }
 
   Owner col(int j) const { return {"column", j, img.hasColNames ? &img.colNames : nullptr}; }

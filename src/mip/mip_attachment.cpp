@@ -15,15 +15,7 @@ void releaseMipSearch(Problem *lp) { destroyMipSearch(lp->mipSearch); }
 const AttachmentOps kMipSearchAttachment = {
     .name = "MIP search",
     .releasedBy = {ModelAction::kFreeMipSearch},
-    .invalidatedBy = {},
     .release = releaseMipSearch,
-    .invalidate = nullptr,
-    .create = nullptr,
-    .copy = nullptr,
-    .reserveColumns = nullptr,
-    .addColumns = nullptr,
-    .truncateColumns = nullptr,
-    .deleteColumns = nullptr,
 };
 
 } // namespace qvn

@@ -21,27 +21,27 @@ enum class AttachmentKind : uint8_t {
 
 struct AttachmentOps {
   const char *name;
-  ActionSet releasedBy;     // model actions after which the block goes
-  ActionSet invalidatedBy;  // model actions after which it stays, marked out of date
+  ActionSet releasedBy = {};     // model actions after which the block goes
+  ActionSet invalidatedBy = {};  // model actions after which it stays, marked out of date
   // Frees the block and clears its pointer; nothing when none is held.
   void (*release)(Problem *lp);
   // Null when invalidatedBy is empty.
-  void (*invalidate)(Problem *lp);
+  void (*invalidate)(Problem *lp) = nullptr;
 
   // The rest are null for a block that does not need them.
   // Attaches an empty block when none is held. Throws std::bad_alloc.
-  void (*create)(Problem *lp);
+  void (*create)(Problem *lp) = nullptr;
   // Gives a clone its own copy of the block, when the source holds one.
   // Throws std::bad_alloc.
-  void (*copy)(const Problem &from, Problem &to);
+  void (*copy)(const Problem &from, Problem &to) = nullptr;
   // A block that follows the structural columns: room for numCols (allocates,
   // changes nothing; throws std::bad_alloc), growth to numCols new columns,
   // taking back columns from `count` on that were just added, and deletion of
   // the columns whose map entry is -1 with the others renumbered.
-  void (*reserveColumns)(Problem *lp, int numCols);
-  void (*addColumns)(Problem *lp, int numCols);
-  void (*truncateColumns)(Problem *lp, int count);
-  void (*deleteColumns)(Problem *lp, int oldCount, const int *map);
+  void (*reserveColumns)(Problem *lp, int numCols) = nullptr;
+  void (*addColumns)(Problem *lp, int numCols) = nullptr;
+  void (*truncateColumns)(Problem *lp, int count) = nullptr;
+  void (*deleteColumns)(Problem *lp, int oldCount, const int *map) = nullptr;
 };
 
 // The record of one kind; defined by the registry.

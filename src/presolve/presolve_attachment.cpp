@@ -16,15 +16,7 @@ void freePresolved(Problem *lp) {
 const AttachmentOps kPresolveAttachment = {
     .name = "presolve",
     .releasedBy = {ModelAction::kFreePresolve},
-    .invalidatedBy = {},
     .release = freePresolved,
-    .invalidate = nullptr,
-    .create = nullptr,
-    .copy = nullptr,
-    .reserveColumns = nullptr,
-    .addColumns = nullptr,
-    .truncateColumns = nullptr,
-    .deleteColumns = nullptr,
 };
 
 } // namespace qvn

@@ -48,10 +48,7 @@ void copyQuadConstraints(const Problem &from, Problem &to) {
 
 const AttachmentOps kQuadObjectiveAttachment = {
     .name = "quadratic objective",
-    .releasedBy = {},
-    .invalidatedBy = {},
     .release = releaseQuadObjective,
-    .invalidate = nullptr,
     .create = createQuadObjective,
     .copy = copyQuadObjective,
     .reserveColumns = reserveQuadColumns,
@@ -62,16 +59,9 @@ const AttachmentOps kQuadObjectiveAttachment = {
 
 const AttachmentOps kQuadConstraintsAttachment = {
     .name = "quadratic constraints",
-    .releasedBy = {},
-    .invalidatedBy = {},
     .release = releaseQuadConstraints,
-    .invalidate = nullptr,
     .create = createQuadConstraints,
     .copy = copyQuadConstraints,
-    .reserveColumns = nullptr,
-    .addColumns = nullptr,
-    .truncateColumns = nullptr,
-    .deleteColumns = nullptr,
 };
 
 } // namespace qvn

@@ -43,8 +43,8 @@ LuOptions factorOptions(Environment *env) {
   LuOptions o;
   // Parameter 1093: above 0 start extended; 0 start in double and retry a
   // singular refactorization once in extended; below 0 stay in double.
-  o.startKind = p.p1093 > 0 ? 1 : 0;
-  o.extendedRetry = p.p1093 == 0;
+  o.startKind = p.factorExtendedPrecision > 0 ? 1 : 0;
+  o.extendedRetry = p.factorExtendedPrecision == 0;
   o.refactorEvery = p.reinv;
   o.singularLimit = p.singlim;
   o.rowMultiplier = p.rfilemul;

@@ -5,15 +5,7 @@
 #include <unistd.h>
 
 #include "quorvan.h"
-
-static int failures = 0;
-#define CHECK(cond)                                                             \
-  do {                                                                          \
-    if (!(cond)) {                                                              \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      ++failures;                                                               \
-    }                                                                           \
-  } while (0)
+#include "../support/c_check.h"
 
 static int exists(const char *path) {
   FILE *f = fopen(path, "r");
@@ -73,6 +65,5 @@ int main(void) {
   remove(mpsFile);
   CHECK(QVNfreeprob(env, &lp) == 0);
   CHECK(QVNcloseQUORVAN(&env) == 0);
-  if (failures) fprintf(stderr, "%d checks failed\n", failures);
-  return failures ? 1 : 0;
+  return checkSummary("writer c");
 }

@@ -1,0 +1,230 @@
+// Badly scaled and degenerate versions of the netlib LPs, solved by both
+// simplex loops and held against the reference optimum of the original.
+//
+//   bench_scaled_netlib [--exponent E] [--seed S] [--variants scaled,duplicated]
+//                       [DATA_DIR] [MODEL ...]
+//
+// "scaled": each row multiplied by 10^a and each column substituted by
+// x = 10^b x' (a, b uniform integers in [-E, E]); the optimum is unchanged.
+// "duplicated": every column with bounds [0, inf) gets a twin with the same
+// cost and coefficients, which leaves the optimum unchanged and makes the LP
+// dual degenerate. Each line gives, per loop, the status and the relative
+// distance of the objective from the reference; the summary counts the runs
+// within 1e-6, the feasible models called infeasible or unbounded, and the
+// runs that claim optimal more than 1e-4 off (wrong answers).
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "quorvan.h"
+
+namespace {
+
+struct Lp {
+  int n = 0, m = 0, sense = 1;
+  std::vector<double> obj, rhs, lo, up, range, value;
+  std::vector<char> rowSense;
+  std::vector<int> start, count, index;
+};
+
+bool load(QVNENVptr env, const std::string &file, Lp &lp) {
+  int status = 0;
+  QVNLPptr p = QVNcreateprob(env, &status, "m");
+  if (!p || QVNreadcopyprob(env, p, file.c_str(), nullptr) != 0) {
+    if (p) QVNfreeprob(env, &p);
+    return false;
+  }
+  lp.n = QVNgetnumcols(env, p);
+  lp.m = QVNgetnumrows(env, p);
+  lp.sense = QVNgetobjsen(env, p);
+  const int nz = QVNgetnumnz(env, p);
+  lp.obj.resize(lp.n);
+  lp.lo.resize(lp.n);
+  lp.up.resize(lp.n);
+  lp.rhs.resize(lp.m);
+  lp.range.assign(lp.m, 0.0);
+  lp.rowSense.resize(lp.m);
+  lp.start.resize(lp.n + 1);
+  lp.index.resize(nz + 1);
+  lp.value.resize(nz + 1);
+  int got = 0, surplus = 0;
+  QVNgetobj(env, p, lp.obj.data(), 0, lp.n - 1);
+  QVNgetlb(env, p, lp.lo.data(), 0, lp.n - 1);
+  QVNgetub(env, p, lp.up.data(), 0, lp.n - 1);
+  if (lp.m > 0) {
+    QVNgetrhs(env, p, lp.rhs.data(), 0, lp.m - 1);
+    QVNgetsense(env, p, lp.rowSense.data(), 0, lp.m - 1);
+    for (int i = 0; i < lp.m; ++i)
+      if (lp.rowSense[i] == 'R') QVNgetrngval(env, p, &lp.range[i], i, i);
+  }
+  QVNgetcols(env, p, &got, lp.start.data(), lp.index.data(), lp.value.data(), nz + 1, &surplus, 0, lp.n - 1);
+  lp.start[lp.n] = got;
+  lp.count.resize(lp.n);
+  for (int j = 0; j < lp.n; ++j) lp.count[j] = lp.start[j + 1] - lp.start[j];
+  QVNfreeprob(env, &p);
+  return true;
+}
+
+bool infinite(double v) { return std::fabs(v) >= QVN_INFBOUND; }
+
+Lp scaled(const Lp &in, int exponent, std::mt19937 &rng) {
+  Lp lp = in;
+  std::uniform_int_distribution<int> power(-exponent, exponent);
+  std::vector<double> row(in.m), col(in.n);
+  for (double &r : row) r = std::pow(10.0, power(rng));
+  for (double &c : col) c = std::pow(10.0, power(rng));
+  for (int i = 0; i < in.m; ++i) {
+    lp.rhs[i] *= row[i];
+    lp.range[i] *= row[i];
+  }
+  for (int j = 0; j < in.n; ++j) {
+    lp.obj[j] *= col[j];
+    if (!infinite(lp.lo[j])) lp.lo[j] /= col[j];
+    if (!infinite(lp.up[j])) lp.up[j] /= col[j];
+    for (int k = in.start[j]; k < in.start[j + 1]; ++k) lp.value[k] *= row[in.index[k]] * col[j];
+  }
+  return lp;
+}
+
+Lp duplicated(const Lp &in) {
+  Lp lp = in;
+  for (int j = 0; j < in.n; ++j) {
+    if (in.lo[j] != 0.0 || !infinite(in.up[j])) continue;
+    lp.obj.push_back(in.obj[j]);
+    lp.lo.push_back(0.0);
+    lp.up.push_back(QVN_INFBOUND);
+    lp.start.back() = static_cast<int>(lp.index.size());
+    for (int k = in.start[j]; k < in.start[j + 1]; ++k) {
+      lp.index.push_back(in.index[k]);
+      lp.value.push_back(in.value[k]);
+    }
+    lp.start.push_back(static_cast<int>(lp.index.size()));
+    lp.count.push_back(in.count[j]);
+    ++lp.n;
+  }
+  return lp;
+}
+
+struct Outcome {
+  int status = 0;
+  double objective = 0.0;
+  bool solved = false;
+};
+
+Outcome solve(QVNENVptr env, const Lp &lp, bool dual) {
+  Outcome o;
+  int status = 0;
+  QVNLPptr p = QVNcreateprob(env, &status, "variant");
+  if (QVNcopylp(env, p, lp.n, lp.m, lp.sense, lp.obj.data(), lp.rhs.data(), lp.rowSense.data(), lp.start.data(),
+                lp.count.data(), lp.index.data(), lp.value.data(), lp.lo.data(), lp.up.data(),
+                lp.range.data()) == 0 &&
+      (dual ? QVNdualopt(env, p) : QVNprimopt(env, p)) == 0) {
+    o.solved = true;
+    o.status = QVNgetstat(env, p);
+    QVNgetobjval(env, p, &o.objective);
+  }
+  QVNfreeprob(env, &p);
+  return o;
+}
+
+struct Tally {
+  int runs = 0, close = 0, wrongStatus = 0, wrongOptimal = 0, other = 0;
+};
+
+const char *shortStatus(const Outcome &o) {
+  if (!o.solved) return "error";
+  switch (o.status) {
+  case QVN_STAT_OPTIMAL: return "optimal";
+  case QVN_STAT_INFEASIBLE: return "infeas";
+  case QVN_STAT_UNBOUNDED: return "unbdd";
+  case QVN_STAT_INForUNBD: return "inf/unb";
+  case QVN_STAT_OPTIMAL_INFEAS: return "opt-unsc";
+  default: return "other";
+  }
+}
+
+void count(Tally &t, const Outcome &o, double reference) {
+  ++t.runs;
+  const double error = std::fabs(o.objective - reference) / std::max(1.0, std::fabs(reference));
+  const bool optimal = o.solved && (o.status == QVN_STAT_OPTIMAL || o.status == QVN_STAT_OPTIMAL_INFEAS);
+  if (optimal && error <= 1e-6) ++t.close;
+  else if (optimal && error > 1e-4) ++t.wrongOptimal;
+  else if (o.solved && (o.status == QVN_STAT_INFEASIBLE || o.status == QVN_STAT_UNBOUNDED || o.status == QVN_STAT_INForUNBD))
+    ++t.wrongStatus;
+  else ++t.other;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  int exponent = 5;
+  unsigned seed = 1;
+  std::string variants = "scaled,duplicated", dir;
+  std::vector<std::string> models;
+  for (int i = 1; i < argc; ++i) {
+    if (!std::strcmp(argv[i], "--exponent") && i + 1 < argc) exponent = std::atoi(argv[++i]);
+    else if (!std::strcmp(argv[i], "--seed") && i + 1 < argc) seed = static_cast<unsigned>(std::atoi(argv[++i]));
+    else if (!std::strcmp(argv[i], "--variants") && i + 1 < argc) variants = argv[++i];
+    else if (dir.empty()) dir = argv[i];
+    else models.push_back(argv[i]);
+  }
+  if (dir.empty()) dir = "../shared/data/netlib";
+  std::map<std::string, double> reference;
+  std::ifstream ref(dir + "/reference.tsv");
+  std::string line;
+  while (std::getline(ref, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream words(line);
+    std::string name, status;
+    double objective;
+    if (words >> name >> status >> objective && status == "optimal") reference[name] = objective;
+  }
+  if (reference.empty()) {
+    std::fprintf(stderr, "no reference.tsv in %s\n", dir.c_str());
+    return 1;
+  }
+  if (models.empty())
+    for (const auto &entry : reference) models.push_back(entry.first);
+  int status = 0;
+  QVNENVptr env = QVNopenQUORVAN(&status);
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+  QVNsetdblparam(env, QVN_PARAM_TILIM, 60.0);
+  std::map<std::string, Tally> tallies;
+  std::printf("%-10s %-10s %-9s %10s %-9s %10s\n", "model", "variant", "dual", "rel.err", "primal", "rel.err");
+  for (const std::string &name : models) {
+    Lp base;
+    if (!reference.count(name) || !load(env, dir + "/" + name + ".mps.gz", base)) {
+      std::printf("%-10s cannot be read\n", name.c_str());
+      continue;
+    }
+    std::mt19937 rng(seed + static_cast<unsigned>(std::hash<std::string>()(name) & 0xffff));
+    std::stringstream list(variants);
+    std::string variant;
+    while (std::getline(list, variant, ',')) {
+      const Lp lp = variant == "scaled" ? scaled(base, exponent, rng) : duplicated(base);
+      const double r = reference[name];
+      const Outcome d = solve(env, lp, true), p = solve(env, lp, false);
+      count(tallies[variant + " dual"], d, r);
+      count(tallies[variant + " primal"], p, r);
+      auto err = [&](const Outcome &o) { return std::fabs(o.objective - r) / std::max(1.0, std::fabs(r)); };
+      std::printf("%-10s %-10s %-9s %10.1e %-9s %10.1e\n", name.c_str(), variant.c_str(), shortStatus(d), err(d),
+                  shortStatus(p), err(p));
+      std::fflush(stdout);
+    }
+  }
+  std::printf("\nexponent %d, seed %u\n%-18s %6s %10s %14s %14s %6s\n", exponent, seed, "variant / loop", "runs",
+              "within1e-6", "infeas/unbdd", "optimal>1e-4", "other");
+  for (const auto &[key, t] : tallies)
+    std::printf("%-18s %6d %10d %14d %14d %6d\n", key.c_str(), t.runs, t.close, t.wrongStatus, t.wrongOptimal,
+                t.other);
+  QVNcloseQUORVAN(&env);
+  return 0;
+}

@@ -1,0 +1,224 @@
+// MIP start files (".mst"): the text form (a NAME line, then column name and
+// value per line) and the XML form of a solution document whose `variable`
+// elements carry the values. The reader tells them apart by the first byte.
+#include <cstring>
+#include <expat.h>
+
+#include "formats/number_format.h"
+#include "formats/side_file.h"
+#include "model/edit.h"
+#include "runtime/channels.h"
+
+namespace qvn {
+
+namespace {
+
+struct StartRead {
+  ColumnNameIndex names;
+  EnvVector<int> entryOf;  // per column: its entry, or -1
+  EnvVector<int> column;
+  EnvVector<double> value;
+
+  // Enters `value` for column j; a second entry for a column replaces the first.
+  bool enter(int j, double v) {
+    int &entry = entryOf[static_cast<size_t>(j)];
+    if (entry >= 0) {
+      value[static_cast<size_t>(entry)] = v;
+      return false;
+    }
+    entry = static_cast<int>(column.size());
+    column.push_back(j);
+    value.push_back(v);
+    return true;
+  }
+};
+
+int readTextBody(SideReader &r, void *context) {
+  auto &s = *static_cast<StartRead *>(context);
+  QVN_TRY(r.start());
+  char nameText[kFileNameMax + 1];
+  for (;;) {
+    const int kind = r.nextDataLine();
+    if (kind < 0) return kind;
+    if (kind == 0) break;
+    if (r.fieldCount < 2) return r.error(QVNERR_WRONG_ENTRY_COUNT);
+    double v;
+    QVN_TRY(r.number(1, &v));
+    const int j = s.names.find(r.name(0, nameText));
+    if (j < 0) r.warn("Warning, line %d: '%.255s' is not a variable.\n", r.line, nameText);
+    else if (!s.enter(j, v)) r.warn("Warning, line %d: repeated entry for '%.255s'.\n", r.line, nameText);
+  }
+  r.finish();
+  return 0;
+}
+
+// ---- XML form -------------------------------------------------------------
+
+struct XmlStart {
+  Environment *env;
+  XML_Parser parser;
+  StartRead *start;
+  int warnings = 0;
+  int failed = 0;  // an error found inside a callback, reported already
+};
+
+void xmlWarn(XmlStart &x, const char *format, const char *text, long number) {
+  if (++x.warnings > kWarningCap) return;
+  const int line = static_cast<int>(XML_GetCurrentLineNumber(x.parser));
+  if (text) QVNmsg(x.env->warningChannel, format, line, text);
+  else QVNmsg(x.env->warningChannel, format, line, static_cast<int>(number));
+}
+
+void XMLCALL xmlElement(void *data, const XML_Char *element, const XML_Char **attributes) {
+  auto &x = *static_cast<XmlStart *>(data);
+  if (x.failed || std::strcmp(element, "variable") != 0) return;
+  StartRead &s = *x.start;
+  const char *name = nullptr, *indexText = nullptr, *valueText = nullptr;
+  for (int k = 0; attributes[k]; k += 2) {
+    if (!std::strcmp(attributes[k], "name")) name = attributes[k + 1];
+    else if (!std::strcmp(attributes[k], "index")) indexText = attributes[k + 1];
+    else if (!std::strcmp(attributes[k], "value")) valueText = attributes[k + 1];
+  }
+  if (!valueText) return;
+  double v;
+  if (parseNumber(valueText, std::strlen(valueText), false, &v) != kNumberOk) {
+    x.failed = reportError(x.env, QVNERR_BAD_NUMBER, static_cast<int>(XML_GetCurrentLineNumber(x.parser)),
+                           valueText);
+    XML_StopParser(x.parser, XML_FALSE);
+    return;
+  }
+  int j = -1;
+  if (name) {
+    j = s.names.find(name);
+    if (j < 0) return xmlWarn(x, "Warning, line %d: '%.255s' is not a variable.\n", name, 0);
+  } else if (indexText) {
+    const long index = std::strtol(indexText, nullptr, 10);
+    if (index < 0 || index >= s.names.count)
+      return xmlWarn(x, "Warning, line %d: Variable index '%d' out of range.\n", nullptr, index);
+    j = static_cast<int>(index);
+  } else {
+    return;
+  }
+  if (!s.enter(j, v)) xmlWarn(x, "Warning, line %d: repeated entry for '%.255s'.\n", s.names.text(j), 0);
+}
+
+int readXml(Environment *env, const char *path, StartRead &s) {
+  int status = 0;
+  QvnFile *file = openRead(env, path, "rb", ".mst", 1, 1, &status);
+  if (!file) return status;
+  XmlStart x{env, XML_ParserCreate("iso-8859-1"), &s};
+  if (!x.parser) {
+    closeFile(&file);
+    return QVNERR_NO_MEMORY;
+  }
+  XML_SetUserData(x.parser, &x);
+  XML_SetStartElementHandler(x.parser, xmlElement);
+  char chunk[8192];
+  for (;;) {
+    const size_t n = fileRead(file, chunk, sizeof chunk);
+    const bool last = n < sizeof chunk;
+    if (XML_Parse(x.parser, chunk, static_cast<int>(n), last) == XML_STATUS_ERROR) {
+      if (!x.failed)
+        status = reportError(env, QVNERR_XML_PARSE, static_cast<int>(XML_GetCurrentLineNumber(x.parser)),
+                             XML_ErrorString(XML_GetErrorCode(x.parser)));
+      break;
+    }
+    if (last) break;
+  }
+  if (x.failed) status = x.failed;
+  if (status == 0 && fileFailed(file)) status = reportDamaged(env, path, 0);
+  if (status == 0 && x.warnings > kWarningCap)
+    QVNmsg(env->warningChannel, "%d warnings not printed.\n", x.warnings - kWarningCap);
+  XML_ParserFree(x.parser);
+  closeFile(&file);
+  return status;
+}
+
+// The first byte that is not white space: '<' marks the XML form.
+int looksXml(Environment *env, const char *path, bool *xml) {
+  *xml = false;
+  QVN_TRY(verifyCompressed(env, path, "rb", ".mst", 0));
+  int status = 0;
+  QvnFile *file = openRead(env, path, "rb", ".mst", 0, 1, &status);
+  if (!file) return status;
+  int c;
+  do c = fileGetc(file);
+  while (c == ' ' || c == '\t' || c == '\r' || c == '\n');
+  *xml = c == '<';
+  closeFile(&file);
+  return 0;
+}
+
+int readStart(Environment *env, Problem *lp, const char *fileName) {
+  if (!fileName) return QVNERR_NULL_POINTER;
+  QVN_TRY(flushCache(env, lp));
+  StartRead s;
+  s.names.build(lp);
+  s.entryOf.assign(static_cast<size_t>(lp->lpData->numCols), -1);
+  bool xml;
+  QVN_TRY(looksXml(env, fileName, &xml));
+  if (xml) {
+    QVN_TRY(readXml(env, fileName, s));
+  } else {
+    SideReader reader(env);
+    QVN_TRY(readSideFile(env, fileName, ".mst", reader, readTextBody, &s));
+  }
+  if (s.column.empty()) {
+    QVNmsg(env->warningChannel, "Warning: no MIP start values read, no MIP start loaded.\n");
+    return 0;
+  }
+  return alreadyReported(
+      QVNcopymipstart(env, lp, static_cast<int>(s.column.size()), s.column.data(), s.value.data()));
+}
+
+struct StartWrite {
+  const Problem *lp;
+  EnvVector<double> x;
+};
+
+int writeStartBody(QvnFile *out, void *context) {
+  const auto &w = *static_cast<StartWrite *>(context);
+  const LpData &d = *w.lp->lpData;
+  ColumnNameIndex names;
+  names.build(w.lp);
+  filePrintf(out, "NAME          %.255s\n", d.probName ? d.probName : "");
+  char number[40];
+  for (int j = 0; j < d.numCols; ++j) {
+    const char t = d.ctype[static_cast<size_t>(j)];
+    if (t != 'B' && t != 'I' && t != 'N') continue;
+    formatNumber(w.x[static_cast<size_t>(j)], number);
+    filePrintf(out, "    %.255s  %s\n", names.text(j), number);
+  }
+  filePrintf(out, "ENDATA\n");
+  return 0;
+}
+
+int writeStart(Environment *env, Problem *lp, const char *fileName) {
+  if (lp->lpData->ctype.empty()) return QVNERR_NOT_MIP;
+  StartWrite w{lp, {}};
+  w.x.resize(static_cast<size_t>(lp->lpData->numCols));
+  if (lp->lpData->numCols > 0) {
+    const int status = QVNgetx(env, lp, w.x.data(), 0, lp->lpData->numCols - 1);
+    if (status != 0) return alreadyReported(status);
+  }
+  announceDefaultColumnNames(env, lp);
+  return writeSideFile(env, fileName, writeStartBody, &w);
+}
+
+} // namespace
+
+} // namespace qvn
+
+using namespace qvn;
+
+extern "C" {
+
+QVN_API int QVNreadcopymipstart(QVNCENVptr cenv, QVNLPptr lp, const char *fileName) {
+  return guardedSideRead(cenv, lp, fileName, readStart);
+}
+
+QVN_API int QVNmstwrite(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName) {
+  return guardedSideWrite(cenv, lp, fileName, writeStart);
+}
+
+} // extern "C"

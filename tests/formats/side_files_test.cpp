@@ -1,0 +1,348 @@
+// Priority order, SOS and MIP start files: what a writer puts out reads back
+// as the same data, and every malformed file gives its error with the line,
+// or its warning, and leaves the problem's data as they were.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "formats/format_test_support.h"
+
+namespace qvntest {
+namespace {
+
+class SideFiles : public FormatFixture {
+protected:
+  // max 3a + 2b + 4c + d  s.t.  a + b + c + d <= 3, all binary but d in [0, 5] integer.
+  QVNLPptr makeMip(bool named) {
+    int status = 0;
+    QVNLPptr p = QVNcreateprob(env, &status, "sidemip");
+    EXPECT_EQ(status, 0);
+    double obj[] = {3, 2, 4, 1}, lo[] = {0, 0, 0, 0}, up[] = {1, 1, 1, 5};
+    char ctype[] = {'B', 'B', 'B', 'I'};
+    char a[] = "a", b[] = "b", c[] = "c", d[] = "d";
+    char *names[] = {a, b, c, d};
+    EXPECT_EQ(QVNnewcols(env, p, 4, obj, lo, up, ctype, named ? names : nullptr), 0);
+    double rhs[] = {3}, val[] = {1, 1, 1, 1};
+    int start[] = {0}, idx[] = {0, 1, 2, 3};
+    char sense[] = {'L'};
+    EXPECT_EQ(QVNaddrows(env, p, 0, 1, 4, rhs, sense, start, idx, val, nullptr, nullptr), 0);
+    EXPECT_EQ(QVNchgobjsen(env, p, QVN_MAX), 0);
+    problems.push_back(p);
+    return p;
+  }
+  void TearDown() override {
+    for (QVNLPptr &p : problems) QVNfreeprob(env, &p);
+    FormatFixture::TearDown();
+  }
+  std::string fileText(const std::string &name) {
+    std::ifstream in(path(name));
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+  }
+  struct Order {
+    std::vector<int> index, priority, direction;
+  };
+  Order order(QVNLPptr p) {
+    Order o;
+    int count = 0, surplus = 0;
+    QVNgetorder(env, p, &count, nullptr, nullptr, nullptr, 0, &surplus);
+    const int n = -surplus;
+    o.index.resize(n);
+    o.priority.resize(n);
+    o.direction.resize(n);
+    if (n > 0) EXPECT_EQ(QVNgetorder(env, p, &count, o.index.data(), o.priority.data(), o.direction.data(), n, &surplus), 0);
+    return o;
+  }
+  std::vector<QVNLPptr> problems;
+};
+
+TEST_F(SideFiles, OrderFilesRoundTripAndRefuseBadLines) {
+  QVNLPptr p = makeMip(true);
+  int idx[] = {2, 0, 3}, prio[] = {7, 5, 0}, dir[] = {1, -1, 0};
+  ASSERT_EQ(QVNcopyorder(env, p, 3, idx, prio, dir), 0);
+  ASSERT_EQ(QVNordwrite(env, p, path("p.ord").c_str()), 0);
+  const std::string written = fileText("p.ord");
+  EXPECT_NE(written.find("NAME          sidemip   Priority Order\n"), std::string::npos);
+  EXPECT_NE(written.find(" UP c            7\n"), std::string::npos);
+  EXPECT_EQ(written.find(" d "), std::string::npos) << "priority 0 is not written";
+
+  QVNLPptr q = makeMip(true);
+  ASSERT_EQ(QVNreadcopyorder(env, q, path("p.ord").c_str()), 0);
+  Order back = order(q);
+  ASSERT_EQ(back.index.size(), 2u);
+  EXPECT_EQ(back.index, (std::vector<int>{2, 0}));
+  EXPECT_EQ(back.priority, (std::vector<int>{7, 5}));
+  EXPECT_EQ(back.direction, (std::vector<int>{1, -1}));
+
+  // Keys in any case, a line without key, an unknown name, a repeated one.
+  writeFile("w.ord", "NAME x\n up a 1\n    b 2\n dN zz 3\n DN a 4\nENDATA\n");
+  takeWarnings();
+  ASSERT_EQ(QVNreadcopyorder(env, q, path("w.ord").c_str()), 0);
+  std::string w = takeWarnings();
+  EXPECT_NE(w.find("Warning, line 4: 'zz' is not a variable.\n"), std::string::npos) << w;
+  EXPECT_NE(w.find("Warning, line 5: repeated entry for 'a'.\n"), std::string::npos) << w;
+  back = order(q);
+  EXPECT_EQ(back.index, (std::vector<int>{0, 1}));
+  EXPECT_EQ(back.priority, (std::vector<int>{4, 2}));
+  EXPECT_EQ(back.direction, (std::vector<int>{-1, 0}));
+
+  // Each bad file fails with its error and line, and the order read above stays.
+  struct Bad {
+    const char *text;
+    int error;
+    const char *message;
+  } bad[] = {
+      {"NAME\n XX a 1\nENDATA\n", 3012, "Line 2: Unrecognized direction 'XX'"},
+      {"NAME\n UP a 3000000000\nENDATA\n", 1463, "Line 2: Magnitude exceeds integer limit 2100000000"},
+      {"NAME\n UP a\nENDATA\n", 1553, "Line 2: Wrong number of entries"},
+      {" UP a 1\nENDATA\n", 1441, "Line 1: No NAME section"},
+      {"NAME\n    a 1e99x\n", 1434, "Line 2: Couldn't convert"},
+  };
+  for (const Bad &b : bad) {
+    writeFile("bad.ord", b.text);
+    takeErrors();
+    EXPECT_EQ(QVNreadcopyorder(env, q, path("bad.ord").c_str()), b.error) << b.text;
+    EXPECT_NE(takeErrors().find(b.message), std::string::npos) << b.text;
+    Order still = order(q);
+    EXPECT_EQ(still.index, (std::vector<int>{0, 1})) << b.text;
+    EXPECT_EQ(still.priority, (std::vector<int>{4, 2})) << b.text;
+  }
+
+  // Nothing accepted: a warning, no change; a missing last line: a warning.
+  writeFile("none.ord", "NAME\n    zz 1\n");
+  takeWarnings();
+  EXPECT_EQ(QVNreadcopyorder(env, q, path("none.ord").c_str()), 0);
+  w = takeWarnings();
+  EXPECT_NE(w.find("Warning: 'ENDATA' missing.\n"), std::string::npos) << w;
+  EXPECT_NE(w.find("Warning:  No priority order values read or loaded.\n"), std::string::npos) << w;
+  EXPECT_EQ(order(q).priority, (std::vector<int>{4, 2}));
+
+  EXPECT_EQ(QVNordwrite(env, makeMip(true), path("empty.ord").c_str()), QVNERR_NO_ORDER);
+  EXPECT_EQ(QVNreadcopyorder(env, q, nullptr), QVNERR_NULL_POINTER);
+  EXPECT_EQ(QVNreadcopyorder(env, nullptr, path("p.ord").c_str()), QVNERR_NO_PROBLEM);
+}
+
+TEST_F(SideFiles, WarningsShareOneCounterAndGeneratedNamesMatch) {
+  QVNLPptr p = makeMip(false);
+  std::string text = "NAME\n";
+  for (int k = 0; k < 25; ++k) text += "    nosuch" + std::to_string(k) + " 1\n";
+  text += "    x3 9\nENDATA\n";
+  writeFile("many.ord", text);
+  takeWarnings();
+  ASSERT_EQ(QVNreadcopyorder(env, p, path("many.ord").c_str()), 0);
+  const std::string w = takeWarnings();
+  EXPECT_EQ(countOf(w, "is not a variable"), 20);
+  EXPECT_NE(w.find("5 warnings not printed.\n"), std::string::npos) << w;
+  Order o = order(p);
+  ASSERT_EQ(o.index, (std::vector<int>{2}));
+  EXPECT_EQ(o.priority[0], 9);
+
+  ASSERT_EQ(QVNordwrite(env, p, path("gen.ord").c_str()), 0);
+  EXPECT_NE(takeWarnings().find("Default variable names x1, x2 ... to be created.\n"), std::string::npos);
+  EXPECT_NE(fileText("gen.ord").find("    x3            9\n"), std::string::npos) << fileText("gen.ord");
+}
+
+TEST_F(SideFiles, SosFilesRoundTripWithDefaultWeightsAndErrors) {
+  QVNLPptr p = makeMip(true);
+  char types[] = {'1', '2'};
+  int starts[] = {0, 2}, members[] = {0, 1, 1, 2, 3};
+  double weights[] = {1, 2, 1.5, 2.5, 3.5};
+  char s1[] = "first", s2[] = "second";
+  char *names[] = {s1, s2};
+  ASSERT_EQ(QVNcopysos(env, p, 2, 5, types, starts, members, weights, names), 0);
+  ASSERT_EQ(QVNsoswrite(env, p, path("p.sos").c_str()), 0);
+
+  QVNLPptr q = makeMip(true);
+  ASSERT_EQ(QVNreadcopysos(env, q, path("p.sos").c_str()), 0);
+  auto sets = [&](QVNLPptr lp, std::vector<int> &st, std::vector<int> &mem, std::vector<double> &wt,
+                  std::string &ty) {
+    int nz = 0, surplus = 0;
+    const int count = QVNgetnumsos(env, lp);
+    QVNgetsos(env, lp, &nz, nullptr, nullptr, nullptr, nullptr, 0, &surplus, 0, count - 1);
+    const int n = -surplus;
+    st.assign(count, 0);
+    mem.assign(n, 0);
+    wt.assign(n, 0);
+    ty.assign(count, ' ');
+    ASSERT_EQ(QVNgetsos(env, lp, &nz, ty.data(), st.data(), mem.data(), wt.data(), n, &surplus, 0, count - 1), 0);
+  };
+  std::vector<int> st, mem;
+  std::vector<double> wt;
+  std::string ty;
+  sets(q, st, mem, wt, ty);
+  EXPECT_EQ(ty, "12");
+  EXPECT_EQ(st, (std::vector<int>{0, 2}));
+  EXPECT_EQ(mem, (std::vector<int>{0, 1, 1, 2, 3}));
+  EXPECT_EQ(wt, (std::vector<double>{1, 2, 1.5, 2.5, 3.5}));
+  int at = -1;
+  EXPECT_EQ(QVNgetsosindex(env, q, "second", &at), 0);
+  EXPECT_EQ(at, 1);
+
+  // Weights left out become 1, 2, ...; unknown members are warned of.
+  writeFile("w.sos", "NAME\n s1 only\n    c\n    zz 4\n    a\nENDATA\n");
+  takeWarnings();
+  ASSERT_EQ(QVNreadcopysos(env, q, path("w.sos").c_str()), 0);
+  const std::string w = takeWarnings();
+  EXPECT_NE(w.find("Warning, line 4: 'zz' is not a variable.\n"), std::string::npos) << w;
+  EXPECT_NE(w.find("Default weights 1, 2,... generated for set number 1.\n"), std::string::npos) << w;
+  sets(q, st, mem, wt, ty);
+  EXPECT_EQ(ty, "1");
+  EXPECT_EQ(mem, (std::vector<int>{2, 0}));
+  EXPECT_EQ(wt, (std::vector<double>{1, 2}));
+
+  struct Bad {
+    const char *text;
+    int error;
+    const char *message;
+  } bad[] = {
+      {"NAME\n S3 x\n    a 1\nENDATA\n", 1442, "Line 2: Unrecognized SOS type: S3"},
+      {"NAME\n S\nENDATA\n", 3301, "Line 2: Missing SOS type"},
+      {"NAME\n    a 1\nENDATA\n", 3301, "Line 2: Missing SOS type"},
+      {"NAME\n S1 x\n    a 1\n    b 1\nENDATA\n", QVNERR_UNIQUE_WEIGHTS, "Set does not have unique weights"},
+  };
+  for (const Bad &b : bad) {
+    writeFile("bad.sos", b.text);
+    takeErrors();
+    EXPECT_EQ(QVNreadcopysos(env, q, path("bad.sos").c_str()), b.error) << b.text;
+    EXPECT_NE(takeErrors().find(b.message), std::string::npos) << b.text;
+    EXPECT_EQ(QVNgetnumsos(env, q), 1) << b.text;
+  }
+  EXPECT_EQ(QVNsoswrite(env, makeMip(true), path("none.sos").c_str()), QVNERR_NO_SOS);
+}
+
+TEST_F(SideFiles, MipStartsInTextAndXmlAndTheIncumbentWrittenBack) {
+  QVNLPptr p = makeMip(true);
+  auto start = [&](QVNLPptr lp) {
+    std::vector<std::pair<int, double>> s;
+    int count = 0, surplus = 0;
+    QVNgetmipstart(env, lp, &count, nullptr, nullptr, 0, &surplus);
+    const int n = -surplus;
+    std::vector<int> idx(n);
+    std::vector<double> val(n);
+    if (n > 0) EXPECT_EQ(QVNgetmipstart(env, lp, &count, idx.data(), val.data(), n, &surplus), 0);
+    for (int k = 0; k < n; ++k) s.emplace_back(idx[k], val[k]);
+    return s;
+  };
+  writeFile("t.mst", "NAME s\n    c 1\n    zz 1\n    d 2\n    c 0\nENDATA\n");
+  takeWarnings();
+  ASSERT_EQ(QVNreadcopymipstart(env, p, path("t.mst").c_str()), 0);
+  std::string w = takeWarnings();
+  EXPECT_NE(w.find("Warning, line 3: 'zz' is not a variable.\n"), std::string::npos) << w;
+  EXPECT_NE(w.find("Warning, line 5: repeated entry for 'c'.\n"), std::string::npos) << w;
+  EXPECT_EQ(start(p), (std::vector<std::pair<int, double>>{{2, 0.0}, {3, 2.0}}));
+
+  writeFile("x.mst",
+            "<?xml version = \"1.0\" standalone=\"yes\"?>\n<QUORVANSolution version=\"1.0\">\n"
+            " <variables>\n  <variable name=\"a\" index=\"0\" value=\"1\"/>\n"
+            "  <variable name=\"nosuch\" value=\"1\"/>\n  <variable index=\"3\" value=\"4\"/>\n"
+            "  <variable index=\"9\" value=\"4\"/>\n </variables>\n</QUORVANSolution>\n");
+  takeWarnings();
+  ASSERT_EQ(QVNreadcopymipstart(env, p, path("x.mst").c_str()), 0);
+  w = takeWarnings();
+  EXPECT_NE(w.find("Warning, line 5: 'nosuch' is not a variable.\n"), std::string::npos) << w;
+  EXPECT_NE(w.find("Warning, line 7: Variable index '9' out of range.\n"), std::string::npos) << w;
+  EXPECT_EQ(start(p), (std::vector<std::pair<int, double>>{{0, 1.0}, {3, 4.0}}));
+
+  writeFile("bad.mst", "<QUORVANSolution>\n <variables>\n</QUORVANSolution>\n");
+  takeErrors();
+  EXPECT_EQ(QVNreadcopymipstart(env, p, path("bad.mst").c_str()), QVNERR_XML_PARSE);
+  EXPECT_NE(takeErrors().find("XML parsing error at line 3"), std::string::npos);
+  writeFile("bad2.mst", "NAME\n    a\n");
+  EXPECT_EQ(QVNreadcopymipstart(env, p, path("bad2.mst").c_str()), QVNERR_WRONG_ENTRY_COUNT);
+  EXPECT_EQ(start(p), (std::vector<std::pair<int, double>>{{0, 1.0}, {3, 4.0}}));
+  writeFile("empty.mst", "NAME\nENDATA\n");
+  takeWarnings();
+  EXPECT_EQ(QVNreadcopymipstart(env, p, path("empty.mst").c_str()), 0);
+  EXPECT_NE(takeWarnings().find("Warning: no MIP start values read, no MIP start loaded.\n"), std::string::npos);
+
+  // Without an incumbent there is nothing to write; after a run, the written
+  // start is the incumbent's integer part and reads back as the same values.
+  EXPECT_NE(QVNmstwrite(env, p, path("none.mst").c_str()), 0);
+  ASSERT_EQ(QVNmipopt(env, p), 0);
+  std::vector<double> x(4);
+  ASSERT_EQ(QVNgetx(env, p, x.data(), 0, 3), 0);
+  ASSERT_EQ(QVNmstwrite(env, p, path("inc.mst").c_str()), 0);
+  QVNLPptr q = makeMip(true);
+  ASSERT_EQ(QVNreadcopymipstart(env, q, path("inc.mst").c_str()), 0);
+  const auto back = start(q);
+  ASSERT_EQ(back.size(), 4u);
+  for (int j = 0; j < 4; ++j) {
+    EXPECT_EQ(back[j].first, j);
+    EXPECT_DOUBLE_EQ(back[j].second, x[j]);
+  }
+}
+
+// The value of attribute `name` in the element that starts at `from`.
+double attribute(const std::string &doc, size_t from, const std::string &name) {
+  const size_t end = doc.find("/>", from);
+  const size_t at = doc.find(" " + name + "=\"", from);
+  if (at == std::string::npos || at > end) return std::nan("");
+  return std::atof(doc.c_str() + at + name.size() + 3);
+}
+
+TEST_F(SideFiles, SolutionDocumentsCarryTheSolutionAndReadBackAsStarts) {
+  // An LP: min x + 2y s.t. x + y >= 2, x - y <= 1, x in [0, 10], y in [0, 10];
+  // the optimum x = 1.5, y = 0.5 with duals 1.5 and -0.5, objective 2.5.
+  int status = 0;
+  QVNLPptr p = QVNcreateprob(env, &status, "a<b");
+  problems.push_back(p);
+  double obj[] = {1, 2}, lo[] = {0, 0}, up[] = {10, 10}, rhs[] = {2, 1}, val[] = {1, 1, 1, -1};
+  int start[] = {0, 2}, idx[] = {0, 1, 0, 1};
+  char sense[] = {'G', 'L'};
+  char x[] = "x<1>", y[] = "y&\"'", r1[] = "r1", r2[] = "r2";
+  char *cols[] = {x, y}, *rows[] = {r1, r2};
+  ASSERT_EQ(QVNnewcols(env, p, 2, obj, lo, up, nullptr, cols), 0);
+  ASSERT_EQ(QVNaddrows(env, p, 0, 2, 4, rhs, sense, start, idx, val, nullptr, rows), 0);
+  EXPECT_EQ(QVNsolwrite(env, p, path("none.sol").c_str()), QVNERR_NO_SOLN);
+  ASSERT_EQ(QVNdualopt(env, p), 0);
+  ASSERT_EQ(QVNsolwrite(env, p, path("lp.sol").c_str()), 0);
+  const std::string doc = fileText("lp.sol");
+  EXPECT_EQ(doc.rfind("<?xml version = \"1.0\" standalone=\"yes\"?>\n<QUORVANSolution version=\"1.0\">\n", 0), 0u);
+  EXPECT_NE(doc.find("\n   problemName=\"a&lt;b\""), std::string::npos) << doc;
+  EXPECT_NE(doc.find("solutionStatusString=\"optimal\""), std::string::npos) << doc;
+  EXPECT_NE(doc.find("solutionTypeString=\"basic\""), std::string::npos) << doc;
+  EXPECT_NEAR(attribute(doc, doc.find("<header"), "objectiveValue"), 2.5, 1e-12);
+  const size_t vx = doc.find("<variable name=\"x&lt;1&gt;\" index=\"0\"");
+  const size_t vy = doc.find("<variable name=\"y&amp;&quot;&apos;\" index=\"1\"");
+  ASSERT_NE(vx, std::string::npos) << doc;
+  ASSERT_NE(vy, std::string::npos) << doc;
+  EXPECT_NEAR(attribute(doc, vx, "value"), 1.5, 1e-12);
+  EXPECT_NEAR(attribute(doc, vy, "value"), 0.5, 1e-12);
+  const size_t c1 = doc.find("<constraint name=\"r1\" index=\"0\"");
+  ASSERT_NE(c1, std::string::npos) << doc;
+  EXPECT_NEAR(attribute(doc, c1, "dual"), 1.5, 1e-12);
+  EXPECT_NEAR(attribute(doc, doc.find("<constraint name=\"r2\""), "dual"), -0.5, 1e-12);
+  EXPECT_NEAR(attribute(doc, doc.find("<quality"), "maxPrimalInfeas"), 0.0, 1e-9);
+
+  // A MIP's incumbent, written and read back as the start of a fresh copy:
+  // the names with XML's special characters come back unchanged.
+  QVNLPptr m = makeMip(true);
+  char odd[] = "b<&>";
+  char *oddNames[] = {odd};
+  int one = 1;
+  ASSERT_EQ(QVNchgcolname(env, m, 1, &one, oddNames), 0);
+  ASSERT_EQ(QVNmipopt(env, m), 0);
+  std::vector<double> xm(4);
+  ASSERT_EQ(QVNgetx(env, m, xm.data(), 0, 3), 0);
+  ASSERT_EQ(QVNsolwrite(env, m, path("mip.sol").c_str()), 0);
+  const std::string mdoc = fileText("mip.sol");
+  EXPECT_NE(mdoc.find("MIPNodes=\""), std::string::npos) << mdoc;
+  EXPECT_NEAR(attribute(mdoc, mdoc.find("<quality"), "maxIntInfeas"), 0.0, 1e-9);
+  QVNLPptr q = makeMip(true);
+  ASSERT_EQ(QVNchgcolname(env, q, 1, &one, oddNames), 0);
+  ASSERT_EQ(QVNreadcopymipstart(env, q, path("mip.sol").c_str()), 0);
+  int count = 0, surplus = 0;
+  std::vector<int> si(4);
+  std::vector<double> sv(4);
+  ASSERT_EQ(QVNgetmipstart(env, q, &count, si.data(), sv.data(), 4, &surplus), 0);
+  ASSERT_EQ(count, 4);
+  for (int k = 0; k < 4; ++k) EXPECT_DOUBLE_EQ(sv[k], xm[si[k]]);
+}
+
+} // namespace
+} // namespace qvntest
