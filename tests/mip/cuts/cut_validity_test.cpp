@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <sstream>
 
 #include "mip/cuts/cut_pool.h"
 #include "mip/mip_check.h"
@@ -179,17 +177,6 @@ TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
     QVNfreeprob(env, &sub);
   }
   EXPECT_GT(checked, 0);
-}
-
-bool referenceOptimum(const std::string &dir, const std::string &model, double *value) {
-  std::ifstream in(dir + "/miplib3/reference.tsv");
-  std::string line;
-  for (int k = 0; k < 1000 && std::getline(in, line); ++k) {
-    std::istringstream words(line);
-    std::string name, status;
-    if (words >> name >> status >> *value && name == model && status == "optimal") return true;
-  }
-  return false;
 }
 
 // The debug solution: an optimum found with cuts off and checked by the
