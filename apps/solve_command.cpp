@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "mip/cuts/cut_pool.h"
+#include "mip/plugins.h"
 #include "quorvan.h"
 
 namespace qvncli {
@@ -344,7 +346,8 @@ const char *solveUsageText() {
          "  A model with integer or semi-continuous columns runs branch and bound and\n"
          "  prints its node log.\n"
          "  The summary lines start with 'Status:', 'Objective:', 'Iterations:' and 'Time:';\n"
-         "  a MIP adds 'Best bound:', 'Gap:' (relative, a number) and 'Nodes:'.\n"
+         "  a MIP adds 'Best bound:', 'Root relaxation:', 'Root bound:' (after the root\n"
+         "  cut rounds), 'Root cuts:' (per family: cuts and bound moved), 'Gap:' (relative, a number) and 'Nodes:'.\n"
          "  The exit code is 0 whenever the optimizer ran, whatever the status.\n";
 }
 
@@ -443,6 +446,22 @@ int runSolve(int argc, char **argv) {
       std::printf("Best bound: %.15g\n", bound);
     else
       std::printf("Best bound: none\n");
+    double relaxation = 0.0, rootBound = 0.0;
+    if (qvn::mipRootBounds(lp, &relaxation, &rootBound)) {
+      std::printf("Root relaxation: %.15g\n", relaxation);
+      std::printf("Root bound: %.15g\n", rootBound);
+    } else {
+      std::printf("Root relaxation: none\nRoot bound: none\n");
+    }
+    // Per family: cuts applied and the part of the root bound's move credited to them.
+    if (const qvn::CutPool *pool = qvn::mipCutPool(lp)) {
+      int count = 0;
+      const qvn::CutFamily *families = qvn::cutFamilies(&count);
+      std::printf("Root cuts:");
+      for (int k = 0; k < count; ++k)
+        if (pool->applied[k] > 0) std::printf(" %s %d %+.6g;", families[k].name, pool->applied[k], pool->boundMoved[k]);
+      std::printf("\n");
+    }
     // The getters answer "no incumbent" with an error line: keep it off the summary.
     QVNdelfpdest(env, error, stderr);
     if (QVNgetmiprelgap(env, lp, &gap) == 0)

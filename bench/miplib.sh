@@ -6,10 +6,15 @@
 #
 #   bench/miplib.sh [--time-limit S] [--cbc] [--dir DIR] [--param NAME=VALUE ...] [MODEL ...]
 #
-# Per model: status, objective, best bound, reference, nodes, time, and cbc's
-# status and time. Summary: proven optimal, wrong (an optimal claim off the
+# Per model: status, objective, best bound, reference, nodes, time, the root
+# gap closed (root bound - LP relaxation) / (reference - LP relaxation), and
+# cbc's status, time and root gap closed. cbc's root comes from a second run,
+# `cbc FILE -maxNodes 0 -threads 1 -solve` ("Cuts at root node changed
+# objective from A to B": B over our LP relaxation, as cbc's A is after its
+# presolve). Summary: proven optimal, wrong (an optimal claim off the
 # reference by more than 1e-6 relative, or an incumbent the checker rejects),
-# and the shifted geometric mean of time (shift 10 s), ours and cbc's.
+# the shifted geometric mean of time (shift 10 s), ours and cbc's, and the
+# mean root gap closed over the models where both are known.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 data=${QUORVAN_DATA:-$root/../shared/data/miplib3}
@@ -21,7 +26,7 @@ while [ $# -gt 0 ]; do
     --cbc) cbc=1; shift ;;
     --dir) data=$2; shift 2 ;;
     --param) params+=(--param "$2"); shift 2 ;;
-    -h|--help) sed -n 2,11p "$0"; exit 0 ;;
+    -h|--help) sed -n 2,16p "$0"; exit 0 ;;
     *) models+=("$1"); shift ;;
   esac
 done
@@ -35,8 +40,8 @@ fi
 scratch=$(mktemp -d); trap 'rm -rf "$scratch"' EXIT
 results=$scratch/results.tsv
 
-printf '%-10s %-28s %16s %16s %16s %9s %7s' model status objective bestbound reference nodes time
-[ $cbc = 1 ] && printf ' %-12s %7s' cbcstatus cbctime
+printf '%-10s %-28s %16s %16s %16s %9s %7s %7s' model status objective bestbound reference nodes time rootgap
+[ $cbc = 1 ] && printf ' %-12s %7s %7s' cbcstatus cbctime cbcgap
 echo
 for m in "${models[@]}"; do
   ref=$(awk -v n="$m" '$1==n {print $3}' "$data/reference.tsv" 2>/dev/null)
@@ -48,6 +53,13 @@ for m in "${models[@]}"; do
   status=$(sed -n 's/^Status: //p' <<< "$out"); status=${status:-error}
   obj=$(sed -n 's/^Objective: //p' <<< "$out"); bound=$(sed -n 's/^Best bound: //p' <<< "$out")
   nodes=$(sed -n 's/^Nodes: //p' <<< "$out")
+  relax=$(sed -n 's/^Root relaxation: //p' <<< "$out"); rootb=$(sed -n 's/^Root bound: //p' <<< "$out")
+  # Share of the gap from the LP relaxation to the reference closed by bound b.
+  closed() { awk -v r="${relax:-none}" -v b="$1" -v z="${ref:-nan}" 'BEGIN {
+      if (r == "none" || b == "" || b == "none" || z == "nan") { print "-"; exit }
+      d = z - r; if (d < 0) d = -d; if (d < 1e-9 * (1 + (z < 0 ? -z : z))) { print "1.000"; exit }
+      g = (b - r) / (z - r); if (g > 1) g = 1; if (g < 0) g = 0; printf "%.3f", g }'; }
+  gap=$(closed "$rootb")
   # Wrong: an optimal claim off the reference, or a bound beyond a proven reference.
   verdict=$(awk -v s="$status" -v a="${obj:-none}" -v b="${ref:-nan}" -v rs="${refstat:-}" -v lb="${bound:-none}" 'BEGIN {
       if (b == "nan") { print "-"; exit }
@@ -55,8 +67,8 @@ for m in "${models[@]}"; do
       if (s ~ /^integer optimal/ && a != "none") { d = a - b; if (d < 0) d = -d; print (d / sc <= 1e-6 ? "ok" : "WRONG"); exit }
       if (rs == "optimal" && lb != "none" && lb - b > 1e-6 * sc) { print "WRONG"; exit }
       print "-" }')
-  printf '%-10s %-28.28s %16s %16s %16s %9s %7s' "$m" "$status" "${obj:--}" "${bound:--}" "${ref:--}" "${nodes:--}" "$wall"
-  cstat=-; ctime=-
+  printf '%-10s %-28.28s %16s %16s %16s %9s %7s %7s' "$m" "$status" "${obj:--}" "${bound:--}" "${ref:--}" "${nodes:--}" "$wall" "$gap"
+  cstat=-; ctime=-; cgap=-
   if [ $cbc = 1 ]; then
     zcat "$data/$m.mps.gz" > "$scratch/$m.mps"
     cstart=$(date +%s.%N)
@@ -69,20 +81,27 @@ for m in "${models[@]}"; do
     ctime=$(awk -v a="$cstart" -v b="$(date +%s.%N)" 'BEGIN { printf "%.2f", b - a }')
     cstat=$(sed -n 's/^Result - \(.*\)/\1/p' <<< "$cout" | head -1 | cut -c1-12 | tr ' ' '_'); cstat=${cstat:-?}
     [ $crc = 124 ] || [ $crc = 137 ] && cstat=killed
+    # The root alone, for its gap closed by cuts.
+    cout=$(timeout -k 5 $((limit + 30)) cbc "$scratch/$m.mps" -timeMode elapsed -maxNodes 0 -threads 1 -solve 2>&1)
+    cgap=$(closed "$(sed -n 's/^Cuts at root node changed objective from .* to \(.*\)$/\1/p' <<< "$cout" | head -1)")
     rm -f "$scratch/$m.mps"
-    printf ' %-12s %7s' "$cstat" "$ctime"
+    printf ' %-12s %7s %7s' "$cstat" "$ctime" "$cgap"
   fi
   [ "$verdict" = WRONG ] && printf '  WRONG'
   echo
   proven=0; [[ "$status" == "integer optimal solution" ]] && proven=1
   cproven=0; [[ "$cstat" == Optimal_solu* ]] && cproven=1
-  printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$m" "$proven" "$verdict" "$wall" "$cproven" "$ctime" "$status" >> "$results"
+  printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$m" "$proven" "$verdict" "$wall" "$cproven" "$ctime" "$status" "$gap" "$cgap" >> "$results"
 done
 awk -F'\t' -v cbc=$cbc '
   function sgm(sum, n) { return exp(sum / n) - 10 }
   { n++; proven += $2; if ($3 == "WRONG") wrong++; lt += log($4 + 10)
-    if (cbc) { cproven += $5; if ($6 != "-") clt += log($6 + 10) } }
+    if (cbc) { cproven += $5; if ($6 != "-") clt += log($6 + 10) }
+    if ($8 != "-") { ng++; gs += $8 }
+    if ($8 != "-" && $9 != "-") { nb++; ob += $8; cb += $9; if ($8 + 1e-3 < $9) less = less " " $1 } }
   END {
     printf "\nmodels %d, proven optimal %d, wrong %d, shifted geometric mean of time %.2f s\n", n, proven, wrong + 0, sgm(lt, n)
+    if (ng) printf "mean root gap closed %.3f over %d models\n", gs / ng, ng
+    if (nb) printf "on the %d models with both: ours %.3f, cbc %.3f; we close less on:%s\n", nb, ob / nb, cb / nb, less
     if (cbc) printf "cbc: proven optimal %d, shifted geometric mean of time %.2f s, ratio ours/cbc %.2f\n", cproven, sgm(clt, n), sgm(lt, n) / sgm(clt, n)
   }' "$results"

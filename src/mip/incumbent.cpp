@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "mip/mip_log.h"
+#include "mip/cuts/cut_pool.h"
 #include "mip/mip_run.h"
 #include "simplex/lp_relaxation.h"
 
@@ -138,6 +139,7 @@ void destroyMipSearch(MipSearch *&search) {
   freeNode(search->resume);
   releaseBasis(search->rootBasis);
   relaxFree(search->nodeLp);
+  freeCutPool(search->cuts);
   envDelete(search);
 }
 

@@ -214,7 +214,9 @@ int runSearch(MipRun &run) {
   } else if (run.control.display >= 1) {
     QVNmsg(run.env->resultsChannel, "\nNode log . . .\n");
   }
-  return runNodeLoop(run);
+  QVN_TRY(runNodeLoop(run));
+  printCutSummary(run);
+  return 0;
 }
 
 bool polishable(int status) {

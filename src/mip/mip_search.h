@@ -14,6 +14,7 @@
 namespace qvn {
 
 struct LpRelaxation;
+struct CutPool;
 
 // The best integer solution found, in the model's columns.
 struct IncumbentStore {
@@ -60,6 +61,7 @@ struct MipSearch {
   qvn::IncumbentStore incumbent;
   qvn::PseudoCostTable pseudo;
   qvn::NodeStore store;
+  qvn::CutPool *cuts = nullptr;  // root cuts, their counters and the model row-wise
   // Nodes the last run left between its slots, handed back on resume.
   qvn::NodeRecord *resume = nullptr;
   // Counters of the whole tree.

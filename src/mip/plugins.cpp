@@ -1,12 +1,156 @@
 // The registries of cut families, heuristics and integer presolve passes, and
-// the stages that run them. No family is registered yet: the stages pass.
+// the stages that run them: root cut rounds with their stalling test and the
+// per-family summary.
 #include "mip/plugins.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "mip/cuts/cut_pool.h"
+#include "simplex/engine.h"
 
 namespace qvn {
 
+namespace {
+
+// One row per family, by index; a family without a generator yet has none.
+const CutFamily kFamilies[kCutFamilyCount] = {
+    {"Covers", kCutCover, 2005, separateCovers},
+    {"GUBcuts", kCutGub, 2044, nullptr},
+    {"Flowcuts", kCutFlow, 2040, nullptr},
+    {"Cliques", kCutClique, 2003, separateCliques},
+    {"Fract", kCutFract, 2049, separateGomory},
+    {"MIRcuts", kCutMir, 2052, separateMir},
+    {"Flowpaths", kCutFlowPath, 2051, nullptr},
+    {"Disjcuts", kCutDisj, 2053, nullptr},
+    {"Impl Bds", kCutImplBd, 2041, nullptr},
+    {"Local Cov", kCutLocalCover, 2075, nullptr},
+    {"Tighten", kCutTighten, 2080, nullptr},
+    {"ObjDisj", kCutObjDisj, 2081, nullptr},
+    {"User", kCutUser, 0, nullptr},
+    {"Table", kCutTable, 0, nullptr},
+    {"Discard", kCutDiscard, 0, nullptr},
+    {"LinCuts", kCutLin, 0, nullptr},
+    {"Local Cut", kCutLocal, 0, nullptr},
+    {"GCS", kCutGcs, 0, nullptr},
+};
+
+// Order of the families within one separation round.
+constexpr int kSeparationOrder[] = {kCutGub, kCutCover, kCutClique, kCutImplBd, kCutMir, kCutFlowPath, kCutTighten};
+
+// Cuts one family may add in a round (hidden parameter 2102 at its default).
+constexpr int kPerFamilyRoom = 500;
+// Rounds that change the objective by less than kStallFactor times 0.5e-5
+// relative count as stalls; the second stall ends the rounds.
+constexpr double kStallFactor = 1.0;
+constexpr int kStallsToStop = 3;
+// A cut whose row has been loose this many rounds leaves the LP.
+constexpr int kPurgeAge = 3;
+// Safety net for CUTPASS 0 (the stalling test usually ends far earlier).
+constexpr int kMaxAutoRounds = 100;
+
+// The working switch of family k from the parameters (0 for the hidden ones).
+int familySwitch(const MipParams &p, int k) {
+  switch (k) {
+  case kCutCover: return p.covers;
+  case kCutGub: return p.gubcovers;
+  case kCutFlow: return p.flowcovers;
+  case kCutClique: return p.cliques;
+  case kCutFract: return p.fraccuts;
+  case kCutMir: return p.mircuts;
+  case kCutFlowPath: return p.flowpaths;
+  case kCutDisj: return p.disjcuts;
+  case kCutImplBd: return p.implbd;
+  case kCutLocalCover:
+  case kCutTighten:
+  case kCutObjDisj: return 0;
+  default: return -1;
+  }
+}
+
+// Bit i asks for family i; flow covers and MIR share the MIR bit.
+unsigned rootMask(const MipParams &p) {
+  unsigned mask = 0;
+  for (int k : {kCutGub, kCutCover, kCutClique, kCutImplBd, kCutFlowPath, kCutTighten})
+    if (familySwitch(p, k) >= 0) mask |= 1u << k;
+  // Flow -1 leaves MIR alone; flow on with MIR -1 is flow covers only.
+  const bool flowOnly = p.flowcovers >= 0 && p.mircuts == -1;
+  if ((p.flowcovers >= 0 || p.mircuts >= 0) && !flowOnly) mask |= 1u << kCutMir;
+  return mask;
+}
+
+int fractionalPasses(const MipParams &p, const LpData &d, int integers) {
+  switch (p.fraccuts) {
+  case -1: return 0;
+  case 0: return p.fracpass != 0 ? p.fracpass : (d.numCols < 10 * integers ? 2 : 0);
+  case 1: return 1;
+  default: return 10;
+  }
+}
+
+bool fractionalPoint(const MipRun &run, const double *x) {
+  const MipSearch &s = *run.search;
+  for (int j = 0; j < run.model->numCols; ++j)
+    if (s.kind[j] == ColKind::kInteger && std::fabs(x[j] - std::round(x[j])) > run.control.epint) return true;
+  return false;
+}
+
+void preparePool(MipRun &run) {
+  MipSearch &s = *run.search;
+  if (!s.cuts) s.cuts = newCutPool();
+  CutPool &pool = *s.cuts;
+  if (pool.prepared) return;
+  buildRowModel(*run.model, pool.rows);
+  pool.firstCutRow = relaxNumRows(*s.nodeLp);
+  pool.cutLimit = static_cast<int>(std::lround(pool.firstCutRow * run.env->mipParams->cutsfactor));
+  if (run.env->mipParams->cliques >= 0) {
+    buildCliqueTable(*run.model, pool.rows, s.kind.data(), s.rootLower.data(), s.rootUpper.data(), pool.cliques);
+    int members = 0;
+    for (int v : pool.cliques.origin) members += v;
+    if (members > 0 && run.control.display > 1)
+      QVNmsg(run.env->resultsChannel, "Clique table members: %d.\n", members);
+  }
+  pool.prepared = true;
+}
+
+CutContext contextFor(MipRun &run, int room) {
+  MipSearch &s = *run.search;
+  const MipParams &p = *run.env->mipParams;
+  return CutContext{run.env,
+                    run.model,
+                    &s.cuts->rows,
+                    s.kind.data(),
+                    s.rootLower.data(),
+                    s.rootUpper.data(),
+                    s.nodeLp,
+                    s.cuts,
+                    room,
+                    p.fraccand,
+                    p.aggcutlim};
+}
+
+// One separation round: each family in order, each with what room is left.
+int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int room, int found[kCutFamilyCount]) {
+  auto runFamily = [&](int k) -> int {
+    if (!kFamilies[k].separate || room <= 0) return 0;
+    CutContext c = contextFor(run, std::min(kPerFamilyRoom, room));
+    int added = 0;
+    QVN_TRY(kFamilies[k].separate(run, &c, x, &added));
+    found[k] += added;
+    room -= added;
+    return 0;
+  };
+  for (int k : kSeparationOrder)
+    if (mask & (1u << k)) QVN_TRY(runFamily(k));
+  if (gomory) QVN_TRY(runFamily(kCutFract));
+  return 0;
+}
+
+} // namespace
+
 const CutFamily *cutFamilies(int *count) {
-  *count = 0;
-  return nullptr;
+  *count = kCutFamilyCount;
+  return kFamilies;
 }
 
 const Heuristic *heuristics(int *count) {
@@ -30,28 +174,118 @@ int integerPresolveStage(MipRun &run) {
 }
 
 int rootCutRounds(MipRun &run) {
-  int count = 0;
-  const CutFamily *families = cutFamilies(&count);
-  if (count == 0) return 0;
-  const double *x = relaxPrimal(*run.search->nodeLp);
-  for (int k = 0; k < count; ++k) {
-    int added = 0;
-    QVN_TRY(families[k].separate(run, nullptr, x, &added));
+  MipSearch &s = *run.search;
+  const MipParams &p = *run.env->mipParams;
+  NodeRecord *root = s.resume;
+  if (!root || run.stopStatus != 0 || p.cutpass < 0) return 0;
+  const unsigned mask = rootMask(p);
+  int fracPasses = fractionalPasses(p, *run.model, s.integerCount);
+  if (mask == 0 && fracPasses == 0) return 0;
+  preparePool(run);
+  CutPool &pool = *s.cuts;
+  const int roundLimit = p.cutpass > 0 ? p.cutpass : (run.control.emphasis == 1 ? 3 : kMaxAutoRounds);
+  double z = relaxObjective(*s.nodeLp);
+  int stalls = 0;
+  for (int round = 0; round < roundLimit; ++round) {
+    if (elapsedSeconds(run) >= run.control.timeLimit) break;
+    const double *x = relaxPrimal(*s.nodeLp);
+    if (!fractionalPoint(run, x)) break;
+    const int room = pool.cutLimit - relaxNumRows(*s.nodeLp);
+    if (room <= 0) break;
+    int found[kCutFamilyCount] = {};
+    QVN_TRY(separateRound(run, x, mask, fracPasses > 0, room, found));
+    if (fracPasses > 0) --fracPasses;
+    int installed = 0;
+    QVN_TRY(installCuts(pool, *s.nodeLp, &installed));
+    if (installed == 0) break;
+    RelaxSolveLimits limits;
+    limits.objectiveLimit = s.cutoff;
+    limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
+    int lpStatus = 0;
+    QVN_TRY(relaxSolve(*s.nodeLp, limits, &lpStatus));
+    s.iterationTotal += relaxIterations(*s.nodeLp);
+    if (lpStatus == kRunInfeasible || lpStatus == kRunObjLimit) {
+      // No integer point beats the cutoff: the node loop finds the same.
+      root->bound = std::max(root->bound, std::min(s.cutoff, kTreeInfinity));
+      s.rootBound = root->bound;
+      break;
+    }
+    if (lpStatus != kRunOptimal) break;
+    const double zNew = relaxObjective(*s.nodeLp);
+    // The move of the bound, shared among the families by the cuts they found.
+    int total = 0;
+    for (int k = 0; k < kCutFamilyCount; ++k) total += found[k];
+    for (int k = 0; k < kCutFamilyCount && total > 0; ++k)
+      pool.boundMoved[k] += std::max(0.0, zNew - z) * found[k] / total;
+    const bool stalled = zNew - z <= kStallFactor * (std::fabs(zNew) + std::fabs(z) + 1.0) * 0.5e-5;
+    z = zNew;
+    root->objective = z;
+    root->bound = std::max(root->bound, z);
+    s.rootBound = root->bound;
+    int removed = 0;
+    QVN_TRY(purgeCuts(pool, *s.nodeLp, kPurgeAge, &removed));
+    if (stalled && fracPasses == 0 && ++stalls >= kStallsToStop) break;
   }
+  // The tree starts from the binding cuts only; the optimum stays as it is.
+  int removed = 0;
+  QVN_TRY(purgeCuts(pool, *s.nodeLp, 0, &removed));
   return 0;
 }
 
 int separateAtNode(MipRun &run, const double *x, int *added) {
+  // Rows added at a node would change the row count under the bases the
+  // node store keeps; until node cuts are local to their subtree, the tree
+  // runs on the root's cuts.
+  (void)run;
+  (void)x;
   *added = 0;
-  int count = 0;
-  const CutFamily *families = cutFamilies(&count);
-  for (int k = 0; k < count; ++k) {
-    int found = 0;
-    QVN_TRY(families[k].separate(run, nullptr, x, &found));
-    *added += found;
-  }
   return 0;
 }
+
+void printCutSummary(const MipRun &run) {
+  const MipSearch &s = *run.search;
+  if (run.control.display <= 0) return;
+  const MipParams &p = *run.env->mipParams;
+  static const struct {
+    int family;
+    const char *line;
+  } kLines[] = {
+      {kCutGub, "GUB cover cuts applied:  %d\n"},
+      {kCutClique, "Clique cuts applied:  %d\n"},
+      {kCutCover, "Cover cuts applied:  %d\n"},
+      {kCutLocalCover, "Local cover cuts applied:  %d\n"},
+      {kCutImplBd, "Implied bound cuts applied:  %d\n"},
+      {kCutFlow, "Flow cuts applied:  %d\n"},
+      {kCutMir, "Mixed integer rounding cuts applied:  %d\n"},
+      {kCutFlowPath, "Flow path cuts applied:  %d\n"},
+      {kCutFract, "Gomory fractional cuts applied:  %d\n"},
+      {kCutDisj, "Disjunctive cuts applied:  %d\n"},
+      {kCutTighten, "Tightening cuts applied:  %d\n"},
+      {kCutObjDisj, "Objective disjunction cuts applied:  %d\n"},
+      {kCutUser, "User cuts applied:  %d\n"},
+      {kCutTable, "Lazy constraints applied:  %d\n"},
+  };
+  bool first = true;
+  for (const auto &l : kLines) {
+    const int count = s.cuts ? s.cuts->applied[l.family] : 0;
+    const bool bySwitch = l.family <= kCutObjDisj && familySwitch(p, l.family) > 0;
+    if (count == 0 && !bySwitch) continue;
+    if (first) QVNmsg(run.env->resultsChannel, "\n");
+    first = false;
+    QVNmsg(run.env->resultsChannel, l.line, count);
+  }
+}
+
+bool mipRootBounds(const Problem *lp, double *relaxation, double *rootBound) {
+  const MipSearch *s = lp->mipSearch;
+  if (!s || !s->rootSolved || s->rootObjective >= kTreeInfinity) return false;
+  const double sense = lp->lpData && lp->lpData->objSense < 0 ? -1.0 : 1.0;
+  *relaxation = sense * s->rootObjective;
+  *rootBound = sense * s->rootBound;
+  return true;
+}
+
+const CutPool *mipCutPool(const Problem *lp) { return lp->mipSearch ? lp->mipSearch->cuts : nullptr; }
 
 int heuristicStep(MipRun &run, unsigned when) {
   int count = 0;

@@ -1,7 +1,7 @@
 // The places where cutting planes, heuristics and integer presolve plug into
 // the branch and bound loop. Each kind is a table of functions, registered in
-// one list in a fixed order so that runs repeat; the lists are empty until
-// their families land.
+// one list in a fixed order so that runs repeat; a family without a generator
+// has a row with no function.
 #pragma once
 #include "mip/mip_run.h"
 
@@ -36,5 +36,14 @@ int integerPresolveStage(MipRun &run);
 int rootCutRounds(MipRun &run);
 int separateAtNode(MipRun &run, const double *x, int *added);
 int heuristicStep(MipRun &run, unsigned when);
+// The "... cuts applied" lines at the end of a run.
+void printCutSummary(const MipRun &run);
+
+// The root LP relaxation and the bound after the root cut rounds, in the
+// user's sense; false before a root was solved.
+bool mipRootBounds(const Problem *lp, double *relaxation, double *rootBound);
+struct CutPool;
+// The cuts of the last run on lp (installed and pending), or null.
+const CutPool *mipCutPool(const Problem *lp);
 
 } // namespace qvn

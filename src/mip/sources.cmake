@@ -1,5 +1,11 @@
 list(APPEND QUORVAN_SOURCES
   src/mip/branch_infeasibility.cpp
+  src/mip/clique_table.cpp
+  src/mip/cuts/clique.cpp
+  src/mip/cuts/cover.cpp
+  src/mip/cuts/cut_pool.cpp
+  src/mip/cuts/gomory.cpp
+  src/mip/cuts/mir.cpp
   src/mip/branch_pseudo_reduced.cpp
   src/mip/branch_pseudocost.cpp
   src/mip/branch_registry.cpp

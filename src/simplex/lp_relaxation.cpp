@@ -342,6 +342,12 @@ void relaxGetBounds(const LpRelaxation &r, int col, double *lower, double *upper
   if (upper) *upper = r.lp.upper[col];
 }
 
+void relaxGetRowBounds(const LpRelaxation &r, int row, double *lower, double *upper) {
+  if (row < 0 || row >= r.lp.numRow) return;
+  if (lower) *lower = r.lp.lower[r.lp.numCol + row];
+  if (upper) *upper = r.lp.upper[r.lp.numCol + row];
+}
+
 int relaxChangeCosts(LpRelaxation &r, int count, const int *cols, const double *costs) {
   if (count < 0) return QVNERR_COUNT_RANGE;
   if (count > 0 && (!cols || !costs)) return QVNERR_NULL_POINTER;

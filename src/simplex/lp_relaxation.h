@@ -55,6 +55,8 @@ int relaxNumRows(const LpRelaxation &r);
 int relaxChangeBounds(LpRelaxation &r, int count, const int *cols, const double *lower,
                       const double *upper);
 void relaxGetBounds(const LpRelaxation &r, int col, double *lower, double *upper);
+// Limits lower <= a_i x <= upper of row i, cut rows included.
+void relaxGetRowBounds(const LpRelaxation &r, int row, double *lower, double *upper);
 // Costs of structural columns, minimization sense. Keeps basis and factor.
 int relaxChangeCosts(LpRelaxation &r, int count, const int *cols, const double *costs);
 // Appends `count` rows lower[k] <= a_k x <= upper[k], row k's entries in

@@ -3,6 +3,8 @@
 
 #include <cmath>
 #include <cstdio>
+#include <fstream>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -133,6 +135,17 @@ bool enumerateOptimum(const MipModel &m, double *optimum, long limit) {
     ++v[j];
   }
   ADD_FAILURE() << "enumeration limit reached";
+  return false;
+}
+
+bool referenceOptimum(const std::string &dir, const std::string &model, double *value) {
+  std::ifstream in(dir + "/miplib3/reference.tsv");
+  std::string line;
+  for (int k = 0; k < 1000 && std::getline(in, line); ++k) {
+    std::istringstream words(line);
+    std::string name, status;
+    if (words >> name >> status >> *value && name == model && status == "optimal") return true;
+  }
   return false;
 }
 

@@ -36,6 +36,10 @@ std::string checkIncumbentOf(QVNENVptr env, QVNLPptr lp, const MipModel &m);
 // Optimum of a pure integer model with finite bounds by enumeration of every
 // point, in the model's sense; false when no point is feasible. `limit`
 // bounds the number of points tried (the test fails beyond it).
+// The published optimum of a MIPLIB model from DIR/miplib3/reference.tsv;
+// false when it is absent or not proven.
+bool referenceOptimum(const std::string &dir, const std::string &model, double *value);
+
 bool enumerateOptimum(const MipModel &m, double *optimum, long limit = 2000000);
 
 // True when the objective values agree within 1e-6 relative (1e-6 absolute near 0).

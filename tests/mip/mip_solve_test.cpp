@@ -142,6 +142,7 @@ TEST_F(MipSolveTest, PriorityOrderPicksTheRootBranch) {
   ASSERT_EQ(QVNaddfuncdest(env, logChannel, &branches, appendText), 0);
   QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 5);
   QVNsetintparam(env, QVN_PARAM_VARSEL, 1);
+  QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);  // the root point is the plain relaxation's
   ASSERT_EQ(QVNmipopt(env, lp), 0);
   QVNdelfuncdest(env, logChannel, &branches, appendText);
   const std::string first = "C" + std::to_string(last + 1) + " ";

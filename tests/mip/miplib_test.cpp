@@ -4,8 +4,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <fstream>
-#include <sstream>
 
 #include "mip/mip_check.h"
 #include "support/test_support.h"
@@ -14,18 +12,6 @@ namespace qvntest {
 namespace {
 
 class MiplibTest : public ProblemFixture {};
-
-// The published objective of a model from reference.tsv; false when absent.
-bool referenceOptimum(const std::string &dir, const std::string &model, double *value) {
-  std::ifstream in(dir + "/miplib3/reference.tsv");
-  std::string line;
-  for (int k = 0; k < 1000 && std::getline(in, line); ++k) {
-    std::istringstream words(line);
-    std::string name, status;
-    if (words >> name >> status >> *value && name == model && status == "optimal") return true;
-  }
-  return false;
-}
 
 TEST_F(MiplibTest, SmallModelsReachTheirPublishedOptima) {
   const std::string dir = sharedDataDir();

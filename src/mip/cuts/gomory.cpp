@@ -1,0 +1,124 @@
+// Gomory mixed integer cuts from rows of the optimal tableau.
+//
+// Row pos of B^-1 [A, -I] reads x_B + sum_N T_j z_j = 0 over the nonbasic
+// columns and logicals (a logical is its row's activity a_i x). With
+// z_j = l_j + y_j at a lower bound and z_j = u_j - y_j at an upper one it
+// becomes x_B + sum abar_j y_j = beta, y >= 0, with f0 = frac(beta) and
+// fj = frac(abar_j):
+//   sum_{integer y} min(fj/f0, (1-fj)/(1-f0)) y_j
+//     + sum_{continuous, abar>0} abar_j/f0 y_j - sum_{abar<0} abar_j/(1-f0) y_j >= 1.
+// Logicals count as continuous. The cut is then written on x alone by
+// substituting y back and each logical by its row.
+#include <algorithm>
+#include <cmath>
+
+#include "mip/cuts/cut_pool.h"
+
+namespace qvn {
+
+namespace {
+
+constexpr double kMinFraction = 0.01;
+// Tableau entries below this are round-off.
+constexpr double kZeroEntry = 1e-11;
+constexpr double kInfiniteBound = 1e20;
+
+struct Candidate {
+  int pos;
+  double score;
+};
+
+// Adds mult times the row of logical i to the dense cut on x.
+void addLogicalRow(const CutContext &c, int i, double mult, EnvVector<double> &dense) {
+  const RowModel &r = *c.rows;
+  if (i < r.numRows) {
+    for (int p = r.start[i]; p < r.start[i + 1]; ++p) dense[r.column[p]] += mult * r.value[p];
+    return;
+  }
+  const CutBlock &b = c.pool->installed;
+  const Cut &cut = b.cuts[i - c.pool->firstCutRow];
+  for (int t = 0; t < cut.count; ++t) dense[b.index[cut.start + t]] += mult * b.value[cut.start + t];
+}
+
+} // namespace
+
+int separateGomory(MipRun &run, void *data, const double *x, int *added) {
+  (void)run;
+  CutContext &c = *static_cast<CutContext *>(data);
+  *added = 0;
+  LpRelaxation &lp = *c.lp;
+  const int n = relaxNumCols(lp), m = relaxNumRows(lp);
+  if (m != c.pool->firstCutRow + static_cast<int>(c.pool->installed.cuts.size())) return 0;
+  EnvVector<int> colStatus(static_cast<size_t>(n)), rowStatus(static_cast<size_t>(m));
+  relaxGetBasis(lp, colStatus.data(), rowStatus.data());
+  EnvVector<Candidate> cands;
+  for (int pos = 0; pos < m; ++pos) {
+    const int j = relaxBasicVariable(lp, pos);
+    if (j < 0 || j >= n || c.kind[j] != ColKind::kInteger) continue;
+    const double f = x[j] - std::floor(x[j]);
+    if (f < kMinFraction || f > 1.0 - kMinFraction) continue;
+    cands.push_back(Candidate{pos, std::min(f, 1.0 - f)});
+  }
+  std::sort(cands.begin(), cands.end(), [](const Candidate &a, const Candidate &b) {
+    return a.score != b.score ? a.score > b.score : a.pos < b.pos;
+  });
+  if (static_cast<int>(cands.size()) > c.fracCandidates) cands.resize(static_cast<size_t>(c.fracCandidates));
+  EnvVector<double> row(static_cast<size_t>(n + m)), dense(static_cast<size_t>(n));
+  EnvVector<double> lower(static_cast<size_t>(n + m)), upper(static_cast<size_t>(n + m));
+  for (int j = 0; j < n; ++j) relaxGetBounds(lp, j, &lower[j], &upper[j]);
+  for (int i = 0; i < m; ++i) relaxGetRowBounds(lp, i, &lower[n + i], &upper[n + i]);
+  EnvVector<int> index;
+  EnvVector<double> value;
+  for (const Candidate &cand : cands) {
+    if (c.room <= 0) break;
+    QVN_TRY(relaxTableauRow(lp, cand.pos, row.data()));
+    const int basic = relaxBasicVariable(lp, cand.pos);
+    const double beta = x[basic];
+    const double f0 = beta - std::floor(beta);
+    std::fill(dense.begin(), dense.end(), 0.0);
+    // The cut as sum coef_j z_j >= rhs, accumulated on x.
+    double rhs = 1.0;
+    bool usable = true;
+    for (int j = 0; j < n + m && usable; ++j) {
+      if (j == basic || std::fabs(row[j]) < kZeroEntry) continue;
+      const int status = j < n ? colStatus[j] : rowStatus[j - n];
+      if (status == 1) continue;
+      if (lower[j] == upper[j]) continue;  // y_j is 0 for good
+      const bool atUpper = status == 2;
+      const double bound = atUpper ? upper[j] : lower[j];
+      if (status == 3 || std::fabs(bound) >= kInfiniteBound) {
+        usable = false;
+        break;
+      }
+      const double abar = atUpper ? -row[j] : row[j];
+      double g;
+      if (j < n && c.kind[j] == ColKind::kInteger) {
+        const double fj = abar - std::floor(abar);
+        g = std::min(fj / f0, (1.0 - fj) / (1.0 - f0));
+      } else {
+        g = abar >= 0 ? abar / f0 : -abar / (1.0 - f0);
+      }
+      if (g == 0.0) continue;
+      // g y with y = z - l adds g z and moves g l to the rhs; y = u - z the opposite.
+      const double zc = atUpper ? -g : g;
+      rhs += zc * bound;
+      if (j < n)
+        dense[j] += zc;
+      else
+        addLogicalRow(c, j - n, zc, dense);
+    }
+    if (!usable) continue;
+    // As a <= cut: -coef x <= -rhs.
+    index.clear();
+    value.clear();
+    for (int j = 0; j < n; ++j)
+      if (dense[j] != 0.0) {
+        index.push_back(j);
+        value.push_back(-dense[j]);
+      }
+    if (offerCut(c, kCutFract, index, value, -rhs, x)) ++*added;
+  }
+  return 0;
+}
+
+} // namespace qvn
