@@ -8,10 +8,11 @@
 
 namespace qvn {
 
+// The Environment's list first: a freed or foreign handle is never read.
 bool checkNetProblem(const Environment *env, const NetProblem *net) {
-  if (!net || net->self != net) return false;
+  if (!net) return false;
   for (const Resource *entry = env->resourceList; entry; entry = entry->next)
-    if (entry->object == net && entry->kind == kResNetProblem) return true;
+    if (entry->object == net && entry->kind == kResNetProblem) return net->self == net;
   return false;
 }
 

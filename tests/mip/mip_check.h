@@ -7,6 +7,7 @@
 
 #include "quorvan.h"
 #include "support/lp_model.h"
+#include "support/test_support.h"
 
 namespace qvntest {
 
@@ -44,5 +45,17 @@ bool enumerateOptimum(const MipModel &m, double *optimum, long limit = 2000000);
 
 // True when the objective values agree within 1e-6 relative (1e-6 absolute near 0).
 bool sameObjective(double a, double b);
+
+// A problem fixture for runs whose optimum is compared exactly: no node log,
+// and no gap tolerance that could end a run before the optimum is proved.
+class ExactMipFixture : public ProblemFixture {
+protected:
+  void SetUp() override {
+    ProblemFixture::SetUp();
+    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
+    QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+    QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+  }
+};
 
 } // namespace qvntest

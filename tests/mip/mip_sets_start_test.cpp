@@ -27,14 +27,8 @@ int setFaults(const std::vector<double> &x, const std::vector<int> &members, cha
   return faults;
 }
 
-class MipSetsTest : public ProblemFixture {
+class MipSetsTest : public ExactMipFixture {
 protected:
-  void SetUp() override {
-    ProblemFixture::SetUp();
-    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
-    QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
-    QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
-  }
   void addSet(char type, const std::vector<int> &members) {
     std::vector<double> weights(members.size());
     for (size_t k = 0; k < members.size(); ++k) weights[k] = static_cast<double>(k + 1);

@@ -11,15 +11,8 @@
 namespace qvntest {
 namespace {
 
-class MipSolveTest : public ProblemFixture {
+class MipSolveTest : public ExactMipFixture {
 protected:
-  void SetUp() override {
-    ProblemFixture::SetUp();
-    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
-    // Exact optima: no gap tolerance may end the run early.
-    QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
-    QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
-  }
   // Solves m and compares with enumeration; returns the status.
   int solveAndCompare(const MipModel &m, const std::string &what) {
     EXPECT_EQ(loadMipModel(env, lp, m), 0) << what;

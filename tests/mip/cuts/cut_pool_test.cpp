@@ -34,14 +34,8 @@ TEST(CutPoolTest, DuplicatesAreSameRowsInOnePositiveRatio) {
   EXPECT_DOUBLE_EQ(qvn::cutViolation(pool, 0, x), 0.0);
 }
 
-class CutRunTest : public ProblemFixture {
+class CutRunTest : public ExactMipFixture {
 protected:
-  void SetUp() override {
-    ProblemFixture::SetUp();
-    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
-    QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
-    QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
-  }
   int applied() {
     const qvn::CutPool *pool = qvn::mipCutPool(lp);
     int total = 0;

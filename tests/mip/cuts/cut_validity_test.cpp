@@ -65,13 +65,10 @@ bool rowsHold(const MipModel &m, const std::vector<double> &x) {
   return true;
 }
 
-class CutValidityTest : public ProblemFixture {
+class CutValidityTest : public ExactMipFixture {
 protected:
   void SetUp() override {
-    ProblemFixture::SetUp();
-    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
-    QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
-    QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+    ExactMipFixture::SetUp();
     // Gomory on every model and in several rounds: their rank grows with the rounds.
     QVNsetintparam(env, QVN_PARAM_FRACPASS, 5);
   }
