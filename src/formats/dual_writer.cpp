@@ -133,10 +133,8 @@ void buildDual(const ModelImage &p, ModelImage &dual, double *shift) {
     if (dualRowOf[j] < 0) continue;
     const double l = lowerOf(j), u = upperOf(j);
     const char *name = nameOf(j);
-    char copy[300];
-    std::snprintf(copy, sizeof copy, "%s", name);
-    if (l != 0.0 && std::fabs(l) < kInf) addBoundColumn(dual, dualRowOf[j], l, true, copy);
-    if (std::fabs(u) < kInf) addBoundColumn(dual, dualRowOf[j], u, false, copy);
+    if (l != 0.0 && std::fabs(l) < kInf) addBoundColumn(dual, dualRowOf[j], l, true, name);
+    if (std::fabs(u) < kInf) addBoundColumn(dual, dualRowOf[j], u, false, name);
   }
   dual.objName.add(p.objName.size() ? p.objName.get(0) : "obj");
 }

@@ -54,9 +54,9 @@ struct Element {
 };
 
 struct SolutionDoc {
-  Environment *env;
-  Problem *lp;
-  bool mip;
+  Environment *env = nullptr;
+  Problem *lp = nullptr;
+  bool mip = false;
   int method = -1, type = 0, primalFeasible = 0, dualFeasible = 0;
   double objective = 0.0;
   EnvVector<double> x, slack, pi, dj;
@@ -133,7 +133,7 @@ void writeHeader(QvnFile *out, const SolutionDoc &s) {
 
 // The largest violation of bounds and rows and the largest distance of an
 // integer column from an integer, from the point itself.
-void writeMipQuality(QvnFile *out, const SolutionDoc &s, const Element &e) {
+void writeMipQuality(const SolutionDoc &s, const Element &e) {
   const LpData &d = *s.lp->lpData;
   const int n = d.numCols, m = d.numRows;
   double maxInt = 0.0, maxInfeas = 0.0, maxX = 0.0, maxSlack = 0.0;
@@ -160,14 +160,13 @@ void writeMipQuality(QvnFile *out, const SolutionDoc &s, const Element &e) {
   e.number("maxPrimalInfeas", maxInfeas);
   e.number("maxX", maxX);
   e.number("maxSlack", maxSlack);
-  (void)out;
 }
 
 void writeQuality(QvnFile *out, const SolutionDoc &s) {
   filePuts(out, " <quality");
   const Element e{out, 1};
   if (s.mip) {
-    writeMipQuality(out, s, e);
+    writeMipQuality(s, e);
   } else {
     double epRhs = 0.0, epOpt = 0.0;
     QVNgetdblparam(s.env, QVN_PARAM_EPRHS, &epRhs);
@@ -223,7 +222,10 @@ int writeBody(QvnFile *out, void *context) {
 }
 
 int writeSolutionDocument(Environment *env, Problem *lp, const char *fileName) {
-  SolutionDoc s{env, lp, isMipType(lp->probType)};
+  SolutionDoc s;
+  s.env = env;
+  s.lp = lp;
+  s.mip = isMipType(lp->probType);
   QVN_TRY(gather(s));
   return writeSideFile(env, fileName, writeBody, &s);
 }
