@@ -11,49 +11,25 @@ namespace qvn {
 namespace {
 
 constexpr double kInfiniteBound = 1e20;
-// Work bounds: members kept and conflict edges stored.
-constexpr long kMaxMembers = 2000000;
-constexpr long kMaxEdges = 4000000;
+// Work bound: members kept.
+constexpr long kMaxMembers = 4000000;
 
 struct Weighted {
   int literal;
   double weight;
 };
 
-void addClique(CliqueTable &t, const EnvVector<int> &literals) {
-  if (literals.size() < 2 || static_cast<long>(t.members.size() + literals.size()) > kMaxMembers) return;
-  if (t.start.empty()) t.start.push_back(0);
-  t.members.insert(t.members.end(), literals.begin(), literals.end());
-  t.start.push_back(static_cast<int>(t.members.size()));
-  t.origin[0] += static_cast<int>(literals.size());
-}
-
 // Cliques of one row side a x <= b: the heaviest items while the two lightest
 // of them still exceed b together, and each lighter item with the heavy items
 // it cannot join.
 void cliquesOfSide(CliqueTable &t, const RowModel &r, int i, double side, const ColKind *kind, const double *lower,
-                   const double *upper, EnvVector<Weighted> &items, EnvVector<int> &clique) {
-  double b = side > 0 ? r.up[i] : -r.lo[i];
-  if (!std::isfinite(b) || std::fabs(b) >= kInfiniteBound) return;
+                   const double *upper, EnvVector<KnapsackItem> &knapsack, EnvVector<Weighted> &items,
+                   EnvVector<int> &clique) {
+  double b = 0.0;
+  if (!binaryKnapsack(r, i, side, kind, lower, upper, knapsack, &b) || knapsack.size() < 2) return;
   items.clear();
-  for (int p = r.start[i]; p < r.start[i + 1]; ++p) {
-    const int j = r.column[p];
-    const double a = side * r.value[p];
-    if (a == 0.0) continue;
-    if (kind[j] == ColKind::kInteger && lower[j] == 0.0 && upper[j] == 1.0) {
-      if (a > 0)
-        items.push_back(Weighted{j + 1, a});
-      else {
-        items.push_back(Weighted{-(j + 1), -a});
-        b -= a;
-      }
-      continue;
-    }
-    const double bound = a > 0 ? lower[j] : upper[j];
-    if (std::fabs(bound) >= kInfiniteBound) return;
-    b -= a * bound;
-  }
-  if (items.size() < 2) return;
+  for (const KnapsackItem &it : knapsack)
+    items.push_back(Weighted{it.complemented ? -(it.col + 1) : it.col + 1, it.weight});
   const double tol = 1e-9 * (1.0 + std::fabs(b));
   std::sort(items.begin(), items.end(), [](const Weighted &p, const Weighted &q) {
     return p.weight != q.weight ? p.weight > q.weight : p.literal < q.literal;
@@ -63,7 +39,7 @@ void cliquesOfSide(CliqueTable &t, const RowModel &r, int i, double side, const 
   while (k < items.size() && items[k].weight + items[k - 1].weight > b + tol) ++k;
   clique.clear();
   for (size_t s = 0; s < k; ++s) clique.push_back(items[s].literal);
-  addClique(t, clique);
+  addClique(t, clique.data(), static_cast<int>(clique.size()), kFromRows);
   for (size_t s = k; s < items.size(); ++s) {
     size_t p = 0;
     while (p < k && items[p].weight + items[s].weight > b + tol) ++p;
@@ -71,39 +47,85 @@ void cliquesOfSide(CliqueTable &t, const RowModel &r, int i, double side, const 
     clique.clear();
     for (size_t q = 0; q < p; ++q) clique.push_back(items[q].literal);
     clique.push_back(items[s].literal);
-    if (p >= 2 || s == k) addClique(t, clique);
+    if (p >= 2 || s == k) addClique(t, clique.data(), static_cast<int>(clique.size()), kFromRows);
   }
 }
 
 } // namespace
 
+void addClique(CliqueTable &t, const int *literals, int count, int origin) {
+  if (count < 2 || static_cast<long>(t.members.size()) + count > kMaxMembers) return;
+  if (t.start.empty()) t.start.push_back(0);
+  t.members.insert(t.members.end(), literals, literals + count);
+  t.start.push_back(static_cast<int>(t.members.size()));
+  t.origin[origin] += count;
+}
+
+bool binaryKnapsack(const RowModel &r, int i, double side, const ColKind *kind, const double *lower,
+                    const double *upper, EnvVector<KnapsackItem> &items, double *capacity) {
+  double b = side > 0 ? r.up[i] : -r.lo[i];
+  if (!std::isfinite(b) || std::fabs(b) >= kInfiniteBound) return false;
+  items.clear();
+  for (int p = r.start[i]; p < r.start[i + 1]; ++p) {
+    const int j = r.column[p];
+    const double a = side * r.value[p];
+    if (a == 0.0) continue;
+    if (kind[j] == ColKind::kInteger && lower[j] == 0.0 && upper[j] == 1.0) {
+      if (a > 0)
+        items.push_back(KnapsackItem{j, a, false});
+      else {
+        items.push_back(KnapsackItem{j, -a, true});
+        b -= a;
+      }
+      continue;
+    }
+    const double bound = a > 0 ? lower[j] : upper[j];
+    if (std::fabs(bound) >= kInfiniteBound) return false;
+    b -= a * bound;
+  }
+  *capacity = b;
+  return true;
+}
+
 void buildCliqueTable(const LpData &d, const RowModel &rows, const ColKind *kind, const double *lower,
                       const double *upper, CliqueTable &table) {
   table = CliqueTable{};
   table.literalCount = 2 * d.numCols;
+  EnvVector<KnapsackItem> knapsack;
   EnvVector<Weighted> items;
   EnvVector<int> clique;
   for (int i = 0; i < rows.numRows; ++i)
-    for (double side : {1.0, -1.0}) cliquesOfSide(table, rows, i, side, kind, lower, upper, items, clique);
-  table.adjacent.assign(static_cast<size_t>(table.literalCount), EnvVector<int>());
-  long edges = 0;
-  for (int k = 0; k < cliqueCount(table); ++k) {
-    const long size = table.start[k + 1] - table.start[k];
-    if (edges + size * (size - 1) > kMaxEdges) continue;
-    edges += size * (size - 1);
-    for (int p = table.start[k]; p < table.start[k + 1]; ++p)
-      for (int q = table.start[k]; q < table.start[k + 1]; ++q)
-        if (p != q) table.adjacent[literalSlot(table.members[p])].push_back(literalSlot(table.members[q]));
+    for (double side : {1.0, -1.0}) cliquesOfSide(table, rows, i, side, kind, lower, upper, knapsack, items, clique);
+  indexCliques(table);
+}
+
+void indexCliques(CliqueTable &t) {
+  const int cliques = cliqueCount(t);
+  t.occurrenceStart.assign(static_cast<size_t>(t.literalCount) + 1, 0);
+  for (int k = 0; k < cliques; ++k) {
+    int *first = t.members.data() + t.start[k], *last = t.members.data() + t.start[k + 1];
+    std::sort(first, last, [](int a, int b) { return literalSlot(a) < literalSlot(b); });
+    for (const int *m = first; m < last; ++m) ++t.occurrenceStart[literalSlot(*m) + 1];
   }
-  for (EnvVector<int> &a : table.adjacent) {
-    std::sort(a.begin(), a.end());
-    a.erase(std::unique(a.begin(), a.end()), a.end());
-  }
+  for (int s = 0; s < t.literalCount; ++s) t.occurrenceStart[s + 1] += t.occurrenceStart[s];
+  t.occurrence.assign(static_cast<size_t>(t.occurrenceStart[t.literalCount]), 0);
+  EnvVector<int> fill(t.occurrenceStart.begin(), t.occurrenceStart.end() - 1);
+  for (int k = 0; k < cliques; ++k)
+    for (int p = t.start[k]; p < t.start[k + 1]; ++p) t.occurrence[fill[literalSlot(t.members[p])]++] = k;
 }
 
 bool inConflict(const CliqueTable &t, int slotA, int slotB) {
-  const EnvVector<int> &a = t.adjacent[slotA];
-  return std::binary_search(a.begin(), a.end(), slotB);
+  if (!t.indexed() || slotA == slotB) return false;
+  // Search the cliques of the rarer literal for the other one.
+  if (t.occurrenceStart[slotA + 1] - t.occurrenceStart[slotA] > t.occurrenceStart[slotB + 1] - t.occurrenceStart[slotB])
+    std::swap(slotA, slotB);
+  for (int q = t.occurrenceStart[slotA]; q < t.occurrenceStart[slotA + 1]; ++q) {
+    const int k = t.occurrence[q];
+    const int *first = t.members.data() + t.start[k], *last = t.members.data() + t.start[k + 1];
+    const int *at = std::lower_bound(first, last, slotB, [](int m, int slot) { return literalSlot(m) < slot; });
+    if (at != last && literalSlot(*at) == slotB) return true;
+  }
+  return false;
 }
 
 } // namespace qvn

@@ -8,6 +8,7 @@
 #include "mip/mip_log.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
+#include "mip/probing.h"
 #include "simplex/engine.h"
 
 namespace qvn {
@@ -498,6 +499,9 @@ int runNodeLoop(MipRun &run) {
       continue;  // the limits see the popped node's bound first
     }
     QVN_TRY(loadBounds(run, *current));
+    int propagated = 0;
+    bool contradiction = false;  // the node's LP proves it
+    QVN_TRY(propagateNode(run, *current, &propagated, &contradiction));
     if (current->state != 'W' && current->basis) QVN_TRY(installBasis(run, *current->basis));
     current->state = 'F';
     NodeResult res;

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "mip/cuts/cut_pool.h"
+#include "mip/probing.h"
 #include "simplex/engine.h"
 
 namespace qvn {
@@ -23,7 +24,7 @@ const CutFamily kFamilies[kCutFamilyCount] = {
     {"MIRcuts", kCutMir, 2052, separateMir},
     {"Flowpaths", kCutFlowPath, 2051, nullptr},
     {"Disjcuts", kCutDisj, 2053, nullptr},
-    {"Impl Bds", kCutImplBd, 2041, nullptr},
+    {"Impl Bds", kCutImplBd, 2041, separateImpliedBounds},
     {"Local Cov", kCutLocalCover, 2075, nullptr},
     {"Tighten", kCutTighten, 2080, nullptr},
     {"ObjDisj", kCutObjDisj, 2081, nullptr},
@@ -95,22 +96,74 @@ bool fractionalPoint(const MipRun &run, const double *x) {
   return false;
 }
 
-void preparePool(MipRun &run) {
+// Work limit of probing in row scans, by level.
+double probeWorkLimit(const MipParams &p, int integers) {
+  if (p.probetime < 1e75) return 1e75;  // only the time counts
+  switch (p.probe) {
+  case 0: return (integers + 1000.0) * 100.0;
+  case 1:
+  case 2: return (integers + 10000.0) * 10000.0;
+  default: return (integers + 10000.0) * 100000.0;
+  }
+}
+
+// Probes the binaries at the root: fixings and tightened bounds go to the
+// root's bounds and the node LP, implications to the tables. *moved tells
+// whether any bound changed.
+int probeAtRoot(MipRun &run, CutPool &pool, bool *moved) {
   MipSearch &s = *run.search;
+  const MipParams &p = *run.env->mipParams;
+  *moved = false;
+  const int n = run.model->numCols;
+  EnvVector<double> lo(s.rootLower.begin(), s.rootLower.end()), up(s.rootUpper.begin(), s.rootUpper.end());
+  pool.implied.limit = static_cast<long>(std::min(1e9, s.integerCount * p.p2072));
+  const double started = elapsedSeconds(run);
+  const double deadline = std::min(run.control.timeLimit, started + p.probetime);
+  QVN_TRY(probe(run, pool.rows, s.kind.data(), lo.data(), up.data(), probeWorkLimit(p, s.integerCount), deadline,
+                pool.cliques, pool.implied, &pool.probing));
+  if (pool.probing.pairs > 0) indexCliques(pool.cliques);
+  finishImpliedBounds(pool.implied, n);
+  EnvVector<int> cols;
+  EnvVector<double> lows, ups;
+  for (int j = 0; j < n; ++j)
+    if (lo[j] != s.rootLower[j] || up[j] != s.rootUpper[j]) {
+      cols.push_back(j);
+      lows.push_back(s.rootLower[j] = lo[j]);
+      ups.push_back(s.rootUpper[j] = up[j]);
+    }
+  if (!cols.empty())
+    QVN_TRY(relaxChangeBounds(*s.nodeLp, static_cast<int>(cols.size()), cols.data(), lows.data(), ups.data()));
+  *moved = !cols.empty();
+  if (run.control.display > 1) {
+    const ProbeResult &r = pool.probing;
+    if (r.fixed > 0 || r.tightened > 0)
+      QVNmsg(run.env->resultsChannel, "Probing fixed %d vars, tightened %d bounds.\n", r.fixed, r.tightened);
+    const double took = elapsedSeconds(run) - started;
+    if (took >= 1.0) QVNmsg(run.env->resultsChannel, "Probing time = %7.2f sec.\n", took);
+  }
+  return 0;
+}
+
+int preparePool(MipRun &run, bool *boundsMoved) {
+  MipSearch &s = *run.search;
+  const MipParams &p = *run.env->mipParams;
+  *boundsMoved = false;
   if (!s.cuts) s.cuts = newCutPool();
   CutPool &pool = *s.cuts;
-  if (pool.prepared) return;
+  if (pool.prepared) return 0;
   buildRowModel(*run.model, pool.rows);
   pool.firstCutRow = relaxNumRows(*s.nodeLp);
-  pool.cutLimit = static_cast<int>(std::lround(pool.firstCutRow * run.env->mipParams->cutsfactor));
-  if (run.env->mipParams->cliques >= 0) {
+  pool.cutLimit = static_cast<int>(std::lround(pool.firstCutRow * p.cutsfactor));
+  // The clique table serves clique cuts, probing and node propagation.
+  if (p.cliques >= 0 || p.probe >= 0 || p.p2038 >= 1)
     buildCliqueTable(*run.model, pool.rows, s.kind.data(), s.rootLower.data(), s.rootUpper.data(), pool.cliques);
-    int members = 0;
-    for (int v : pool.cliques.origin) members += v;
-    if (members > 0 && run.control.display > 1)
-      QVNmsg(run.env->resultsChannel, "Clique table members: %d.\n", members);
-  }
+  if (p.probe >= 0) QVN_TRY(probeAtRoot(run, pool, boundsMoved));
+  int members = 0;
+  for (int v : pool.cliques.origin) members += v;
+  if (members > 0 && run.control.display > 1)
+    QVNmsg(run.env->resultsChannel, "Clique table members: %d.\n", members);
   pool.prepared = true;
+  return 0;
 }
 
 CutContext contextFor(MipRun &run, int room) {
@@ -126,13 +179,14 @@ CutContext contextFor(MipRun &run, int room) {
                     s.cuts,
                     room,
                     p.fraccand,
-                    p.aggcutlim};
+                    p.aggcutlim,
+                    run.control.timeLimit};
 }
 
 // One separation round: each family in order, each with what room is left.
 int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int room, int found[kCutFamilyCount]) {
   auto runFamily = [&](int k) -> int {
-    if (!kFamilies[k].separate || room <= 0) return 0;
+    if (!kFamilies[k].separate || room <= 0 || elapsedSeconds(run) > run.control.timeLimit) return 0;
     CutContext c = contextFor(run, std::min(kPerFamilyRoom, room));
     int added = 0;
     QVN_TRY(kFamilies[k].separate(run, &c, x, &added));
@@ -180,11 +234,41 @@ int rootCutRounds(MipRun &run) {
   if (!root || run.stopStatus != 0 || p.cutpass < 0) return 0;
   const unsigned mask = rootMask(p);
   int fracPasses = fractionalPasses(p, *run.model, s.integerCount);
-  if (mask == 0 && fracPasses == 0) return 0;
-  preparePool(run);
+  if (mask == 0 && fracPasses == 0 && p.probe < 0 && p.p2038 < 1) return 0;
+  bool boundsMoved = false;
+  QVN_TRY(preparePool(run, &boundsMoved));
   CutPool &pool = *s.cuts;
   const int roundLimit = p.cutpass > 0 ? p.cutpass : (run.control.emphasis == 1 ? 3 : kMaxAutoRounds);
   double z = relaxObjective(*s.nodeLp);
+  // Solves the root LP again; false when the rounds end (no better point
+  // than the cutoff, or an LP that did not finish).
+  auto resolve = [&](bool *go) -> int {
+    *go = false;
+    RelaxSolveLimits limits;
+    limits.objectiveLimit = s.cutoff;
+    limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
+    int lpStatus = 0;
+    QVN_TRY(relaxSolve(*s.nodeLp, limits, &lpStatus));
+    s.iterationTotal += relaxIterations(*s.nodeLp);
+    if (lpStatus == kRunInfeasible || lpStatus == kRunObjLimit) {
+      // No integer point beats the cutoff: the node loop finds the same.
+      root->bound = std::max(root->bound, std::min(s.cutoff, kTreeInfinity));
+      s.rootBound = root->bound;
+      return 0;
+    }
+    *go = lpStatus == kRunOptimal;
+    return 0;
+  };
+  if (boundsMoved) {
+    bool go = false;
+    QVN_TRY(resolve(&go));
+    if (!go) return 0;
+    z = relaxObjective(*s.nodeLp);
+    root->objective = z;
+    root->bound = std::max(root->bound, z);
+    s.rootBound = root->bound;
+  }
+  if (mask == 0 && fracPasses == 0) return 0;
   int stalls = 0;
   for (int round = 0; round < roundLimit; ++round) {
     if (elapsedSeconds(run) >= run.control.timeLimit) break;
@@ -198,19 +282,9 @@ int rootCutRounds(MipRun &run) {
     int installed = 0;
     QVN_TRY(installCuts(pool, *s.nodeLp, &installed));
     if (installed == 0) break;
-    RelaxSolveLimits limits;
-    limits.objectiveLimit = s.cutoff;
-    limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
-    int lpStatus = 0;
-    QVN_TRY(relaxSolve(*s.nodeLp, limits, &lpStatus));
-    s.iterationTotal += relaxIterations(*s.nodeLp);
-    if (lpStatus == kRunInfeasible || lpStatus == kRunObjLimit) {
-      // No integer point beats the cutoff: the node loop finds the same.
-      root->bound = std::max(root->bound, std::min(s.cutoff, kTreeInfinity));
-      s.rootBound = root->bound;
-      break;
-    }
-    if (lpStatus != kRunOptimal) break;
+    bool go = false;
+    QVN_TRY(resolve(&go));
+    if (!go) break;
     const double zNew = relaxObjective(*s.nodeLp);
     // The move of the bound, shared among the families by the cuts they found.
     int total = 0;

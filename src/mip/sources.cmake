@@ -5,6 +5,7 @@ list(APPEND QUORVAN_SOURCES
   src/mip/cuts/cover.cpp
   src/mip/cuts/cut_pool.cpp
   src/mip/cuts/gomory.cpp
+  src/mip/cuts/implied_bound.cpp
   src/mip/cuts/mir.cpp
   src/mip/branch_pseudo_reduced.cpp
   src/mip/branch_pseudocost.cpp
@@ -18,6 +19,8 @@ list(APPEND QUORVAN_SOURCES
   src/mip/mip_start.cpp
   src/mip/node_file.cpp
   src/mip/node_loop.cpp
+  src/mip/node_propagation.cpp
   src/mip/node_store.cpp
   src/mip/plugins.cpp
+  src/mip/probing.cpp
 )

@@ -15,8 +15,6 @@ namespace qvn {
 
 namespace {
 
-constexpr double kInfiniteBound = 1e20;
-
 struct Item {
   int col;
   double weight;
@@ -24,36 +22,14 @@ struct Item {
   double z;  // LP value of the literal
 };
 
-bool isBinary(const CutContext &c, int j) {
-  return c.kind[j] == ColKind::kInteger && c.lower[j] == 0.0 && c.upper[j] == 1.0;
-}
-
-// One side of row i as a knapsack; false when a column without a finite
-// bound on the needed side makes the row unusable.
-bool knapsackOf(const CutContext &c, int i, double side, const double *x, EnvVector<Item> &items, double *capacity) {
-  const RowModel &r = *c.rows;
-  double b = side > 0 ? r.up[i] : -r.lo[i];
-  if (!std::isfinite(b) || std::fabs(b) >= kInfiniteBound) return false;
+// One side of row i as a knapsack on the binaries with their LP values.
+bool knapsackOf(const CutContext &c, int i, double side, const double *x, EnvVector<KnapsackItem> &knapsack,
+                EnvVector<Item> &items, double *capacity) {
+  if (!binaryKnapsack(*c.rows, i, side, c.kind, c.lower, c.upper, knapsack, capacity)) return false;
   items.clear();
-  for (int p = r.start[i]; p < r.start[i + 1]; ++p) {
-    const int j = r.column[p];
-    const double a = side * r.value[p];
-    if (a == 0.0) continue;
-    if (isBinary(c, j)) {
-      if (a > 0)
-        items.push_back(Item{j, a, false, x[j]});
-      else {
-        items.push_back(Item{j, -a, true, 1.0 - x[j]});
-        b -= a;
-      }
-      continue;
-    }
-    const double bound = a > 0 ? c.lower[j] : c.upper[j];
-    if (std::fabs(bound) >= kInfiniteBound) return false;
-    b -= a * bound;
-  }
-  *capacity = b;
-  return items.size() >= 2 && b >= 0.0;
+  for (const KnapsackItem &k : knapsack)
+    items.push_back(Item{k.col, k.weight, k.complemented, k.complemented ? 1.0 - x[k.col] : x[k.col]});
+  return items.size() >= 2 && *capacity >= 0.0;
 }
 
 // Finds a minimal cover that the point nearly violates and offers its lifted cut.
@@ -130,18 +106,20 @@ bool coverCut(CutContext &c, EnvVector<Item> &items, double b, const double *x, 
 } // namespace
 
 int separateCovers(MipRun &run, void *data, const double *x, int *added) {
-  (void)run;
   CutContext &c = *static_cast<CutContext *>(data);
   *added = 0;
+  EnvVector<KnapsackItem> knapsack;
   EnvVector<Item> items;
   EnvVector<int> index;
   EnvVector<double> value;
-  for (int i = 0; i < c.rows->numRows && c.room > 0; ++i)
+  for (int i = 0; i < c.rows->numRows && c.room > 0; ++i) {
+    if ((i & 255) == 255 && cutTimeUp(run, c)) break;
     for (double side : {1.0, -1.0}) {
       double b = 0.0;
-      if (!knapsackOf(c, i, side, x, items, &b)) continue;
+      if (!knapsackOf(c, i, side, x, knapsack, items, &b)) continue;
       if (coverCut(c, items, b, x, index, value)) ++*added;
     }
+  }
   return 0;
 }
 

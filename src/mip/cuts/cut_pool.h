@@ -11,6 +11,7 @@
 
 #include "mip/clique_table.h"
 #include "mip/mip_run.h"
+#include "mip/probing.h"
 #include "simplex/lp_relaxation.h"
 
 namespace qvn {
@@ -70,6 +71,8 @@ struct CutPool {
   int cutLimit = 0;              // LP rows at most
   RowModel rows;
   CliqueTable cliques;
+  ImpliedBoundTable implied;
+  ProbeResult probing;
   bool prepared = false;
 };
 
@@ -85,7 +88,11 @@ struct CutContext {
   int room;            // cuts this family may still add
   int fracCandidates;  // rows of B^-1 Gomory may use
   int aggregateLimit;  // model rows MIR may combine
+  double deadline;     // elapsed seconds at which separation gives up
 };
+
+// True when the run's time is up; families test it between candidates.
+inline bool cutTimeUp(const MipRun &run, const CutContext &c) { return elapsedSeconds(run) > c.deadline; }
 
 // Cleans a <= cut (drops tiny coefficients against finite bounds, refuses bad
 // scaling) and adds it to the pending block when x violates it enough and
@@ -107,5 +114,6 @@ int separateCovers(MipRun &run, void *data, const double *x, int *added);
 int separateMir(MipRun &run, void *data, const double *x, int *added);
 int separateCliques(MipRun &run, void *data, const double *x, int *added);
 int separateGomory(MipRun &run, void *data, const double *x, int *added);
+int separateImpliedBounds(MipRun &run, void *data, const double *x, int *added);
 
 } // namespace qvn

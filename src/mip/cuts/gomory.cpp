@@ -43,7 +43,6 @@ void addLogicalRow(const CutContext &c, int i, double mult, EnvVector<double> &d
 } // namespace
 
 int separateGomory(MipRun &run, void *data, const double *x, int *added) {
-  (void)run;
   CutContext &c = *static_cast<CutContext *>(data);
   *added = 0;
   LpRelaxation &lp = *c.lp;
@@ -70,7 +69,7 @@ int separateGomory(MipRun &run, void *data, const double *x, int *added) {
   EnvVector<int> index;
   EnvVector<double> value;
   for (const Candidate &cand : cands) {
-    if (c.room <= 0) break;
+    if (c.room <= 0 || cutTimeUp(run, c)) break;
     QVN_TRY(relaxTableauRow(lp, cand.pos, row.data()));
     const int basic = relaxBasicVariable(lp, cand.pos);
     const double beta = x[basic];

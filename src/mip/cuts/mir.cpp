@@ -175,7 +175,6 @@ bool rowToCancel(const CutContext &c, const EnvVector<EnvVector<int>> &colRows, 
 } // namespace
 
 int separateMir(MipRun &run, void *data, const double *x, int *added) {
-  (void)run;
   CutContext &c = *static_cast<CutContext *>(data);
   *added = 0;
   const RowModel &r = *c.rows;
@@ -194,6 +193,7 @@ int separateMir(MipRun &run, void *data, const double *x, int *added) {
   EnvVector<double> value;
   EnvVector<char> used(static_cast<size_t>(n), 0);
   for (int i = 0; i < r.numRows && c.room > 0; ++i) {
+    if ((i & 63) == 63 && cutTimeUp(run, c)) break;
     bool hasInteger = false;
     for (int p = r.start[i]; p < r.start[i + 1] && !hasInteger; ++p)
       hasInteger = c.kind[r.column[p]] == ColKind::kInteger;
