@@ -4,12 +4,16 @@
 // enumeration; mixed models are tested per integer assignment on the
 // continuous polytope through a separate LP. On MIPLIB models a known optimal
 // solution, checked independently, must satisfy every cut of a full run.
+// What probing leaves behind (the root's bounds, the cliques, the implied
+// bounds) is held to the same points.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "mip/cuts/cut_pool.h"
 #include "mip/mip_check.h"
+#include "mip/mip_search.h"
+#include "model/problem.h"
 #include "mip/mip_models.h"
 #include "mip/plugins.h"
 #include "support/test_support.h"
@@ -45,6 +49,37 @@ double violation(const CutView &c, const std::vector<double> &x) {
   double a = 0.0;
   for (size_t t = 0; t < c.index.size(); ++t) a += c.value[t] * x[c.index[t]];
   return c.sense == 'L' ? a - c.rhs : c.rhs - a;
+}
+
+// Empty when x lies within the root's working bounds, takes at most one
+// literal of every clique and obeys every implied bound of its binaries;
+// else the first fact it breaks.
+std::string probingFactsHold(QVNLPptr lp, const std::vector<double> &x, int *facts = nullptr) {
+  const MipSearch *s = lp->mipSearch;
+  if (!s || !s->cuts) return "";
+  const double tol = 1e-6;
+  int n = 0;
+  for (size_t j = 0; j < x.size() && j < s->rootLower.size(); ++j, ++n)
+    if (x[j] < s->rootLower[j] - tol || x[j] > s->rootUpper[j] + tol)
+      return "column " + std::to_string(j) + " outside its probed bounds";
+  const qvn::CliqueTable &t = s->cuts->cliques;
+  for (int k = 0; k < qvn::cliqueCount(t); ++k, ++n) {
+    double sum = 0.0;
+    for (int p = t.start[k]; p < t.start[k + 1]; ++p) {
+      const int lit = t.members[p];
+      sum += lit > 0 ? x[lit - 1] : 1.0 - x[-lit - 1];
+    }
+    if (sum > 1.0 + tol) return "clique " + std::to_string(k) + " has two true literals";
+  }
+  for (const qvn::ImpliedBound &e : s->cuts->implied.entries) {
+    ++n;
+    if (std::fabs(x[e.binary] - e.value) > tol) continue;
+    if ((e.type == 'U' && x[e.col] > e.bound + tol * (1.0 + std::fabs(e.bound))) ||
+        (e.type == 'L' && x[e.col] < e.bound - tol * (1.0 + std::fabs(e.bound))))
+      return "implied bound on column " + std::to_string(e.col) + " from column " + std::to_string(e.binary);
+  }
+  if (facts) *facts = n;
+  return "";
 }
 
 bool rowsHold(const MipModel &m, const std::vector<double> &x) {
@@ -91,12 +126,16 @@ protected:
     std::vector<double> x(n);
     for (int j = 0; j < n; ++j) x[j] = m.lp.lower[j];
     for (long point = 0; point < 2000000; ++point) {
-      if (rowsHold(m, x))
+      if (rowsHold(m, x)) {
         for (const CutView &c : cuts) {
           const double v = violation(c, x);
           EXPECT_LE(v, 1e-6) << what << ": family " << c.family << " cuts off an integer point";
           if (v > 1e-6) return static_cast<int>(cuts.size());
         }
+        const std::string fault = probingFactsHold(lp, x);
+        EXPECT_EQ(fault, "") << what;
+        if (!fault.empty()) return static_cast<int>(cuts.size());
+      }
       int j = 0;
       while (j < n && x[j] >= m.lp.upper[j]) x[j] = m.lp.lower[j], ++j;
       if (j == n) break;
@@ -114,6 +153,50 @@ TEST_F(CutValidityTest, PureIntegerModelsByEnumeration) {
     checked += checkPureInteger(randomIntegerModel(seed, 6, 4), "integer " + std::to_string(seed));
   }
   EXPECT_GT(checked, 20);  // the families did work on these models
+}
+
+// Binaries that switch small general integers on and off through random
+// rows: probing finds fixings, conflicts and implied bounds here, and node
+// propagation acts on them.
+MipModel switchedIntegers(uint64_t seed) {
+  TestRandom r(seed);
+  MipModel m;
+  m.lp.objSense = seed % 2 ? QVN_MAX : QVN_MIN;
+  const int binaries = 4, integers = 3;
+  for (int i = 0; i < binaries; ++i) m.lp.addCol(r.range(-5, 5), 0.0, 1.0);
+  for (int i = 0; i < integers; ++i) m.lp.addCol(r.range(-5, 5), 0.0, 3.0);
+  m.ctype = std::string(binaries, 'B') + std::string(integers, 'I');
+  // Each integer needs its binary: x_i <= 3 y_i.
+  for (int i = 0; i < integers; ++i) {
+    const int link = m.lp.addRow('L', 0.0);
+    m.lp.set(link, binaries + i, 1.0);
+    m.lp.set(link, i, -3.0);
+  }
+  for (int k = 0; k < 3; ++k) {
+    const char sense = "LGL"[k];
+    const int row = m.lp.addRow(sense, sense == 'L' ? r.range(2, 6) : r.range(1, 3));
+    for (int j = 0; j < binaries + integers; ++j)
+      if (r.range(0, 2) > 0) m.lp.set(row, j, r.range(sense == 'L' ? 1 : -1, 3));
+  }
+  return m;
+}
+
+TEST_F(CutValidityTest, ProbingAndNodePropagationKeepEveryPoint) {
+  // With and without node propagation the runs must reach the enumerated
+  // optimum, and the facts probing left must hold on every integer point.
+  int found = 0;
+  for (int propagation : {1, -1})
+    for (uint64_t seed = 1; seed <= 30; ++seed) {
+      QVNsetintparam(env, 2038, propagation);
+      const std::string what = "switched " + std::to_string(seed) + " propagation " + std::to_string(propagation);
+      checkPureInteger(switchedIntegers(seed), what);
+      const MipSearch *s = lp->mipSearch;
+      if (s && s->cuts) {
+        const qvn::ProbeResult &r = s->cuts->probing;
+        found += r.fixed + r.tightened + r.pairs + r.implications;
+      }
+    }
+  EXPECT_GT(found, 30);  // probing had work to do
 }
 
 // Fixed charge network in small: open facility i (binary y_i) to ship up to
@@ -140,7 +223,7 @@ MipModel fixedCharge(uint64_t seed, int n) {
 }
 
 TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
-  int checked = 0;
+  int checked = 0, facts = 0;
   for (uint64_t seed = 1; seed <= 8; ++seed) {
     const int n = 5;
     const MipModel m = fixedCharge(seed, n);
@@ -153,27 +236,59 @@ TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
     int status = 0;
     QVNLPptr sub = QVNcreateprob(env, &status, "sub");
     ASSERT_NE(sub, nullptr);
+    // A root that needs no cut rounds leaves no probing facts either.
+    const MipSearch *s = lp->mipSearch;
+    if (!s || !s->cuts) continue;
+    facts += static_cast<int>(s->cuts->implied.entries.size()) + qvn::cliqueCount(s->cuts->cliques);
     for (int mask = 0; mask < (1 << n); ++mask) {
       MipModel fixed = m;
       for (int i = 0; i < n; ++i) fixed.lp.lower[i] = fixed.lp.upper[i] = (mask >> i) & 1;
-      for (const CutView &c : cuts) {
+      // What probing claims for this y, as inequalities on the continuous
+      // columns (family -1): the root's bounds and the implied bounds that apply.
+      std::vector<CutView> tests = cuts;
+      for (int j = n; j < fixed.lp.numCols(); ++j) {
+        if (s->rootUpper[j] < 1e20) tests.push_back(CutView{{j}, {1.0}, 'L', s->rootUpper[j], -1});
+        tests.push_back(CutView{{j}, {1.0}, 'G', s->rootLower[j], -1});
+      }
+      for (const qvn::ImpliedBound &e : s->cuts->implied.entries)
+        if (e.binary < n && ((mask >> e.binary) & 1) == e.value)
+          tests.push_back(CutView{{e.col}, {1.0}, e.type == 'U' ? 'L' : 'G', e.bound, -1});
+      bool feasible = true;
+      for (const CutView &c : tests) {
         for (int j = 0; j < fixed.lp.numCols(); ++j) fixed.lp.obj[j] = 0.0;
         for (size_t t = 0; t < c.index.size(); ++t) fixed.lp.obj[c.index[t]] = c.value[t];
         fixed.lp.objSense = c.sense == 'L' ? QVN_MAX : QVN_MIN;
         ASSERT_EQ(fixed.lp.load(env, sub), 0);
         ASSERT_EQ(QVNlpopt(env, sub), 0);
         const int st = QVNgetstat(env, sub);
-        if (st == QVN_STAT_INFEASIBLE) break;  // this y admits no point at all
+        if (st == QVN_STAT_INFEASIBLE) {
+          feasible = false;  // this y admits no point at all
+          break;
+        }
         ASSERT_EQ(st, QVN_STAT_OPTIMAL) << "seed " << seed;
         double extreme = 0.0;
         ASSERT_EQ(QVNgetobjval(env, sub, &extreme), 0);
         const double v = c.sense == 'L' ? extreme - c.rhs : c.rhs - extreme;
         EXPECT_LE(v, 1e-6 * (1.0 + std::fabs(c.rhs))) << "seed " << seed << " y " << mask << " family " << c.family;
       }
+      // A y with a point takes at most one literal of each clique.
+      if (!feasible) continue;
+      std::vector<double> y(fixed.lp.numCols(), 0.0);
+      for (int i = 0; i < n; ++i) y[i] = (mask >> i) & 1;
+      const qvn::CliqueTable &t = s->cuts->cliques;
+      for (int k = 0; k < qvn::cliqueCount(t); ++k) {
+        double sum = 0.0;
+        for (int p = t.start[k]; p < t.start[k + 1]; ++p) {
+          const int lit = t.members[p];
+          sum += lit > 0 ? y[lit - 1] : 1.0 - y[-lit - 1];
+        }
+        EXPECT_LE(sum, 1.0) << "seed " << seed << " y " << mask << " clique " << k;
+      }
     }
     QVNfreeprob(env, &sub);
   }
   EXPECT_GT(checked, 0);
+  EXPECT_GT(facts, 0);
 }
 
 // The debug solution: an optimum found with cuts off and checked by the
@@ -182,7 +297,7 @@ TEST_F(CutValidityTest, KnownOptimaSurviveEveryCut) {
   const std::string dir = sharedDataDir();
   if (dir.empty()) GTEST_SKIP() << "shared data absent";
   QVNsetdblparam(env, QVN_PARAM_TILIM, 60.0);
-  for (const char *model : {"p0033", "lseu"}) {
+  for (const char *model : {"p0033", "lseu", "gt2", "egout", "mod010"}) {
     double optimum = 0.0;
     ASSERT_TRUE(referenceOptimum(dir, model, &optimum)) << model;
     const std::string file = dir + "/miplib3/" + model + ".mps.gz";
@@ -204,6 +319,8 @@ TEST_F(CutValidityTest, KnownOptimaSurviveEveryCut) {
     EXPECT_GT(cuts.size(), 0u) << model;
     for (const CutView &c : cuts)
       EXPECT_LE(violation(c, known), 1e-6 * (1.0 + std::fabs(c.rhs))) << model << " family " << c.family;
+    // No fixing, bound, clique or implied bound of probing excludes it either.
+    EXPECT_EQ(probingFactsHold(lp, known), "") << model;
     double bound = 0.0, relaxation = 0.0;
     ASSERT_TRUE(qvn::mipRootBounds(lp, &relaxation, &bound));
     EXPECT_LE(bound, optimum + 1e-6 * std::max(1.0, std::fabs(optimum))) << model;
