@@ -118,7 +118,9 @@ int probeAtRoot(MipRun &run, CutPool &pool, bool *moved) {
   EnvVector<double> lo(s.rootLower.begin(), s.rootLower.end()), up(s.rootUpper.begin(), s.rootUpper.end());
   pool.implied.limit = static_cast<long>(std::min(1e9, s.integerCount * p.p2072));
   const double started = elapsedSeconds(run);
-  const double deadline = std::min(run.control.timeLimit, started + p.probetime);
+  // Under a time limit probing takes a tenth of it at most.
+  double deadline = std::min(run.control.timeLimit, started + p.probetime);
+  if (run.control.timeLimit < 1e75) deadline = std::min(deadline, started + 0.1 * run.control.timeLimit);
   QVN_TRY(probe(run, pool.rows, s.kind.data(), lo.data(), up.data(), probeWorkLimit(p, s.integerCount), deadline,
                 pool.cliques, pool.implied, &pool.probing));
   if (pool.probing.pairs > 0) indexCliques(pool.cliques);

@@ -224,12 +224,28 @@ int probe(MipRun &run, const RowModel &rows, const ColKind *kind, double *lower,
     lower[j] = p.lo[j] = std::max(lower[j], lo);
     upper[j] = p.up[j] = std::min(upper[j], up);
   };
-  // A pair the rows' cliques already hold adds nothing.
-  // A pair whose other column was probed before was found from that side.
+  // A pair the cliques already hold adds nothing: conflict[s] has bit 1
+  // when slot s conflicts with x_j = 1, bit 2 with x_j = 0. A pair whose
+  // other column was probed before was found from that side.
   EnvVector<char> probedColumn(static_cast<size_t>(n), 0);
+  EnvVector<char> conflict(static_cast<size_t>(2 * n), 0);
+  EnvVector<int> marked;
+  const bool indexed = cliques.indexed();
+  auto markConflicts = [&](int slot, char bit) {
+    if (!indexed) return;
+    for (int q = cliques.occurrenceStart[slot]; q < cliques.occurrenceStart[slot + 1]; ++q) {
+      const int k = cliques.occurrence[q];
+      for (int m = cliques.start[k]; m < cliques.start[k + 1]; ++m) {
+        const int t = literalSlot(cliques.members[m]);
+        if (!conflict[t]) marked.push_back(t);
+        conflict[t] |= bit;
+      }
+      scans += 1 + (cliques.start[k + 1] - cliques.start[k]) / kNonzerosPerScan;
+    }
+  };
   auto known = [&](const int *lits) {
     const int k = std::abs(lits[1]) - 1;
-    return probedColumn[k] || inConflict(cliques, literalSlot(lits[0]), literalSlot(lits[1]));
+    return probedColumn[k] || (conflict[literalSlot(lits[1])] & (lits[0] > 0 ? 1 : 2)) != 0;
   };
   int probed = 0;
   bool stopped = false;
@@ -274,6 +290,9 @@ int probe(MipRun &run, const RowModel &rows, const ColKind *kind, double *lower,
     }
     // Both sides hold. What both imply holds everywhere; what one implies is
     // an implication of that side's literal.
+    scans += static_cast<long>(p.changed.size() + down.size()) / kNonzerosPerScan;
+    markConflicts(2 * j, 1);
+    markConflicts(2 * j + 1, 2);
     EnvVector<SideResult> global;
     for (int k : p.changed) {
       if (k == j) continue;
@@ -314,6 +333,8 @@ int probe(MipRun &run, const RowModel &rows, const ColKind *kind, double *lower,
       }
     }
     undo(p);
+    for (int t : marked) conflict[t] = 0;
+    marked.clear();
     for (const SideResult &s : global) tighten(s.col, s.lo, s.up);
   }
   result->pairs = static_cast<int>(pairs);
