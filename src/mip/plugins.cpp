@@ -18,7 +18,7 @@ namespace {
 const CutFamily kFamilies[kCutFamilyCount] = {
     {"Covers", kCutCover, 2005, separateCovers},
     {"GUBcuts", kCutGub, 2044, nullptr},
-    {"Flowcuts", kCutFlow, 2040, nullptr},
+    {"Flowcuts", kCutFlow, 2040, separateFlowCuts},
     {"Cliques", kCutClique, 2003, separateCliques},
     {"Fract", kCutFract, 2049, separateGomory},
     {"MIRcuts", kCutMir, 2052, separateMir},
@@ -74,9 +74,8 @@ unsigned rootMask(const MipParams &p) {
   unsigned mask = 0;
   for (int k : {kCutGub, kCutCover, kCutClique, kCutImplBd, kCutFlowPath, kCutTighten})
     if (familySwitch(p, k) >= 0) mask |= 1u << k;
-  // Flow -1 leaves MIR alone; flow on with MIR -1 is flow covers only.
-  const bool flowOnly = p.flowcovers >= 0 && p.mircuts == -1;
-  if ((p.flowcovers >= 0 || p.mircuts >= 0) && !flowOnly) mask |= 1u << kCutMir;
+  // Flow -1 leaves MIR alone; flow on with MIR -1 is flow cuts only.
+  if (p.flowcovers >= 0 || p.mircuts >= 0) mask |= 1u << kCutMir;
   return mask;
 }
 
@@ -196,8 +195,17 @@ int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int 
     room -= added;
     return 0;
   };
-  for (int k : kSeparationOrder)
-    if (mask & (1u << k)) QVN_TRY(runFamily(k));
+  const MipParams &p = *run.env->mipParams;
+  for (int k : kSeparationOrder) {
+    if (!(mask & (1u << k))) continue;
+    if (k != kCutMir) {
+      QVN_TRY(runFamily(k));
+      continue;
+    }
+    // Flow cuts and MIR share their bit; each runs by its own switch.
+    if (p.flowcovers >= 0) QVN_TRY(runFamily(kCutFlow));
+    if (p.mircuts >= 0) QVN_TRY(runFamily(kCutMir));
+  }
   if (gomory) QVN_TRY(runFamily(kCutFract));
   return 0;
 }

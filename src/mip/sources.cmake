@@ -4,6 +4,7 @@ list(APPEND QUORVAN_SOURCES
   src/mip/cuts/clique.cpp
   src/mip/cuts/cover.cpp
   src/mip/cuts/cut_pool.cpp
+  src/mip/cuts/flow_cover.cpp
   src/mip/cuts/gomory.cpp
   src/mip/cuts/implied_bound.cpp
   src/mip/cuts/mir.cpp

@@ -112,6 +112,10 @@ void freeCutPool(CutPool *&pool);
 // The families, one file each.
 int separateCovers(MipRun &run, void *data, const double *x, int *added);
 int separateMir(MipRun &run, void *data, const double *x, int *added);
+int separateFlowCuts(MipRun &run, void *data, const double *x, int *added);
+// The rounding both use: MIR cuts of `family` on single rows and
+// aggregations, with variable upper bounds in the substitution when asked.
+int separateRounding(MipRun &run, CutContext &c, const double *x, bool variableBounds, int family, int *added);
 int separateCliques(MipRun &run, void *data, const double *x, int *added);
 int separateGomory(MipRun &run, void *data, const double *x, int *added);
 int separateImpliedBounds(MipRun &run, void *data, const double *x, int *added);

@@ -10,6 +10,12 @@
 // holds for every integer y >= 0 and s >= 0. The divisors tried are the
 // coefficients of integer columns strictly inside their bounds, then halves
 // of the best.
+//
+// With variable bounds (the flow cut family) a continuous column x with a
+// positive coefficient may instead be written x = d + e z - t through a
+// variable upper bound x <= d + e z on a binary z, taken from the implied-bound
+// table: e a joins z's coefficient and t >= 0 goes to s. At a fixed charge
+// row this yields the flow cover inequalities in their MIR form.
 #include <algorithm>
 #include <cmath>
 
@@ -31,7 +37,52 @@ struct Term {
   bool fromUpper;  // y = u - x, else y = x - l
   double bound;
   double y;        // LP value of y
+  // For y = d + e z - x through a variable upper bound: z (else -1) and e; d is `bound`.
+  int vubBinary = -1;
+  double vubCoef = 0.0;
 };
+
+// x <= d + e z for a binary z.
+struct VariableBound {
+  int binary;
+  double d, e;
+};
+
+// Variable upper bounds by continuous column, and scratch arrays by column.
+struct MirWork {
+  bool useVariableBounds = false;
+  EnvVector<int> vubStart;
+  EnvVector<VariableBound> vub;
+  EnvVector<double> extra;  // coefficient added to a binary by substitutions
+  EnvVector<int> extraCols;
+  EnvVector<double> cut;    // the cut on x, by column
+  EnvVector<int> cutCols;
+};
+
+// Variable upper bounds of continuous columns from the implied-bound table:
+// z = 0 forcing x <= b gives x <= b + (u - b) z; z = 1 forcing x <= b gives
+// x <= u + (b - u) z, with u the column's upper bound.
+void collectVariableBounds(const CutContext &c, MirWork &w) {
+  const int n = c.model->numCols;
+  w.vubStart.assign(static_cast<size_t>(n) + 1, 0);
+  w.vub.clear();
+  const ImpliedBoundTable &t = c.pool->implied;
+  auto usable = [&](const ImpliedBound &e) {
+    return e.type == 'U' && c.kind[e.col] == ColKind::kContinuous && c.upper[e.col] < kInfiniteBound &&
+           e.bound < c.upper[e.col] && c.lower[e.binary] == 0.0 && c.upper[e.binary] == 1.0;
+  };
+  for (const ImpliedBound &e : t.entries)
+    if (usable(e)) ++w.vubStart[e.col + 1];
+  for (int j = 0; j < n; ++j) w.vubStart[j + 1] += w.vubStart[j];
+  w.vub.resize(static_cast<size_t>(w.vubStart[n]));
+  EnvVector<int> fill(w.vubStart.begin(), w.vubStart.end() - 1);
+  for (const ImpliedBound &e : t.entries) {
+    if (!usable(e)) continue;
+    const double u = c.upper[e.col];
+    w.vub[fill[e.col]++] = e.value == 0 ? VariableBound{e.binary, e.bound, u - e.bound}
+                                        : VariableBound{e.binary, u, e.bound - u};
+  }
+}
 
 struct Aggregate {
   EnvVector<double> dense;  // by column
@@ -50,23 +101,69 @@ void addRowSide(const RowModel &r, int i, double mult, Aggregate &agg) {
 }
 
 // Bound substitution; false when some term has no usable bound.
-bool substitute(const CutContext &c, const Aggregate &agg, const double *x, EnvVector<Term> &terms, double *beta) {
+bool substitute(const CutContext &c, const Aggregate &agg, const double *x, MirWork &w, EnvVector<Term> &terms,
+                double *beta) {
   terms.clear();
   double b = agg.rhs;
-  for (int j : agg.cols) {
-    const double a = agg.dense[j];
-    if (std::fabs(a) < 1e-12) continue;
-    if (std::fabs(a) > kUsableCoefficient) return false;
+  // Continuous columns nearer a variable upper bound than to their own
+  // bounds go through it first; their binaries gain coefficient.
+  auto addExtra = [&](int z, double v) {
+    if (w.extra[z] == 0.0) w.extraCols.push_back(z);
+    w.extra[z] += v;
+    if (w.extra[z] == 0.0) w.extra[z] = 1e-300;
+  };
+  if (w.useVariableBounds)
+    for (int j : agg.cols) {
+      const double a = agg.dense[j];
+      if (c.kind[j] != ColKind::kContinuous || a <= 1e-12 || a > kUsableCoefficient) continue;
+      int best = -1;
+      double slack = std::min(x[j] - c.lower[j], c.upper[j] - x[j]);
+      for (int q = w.vubStart[j]; q < w.vubStart[j + 1]; ++q) {
+        const VariableBound &v = w.vub[q];
+        const double t = v.d + v.e * x[v.binary] - x[j];
+        if (t < slack - 1e-9) {
+          slack = t;
+          best = q;
+        }
+      }
+      if (best < 0) continue;
+      const VariableBound &v = w.vub[best];
+      if (std::fabs(a * v.e) > kUsableCoefficient) continue;
+      Term t{j, a, false, true, v.d, std::max(0.0, v.d + v.e * x[v.binary] - x[j]), v.binary, v.e};
+      b -= a * v.d;
+      addExtra(v.binary, a * v.e);
+      terms.push_back(t);
+    }
+  const size_t virtualTerms = terms.size();
+  auto substituted = [&](int j) {
+    for (size_t k = 0; k < virtualTerms; ++k)
+      if (terms[k].col == j) return true;
+    return false;
+  };
+  bool ok = true;
+  auto addColumn = [&](int j) {
+    if (!ok || (virtualTerms > 0 && substituted(j))) return;
+    const double a = agg.dense[j] + w.extra[j];
+    if (std::fabs(a) < 1e-12) return;
     const double l = c.lower[j], u = c.upper[j];
     const bool lowOk = l > -kInfiniteBound, upOk = u < kInfiniteBound;
-    if (!lowOk && !upOk) return false;
+    if (std::fabs(a) > kUsableCoefficient || (!lowOk && !upOk)) {
+      ok = false;
+      return;
+    }
     const bool useUpper = upOk && (!lowOk || u - x[j] < x[j] - l);
     Term t{j, a, c.kind[j] == ColKind::kInteger, useUpper, useUpper ? u : l, useUpper ? u - x[j] : x[j] - l};
     b -= a * t.bound;
     terms.push_back(t);
-  }
+  };
+  for (int j : agg.cols) addColumn(j);
+  // Binaries that only a substitution brought in.
+  for (int z : w.extraCols)
+    if (agg.dense[z] == 0.0) addColumn(z);
+  for (int z : w.extraCols) w.extra[z] = 0.0;
+  w.extraCols.clear();
   *beta = b;
-  return !terms.empty() && std::fabs(b) < kInfiniteBound;
+  return ok && !terms.empty() && std::fabs(b) < kInfiniteBound;
 }
 
 // The MIR cut for divisor delta in y-space: coefficients g per term (0 for
@@ -94,10 +191,10 @@ double mirInYSpace(const EnvVector<Term> &terms, double beta, double delta, EnvV
   return (activity - *rhs) / std::sqrt(norm);
 }
 
-bool bestMir(CutContext &c, const Aggregate &agg, const double *x, EnvVector<Term> &terms, EnvVector<int> &index,
-             EnvVector<double> &value, int family) {
+bool bestMir(CutContext &c, const Aggregate &agg, const double *x, MirWork &w, EnvVector<Term> &terms,
+             EnvVector<int> &index, EnvVector<double> &value, int family) {
   double beta = 0.0;
-  if (!substitute(c, agg, x, terms, &beta)) return false;
+  if (!substitute(c, agg, x, w, terms, &beta)) return false;
   EnvVector<double> deltas, g;
   for (const Term &t : terms) {
     if (!t.integer || t.y <= 1e-6 || t.y >= c.upper[t.col] - c.lower[t.col] - 1e-6) continue;
@@ -121,16 +218,30 @@ bool bestMir(CutContext &c, const Aggregate &agg, const double *x, EnvVector<Ter
   for (double s : {2.0, 4.0, 8.0}) tryDelta(base / s);
   double rhs = 0.0;
   mirInYSpace(terms, beta, bestDelta, g, &rhs);
-  // Back to x: g y with y = x - l gives g x - g l; with y = u - x, -g x + g u.
-  index.clear();
-  value.clear();
+  // Back to x: g y with y = x - l gives g x - g l; with y = u - x, -g x + g u;
+  // with y = d + e z - x, -g x + g e z + g d. A binary may get two terms.
+  auto put = [&](int j, double v) {
+    if (w.cut[j] == 0.0) w.cutCols.push_back(j);
+    w.cut[j] += v;
+    if (w.cut[j] == 0.0) w.cut[j] = 1e-300;
+  };
   for (size_t k = 0; k < terms.size(); ++k) {
     if (g[k] == 0.0) continue;
     const Term &t = terms[k];
-    index.push_back(t.col);
-    value.push_back(t.fromUpper ? -g[k] : g[k]);
+    put(t.col, t.fromUpper ? -g[k] : g[k]);
     rhs += t.fromUpper ? -g[k] * t.bound : g[k] * t.bound;
+    if (t.vubBinary >= 0) put(t.vubBinary, g[k] * t.vubCoef);
   }
+  index.clear();
+  value.clear();
+  for (int j : w.cutCols) {
+    if (std::fabs(w.cut[j]) > 1e-200) {
+      index.push_back(j);
+      value.push_back(w.cut[j]);
+    }
+    w.cut[j] = 0.0;
+  }
+  w.cutCols.clear();
   return offerCut(c, family, index, value, rhs, x);
 }
 
@@ -174,8 +285,7 @@ bool rowToCancel(const CutContext &c, const EnvVector<EnvVector<int>> &colRows, 
 
 } // namespace
 
-int separateMir(MipRun &run, void *data, const double *x, int *added) {
-  CutContext &c = *static_cast<CutContext *>(data);
+int separateRounding(MipRun &run, CutContext &c, const double *x, bool variableBounds, int family, int *added) {
   *added = 0;
   const RowModel &r = *c.rows;
   const int n = c.model->numCols;
@@ -192,6 +302,14 @@ int separateMir(MipRun &run, void *data, const double *x, int *added) {
   EnvVector<int> index, rows;
   EnvVector<double> value;
   EnvVector<char> used(static_cast<size_t>(n), 0);
+  MirWork w;
+  w.useVariableBounds = variableBounds;
+  w.extra.assign(static_cast<size_t>(n), 0.0);
+  w.cut.assign(static_cast<size_t>(n), 0.0);
+  if (variableBounds) {
+    collectVariableBounds(c, w);
+    if (w.vub.empty()) return 0;  // nothing beyond what MIR finds
+  }
   for (int i = 0; i < r.numRows && c.room > 0; ++i) {
     if ((i & 63) == 63 && cutTimeUp(run, c)) break;
     bool hasInteger = false;
@@ -206,7 +324,7 @@ int separateMir(MipRun &run, void *data, const double *x, int *added) {
       rows.assign(1, i);
       addRowSide(r, i, side, agg);
       for (int step = 0; step <= c.aggregateLimit && c.room > 0; ++step) {
-        if (bestMir(c, agg, x, terms, index, value, kCutMir)) {
+        if (bestMir(c, agg, x, w, terms, index, value, family)) {
           ++*added;
           break;
         }
@@ -225,6 +343,10 @@ int separateMir(MipRun &run, void *data, const double *x, int *added) {
   }
   for (int j : agg.cols) agg.dense[j] = 0.0;
   return 0;
+}
+
+int separateMir(MipRun &run, void *data, const double *x, int *added) {
+  return separateRounding(run, *static_cast<CutContext *>(data), x, false, kCutMir, added);
 }
 
 } // namespace qvn

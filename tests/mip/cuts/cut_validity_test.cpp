@@ -223,7 +223,7 @@ MipModel fixedCharge(uint64_t seed, int n) {
 }
 
 TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
-  int checked = 0, facts = 0;
+  int checked = 0, facts = 0, flowCuts = 0;
   for (uint64_t seed = 1; seed <= 8; ++seed) {
     const int n = 5;
     const MipModel m = fixedCharge(seed, n);
@@ -231,6 +231,7 @@ TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
     ASSERT_EQ(QVNmipopt(env, lp), 0);
     const std::vector<CutView> cuts = cutsOf(lp);
     checked += static_cast<int>(cuts.size());
+    for (const CutView &c : cuts) flowCuts += c.family == qvn::kCutFlow;
     // For each y, the largest value of each cut's left side over the
     // continuous polytope, by an LP on a separate problem.
     int status = 0;
@@ -289,6 +290,7 @@ TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
   }
   EXPECT_GT(checked, 0);
   EXPECT_GT(facts, 0);
+  EXPECT_GT(flowCuts, 0);  // the variable upper bounds x_i <= U_i y_i were used
 }
 
 // The debug solution: an optimum found with cuts off and checked by the
