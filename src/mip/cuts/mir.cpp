@@ -11,11 +11,12 @@
 // coefficients of integer columns strictly inside their bounds, then halves
 // of the best.
 //
-// With variable bounds (the flow cut family) a continuous column x with a
-// positive coefficient may instead be written x = d + e z - t through a
-// variable upper bound x <= d + e z on a binary z, taken from the implied-bound
-// table: e a joins z's coefficient and t >= 0 goes to s. At a fixed charge
-// row this yields the flow cover inequalities in their MIR form.
+// With variable bounds (the flow cut family) a continuous column x nearer a
+// variable upper bound x <= d + e z on a binary z (from the implied-bound
+// table) than to its own bounds is written x = d + e z - t: e a joins z's
+// coefficient and t >= 0 is a continuous term like any other (in s for a > 0,
+// dropped for a < 0). At a fixed charge row this yields the flow cover
+// inequalities in their rounding form.
 #include <algorithm>
 #include <cmath>
 
@@ -115,7 +116,7 @@ bool substitute(const CutContext &c, const Aggregate &agg, const double *x, MirW
   if (w.useVariableBounds)
     for (int j : agg.cols) {
       const double a = agg.dense[j];
-      if (c.kind[j] != ColKind::kContinuous || a <= 1e-12 || a > kUsableCoefficient) continue;
+      if (c.kind[j] != ColKind::kContinuous || std::fabs(a) <= 1e-12 || std::fabs(a) > kUsableCoefficient) continue;
       int best = -1;
       double slack = std::min(x[j] - c.lower[j], c.upper[j] - x[j]);
       for (int q = w.vubStart[j]; q < w.vubStart[j + 1]; ++q) {

@@ -219,14 +219,38 @@ MipModel fixedCharge(uint64_t seed, int n) {
   // A side budget on the binaries gives covers something to do.
   const int budget = m.lp.addRow('L', r.range(6, 10));
   for (int i = 0; i < n; ++i) m.lp.set(budget, i, r.range(2, 5));
+  // A weighted cap on the shipments puts the columns with their variable
+  // upper bounds on the other side of a row.
+  const int cap = m.lp.addRow('L', r.range(12, 20));
+  for (int i = 0; i < n; ++i) m.lp.set(cap, n + i, r.range(1, 3));
+  return m;
+}
+
+// One node with a capacity: most profit from shipments x_i <= U_i y_i that
+// pay a fixed cost for y_i, sum x_i <= C. Flow cuts see the shipments on the
+// capacity's side through their variable upper bounds.
+MipModel singleNodeFlow(uint64_t seed, int n) {
+  TestRandom r(seed);
+  MipModel m;
+  m.lp.objSense = QVN_MAX;
+  for (int i = 0; i < n; ++i) m.lp.addCol(-r.range(2, 9), 0.0, 1.0);  // y_i
+  for (int i = 0; i < n; ++i) m.lp.addCol(r.range(2, 6), 0.0, 1e20);  // x_i
+  m.ctype = std::string(n, 'B') + std::string(n, 'C');
+  const int cap = m.lp.addRow('L', r.range(6, 14));
+  for (int i = 0; i < n; ++i) {
+    const int link = m.lp.addRow('L', 0.0);
+    m.lp.set(link, n + i, 1.0);
+    m.lp.set(link, i, -r.range(3, 8));
+    m.lp.set(cap, n + i, r.range(1, 2));
+  }
   return m;
 }
 
 TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
   int checked = 0, facts = 0, flowCuts = 0;
-  for (uint64_t seed = 1; seed <= 8; ++seed) {
+  for (uint64_t seed = 1; seed <= 16; ++seed) {
     const int n = 5;
-    const MipModel m = fixedCharge(seed, n);
+    const MipModel m = seed % 2 ? fixedCharge(seed, n) : singleNodeFlow(seed, n);
     ASSERT_EQ(loadMipModel(env, lp, m), 0);
     ASSERT_EQ(QVNmipopt(env, lp), 0);
     const std::vector<CutView> cuts = cutsOf(lp);
