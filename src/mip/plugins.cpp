@@ -26,7 +26,7 @@ const CutFamily kFamilies[kCutFamilyCount] = {
     {"Disjcuts", kCutDisj, 2053, nullptr},
     {"Impl Bds", kCutImplBd, 2041, separateImpliedBounds},
     {"Local Cov", kCutLocalCover, 2075, nullptr},
-    {"Tighten", kCutTighten, 2080, nullptr},
+    {"Tighten", kCutTighten, 2080, separateTightening},
     {"ObjDisj", kCutObjDisj, 2081, nullptr},
     {"User", kCutUser, 0, nullptr},
     {"Table", kCutTable, 0, nullptr},
@@ -62,9 +62,9 @@ int familySwitch(const MipParams &p, int k) {
   case kCutFlowPath: return p.flowpaths;
   case kCutDisj: return p.disjcuts;
   case kCutImplBd: return p.implbd;
-  case kCutLocalCover:
-  case kCutTighten:
-  case kCutObjDisj: return 0;
+  case kCutLocalCover: return p.p2075;
+  case kCutTighten: return p.p2080;
+  case kCutObjDisj: return p.p2081;
   default: return -1;
   }
 }

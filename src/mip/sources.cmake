@@ -8,6 +8,7 @@ list(APPEND QUORVAN_SOURCES
   src/mip/cuts/gomory.cpp
   src/mip/cuts/implied_bound.cpp
   src/mip/cuts/mir.cpp
+  src/mip/cuts/tighten.cpp
   src/mip/branch_pseudo_reduced.cpp
   src/mip/branch_pseudocost.cpp
   src/mip/branch_registry.cpp

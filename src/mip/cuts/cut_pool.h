@@ -113,6 +113,7 @@ void freeCutPool(CutPool *&pool);
 int separateCovers(MipRun &run, void *data, const double *x, int *added);
 int separateMir(MipRun &run, void *data, const double *x, int *added);
 int separateFlowCuts(MipRun &run, void *data, const double *x, int *added);
+int separateTightening(MipRun &run, void *data, const double *x, int *added);
 // The rounding both use: MIR cuts of `family` on single rows and
 // aggregations, with variable upper bounds in the substitution when asked.
 int separateRounding(MipRun &run, CutContext &c, const double *x, bool variableBounds, int family, int *added);

@@ -106,6 +106,8 @@ protected:
     ExactMipFixture::SetUp();
     // Gomory on every model and in several rounds: their rank grows with the rounds.
     QVNsetintparam(env, QVN_PARAM_FRACPASS, 5);
+    // Tightening cuts are off unless asked for.
+    QVNsetintparam(env, 2080, 1);
   }
   // Solves m, compares with enumeration and checks each cut on every integer
   // point; returns the number of cuts checked.
