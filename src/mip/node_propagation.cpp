@@ -31,15 +31,18 @@ int propagateNode(MipRun &run, NodeRecord &node, int *changed, bool *infeasible)
   auto isBinary = [&](int j) {
     return s.kind[j] == ColKind::kInteger && s.rootLower[j] == 0.0 && s.rootUpper[j] == 1.0;
   };
+  PropagationScratch &w = s.cuts->propagation;
   // True literals to spread, as slots.
-  EnvVector<int> queue;
+  EnvVector<int> &queue = w.queue;
+  queue.clear();
   for (const BoundChange &c : node.changes) {
     const int j = c.col;
     if (!isBinary(j) || lower[j] != upper[j]) continue;
     queue.push_back(2 * j + (lower[j] > 0.5 ? 0 : 1));
   }
   if (queue.empty()) return 0;
-  EnvVector<BoundChange> found;
+  EnvVector<BoundChange> &found = w.found;
+  found.clear();
   auto setBound = [&](int j, double lo, double up) {
     lower[j] = lo;
     upper[j] = up;
@@ -97,8 +100,11 @@ int propagateNode(MipRun &run, NodeRecord &node, int *changed, bool *infeasible)
   }
   if (found.empty()) return 0;
   // One change per column, with its final bounds, on the path and in the LP.
-  EnvVector<int> cols;
-  EnvVector<double> lo, up;
+  EnvVector<int> &cols = w.cols;
+  EnvVector<double> &lo = w.lo, &up = w.up;
+  cols.clear();
+  lo.clear();
+  up.clear();
   for (const BoundChange &c : found) cols.push_back(c.col);
   std::sort(cols.begin(), cols.end());
   cols.erase(std::unique(cols.begin(), cols.end()), cols.end());
@@ -110,6 +116,7 @@ int propagateNode(MipRun &run, NodeRecord &node, int *changed, bool *infeasible)
     s.applied.push_back(now);
   }
   *changed = static_cast<int>(cols.size());
+  w.boundsMoved += *changed;
   return relaxChangeBounds(*s.nodeLp, static_cast<int>(cols.size()), cols.data(), lo.data(), up.data());
 }
 

@@ -247,6 +247,7 @@ int probe(MipRun &run, const RowModel &rows, const ColKind *kind, double *lower,
     const int k = std::abs(lits[1]) - 1;
     return probedColumn[k] || (conflict[literalSlot(lits[1])] & (lits[0] > 0 ? 1 : 2)) != 0;
   };
+  EnvVector<SideResult> forced, global;
   int probed = 0;
   bool stopped = false;
   for (int j = 0; j < n && !stopped; ++j) {
@@ -278,7 +279,7 @@ int probe(MipRun &run, const RowModel &rows, const ColKind *kind, double *lower,
     if (!downOk || !upOk) {
       // The binary is fixed to the side that holds, with what that side
       // implies.
-      EnvVector<SideResult> forced;
+      forced.clear();
       if (upOk)
         for (int k : p.changed) forced.push_back(SideResult{k, p.lo[k], p.up[k]});
       else
@@ -293,7 +294,7 @@ int probe(MipRun &run, const RowModel &rows, const ColKind *kind, double *lower,
     scans += static_cast<long>(p.changed.size() + down.size()) / kNonzerosPerScan;
     markConflicts(2 * j, 1);
     markConflicts(2 * j + 1, 2);
-    EnvVector<SideResult> global;
+    global.clear();
     for (int k : p.changed) {
       if (k == j) continue;
       const double upLo = p.lo[k], upUp = p.up[k];

@@ -33,6 +33,15 @@ struct ImpliedBoundTable {
   int usedAtRoot = 0;
 };
 
+// Work arrays of node propagation, kept between nodes so that a node
+// allocates nothing once they have grown.
+struct PropagationScratch {
+  EnvVector<int> queue, cols;
+  EnvVector<BoundChange> found;
+  EnvVector<double> lo, up;
+  long boundsMoved = 0;  // over the run, for the statistics
+};
+
 struct ProbeResult {
   int fixed = 0;      // binaries fixed
   int tightened = 0;  // other bounds moved

@@ -73,6 +73,7 @@ struct CutPool {
   CliqueTable cliques;
   ImpliedBoundTable implied;
   ProbeResult probing;
+  PropagationScratch propagation;
   bool prepared = false;
 };
 
