@@ -500,7 +500,7 @@ int runNodeLoop(MipRun &run) {
     }
     QVN_TRY(loadBounds(run, *current));
     int propagated = 0;
-    bool contradiction = false;  // the node's LP proves it
+    bool contradiction = false;  // left to the node LP and branching
     QVN_TRY(propagateNode(run, *current, &propagated, &contradiction));
     if (current->state != 'W' && current->basis) QVN_TRY(installBasis(run, *current->basis));
     current->state = 'F';
