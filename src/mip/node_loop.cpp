@@ -596,6 +596,12 @@ int runNodeLoop(MipRun &run) {
     NodeRecord *next = nullptr;
     if (branched) next = branch(run, current, res, rec, trialBounds);
     if (sosBranch) next = branchSos(run, current, res, run.sosCandidates[0]);
+    if (res.outcome == NodeOutcome::kFractional) {
+      // The node LP still holds this node's optimum; the heuristics restore it.
+      const int before = s.incumbent.found;
+      QVN_TRY(heuristicStep(run, kAtNode));
+      if (s.incumbent.found != before) storePrune(s.store, s.cutoff), newIncumbent = true;
+    }
     if (!s.store.directoryAnnounced && !s.store.directory.empty()) {
       s.store.directoryAnnounced = true;
       if (run.control.display > 0)
