@@ -16,9 +16,10 @@ namespace {
 
 // Steps of one dive, whatever the budget says.
 constexpr int kMaxDiveSteps = 2000;
-// Iterations of one dive: a share of the root's, with a floor for tiny roots.
-constexpr double kDiveIterationFloor = 2000.0;
-constexpr double kDiveRootShare = 1.0;
+// Iterations of one dive: the root's at the root, half of them in the tree,
+// with floors for tiny roots.
+constexpr double kRootDiveFloor = 1000.0, kNodeDiveFloor = 300.0;
+constexpr double kNodeDiveShare = 0.5;
 // Fractional columns above which the fix-and-dive mode does not start.
 constexpr int kFixAndDiveMaxFractional = 200;
 // Reduced cost magnitude that fixes an integral column in fix-and-dive.
@@ -118,7 +119,8 @@ int fixByReducedCosts(MipRun &run, LpRelaxation &r) {
 int dive(MipRun &run, HeuristicState &h, int mode, bool *found, double *iterations) {
   MipSearch &s = *run.search;
   LpRelaxation &r = *s.nodeLp;
-  const double budget = std::max(kDiveIterationFloor, kDiveRootShare * s.rootIterations);
+  const double budget = s.nodeCount == 0 ? std::max(kRootDiveFloor, s.rootIterations)
+                                         : std::max(kNodeDiveFloor, kNodeDiveShare * s.rootIterations);
   EnvVector<DiveChoice> choices;
   scoreColumns(run, h, mode, relaxPrimal(r), choices);
   if (choices.empty()) {

@@ -20,6 +20,9 @@ constexpr int kDefaultInterval = 10;
 constexpr double kFirstDiveShare = 0.1, kSecondDiveShare = 0.5;
 // Iterations a call adds to the call-weighted counter.
 constexpr double kCallWeight = 20.0;
+// Weight of the iterations in that counter once an incumbent exists: the
+// dives then get a quarter of what they may spend while none is known.
+constexpr double kWeightWithIncumbent = 4.0;
 // Seconds between "Heuristic still looking." lines.
 constexpr double kLookingInterval = 10.0;
 
@@ -28,8 +31,9 @@ bool budgetAllows(const MipRun &run, const HeuristicState &h, int counter) {
   const MipSearch &s = *run.search;
   const double I = s.iterationTotal, R = s.rootIterations;
   const double f = counter == 0 ? kFirstDiveShare : kSecondDiveShare;
+  const double weight = s.incumbent.exists ? kWeightWithIncumbent : 1.0;
   return h.effortIterations[counter] < 2 * I + 2 * R + 200 &&
-         h.effortIterations[counter] + kCallWeight * h.effortCalls[counter] < f * R + 100 + I;
+         weight * h.effortIterations[counter] + kCallWeight * h.effortCalls[counter] < f * R + 100 + I;
 }
 
 // The back-off of the last stage: the longer the streak of failures, the
@@ -53,11 +57,8 @@ int runDive(MipRun &run, HeuristicState &h, int mode, int counter, bool *found) 
   return 0;
 }
 
-void noteResult(HeuristicState &h, bool found, bool *any) {
-  if (found) {
-    h.heurFailStreak = 0;
-    *any = true;
-  }
+void noteResult(bool found, bool *any) {
+  if (found) *any = true;
 }
 
 } // namespace
@@ -81,25 +82,26 @@ int runNodeHeuristic(MipRun &run, bool atRoot, bool *found) {
   bool stepFound = false;
   // 1. Rounding.
   QVN_TRY(roundingHeuristic(run, relaxPrimal(r), &stepFound));
-  noteResult(h, stepFound, found);
+  noteResult(stepFound, found);
   // 2. The fractional dive.
   if (budgetAllows(run, h, 0)) {
     QVN_TRY(runDive(run, h, kDiveFractional, 0, &stepFound));
-    noteResult(h, stepFound, found);
+    noteResult(stepFound, found);
   }
   // 3. The second dive, led by the pseudo costs.
   bool secondRan = false;
   if (budgetAllows(run, h, 1) && backOffAllows(run, h)) {
     secondRan = true;
     QVN_TRY(runDive(run, h, kDivePseudoCost, 1, &stepFound));
-    noteResult(h, stepFound, found);
+    noteResult(stepFound, found);
   }
   // 5. The feasibility pump, once, at the root without a cutoff.
   if (atRoot && s.cutoff >= 1e75 && run.env->mipParams->p2098 > 0 && !h.pumpDone) {
     h.pumpDone = true;
     QVN_TRY(feasibilityPump(run, &stepFound));
-    noteResult(h, stepFound, found);
+    noteResult(stepFound, found);
   }
+  bool coefficientRan = false;
   // 6. Dive modes 1..4, each drawn with odds that follow its successes.
   if (backOffAllows(run, h)) {
     const bool talk = atRoot && run.control.display > 0;
@@ -115,12 +117,9 @@ int runNodeHeuristic(MipRun &run, bool atRoot, bool *found) {
       // pseudo-cost dive has just run from this very point.
       if ((m == kDiveGuided && !s.incumbent.exists) || (m == kDivePseudoCost && secondRan)) continue;
       QVN_TRY(runDive(run, h, m, 1, &stepFound));
-      if (stepFound) {
-        ++h.successes[m];
-        noteResult(h, true, found);
-      } else {
-        ++h.heurFailStreak;
-      }
+      if (m == kDiveCoefficient) coefficientRan = true;
+      if (stepFound) ++h.successes[m];
+      noteResult(stepFound, found);
       if (talk && std::chrono::duration<double>(std::chrono::steady_clock::now() - lastPrint).count() >=
                       kLookingInterval) {
         QVNmsg(run.env->resultsChannel, "Heuristic still looking.\n");
@@ -130,11 +129,14 @@ int runNodeHeuristic(MipRun &run, bool atRoot, bool *found) {
     }
     if (spoke) QVNmsg(run.env->resultsChannel, "Heuristic complete.\n");
   }
-  // 7. Without any cutoff at the root, one more dive led by the locks.
-  if (atRoot && s.cutoff >= 1e75 && budgetAllows(run, h, 0)) {
+  // 7. Without any cutoff at the root, one more dive led by the locks
+  // (unless the last stage has just run it from this same point).
+  if (atRoot && s.cutoff >= 1e75 && !coefficientRan && budgetAllows(run, h, 0)) {
     QVN_TRY(runDive(run, h, kDiveCoefficient, 0, &stepFound));
-    noteResult(h, stepFound, found);
+    noteResult(stepFound, found);
   }
+  // The streak counts the calls since the last success.
+  h.heurFailStreak = *found ? 0 : h.heurFailStreak + 1;
   return 0;
 }
 
