@@ -20,6 +20,9 @@ constexpr double kAlphaDecay = 0.9;
 // Hashes of past roundings kept (two buffers of 80000 bytes).
 constexpr size_t kHashSlots = 2 * 80000 / sizeof(uint64_t);
 constexpr double kDistanceDone = 1e-10;
+// Iterations of one pump LP, and of the whole pump, with floors for tiny roots.
+constexpr double kLpIterationFloor = 5000.0;
+constexpr double kPumpIterationFloor = 20000.0, kPumpRootShare = 5.0;
 
 uint64_t hashRounding(const EnvVector<double> &rounded, const EnvVector<int> &cols) {
   uint64_t hash = 1469598103934665603ull;
@@ -52,6 +55,8 @@ int pump(MipRun &run, HeuristicState &h, bool *found) {
   double alpha = 1.0, bestInfeasibility = kInfinity;
   int flipsInRow = 0, iteration = 0;
   const double start = elapsedSeconds(run);
+  const double budget = std::max(kPumpIterationFloor, kPumpRootShare * s.rootIterations);
+  double spent = 0.0;
   for (iteration = 1; iteration <= kPumpIterations; ++iteration) {
     if (heuristicMustStop(run)) break;
     const double *x = relaxPrimal(r);
@@ -107,11 +112,12 @@ int pump(MipRun &run, HeuristicState &h, bool *found) {
     RelaxSolveLimits limits;
     limits.method = RelaxMethod::kPrimal;
     limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
-    limits.iterationLimit = static_cast<int>(std::max(1000.0, s.rootIterations));
+    limits.iterationLimit = static_cast<int>(std::max(kLpIterationFloor, 2.0 * s.rootIterations));
     int status = 0;
     QVN_TRY(relaxSolve(r, limits, &status));
     s.iterationTotal += relaxIterations(r);
-    if (status != kRunOptimal) break;
+    spent += relaxIterations(r);
+    if (status != kRunOptimal || spent >= budget) break;
   }
   if (run.control.display > 0)
     QVNmsg(run.env->resultsChannel, "Feasibility pump: elapsed %.2f sec., phase %d, iter %d, best infeas %.2f\n",

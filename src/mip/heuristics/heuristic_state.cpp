@@ -88,6 +88,16 @@ bool heuristicMustStop(const MipRun &run) {
   return terminateRequested(run.env) || elapsedSeconds(run) >= run.control.timeLimit;
 }
 
+int rinsFrequency(const MipRun &run) {
+  const int value = run.env->mipParams->rinsheur;
+  return run.control.emphasis == 4 && value == 0 ? 100 : value;
+}
+
+int repairTries(const MipRun &run) {
+  const int value = run.env->mipParams->repairtries;
+  return run.control.emphasis == 4 && value == 0 ? 10 : value;
+}
+
 bool isIntegerColumn(const MipRun &run, int j) {
   const ColKind k = run.search->kind[j];
   return k == ColKind::kInteger || k == ColKind::kSemiInteger;

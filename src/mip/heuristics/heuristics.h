@@ -64,6 +64,10 @@ void destroyHeuristicState(HeuristicState *&state);
 double heuristicRandom(HeuristicState &h);
 // True when the run must stop: deadline or terminate request.
 bool heuristicMustStop(const MipRun &run);
+// RINSHEUR and REPAIRTRIES as the run uses them: the emphasis on hidden
+// feasible solutions (4) turns their defaults into 100 and 10.
+int rinsFrequency(const MipRun &run);
+int repairTries(const MipRun &run);
 // True for an integer or semi-integer column.
 bool isIntegerColumn(const MipRun &run, int j);
 

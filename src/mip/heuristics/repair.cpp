@@ -39,7 +39,7 @@ void retainStart(MipRun &run, HeuristicState &h) {
 int repairRow(MipRun &run, void *data, int *found) {
   *found = 0;
   const unsigned when = data ? *static_cast<const unsigned *>(data) : kAtNode;
-  const int tries = run.env->mipParams->repairtries;
+  const int tries = repairTries(run);
   HeuristicState &h = heuristicState(run);
   retainStart(run, h);
   if (h.repairColumn.empty() || tries == 0 || tries < 0) return 0;

@@ -15,8 +15,9 @@ namespace {
 int rinsLimit(const MipRun &run, long nodes) {
   const MipParams &p = *run.env->mipParams;
   const int columns = run.model->numCols;
-  if (p.rinsheur > 0) return nodes % p.rinsheur == 0 ? columns : 0;
-  if (p.rinsheur < 0 || p.heurfreq == -1) return 0;
+  const int every = rinsFrequency(run);
+  if (every > 0) return nodes % every == 0 ? columns : 0;
+  if (every < 0 || p.heurfreq == -1) return 0;
   if (nodes % 1000 == 0) return columns / 5;
   if (nodes % 200 == 0) return columns / 50;
   const double tl = run.control.timeLimit;
