@@ -18,7 +18,7 @@ namespace {
 constexpr int kMaxDiveSteps = 2000;
 // Iterations of one dive: the root's at the root, half of them in the tree,
 // with floors for tiny roots.
-constexpr double kRootDiveFloor = 1000.0, kNodeDiveFloor = 300.0;
+constexpr double kRootDiveFloor = 2000.0, kNodeDiveFloor = 300.0;
 constexpr double kNodeDiveShare = 0.5;
 // Fractional columns above which the fix-and-dive mode does not start.
 constexpr int kFixAndDiveMaxFractional = 200;
