@@ -299,5 +299,26 @@ TEST_F(HeuristicsTest, SwitchesDoWhatTheySay) {
   }
 }
 
+TEST_F(HeuristicsTest, MiplibRootPointsPassTheChecker) {
+  const std::string dir = sharedDataDir();
+  if (dir.empty()) GTEST_SKIP() << "shared data absent";
+  // Before any node, the root heuristics give a point that the checker takes
+  // and that is no better than the published optimum (both minimize).
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 0);
+  QVNsetdblparam(env, QVN_PARAM_TILIM, 60.0);  // a guard: the root takes well under a second
+  for (const char *model : {"bell5"}) {
+    double optimum = 0.0;
+    ASSERT_TRUE(referenceOptimum(dir, model, &optimum)) << model;
+    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/miplib3/" + model + ".mps.gz").c_str(), nullptr), 0) << model;
+    const MipModel m = readMipModel(env, lp);
+    ASSERT_EQ(QVNmipopt(env, lp), 0) << model;
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_NODE_LIM_FEAS) << model;
+    double objective = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0) << model;
+    EXPECT_GE(objective, optimum - 1e-6 * std::max(1.0, std::fabs(optimum))) << model;
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << model;
+  }
+}
+
 } // namespace
 } // namespace qvntest

@@ -132,10 +132,11 @@ int solveRestrictedCopy(MipRun &run, const SubMipFixing &fix, int nodeLimit, boo
     h.subMipSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     ++h.subMipCalls;
     if (failure == 0) {
+      // A child stopped by the terminate test returns nothing: the run is ending.
       const int st = QVNgetstat(child, copy);
       const bool feasible = st == 101 || st == 102 || st == 104 || st == 105 || st == 107 || st == 109 ||
-                            st == 111 || st == 113 || st == 115;
-      if (feasible) {
+                            st == 111 || st == 115;
+      if (feasible && !terminateRequested(run.env)) {
         EnvVector<double> x(static_cast<size_t>(n), 0.0);
         if (QVNgetx(child, copy, x.data(), 0, n - 1) == 0) {
           *found = offerIncumbent(run, x.data(), static_cast<int>(s.nodeCount), true);
