@@ -183,9 +183,9 @@ const CutFamily *cutFamilies(int *count) {
 // branching after a new incumbent.
 const Heuristic kHeuristics[] = {
     {"node heuristic", kAtRoot | kAtNode, nodeHeuristicRow},
-    {"RINS", kAtNode, rinsRow},
+    {"RINS", kAtNode, runTimedHeuristics},
     {"repair", kAtRoot | kAtNode, repairRow},
-    {"polishing", kAtNode, polishingRow},
+    {"polishing", kAtNode, tryPolishing},
     {"local branching", kAtNode | kAfterIncumbent, localBranchingRow},
 };
 

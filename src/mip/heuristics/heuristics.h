@@ -105,11 +105,12 @@ int subMipSolve(MipRun &run, int mode, int nodeLimit, bool *found);
 // (hidden parameter 2069).
 int localBranching(MipRun &run, bool *found);
 
-// The table rows.
+// The table rows. runTimedHeuristics holds the node sub-MIPs and RINS; the
+// repair heuristic, which also runs at the root, has a row of its own.
 int nodeHeuristicRow(MipRun &run, void *data, int *found);
-int rinsRow(MipRun &run, void *data, int *found);
+int runTimedHeuristics(MipRun &run, void *data, int *found);
 int repairRow(MipRun &run, void *data, int *found);
-int polishingRow(MipRun &run, void *data, int *found);
+int tryPolishing(MipRun &run, void *data, int *found);
 int localBranchingRow(MipRun &run, void *data, int *found);
 
 } // namespace qvn

@@ -25,7 +25,7 @@ bool polishingDue(const MipRun &run, long nodes) {
 
 } // namespace
 
-int polishingRow(MipRun &run, void *data, int *found) {
+int tryPolishing(MipRun &run, void *data, int *found) {
   *found = 0;
   const unsigned when = data ? *static_cast<const unsigned *>(data) : kAtNode;
   const MipSearch &s = *run.search;

@@ -28,7 +28,7 @@ int rinsLimit(const MipRun &run, long nodes) {
 
 } // namespace
 
-int rinsRow(MipRun &run, void *data, int *found) {
+int runTimedHeuristics(MipRun &run, void *data, int *found) {
   *found = 0;
   const unsigned when = data ? *static_cast<const unsigned *>(data) : kAtNode;
   if (when & kAtRoot) return 0;
