@@ -332,6 +332,7 @@ int heuristicStep(MipRun &run, unsigned when) {
     int found = 0;
     // Each row learns where it is called from through its data word.
     QVN_TRY(list[k].run(run, &when, &found));
+    if (found) ++heuristicState(run).callsFound;
     if (found && (when & kAtRoot)) logRootHeuristicSolution(run);
   }
   return 0;

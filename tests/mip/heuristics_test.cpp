@@ -129,7 +129,11 @@ protected:
 };
 
 TEST_F(HeuristicsTest, OnAndOffAgreeWithEnumeration) {
-  for (int seed = 1; seed <= 6; ++seed) {
+  int heuristicPoints = 0;  // the runs with heuristics must have used them
+  auto countPoints = [&]() {
+    if (lp->mipSearch && lp->mipSearch->heuristics) heuristicPoints += lp->mipSearch->heuristics->callsFound;
+  };
+  for (int seed = 1; seed <= 12; ++seed) {
     const MipModel models[] = {knapsack(seed, 14), setCover(seed, 12, 9), randomIntegerModel(seed, 6, 4)};
     for (int k = 0; k < 3; ++k) {
       const std::string what = "seed " + std::to_string(seed) + " model " + std::to_string(k);
@@ -139,6 +143,7 @@ TEST_F(HeuristicsTest, OnAndOffAgreeWithEnumeration) {
       const double off = solve(models[k], what + " off");
       allHeuristicsOften();
       const double on = solve(models[k], what + " on");
+      countPoints();
       if (!feasible) {
         EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_INFEASIBLE) << what;
         continue;
@@ -149,15 +154,17 @@ TEST_F(HeuristicsTest, OnAndOffAgreeWithEnumeration) {
     }
   }
   // Mixed models: continuous flows beside the binaries; the two runs agree.
-  for (int seed = 1; seed <= 4; ++seed) {
+  for (int seed = 1; seed <= 8; ++seed) {
     const MipModel m = facilityLocation(seed, 4, 5);
     const std::string what = "facility seed " + std::to_string(seed);
     noHeuristics();
     const double off = solve(m, what + " off");
     allHeuristicsOften();
     const double on = solve(m, what + " on");
+    countPoints();
     EXPECT_TRUE(sameObjective(on, off)) << what << ": " << on << " vs " << off;
   }
+  EXPECT_GT(heuristicPoints, 20);
 }
 
 TEST_F(HeuristicsTest, RootHeuristicFindsAPointBeforeAnyNode) {

@@ -54,6 +54,7 @@ struct HeuristicState {
   bool pumpDone = false;
   int lastLocalBranchingFound = 0;
   int subMipCalls = 0, subMipSuccesses = 0;
+  int callsFound = 0;  // calls of a table row that gave a new incumbent
   double subMipSeconds = 0.0;  // wall time spent in child solves
 };
 
