@@ -271,7 +271,7 @@ void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int lef
     printElapsed(run.env, elapsedSeconds(run), s.store.inMemoryBytes / 1048576.0);
 }
 
-void logIncumbent(MipRun &run, int left, const NodeRecord *current) {
+void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeuristic) {
   MipSearch &s = *run.search;
   if (run.control.display < 2) return;
   if (!s.headerPrinted) {
@@ -280,6 +280,7 @@ void logIncumbent(MipRun &run, int left, const NodeRecord *current) {
   }
   NodeLine line;
   line.mark = '*';
+  line.heuristic = fromHeuristic ? '+' : ' ';
   line.node = static_cast<int>(s.nodeCount);
   line.left = left;
   line.kind = NodeLine::Kind::kIncumbent;
@@ -581,7 +582,7 @@ int runNodeLoop(MipRun &run) {
       s.resume = current;
       return 0;
     }
-    bool newIncumbent = false;
+    bool newIncumbent = false, heuristicIncumbent = false;
     if (res.outcome == NodeOutcome::kIntegral || res.outcome == NodeOutcome::kLpTrouble) {
       // A troubled LP still offers its point; the checker on the model decides.
       if (res.outcome == NodeOutcome::kIntegral || res.iinf == 0)
@@ -600,7 +601,7 @@ int runNodeLoop(MipRun &run) {
       // The node LP still holds this node's optimum; the heuristics restore it.
       const int before = s.incumbent.found;
       QVN_TRY(heuristicStep(run, kAtNode));
-      if (s.incumbent.found != before) storePrune(s.store, s.cutoff), newIncumbent = true;
+      if (s.incumbent.found != before) storePrune(s.store, s.cutoff), newIncumbent = heuristicIncumbent = true;
     }
     if (!s.store.directoryAnnounced && !s.store.directory.empty()) {
       s.store.directoryAnnounced = true;
@@ -609,7 +610,7 @@ int runNodeLoop(MipRun &run) {
                s.store.directory.data());
     }
     const int left = storeCount(s.store) + (next ? 1 : 0);
-    if (newIncumbent) logIncumbent(run, left, next);
+    if (newIncumbent) logIncumbent(run, left, next, heuristicIncumbent);
     logNode(run, *current, res, left, next);
     s.nodeCount += 1;
     freeNode(current);
