@@ -601,7 +601,10 @@ int runNodeLoop(MipRun &run) {
       // The node LP still holds this node's optimum; the heuristics restore it.
       const int before = s.incumbent.found;
       QVN_TRY(heuristicStep(run, kAtNode));
-      if (s.incumbent.found != before) storePrune(s.store, s.cutoff), newIncumbent = heuristicIncumbent = true;
+      if (s.incumbent.found != before) {
+        storePrune(s.store, s.cutoff);
+        newIncumbent = heuristicIncumbent = true;
+      }
     }
     if (!s.store.directoryAnnounced && !s.store.directory.empty()) {
       s.store.directoryAnnounced = true;
