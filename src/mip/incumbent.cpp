@@ -5,6 +5,7 @@
 
 #include "mip/mip_log.h"
 #include "mip/cuts/cut_pool.h"
+#include "mip/heuristics/heuristics.h"
 #include "mip/mip_run.h"
 #include "simplex/lp_relaxation.h"
 
@@ -140,6 +141,7 @@ void destroyMipSearch(MipSearch *&search) {
   releaseBasis(search->rootBasis);
   relaxFree(search->nodeLp);
   freeCutPool(search->cuts);
+  destroyHeuristicState(search->heuristics);
   envDelete(search);
 }
 

@@ -15,6 +15,7 @@ namespace qvn {
 
 struct LpRelaxation;
 struct CutPool;
+struct HeuristicState;
 
 // The best integer solution found, in the model's columns.
 struct IncumbentStore {
@@ -62,6 +63,7 @@ struct MipSearch {
   qvn::PseudoCostTable pseudo;
   qvn::NodeStore store;
   qvn::CutPool *cuts = nullptr;  // root cuts, their counters and the model row-wise
+  qvn::HeuristicState *heuristics = nullptr;  // counters and work of the primal heuristics
   // Nodes the last run left between its slots, handed back on resume.
   qvn::NodeRecord *resume = nullptr;
   // Counters of the whole tree.

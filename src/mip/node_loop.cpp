@@ -272,7 +272,7 @@ void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int lef
     printElapsed(run.env, elapsedSeconds(run), s.store.inMemoryBytes / 1048576.0);
 }
 
-void logIncumbent(MipRun &run, int left, const NodeRecord *current) {
+void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeuristic) {
   MipSearch &s = *run.search;
   if (run.control.display < 2) return;
   if (!s.headerPrinted) {
@@ -281,6 +281,7 @@ void logIncumbent(MipRun &run, int left, const NodeRecord *current) {
   }
   NodeLine line;
   line.mark = '*';
+  line.heuristic = fromHeuristic ? '+' : ' ';
   line.node = static_cast<int>(s.nodeCount);
   line.left = left;
   line.kind = NodeLine::Kind::kIncumbent;
@@ -585,7 +586,7 @@ int runNodeLoop(MipRun &run) {
       s.resume = current;
       return 0;
     }
-    bool newIncumbent = false;
+    bool newIncumbent = false, heuristicIncumbent = false;
     if (res.outcome == NodeOutcome::kIntegral || res.outcome == NodeOutcome::kLpTrouble) {
       // A troubled LP still offers its point; the checker on the model decides.
       if (res.outcome == NodeOutcome::kIntegral || res.iinf == 0)
@@ -600,6 +601,15 @@ int runNodeLoop(MipRun &run) {
     NodeRecord *next = nullptr;
     if (branched) next = branch(run, current, res, rec, trialBounds);
     if (sosBranch) next = branchSos(run, current, res, run.sosCandidates[0]);
+    if (res.outcome == NodeOutcome::kFractional) {
+      // The node LP still holds this node's optimum; the heuristics restore it.
+      const int before = s.incumbent.found;
+      QVN_TRY(heuristicStep(run, kAtNode));
+      if (s.incumbent.found != before) {
+        storePrune(s.store, s.cutoff);
+        newIncumbent = heuristicIncumbent = true;
+      }
+    }
     if (!s.store.directoryAnnounced && !s.store.directory.empty()) {
       s.store.directoryAnnounced = true;
       if (run.control.display > 0)
@@ -607,7 +617,7 @@ int runNodeLoop(MipRun &run) {
                s.store.directory.data());
     }
     const int left = storeCount(s.store) + (next ? 1 : 0);
-    if (newIncumbent) logIncumbent(run, left, next);
+    if (newIncumbent) logIncumbent(run, left, next, heuristicIncumbent);
     logNode(run, *current, res, left, next);
     s.nodeCount += 1;
     freeNode(current);

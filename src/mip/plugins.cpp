@@ -7,6 +7,8 @@
 #include <cmath>
 
 #include "mip/cuts/cut_pool.h"
+#include "mip/heuristics/heuristics.h"
+#include "mip/mip_log.h"
 #include "mip/probing.h"
 #include "simplex/engine.h"
 
@@ -210,6 +212,29 @@ int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int 
   return 0;
 }
 
+// The node line of a solution a heuristic found at the root ('*' and '+');
+// the node loop logs those found at the nodes.
+void logRootHeuristicSolution(MipRun &run) {
+  MipSearch &s = *run.search;
+  if (run.control.display < 2) return;
+  if (!s.headerPrinted) {
+    printMipHeader(run.env);
+    s.headerPrinted = true;
+  }
+  NodeLine line;
+  line.mark = '*';
+  line.heuristic = '+';
+  line.node = static_cast<int>(s.nodeCount);
+  line.left = storeCount(s.store) + (s.resume ? 1 : 0);
+  line.kind = NodeLine::Kind::kIncumbent;
+  line.hasIncumbent = true;
+  line.incumbent = userValue(run, s.incumbent.objective);
+  const double best = currentBestBound(run, nullptr);
+  line.bestNode = std::fabs(best) >= 1e74 ? best : userValue(run, best);
+  line.iterations = s.iterationTotal;
+  printNodeLine(run.env, line);
+}
+
 } // namespace
 
 const CutFamily *cutFamilies(int *count) {
@@ -217,9 +242,20 @@ const CutFamily *cutFamilies(int *count) {
   return kFamilies;
 }
 
+// In the order they run at a node: the node heuristic (rounding, dives and
+// the pump), then the sub-MIPs of the timed heuristics, polishing, and local
+// branching after a new incumbent.
+const Heuristic kHeuristics[] = {
+    {"node heuristic", kAtRoot | kAtNode, nodeHeuristicRow},
+    {"RINS", kAtNode, runTimedHeuristics},
+    {"repair", kAtRoot | kAtNode, repairRow},
+    {"polishing", kAtNode, tryPolishing},
+    {"local branching", kAtNode | kAfterIncumbent, localBranchingRow},
+};
+
 const Heuristic *heuristics(int *count) {
-  *count = 0;
-  return nullptr;
+  *count = static_cast<int>(sizeof kHeuristics / sizeof kHeuristics[0]);
+  return kHeuristics;
 }
 
 const IntegerPresolvePass *integerPresolvePasses(int *count) {
@@ -376,8 +412,12 @@ int heuristicStep(MipRun &run, unsigned when) {
   const Heuristic *list = heuristics(&count);
   for (int k = 0; k < count; ++k) {
     if (!(list[k].when & when)) continue;
+    if (run.stopStatus != 0 || heuristicMustStop(run)) break;
     int found = 0;
-    QVN_TRY(list[k].run(run, nullptr, &found));
+    // Each row learns where it is called from through its data word.
+    QVN_TRY(list[k].run(run, &when, &found));
+    if (found) ++heuristicState(run).callsFound;
+    if (found && (when & kAtRoot)) logRootHeuristicSolution(run);
   }
   return 0;
 }

@@ -13,6 +13,16 @@ list(APPEND QUORVAN_SOURCES
   src/mip/branch_pseudocost.cpp
   src/mip/branch_registry.cpp
   src/mip/branch_strong.cpp
+  src/mip/heuristics/dives.cpp
+  src/mip/heuristics/feasibility_pump.cpp
+  src/mip/heuristics/heuristic_state.cpp
+  src/mip/heuristics/local_branching.cpp
+  src/mip/heuristics/node_heuristic.cpp
+  src/mip/heuristics/polishing.cpp
+  src/mip/heuristics/repair.cpp
+  src/mip/heuristics/rins.cpp
+  src/mip/heuristics/rounding.cpp
+  src/mip/heuristics/submip.cpp
   src/mip/incumbent.cpp
   src/mip/mip_api.cpp
   src/mip/mip_attachment.cpp

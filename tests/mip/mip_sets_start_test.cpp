@@ -154,13 +154,14 @@ TEST_F(MipStartTest, FeasibleStartBecomesTheIncumbentBeforeTheRoot) {
   const MipModel m = knapsack(3, 12);
   ASSERT_EQ(loadMipModel(env, lp, m), 0);
   // Nothing packed is feasible for a knapsack; with no node allowed, the
-  // start is all the run has.
+  // start is all the run has once the root heuristics are off.
   std::vector<int> index(12);
   std::vector<double> zero(12, 0.0);
   for (int j = 0; j < 12; ++j) index[j] = j;
   ASSERT_EQ(QVNcopymipstart(env, lp, 12, index.data(), zero.data()), 0);
   QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
   QVNsetintparam(env, QVN_PARAM_NODELIM, 0);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);
   const std::string log = run();
   EXPECT_NE(log.find("MIP start values provide initial solution with objective 0.0000.\n"), std::string::npos)
       << log;

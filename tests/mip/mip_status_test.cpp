@@ -250,6 +250,7 @@ TEST_F(MipStatusTest, PolishingResumesTheTreeAfterALimit) {
   QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
   QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
   QVNsetintparam(env, QVN_PARAM_NODELIM, 30);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);  // the tree alone, which finds nothing in thirty nodes
   QVNsetdblparam(env, QVN_PARAM_POLISHTIME, 30.0);
   QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
   std::string log;

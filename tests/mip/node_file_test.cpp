@@ -35,6 +35,7 @@ TEST_F(NodeFileTest, EveryModeReachesTheOptimumAndLeavesNoDirectory) {
   QVNsetintparam(env, QVN_PARAM_VARSEL, 1);
   QVNsetintparam(env, QVN_PARAM_NODESEL, 1);
   QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);  // root cuts would shrink the tree below the memory
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);  // and so would an early incumbent
   QVNsetdblparam(env, QVN_PARAM_WORKMEM, 0.002);  // about two thousand bytes of nodes
   ASSERT_EQ(QVNsetstrparam(env, QVN_PARAM_WORKDIR, work.c_str()), 0);
   QVNCHANNELptr results = nullptr;
