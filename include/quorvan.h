@@ -153,6 +153,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_WRONG_ENTRY_COUNT     1553
 #define QVNERR_NO_SUPERBASICS        1554
 #define QVNERR_BASIC_COUNT           1555
+#define QVNERR_NO_VECTOR             1556
 #define QVNERR_NO_ROWS_SECTION       1471
 #define QVNERR_NO_COLUMNS_SECTION    1472
 #define QVNERR_EXPECT_RANGES_TO_ENDATA 1473
@@ -648,11 +649,34 @@ QVN_API int QVNreadcopymipstart(QVNCENVptr env, QVNLPptr lp, const char *fileNam
    writes the held basis, 1262 without one. */
 QVN_API int QVNreadcopybase(QVNCENVptr env, QVNLPptr lp, const char *fileName);
 QVN_API int QVNmbasewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+/* Reads a basis file into cstat (numcols) and rstat (numrows), in the
+   statuses of QVNgetbase, without holding it. */
+QVN_API int QVNmbaseread(QVNCENVptr env, QVNCLPptr lp, const char *fileName, int *cstat, int *rstat);
+/* Read a priority order or SOS file into the caller's arrays without loading
+   it: for the order, arrays of numcols entries; for the sets, the layout of
+   QVNgetsos, with sosspace sets and nzspace members of room, 1207 and the
+   missing room in surplus (negative) when that is too little. */
+QVN_API int QVNordread(QVNCENVptr env, QVNCLPptr lp, const char *fileName, int *cnt, int *indices, int *priority,
+                       int *direction);
+QVN_API int QVNsosread(QVNCENVptr env, QVNCLPptr lp, const char *fileName, int *numsos, int *numsosnz,
+                       char *sostype, int *sosbeg, int *sosind, double *soswt, int sosspace, int nzspace,
+                       int *surplus);
+/* Vector files (".vec"): per column its value and reduced cost, per row its
+   slack and dual. Read back, the values are held as a primal start (and a
+   dual one when every line has its dual number) from which the next
+   optimization builds its first basis; a held basis is dropped. The writer
+   needs a solution: 1556 without one. */
+QVN_API int QVNreadcopyvec(QVNCENVptr env, QVNLPptr lp, const char *fileName);
+QVN_API int QVNvecwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 /* The integer columns of the incumbent, in the text form. */
 QVN_API int QVNmstwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 /* The current solution (an LP's, or a MIP's incumbent) as an XML document;
    1217 without one. QVNreadcopymipstart reads its values back as a start. */
 QVN_API int QVNsolwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+/* Reads an XML solution document as the start of the next optimization: the
+   values as a primal start, the duals as a dual start, and, when every
+   variable and constraint carries a status, the basis. */
+QVN_API int QVNreadcopysol(QVNCENVptr env, QVNLPptr lp, const char *fileName);
 
 /* ---- Optimizers and solution access ----------------------------------- */
 QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);
@@ -754,6 +778,30 @@ QVN_API int QVNsetphase2(QVNCENVptr env, QVNLPptr lp);
    it cannot be. */
 QVN_API int QVNmdleave(QVNCENVptr env, QVNLPptr lp, const int *indices, int cnt, double *downratio,
                        double *upratio);
+/* Trial primal ratio tests for nonbasic variables (indices as in the head:
+   j >= 0 a column, -1-i the slack of row i): the step the variable can make
+   down or up before a basic variable reaches a bound (ratio), that variable
+   (leave, as in the head; the variable itself when it reaches its own other
+   bound first) and the bound it reaches (leavestatus 0 lower, 2 upper), and
+   status 0 for a step found, 1 for an unlimited move (ratio 1e+20, leave -1),
+   2 for a direction its bound forbids (ratio 0); 1003 for a basic index.
+   Nothing changes. */
+QVN_API int QVNpratio(QVNCENVptr env, QVNLPptr lp, const int *indices, int cnt, double *downratio,
+                      double *upratio, int *downleave, int *upleave, int *downleavestatus, int *upleavestatus,
+                      int *downstatus, int *upstatus);
+/* Trial dual ratio tests for basic variables (indices as in the head): when
+   the variable leaves down to its lower or up to its upper bound, the dual
+   step before a nonbasic reduced cost reaches zero (ratio), the variable that
+   would enter (enter, as in the head), and status 0 for a step found, 1 when
+   no nonbasic variable can enter (ratio 1e+20, enter -1), 2 when that bound
+   is infinite. Nothing changes. */
+QVN_API int QVNdratio(QVNCENVptr env, QVNLPptr lp, const int *indices, int cnt, double *downratio,
+                      double *upratio, int *downenter, int *upenter, int *downstatus, int *upstatus);
+/* Recomputes the basic solution of the held basis (values, duals, reduced
+   costs) and stores it as the problem's solution, of status 1 (optimal) when
+   it is primal and dual feasible and 6 (non-optimal) otherwise; lpstatus
+   receives 1 or 0 accordingly (1262 without a basis). */
+QVN_API int QVNchecksoln(QVNCENVptr env, QVNLPptr lp, int *lpstatus);
 /* y with y'b - max over the column bounds of (y'A)x > 0, y <= 0 on 'L' rows
    and y >= 0 on 'G' rows; proof receives that difference. */
 QVN_API int QVNdualfarkas(QVNCENVptr env, QVNCLPptr lp, double *y, double *proof);

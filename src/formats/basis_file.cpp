@@ -14,6 +14,7 @@
 
 #include "formats/side_file.h"
 #include "runtime/channels.h"
+#include "simplex/advanced_basis.h"
 
 namespace qvn {
 
@@ -136,17 +137,32 @@ int readBasisBody(SideReader &r, void *context) {
   return 0;
 }
 
-int readBasis(Environment *env, Problem *lp, const char *fileName) {
+int parseBasis(Environment *env, Problem *lp, const char *fileName, BasisRead &b) {
   if (!fileName) return QVNERR_NULL_POINTER;
   QVN_TRY(flushCache(env, lp));
   const LpData &d = *lp->lpData;
-  BasisRead b;
   b.cols.build(lp);
   b.rows.buildRows(lp);
   b.colStatus.assign(static_cast<size_t>(d.numCols) + 1, 0);
   b.rowStatus.assign(static_cast<size_t>(d.numRows) + 1, 1);
   SideReader reader(env);
-  QVN_TRY(readSideFile(env, fileName, ".bas", reader, readBasisBody, &b));
+  return readSideFile(env, fileName, ".bas", reader, readBasisBody, &b);
+}
+
+// The statuses of a file in the caller's form (a row's is its slack's).
+int readBasisArrays(Environment *env, Problem *lp, const char *fileName, int *cstat, int *rstat) {
+  if (!cstat || !rstat) return QVNERR_NULL_POINTER;
+  BasisRead b;
+  QVN_TRY(parseBasis(env, lp, fileName, b));
+  const LpData &d = *lp->lpData;
+  for (int j = 0; j < d.numCols; ++j) cstat[j] = b.colStatus[static_cast<size_t>(j)];
+  for (int i = 0; i < d.numRows; ++i) rstat[i] = rowStatusToUser(d, i, b.rowStatus[static_cast<size_t>(i)]);
+  return 0;
+}
+
+int readBasis(Environment *env, Problem *lp, const char *fileName) {
+  BasisRead b;
+  QVN_TRY(parseBasis(env, lp, fileName, b));
   if (!lp->basisData) lp->basisData = envNew<BasisData>();
   BasisData &held = *lp->basisData;
   held.colStatus.swap(b.colStatus);
@@ -222,6 +238,12 @@ QVN_API int QVNreadcopybase(QVNCENVptr cenv, QVNLPptr lp, const char *fileName) 
 
 QVN_API int QVNmbasewrite(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName) {
   return guardedSideWrite(cenv, lp, fileName, writeBasis);
+}
+
+QVN_API int QVNmbaseread(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName, int *cstat, int *rstat) {
+  return guardedSideWrite(cenv, lp, fileName, [&](Environment *env, Problem *p, const char *name) {
+    return readBasisArrays(env, p, name, cstat, rstat);
+  });
 }
 
 } // extern "C"

@@ -2,10 +2,10 @@
 // value per line) and the XML form of a solution document whose `variable`
 // elements carry the values. The reader tells them apart by the first byte.
 #include <cstring>
-#include <expat.h>
 
 #include "formats/number_format.h"
 #include "formats/side_file.h"
+#include "formats/solution_read.h"
 #include "model/edit.h"
 #include "runtime/channels.h"
 
@@ -52,86 +52,14 @@ int readTextBody(SideReader &r, void *context) {
   return 0;
 }
 
-// ---- XML form -------------------------------------------------------------
-
-struct XmlStart {
-  Environment *env;
-  XML_Parser parser;
-  StartRead *start;
-  int warnings = 0;
-  int failed = 0;  // an error found inside a callback, reported already
-};
-
-void xmlWarn(XmlStart &x, const char *format, const char *text, long number) {
-  if (++x.warnings > kWarningCap) return;
-  const int line = static_cast<int>(XML_GetCurrentLineNumber(x.parser));
-  if (text) QVNmsg(x.env->warningChannel, format, line, text);
-  else QVNmsg(x.env->warningChannel, format, line, static_cast<int>(number));
-}
-
-void XMLCALL xmlElement(void *data, const XML_Char *element, const XML_Char **attributes) {
-  auto &x = *static_cast<XmlStart *>(data);
-  if (x.failed || std::strcmp(element, "variable") != 0) return;
-  StartRead &s = *x.start;
-  const char *name = nullptr, *indexText = nullptr, *valueText = nullptr;
-  for (int k = 0; attributes[k]; k += 2) {
-    if (!std::strcmp(attributes[k], "name")) name = attributes[k + 1];
-    else if (!std::strcmp(attributes[k], "index")) indexText = attributes[k + 1];
-    else if (!std::strcmp(attributes[k], "value")) valueText = attributes[k + 1];
-  }
-  if (!valueText) return;
-  double v;
-  if (parseNumber(valueText, std::strlen(valueText), false, &v) != kNumberOk) {
-    x.failed = reportError(x.env, QVNERR_BAD_NUMBER, static_cast<int>(XML_GetCurrentLineNumber(x.parser)),
-                           valueText);
-    XML_StopParser(x.parser, XML_FALSE);
-    return;
-  }
-  int j = -1;
-  if (name) {
-    j = s.names.find(name);
-    if (j < 0) return xmlWarn(x, "Warning, line %d: '%.255s' is not a variable.\n", name, 0);
-  } else if (indexText) {
-    const long index = std::strtol(indexText, nullptr, 10);
-    if (index < 0 || index >= s.names.count)
-      return xmlWarn(x, "Warning, line %d: Variable index '%d' out of range.\n", nullptr, index);
-    j = static_cast<int>(index);
-  } else {
-    return;
-  }
-  if (!s.enter(j, v)) xmlWarn(x, "Warning, line %d: repeated entry for '%.255s'.\n", s.names.text(j), 0);
-}
-
-int readXml(Environment *env, const char *path, StartRead &s) {
-  int status = 0;
-  QvnFile *file = openRead(env, path, "rb", ".mst", 1, 1, &status);
-  if (!file) return status;
-  XmlStart x{env, XML_ParserCreate("iso-8859-1"), &s};
-  if (!x.parser) {
-    closeFile(&file);
-    return QVNERR_NO_MEMORY;
-  }
-  XML_SetUserData(x.parser, &x);
-  XML_SetStartElementHandler(x.parser, xmlElement);
-  char chunk[8192];
-  for (;;) {
-    const size_t n = fileRead(file, chunk, sizeof chunk);
-    const bool last = n < sizeof chunk;
-    if (XML_Parse(x.parser, chunk, static_cast<int>(n), last) == XML_STATUS_ERROR) {
-      if (!x.failed)
-        status = reportError(env, QVNERR_XML_PARSE, static_cast<int>(XML_GetCurrentLineNumber(x.parser)),
-                             XML_ErrorString(XML_GetErrorCode(x.parser)));
-      break;
-    }
-    if (last) break;
-  }
-  if (x.failed) status = x.failed;
-  if (status == 0 && fileFailed(file)) status = reportDamaged(env, path, 0);
-  if (status == 0 && x.warnings > kWarningCap)
-    QVNmsg(env->warningChannel, "%d warnings not printed.\n", x.warnings - kWarningCap);
-  XML_ParserFree(x.parser);
-  closeFile(&file);
-  return status;
+// The XML form: a solution document whose variables carry the values.
+int readXml(Environment *env, Problem *lp, const char *path, StartRead &s) {
+  SolutionRead doc;
+  doc.readRows = false;
+  QVN_TRY(readSolutionDocument(env, lp, path, ".mst", doc));
+  for (int j = 0; j < lp->lpData->numCols; ++j)
+    if (doc.colHasValue[static_cast<size_t>(j)]) s.enter(j, doc.x[static_cast<size_t>(j)]);
+  return 0;
 }
 
 // The first byte that is not white space: '<' marks the XML form.
@@ -158,7 +86,7 @@ int readStart(Environment *env, Problem *lp, const char *fileName) {
   bool xml;
   QVN_TRY(looksXml(env, fileName, &xml));
   if (xml) {
-    QVN_TRY(readXml(env, fileName, s));
+    QVN_TRY(readXml(env, lp, fileName, s));
   } else {
     SideReader reader(env);
     QVN_TRY(readSideFile(env, fileName, ".mst", reader, readTextBody, &s));

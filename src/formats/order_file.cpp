@@ -74,14 +74,18 @@ int readOrderBody(SideReader &r, void *context) {
   return 0;
 }
 
-int readOrder(Environment *env, Problem *lp, const char *fileName) {
+int parseOrder(Environment *env, Problem *lp, const char *fileName, OrderRead &order) {
   if (!fileName) return QVNERR_NULL_POINTER;
   QVN_TRY(flushCache(env, lp));
-  OrderRead order;
   order.names.build(lp);
   order.entryOf.assign(static_cast<size_t>(lp->lpData->numCols), -1);
   SideReader reader(env);
-  QVN_TRY(readSideFile(env, fileName, ".ord", reader, readOrderBody, &order));
+  return readSideFile(env, fileName, ".ord", reader, readOrderBody, &order);
+}
+
+int readOrder(Environment *env, Problem *lp, const char *fileName) {
+  OrderRead order;
+  QVN_TRY(parseOrder(env, lp, fileName, order));
   if (order.column.empty()) {
     QVNmsg(env->warningChannel, "Warning:  No priority order values read or loaded.\n");
     return 0;
@@ -127,6 +131,23 @@ QVN_API int QVNreadcopyorder(QVNCENVptr cenv, QVNLPptr lp, const char *fileName)
 
 QVN_API int QVNordwrite(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName) {
   return guardedSideWrite(cenv, lp, fileName, writeOrder);
+}
+
+// Every column has at most one entry, so arrays of numcols always suffice.
+QVN_API int QVNordread(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName, int *cnt, int *indices, int *priority,
+                       int *direction) {
+  return guardedSideWrite(cenv, lp, fileName, [&](Environment *env, Problem *p, const char *name) -> int {
+    if (!cnt || !indices || !priority || !direction) return QVNERR_NULL_POINTER;
+    OrderRead order;
+    QVN_TRY(parseOrder(env, p, name, order));
+    *cnt = static_cast<int>(order.column.size());
+    for (size_t k = 0; k < order.column.size(); ++k) {
+      indices[k] = order.column[k];
+      priority[k] = order.priority[k];
+      direction[k] = order.direction[k];
+    }
+    return 0;
+  });
 }
 
 } // extern "C"

@@ -1,6 +1,7 @@
 // The SOS file (".sos"): a NAME line, then sets as in the SOS section of an
 // MPS file: a set line with its type S1 or S2 in positions 1-2 and its name
 // from position 4, followed by member lines of column name and weight.
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 
@@ -60,14 +61,19 @@ int readSosBody(SideReader &r, void *context) {
   return 0;
 }
 
-int readSos(Environment *env, Problem *lp, const char *fileName) {
+int parseSos(Environment *env, Problem *lp, const char *fileName, SosRead &s) {
   if (!fileName) return QVNERR_NULL_POINTER;
   QVN_TRY(flushCache(env, lp));
-  SosRead s;
   s.names.build(lp);
   SideReader reader(env);
   QVN_TRY(readSideFile(env, fileName, ".sos", reader, readSosBody, &s));
   defaultSosWeights(env, s.sets);
+  return 0;
+}
+
+int readSos(Environment *env, Problem *lp, const char *fileName) {
+  SosRead s;
+  QVN_TRY(parseSos(env, lp, fileName, s));
   // Sets the file left unnamed get generated names from the setter.
   EnvVector<char *> names(static_cast<size_t>(s.sets.count), nullptr);
   bool anyNamed = false;
@@ -79,6 +85,42 @@ int readSos(Environment *env, Problem *lp, const char *fileName) {
   return alreadyReported(QVNcopysos(env, lp, s.sets.count, static_cast<int>(s.sets.member.size()),
                                     s.sets.type.data(), s.sets.start.data(), s.sets.member.data(),
                                     s.sets.weight.data(), anyNamed ? names.data() : nullptr));
+}
+
+struct SosArrays {
+  int *numsos, *numsosnz;
+  char *sostype;
+  int *sosbeg, *sosind;
+  double *soswt;
+  int sosspace, nzspace;
+  int *surplus;
+};
+
+// The sets of a file in the caller's arrays, with the room protocol of the
+// getters: what is missing comes back negative in surplus.
+int readSosArrays(Environment *env, Problem *lp, const char *fileName, const SosArrays &a) {
+  if (!a.numsos || !a.numsosnz || !a.surplus) return QVNERR_NULL_POINTER;
+  if (a.sosspace < 0 || a.nzspace < 0) return QVNERR_BAD_ARGUMENT;
+  SosRead s;
+  QVN_TRY(parseSos(env, lp, fileName, s));
+  const int sets = s.sets.count, members = static_cast<int>(s.sets.member.size());
+  *a.numsos = sets;
+  *a.numsosnz = members;
+  const int missing = std::max(0, sets - a.sosspace) + std::max(0, members - a.nzspace);
+  *a.surplus = -missing;
+  if (missing > 0) return QVNERR_NEGATIVE_SURPLUS;
+  if ((sets > 0 && (!a.sostype || !a.sosbeg)) || (members > 0 && (!a.sosind || !a.soswt)))
+    return QVNERR_NULL_POINTER;
+  *a.surplus = (a.sosspace - sets) + (a.nzspace - members);
+  for (int k = 0; k < sets; ++k) {
+    a.sostype[k] = s.sets.type[static_cast<size_t>(k)];
+    a.sosbeg[k] = s.sets.start[static_cast<size_t>(k)];
+  }
+  for (int k = 0; k < members; ++k) {
+    a.sosind[k] = s.sets.member[static_cast<size_t>(k)];
+    a.soswt[k] = s.sets.weight[static_cast<size_t>(k)];
+  }
+  return 0;
 }
 
 int writeSosBody(QvnFile *out, void *context) {
@@ -126,6 +168,15 @@ QVN_API int QVNreadcopysos(QVNCENVptr cenv, QVNLPptr lp, const char *fileName) {
 
 QVN_API int QVNsoswrite(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName) {
   return guardedSideWrite(cenv, lp, fileName, writeSos);
+}
+
+QVN_API int QVNsosread(QVNCENVptr cenv, QVNCLPptr lp, const char *fileName, int *numsos, int *numsosnz,
+                       char *sostype, int *sosbeg, int *sosind, double *soswt, int sosspace, int nzspace,
+                       int *surplus) {
+  const SosArrays arrays{numsos, numsosnz, sostype, sosbeg, sosind, soswt, sosspace, nzspace, surplus};
+  return guardedSideWrite(cenv, lp, fileName, [&](Environment *env, Problem *p, const char *name) {
+    return readSosArrays(env, p, name, arrays);
+  });
 }
 
 } // extern "C"

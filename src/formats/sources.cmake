@@ -12,7 +12,9 @@ list(APPEND QUORVAN_SOURCES
   src/formats/number_format.cpp
   src/formats/order_file.cpp
   src/formats/side_file.cpp
+  src/formats/solution_read.cpp
   src/formats/solution_xml.cpp
   src/formats/sos_file.cpp
+  src/formats/vector_file.cpp
   src/formats/write_check.cpp
 )

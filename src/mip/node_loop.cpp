@@ -561,6 +561,9 @@ int runNodeLoop(MipRun &run) {
       const BranchRule *rule = allowTrials ? run.rule : findBranchRule(1);
       QVN_TRY(rule->select(ctx, nullptr, rec));
       if (ctx.nodeInfeasible) {
+        // Trials may have proved bounds before the one that closed the node;
+        // the LP holds them, so the next load must take them back.
+        for (const BoundChange &c : proved) s.applied.push_back(c);
         res.outcome = NodeOutcome::kInfeasible;
         break;
       }

@@ -1,6 +1,7 @@
 list(APPEND QUORVAN_SOURCES
   src/mip/branch_infeasibility.cpp
   src/mip/clique_table.cpp
+  src/mip/debug_solution.cpp
   src/mip/cuts/clique.cpp
   src/mip/cuts/cover.cpp
   src/mip/cuts/cut_pool.cpp

@@ -13,7 +13,11 @@ namespace {
 
 bool isFinal(int status) { return status == 1 || status == 2 || status == 3 || status == 5; }
 
-bool holdsStart(const Problem *lp) { return lp->basisData && !lp->basisData->colStatus.empty(); }
+// A basis, or a primal or dual start vector: a start that presolve would lose.
+bool holdsStart(const Problem *lp) {
+  const BasisData *b = lp->basisData;
+  return b && (!b->colStatus.empty() || !b->primalStart.empty() || !b->dualStart.empty());
+}
 
 // A proof of infeasibility by primal reductions alone leaves a status and no
 // solution. An argument by dual reductions shows only that no optimum exists,

@@ -41,6 +41,10 @@ inline int userIndex(const BasisView &v, int var) { return var < v.e.n ? var : -
 // Stores the view's basis in the Problem: the old solution goes, the basis stays.
 void storeViewBasis(Environment *env, BasisView &v);
 
+// Without a held basis: installs in e a basis built from the held primal
+// start vector (or else the dual one) by a crash; false when there is none.
+bool buildStartFromVectors(SimplexEngine &e, const Problem *lp);
+
 // Row status translations between the caller's slack form and the activity form.
 int rowStatusToUser(const LpData &d, int i, int activityStatus);
 int rowStatusFromUser(const LpData &d, int i, int userStatus);

@@ -5,6 +5,7 @@
 #include "barrier/barrier.h"
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
+#include "simplex/advanced_basis.h"
 #include "simplex/fpu_precision.h"
 #include "simplex/lp_relaxation_internal.h"
 #include "simplex/loops.h"
@@ -61,6 +62,8 @@ void startBasis(SimplexEngine &e, const Problem *lp) {
     installBasis(e, b->colStatus.data(), b->rowStatus.data());
     e.startGiven = true;
     takeSavedNorms(e, *b);
+  } else if (e.env->generalParams->advind != 0 && buildStartFromVectors(e, lp)) {
+    e.startGiven = true;
   } else {
     setSlackBasis(e);
   }

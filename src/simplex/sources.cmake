@@ -4,6 +4,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/advanced_basis_pivot.cpp
   src/simplex/advanced_basis_ratio.cpp
   src/simplex/advanced_basis_read.cpp
+  src/simplex/advanced_basis_start.cpp
   src/simplex/advanced_basis_view.cpp
   src/simplex/basis_factor.cpp
   src/simplex/dual_pricing.cpp

@@ -419,3 +419,204 @@ TEST_F(SideFiles, BasisFilesRestartWithoutIterationsAndRefuseBadLines) {
 
 } // namespace
 } // namespace qvntest
+
+namespace qvntest {
+namespace {
+
+TEST_F(SideFiles, VectorFilesWarmStartTheNextSolveAndRefuseBadLines) {
+  const std::string dir = sharedDataDir();
+  if (!dir.empty()) {
+    for (const char *name : {"afiro", "boeing1", "scfxm2", "degen2", "pilot4"}) {
+      const std::string model = dir + "/netlib/" + name + ".mps.gz";
+      int status = 0;
+      QVNLPptr p = QVNcreateprob(env, &status, name), q = QVNcreateprob(env, &status, name);
+      problems.push_back(p);
+      problems.push_back(q);
+      QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+      ASSERT_EQ(QVNreadcopyprob(env, p, model.c_str(), nullptr), 0);
+      ASSERT_EQ(QVNvecwrite(env, p, path("none.vec").c_str()), QVNERR_NO_VECTOR);
+      ASSERT_EQ(QVNlpopt(env, p), 0);
+      double optimum = 0;
+      ASSERT_EQ(QVNgetobjval(env, p, &optimum), 0);
+      const int cold = QVNgetitcnt(env, p);
+      ASSERT_EQ(QVNvecwrite(env, p, path("opt.vec").c_str()), 0);
+      ASSERT_EQ(QVNreadcopyprob(env, q, model.c_str(), nullptr), 0);
+      ASSERT_EQ(QVNreadcopyvec(env, q, path("opt.vec").c_str()), 0) << name;
+      ASSERT_EQ(QVNlpopt(env, q), 0);
+      EXPECT_EQ(QVNgetstat(env, q), QVN_STAT_OPTIMAL) << name;
+      double again = 0;
+      QVNgetobjval(env, q, &again);
+      EXPECT_NEAR(again, optimum, 1e-9 * std::max(1.0, std::fabs(optimum))) << name;
+      // The basis built from an optimal vertex needs a fraction of a cold run.
+      EXPECT_LE(QVNgetitcnt(env, q), std::max(3, cold / 3)) << name << " cold " << cold;
+    }
+  }
+  // min x + 3y  s.t.  r1: x + y >= 2,  r2: x - y <= 1: optimum x = 1.5, y = 0.5.
+  int status = 0;
+  QVNLPptr p = QVNcreateprob(env, &status, "small");
+  problems.push_back(p);
+  const std::string lp = writeFile("small.lp", "Minimize\n obj: x + 3 y\nSubject To\n r1: x + y >= 2\n r2: x - y <= 1\n"
+                                               "Bounds\n x <= 10\n y <= 10\nEnd\n");
+  ASSERT_EQ(QVNreadcopyprob(env, p, lp.c_str(), nullptr), 0);
+  // Upper-case keys, a line without its dual number, an unknown key and an
+  // unknown name: the values still make the optimal start.
+  writeFile("hand.vec", "NAME  small\n C  x  1.5  0\n c  y  0.5\n r  r1  0  2\n q  r2  0  0\n c  zz  4  0\n"
+                        " r  r2  0  -1\nENDATA\n");
+  takeWarnings();
+  ASSERT_EQ(QVNreadcopyvec(env, p, path("hand.vec").c_str()), 0);
+  const std::string said = takeWarnings();
+  EXPECT_EQ(countOf(said, "Warning: No dual values.\n"), 1) << said;
+  EXPECT_NE(said.find("Warning, line 5: Unrecognized key 'q'.\n"), std::string::npos) << said;
+  EXPECT_NE(said.find("Warning, line 6: 'zz' is not a variable.\n"), std::string::npos) << said;
+  ASSERT_EQ(QVNlpopt(env, p), 0);
+  EXPECT_LE(QVNgetitcnt(env, p), 1);
+  double z = 0;
+  QVNgetobjval(env, p, &z);
+  EXPECT_NEAR(z, 3.0, 1e-12);
+  ASSERT_EQ(QVNvecwrite(env, p, path("small.vec").c_str()), 0);
+  const std::string text = fileText("small.vec");
+  EXPECT_NE(text.find(" c  x    1.500000000000000e+00"), std::string::npos) << text;
+  EXPECT_NE(text.find(" r  r1  "), std::string::npos) << text;
+  EXPECT_NE(text.find("ENDATA\n"), std::string::npos) << text;
+
+  struct Bad {
+    const char *text;
+    int error;
+    const char *message;
+  } bad[] = {
+      {"NAME\n c x\nENDATA\n", 1553, "Line 2: Wrong number of entries"},
+      {"NAME\n c x 1.5e+q 0\nENDATA\n", 1434, "Line 2:"},
+      {"ROWS\n c x 1 0\n", 1441, "Line 1: No NAME section"},
+  };
+  // The failed reads leave the held optimal basis alone: a re-solve takes no step.
+  for (const Bad &b : bad) {
+    writeFile("bad.vec", b.text);
+    takeErrors();
+    EXPECT_EQ(QVNreadcopyvec(env, p, path("bad.vec").c_str()), b.error) << b.text;
+    EXPECT_NE(takeErrors().find(b.message), std::string::npos) << b.text;
+  }
+  ASSERT_EQ(QVNlpopt(env, p), 0);
+  EXPECT_EQ(QVNgetitcnt(env, p), 0);
+}
+
+} // namespace
+} // namespace qvntest
+
+namespace qvntest {
+namespace {
+
+// The read-only forms hand back what the loading forms would load, and leave
+// the problem without it.
+TEST_F(SideFiles, ReadOnlyFormsReturnTheFileWithoutLoadingIt) {
+  QVNLPptr p = makeMip(true);
+  int idx[] = {2, 0}, prio[] = {7, 5}, dir[] = {1, -1};
+  ASSERT_EQ(QVNcopyorder(env, p, 2, idx, prio, dir), 0);
+  ASSERT_EQ(QVNordwrite(env, p, path("p.ord").c_str()), 0);
+  char types[] = {'1', '2'};
+  int starts[] = {0, 2}, members[] = {0, 1, 1, 2, 3};
+  double weights[] = {1, 2, 1.5, 2.5, 3.5};
+  ASSERT_EQ(QVNcopysos(env, p, 2, 5, types, starts, members, weights, nullptr), 0);
+  ASSERT_EQ(QVNsoswrite(env, p, path("p.sos").c_str()), 0);
+
+  QVNLPptr q = makeMip(true);
+  int cnt = 0;
+  std::vector<int> oi(4), op(4), od(4);
+  ASSERT_EQ(QVNordread(env, q, path("p.ord").c_str(), &cnt, oi.data(), op.data(), od.data()), 0);
+  ASSERT_EQ(cnt, 2);
+  EXPECT_EQ(oi[0], 2);
+  EXPECT_EQ(op[0], 7);
+  EXPECT_EQ(od[0], 1);
+  EXPECT_EQ(oi[1], 0);
+  EXPECT_EQ(od[1], -1);
+  EXPECT_TRUE(order(q).index.empty()) << "the order was loaded";
+
+  int numsos = 0, numnz = 0, surplus = 0;
+  EXPECT_EQ(QVNsosread(env, q, path("p.sos").c_str(), &numsos, &numnz, nullptr, nullptr, nullptr, nullptr, 0, 0,
+                       &surplus), QVNERR_NEGATIVE_SURPLUS);
+  EXPECT_EQ(numsos, 2);
+  EXPECT_EQ(surplus, -7);
+  std::string ty(2, ' ');
+  std::vector<int> beg(2), ind(5);
+  std::vector<double> wt(5);
+  ASSERT_EQ(QVNsosread(env, q, path("p.sos").c_str(), &numsos, &numnz, ty.data(), beg.data(), ind.data(), wt.data(),
+                       2, 5, &surplus), 0);
+  EXPECT_EQ(surplus, 0);
+  EXPECT_EQ(ty, "12");
+  EXPECT_EQ(beg, (std::vector<int>{0, 2}));
+  EXPECT_EQ(ind, (std::vector<int>{0, 1, 1, 2, 3}));
+  EXPECT_EQ(wt, (std::vector<double>{1, 2, 1.5, 2.5, 3.5}));
+  EXPECT_EQ(QVNgetnumsos(env, q), 0) << "the sets were loaded";
+
+  // A basis file read into arrays gives the statuses QVNgetbase reports once
+  // it is loaded, a ranged row at its far end included.
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "small");
+  problems.push_back(lp);
+  // r2: -4 <= x - y <= 1, a ranged row.
+  const std::string model = writeFile("r.mps", "NAME small\nROWS\n N obj\n G r1\n L r2\nCOLUMNS\n x obj 1 r1 1\n"
+                                               " x r2 1\n y obj 3 r1 1\n y r2 -1\nRHS\n rhs r1 2 r2 1\nRANGES\n"
+                                               " rng r2 5\nBOUNDS\n UP bnd x 10\n UP bnd y 10\nENDATA\n");
+  ASSERT_EQ(QVNreadcopyprob(env, lp, model.c_str(), nullptr), 0);
+  writeFile("r.bas", "NAME\n XU x r1\n XU y r2\nENDATA\n");
+  int cs[2] = {-1, -1}, rs[2] = {-1, -1};
+  ASSERT_EQ(QVNmbaseread(env, lp, path("r.bas").c_str(), cs, rs), 0);
+  int gc[2], gr[2];
+  EXPECT_EQ(QVNgetbase(env, lp, gc, gr), QVNERR_NO_BASIS) << "the basis was loaded";
+  ASSERT_EQ(QVNreadcopybase(env, lp, path("r.bas").c_str()), 0);
+  ASSERT_EQ(QVNgetbase(env, lp, gc, gr), 0);
+  EXPECT_EQ(std::vector<int>(cs, cs + 2), std::vector<int>(gc, gc + 2));
+  EXPECT_EQ(std::vector<int>(rs, rs + 2), std::vector<int>(gr, gr + 2));
+  takeErrors();
+}
+
+// An LP solution document read back starts the next solve at its basis; a
+// MIP's becomes the MIP start.
+TEST_F(SideFiles, SolutionDocumentsReadBackAsTheStartOfTheNextSolve) {
+  const std::string dir = sharedDataDir();
+  if (!dir.empty()) {
+    for (const char *name : {"afiro", "boeing1", "scfxm2"}) {
+      const std::string model = dir + "/netlib/" + name + ".mps.gz";
+      int status = 0;
+      QVNLPptr p = QVNcreateprob(env, &status, name), q = QVNcreateprob(env, &status, name);
+      problems.push_back(p);
+      problems.push_back(q);
+      QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+      ASSERT_EQ(QVNreadcopyprob(env, p, model.c_str(), nullptr), 0);
+      ASSERT_EQ(QVNlpopt(env, p), 0);
+      double optimum = 0;
+      ASSERT_EQ(QVNgetobjval(env, p, &optimum), 0);
+      ASSERT_EQ(QVNsolwrite(env, p, path("opt.sol").c_str()), 0);
+      ASSERT_EQ(QVNreadcopyprob(env, q, model.c_str(), nullptr), 0);
+      ASSERT_EQ(QVNreadcopysol(env, q, path("opt.sol").c_str()), 0) << name;
+      ASSERT_EQ(QVNlpopt(env, q), 0);
+      EXPECT_EQ(QVNgetstat(env, q), QVN_STAT_OPTIMAL) << name;
+      EXPECT_EQ(QVNgetitcnt(env, q), 0) << name;
+      double again = 0;
+      QVNgetobjval(env, q, &again);
+      EXPECT_NEAR(again, optimum, 1e-9 * std::max(1.0, std::fabs(optimum))) << name;
+    }
+  }
+  QVNLPptr m = makeMip(true);
+  ASSERT_EQ(QVNmipopt(env, m), 0);
+  std::vector<double> xm(4);
+  ASSERT_EQ(QVNgetx(env, m, xm.data(), 0, 3), 0);
+  ASSERT_EQ(QVNsolwrite(env, m, path("mip.sol").c_str()), 0);
+  QVNLPptr q = makeMip(true);
+  ASSERT_EQ(QVNreadcopysol(env, q, path("mip.sol").c_str()), 0);
+  int count = 0, surplus = 0;
+  std::vector<int> si(4);
+  std::vector<double> sv(4);
+  ASSERT_EQ(QVNgetmipstart(env, q, &count, si.data(), sv.data(), 4, &surplus), 0);
+  ASSERT_EQ(count, 4);
+  for (int k = 0; k < 4; ++k) EXPECT_DOUBLE_EQ(sv[k], xm[si[k]]);
+  // Malformed XML: the parser's error with its line, and the start unchanged.
+  writeFile("bad.sol", "<?xml version=\"1.0\"?>\n<QUORVANSolution>\n<variables>\n<variable name=\"a\" value=\"1\"\n");
+  takeErrors();
+  EXPECT_EQ(QVNreadcopysol(env, q, path("bad.sol").c_str()), QVNERR_XML_PARSE);
+  EXPECT_NE(takeErrors().find("XML parsing error at line"), std::string::npos);
+  ASSERT_EQ(QVNgetmipstart(env, q, &count, si.data(), sv.data(), 4, &surplus), 0);
+  EXPECT_EQ(count, 4);
+}
+
+} // namespace
+} // namespace qvntest

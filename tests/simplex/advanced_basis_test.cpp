@@ -198,6 +198,111 @@ TEST_F(AdvancedBasis, LeavingCostsBoundTheLossOfForcingAColumnOut) {
   takeErrors();
 }
 
+// Largest violation of bounds and rows by x, on the model read back.
+double primalViolation(const LpModel &m, const std::vector<double> &x) {
+  double worst = 0.0;
+  std::vector<double> activity(static_cast<size_t>(m.numRows()), 0.0);
+  for (int j = 0; j < m.numCols(); ++j) {
+    worst = std::max({worst, m.lower[j] - x[j], x[j] - m.upper[j]});
+    for (const auto &[row, value] : m.cols[static_cast<size_t>(j)]) activity[static_cast<size_t>(row)] += value * x[j];
+  }
+  for (int i = 0; i < m.numRows(); ++i) {
+    const double a = activity[i], b = m.rhs[i], r = m.range.empty() ? 0.0 : m.range[i];
+    switch (m.sense[i]) {
+    case 'L': worst = std::max(worst, a - b); break;
+    case 'G': worst = std::max(worst, b - a); break;
+    case 'E': worst = std::max(worst, std::fabs(a - b)); break;
+    default: worst = std::max({worst, std::min(b, b + r) - a, a - std::max(b, b + r)}); break;
+    }
+  }
+  return worst;
+}
+
+// The primal ratio test by its meaning: the pivot it names keeps the basis
+// primal feasible and moves the entering column by the ratio; the dual ratio
+// test's pivot keeps it dual feasible. QVNchecksoln recomputes the point that
+// the model read back then checks. A basis loaded on a fresh copy checks out
+// as optimal at the reference objective.
+TEST_F(AdvancedBasis, RatioTestsNameFeasiblePivotsAndCheckedSolutionsHoldUp) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  dir = data + "/netlib";
+  const auto reference = qvntest::netlibReference(dir);
+  int primalChecked = 0, dualChecked = 0;
+  for (const char *name : {"afiro", "sc50b", "share2b", "kb2", "recipe"}) {
+    SCOPED_TRACE(name);
+    QVNLPptr lp = readNetlib(name), fresh = readNetlib(name);
+    ASSERT_NE(lp, nullptr);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    const LpModel model = qvntest::readModel(env, lp);
+    const int n = model.numCols(), m = model.numRows();
+    std::vector<int> cstat(static_cast<size_t>(n)), rstat(static_cast<size_t>(m)), head(static_cast<size_t>(m));
+    ASSERT_EQ(QVNgetbase(env, lp, cstat.data(), rstat.data()), 0);
+
+    int lpstatus = -1;
+    ASSERT_EQ(QVNcopybase(env, fresh, cstat.data(), rstat.data()), 0);
+    ASSERT_EQ(QVNchecksoln(env, fresh, &lpstatus), 0);
+    EXPECT_EQ(lpstatus, 1);
+    double z = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, fresh, &z), 0);
+    EXPECT_NEAR(z, reference.at(name), 1e-6 * (1 + std::fabs(z)));
+    std::vector<double> x(static_cast<size_t>(n));
+    ASSERT_EQ(QVNgetx(env, fresh, x.data(), 0, n - 1), 0);
+    EXPECT_LT(primalViolation(model, x), 1e-7);
+    QVNfreeprob(env, &fresh);
+
+    // Primal: nonbasic columns at their lower bound moved up.
+    int tried = 0;
+    for (int j = 0; j < n && tried < 5; ++j) {
+      if (cstat[j] != 0 || model.lower[j] <= -1e20) continue;
+      double down, up;
+      int downLeave, upLeave, downLeaveStat, upLeaveStat, downStat, upStat;
+      ASSERT_EQ(QVNpratio(env, lp, &j, 1, &down, &up, &downLeave, &upLeave, &downLeaveStat, &upLeaveStat,
+                          &downStat, &upStat), 0);
+      EXPECT_EQ(downStat, 2) << "a column at its lower bound cannot move down";
+      if (upStat != 0 || up > 1e6) continue;
+      ++tried;
+      ASSERT_EQ(QVNpivot(env, lp, j, upLeave, upLeaveStat), 0) << j << " leave " << upLeave;
+      ASSERT_EQ(QVNchecksoln(env, lp, &lpstatus), 0);
+      ASSERT_EQ(QVNgetx(env, lp, x.data(), 0, n - 1), 0);
+      EXPECT_LT(primalViolation(model, x), 1e-6) << "column " << j;
+      EXPECT_NEAR(x[j], model.lower[j] + up, 1e-7 * (1 + up)) << "column " << j;
+      ++primalChecked;
+      ASSERT_EQ(QVNcopybase(env, lp, cstat.data(), rstat.data()), 0);
+    }
+    // Dual: basic columns pushed to a finite bound; the entering variable keeps
+    // every reduced cost of the right sign.
+    ASSERT_EQ(QVNgetbhead(env, lp, head.data(), nullptr), 0);
+    tried = 0;
+    for (int k = 0; k < m && tried < 5; ++k) {
+      const int b = head[k];
+      if (b < 0 || model.lower[b] <= -1e20) continue;
+      double down, up;
+      int downEnter, upEnter, downStat, upStat;
+      ASSERT_EQ(QVNdratio(env, lp, &b, 1, &down, &up, &downEnter, &upEnter, &downStat, &upStat), 0);
+      if (downStat != 0) continue;
+      ++tried;
+      EXPECT_GE(down, 0.0);
+      ASSERT_EQ(QVNpivot(env, lp, downEnter, b, 0), 0) << b << " enter " << downEnter;
+      int infeasible = 0;
+      ASSERT_EQ(QVNcheckdfeas(env, lp, &infeasible), 0);
+      EXPECT_EQ(infeasible, 2100000000) << "column " << b << " left through " << downEnter;
+      ++dualChecked;
+      ASSERT_EQ(QVNcopybase(env, lp, cstat.data(), rstat.data()), 0);
+    }
+    const int basicColumn = head[0];
+    double r[2];
+    int l[2], ls[2], st[2];
+    EXPECT_EQ(QVNpratio(env, lp, &basicColumn, 1, &r[0], &r[1], &l[0], &l[1], &ls[0], &ls[1], &st[0], &st[1]),
+              QVNERR_BAD_ARGUMENT);
+    QVNfreeprob(env, &lp);
+  }
+  EXPECT_GE(primalChecked, 8);
+  EXPECT_GE(dualChecked, 8);
+  takeErrors();
+}
+
 // Infeasible models: afiro and share2b with the objective held below its
 // optimum, and a small hand-built one. The proof is checked on the model
 // read back: the rows' weighted limits exceed the best the columns can give.
