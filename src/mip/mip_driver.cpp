@@ -8,6 +8,7 @@
 #include <new>
 
 #include "mip/mip_log.h"
+#include "mip/debug_solution.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
 #include "model/mip_data.h"
@@ -286,6 +287,11 @@ int mipopt(Environment *env, Problem *lp) {
   run.sense = lp->lpData->objSense >= 0 ? 1 : -1;
   run.sos = heldSos(lp);
   run.control = buildControl(env, *lp->lpData);
+  run.debug = debugSolutionLoad(run);
+  struct DebugRelease {
+    DebugSolution *&d;
+    ~DebugRelease() { debugSolutionFree(d); }
+  } debugRelease{run.debug};
   if (!lp->mipSearch) {
     lp->mipSearch = envNew<MipSearch>();
     const int status = prepareSearch(env, lp, *lp->mipSearch, run.control);

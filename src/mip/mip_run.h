@@ -19,6 +19,8 @@ struct SosCandidate {
   double weight;    // weight sum of the members at nonzero values
 };
 
+struct DebugSolution;
+
 struct MipRun {
   Environment *env;
   Problem *lp;
@@ -46,6 +48,7 @@ struct MipRun {
   int lpFailures = 0;      // node LPs that ended neither optimal nor proved
   int unprovedDrops = 0;   // troubled nodes left without a bound or a branch
   int diveSteps = 0;
+  DebugSolution *debug = nullptr;  // a known solution the search must not cut off
 };
 
 double elapsedSeconds(const MipRun &run);

@@ -8,6 +8,7 @@
 #include "mip/mip_log.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
+#include "mip/debug_solution.h"
 #include "mip/probing.h"
 #include "simplex/engine.h"
 
@@ -465,6 +466,19 @@ void applyDirection(const MipRun &run, BranchRecord rec[2]) {
 
 } // namespace
 
+// A node that holds the known solution may end neither infeasible nor with
+// an LP bound above it; a cutoff is wrong only while the cutoff lies above it.
+void debugCheckNodeResult(MipRun &run, const NodeResult &res) {
+  DebugSolution &d = *run.debug;
+  switch (res.outcome) {
+  case NodeOutcome::kInfeasible: debugCheckBound(run.env, d, kTreeInfinity, "an infeasible node LP"); break;
+  case NodeOutcome::kCutoff: debugCheckBound(run.env, d, run.search->cutoff, "a node LP cutoff"); break;
+  case NodeOutcome::kFractional:
+  case NodeOutcome::kIntegral: debugCheckBound(run.env, d, res.objective, "a node LP bound"); break;
+  default: break;
+  }
+}
+
 int runNodeLoop(MipRun &run) {
   MipSearch &s = *run.search;
   const int n = run.model->numCols;
@@ -480,6 +494,8 @@ int runNodeLoop(MipRun &run) {
   }
   run.colStatus.assign(static_cast<size_t>(n + 1), 0);
   run.rowStatus.assign(static_cast<size_t>(relaxNumRows(*s.nodeLp) + 1), 0);
+  if (run.debug && !debugSolutionInside(*run.debug, s.rootLower.data(), s.rootUpper.data()))
+    debugCheckBound(run.env, *run.debug, kTreeInfinity, "the root's bounds (fixings or probing)");
   NodeRecord *current = s.resume;
   s.resume = nullptr;
   EnvVector<BoundChange> proved;
@@ -500,9 +516,12 @@ int runNodeLoop(MipRun &run) {
       continue;  // the limits see the popped node's bound first
     }
     QVN_TRY(loadBounds(run, *current));
+    const bool debugHeld = run.debug && debugSolutionInside(*run.debug, run.nodeLower.data(), run.nodeUpper.data());
     int propagated = 0;
     bool contradiction = false;  // left to the node LP and branching
     QVN_TRY(propagateNode(run, *current, &propagated, &contradiction));
+    if (debugHeld && (contradiction || !debugSolutionInside(*run.debug, run.nodeLower.data(), run.nodeUpper.data())))
+      debugCheckBound(run.env, *run.debug, kTreeInfinity, "node propagation");
     if (current->state != 'W' && current->basis) QVN_TRY(installBasis(run, *current->basis));
     current->state = 'F';
     NodeResult res;
@@ -511,6 +530,7 @@ int runNodeLoop(MipRun &run) {
     bool branched = false, trialBounds = false, sosBranch = false;
     for (;;) {
       QVN_TRY(solveNode(run, res));
+      if (debugHeld) debugCheckNodeResult(run, res);
       if (rounds == 0) updatePseudoCost(run, *current, res);
       if (res.outcome == NodeOutcome::kLpTrouble && !run.candidates.empty()) {
         // No proved bound: the children keep the node's, and the subtree stays open.
@@ -570,6 +590,7 @@ int runNodeLoop(MipRun &run) {
       if (!proved.empty()) {
         // The node itself changed: record the changes on its path and solve again.
         for (const BoundChange &c : proved) {
+          if (debugHeld) debugCheckBoundChange(run.env, *run.debug, c.col, c.lower, c.upper, "a branching trial");
           current->changes.push_back(c);
           s.applied.push_back(c);
           run.nodeLower[c.col] = c.lower;

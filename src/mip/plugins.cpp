@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "mip/cuts/cut_pool.h"
+#include "mip/debug_solution.h"
 #include "mip/heuristics/heuristics.h"
 #include "mip/mip_log.h"
 #include "mip/probing.h"
@@ -273,6 +274,17 @@ int integerPresolveStage(MipRun &run) {
   return 0;
 }
 
+// Root cuts are global: none may cut off the known solution.
+void debugCheckPending(MipRun &run, const CutBlock &pending) {
+  int familyCount = 0;
+  const CutFamily *families = cutFamilies(&familyCount);
+  for (const Cut &c : pending.cuts) {
+    const char *name = c.family >= 0 && c.family < familyCount ? families[c.family].name : "root";
+    debugCheckCut(run.env, *run.debug, c.count, pending.index.data() + c.start, pending.value.data() + c.start,
+                  c.sense, c.rhs, name);
+  }
+}
+
 int rootCutRounds(MipRun &run) {
   MipSearch &s = *run.search;
   const MipParams &p = *run.env->mipParams;
@@ -324,6 +336,7 @@ int rootCutRounds(MipRun &run) {
     if (room <= 0) break;
     int found[kCutFamilyCount] = {};
     QVN_TRY(separateRound(run, x, mask, fracPasses > 0, room, found));
+    if (run.debug) debugCheckPending(run, pool.pending);
     if (fracPasses > 0) --fracPasses;
     int installed = 0;
     QVN_TRY(installCuts(pool, *s.nodeLp, &installed));
