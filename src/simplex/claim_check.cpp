@@ -1,0 +1,95 @@
+#include "simplex/claim_check.h"
+
+#include <cmath>
+
+namespace qvn {
+
+namespace {
+
+// A combination entry no larger than this share of the sum of its terms'
+// magnitudes is cancellation noise: it proves nothing and needs no bound.
+constexpr double kCancellation = 1e-11;
+// Single rows of B^-1 tried beyond the claimed one: the dual loop's ray is
+// among the first, and each costs a BTRAN and a pass over the matrix.
+constexpr int kRowCandidates = 10;
+
+// True when y (multipliers of the real LP's rows) proves that no point lies
+// within tol of the bounds: for every point of [A, -I] z = 0 the sum
+// g^T z, g = [A, -I]^T y, is zero, so a largest value of g^T z over the box
+// widened by tol below zero leaves no point.
+bool proves(const WorkLp &lp, const double *y, double tol) {
+  double maximum = 0.0, allowance = 0.0, magnitude = 0.0;
+  for (int j = 0; j < lp.numTot; ++j) {
+    double g = 0.0, size = 0.0;
+    if (j < lp.numCol) {
+      for (int k = lp.aStart[j]; k < lp.aStart[j + 1]; ++k) {
+        const double t = lp.aValue[k] * y[lp.aIndex[k]];
+        g += t;
+        size += std::fabs(t);
+      }
+    } else {
+      g = -y[j - lp.numCol];
+      size = std::fabs(g);
+    }
+    if (g == 0.0 || std::fabs(g) <= kCancellation * size) continue;
+    const double bound = g > 0 ? lp.upper[j] : lp.lower[j];
+    if (std::fabs(bound) >= kInfinity) return false;
+    maximum += g * bound;
+    allowance += std::fabs(g) * tol;
+    magnitude += std::fabs(g * bound);
+  }
+  return maximum < -(allowance + kCancellation * magnitude);
+}
+
+bool provesEitherSign(const SimplexEngine &e, const WorkLp &real, const double *rowFactor, double tol,
+                      const double *rho, EnvVector<double> &y) {
+  for (int sign = -1; sign <= 1; sign += 2) {
+    for (int i = 0; i < e.m; ++i) y[i] = sign * rho[i] * (rowFactor ? rowFactor[i] : 1.0);
+    if (proves(real, y.data(), tol)) return true;
+  }
+  return false;
+}
+
+double violation(const SimplexEngine &e, int j) {
+  return std::max(e.lp->lower[j] - e.x[j], e.x[j] - e.lp->upper[j]);
+}
+
+} // namespace
+
+ClaimCounters &claimCounters() {
+  static ClaimCounters counters;
+  return counters;
+}
+
+bool infeasibilityProved(SimplexEngine &e, const WorkLp &real, const double *rowFactor, double tol) {
+  ++claimCounters().checked;
+  if (e.m == 0) return false;
+  computePrimal(e);
+  EnvVector<double> y(static_cast<size_t>(e.m), 0.0);
+  HVector &rho = e.rowRho;
+  hvClear(rho);
+  // The phase 1 costs of the real bounds: at a phase 1 optimum their duals
+  // combine every row that cannot be met.
+  for (int k = 0; k < e.m; ++k) {
+    const int j = e.head[k];
+    rho.array[k] = e.x[j] > e.lp->upper[j] + e.primalTol ? 1.0 : e.x[j] < e.lp->lower[j] - e.primalTol ? -1.0 : 0.0;
+  }
+  rho.count = -1;
+  btran(e.factor, rho);
+  bool proved = provesEitherSign(e, real, rowFactor, tol, rho.array.data(), y);
+  hvClear(rho);
+  const int claimPos = e.claimVar >= 0 && e.claimVar < e.nt ? e.basicPos[e.claimVar] : -1;
+  int tried = 0;
+  for (int k = claimPos >= 0 ? -1 : 0; k < e.m && !proved && tried <= kRowCandidates; ++k) {
+    const int pos = k < 0 ? claimPos : k;
+    if (k >= 0 && (pos == claimPos || violation(e, e.head[pos]) <= e.primalTol)) continue;
+    ++tried;
+    btranUnitRow(e, pos);
+    proved = provesEitherSign(e, real, rowFactor, tol, e.rowRho.array.data(), y);
+    hvClear(e.rowRho);
+  }
+  if (!proved) ++claimCounters().refused;
+  return proved;
+}
+
+} // namespace qvn
