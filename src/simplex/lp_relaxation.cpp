@@ -82,19 +82,39 @@ const double *rowFactors(const LpRelaxation &r, const SimplexEngine &f, EnvVecto
   return factor.data();
 }
 
-// An infeasibility claim of engine f stands only when a row combination
-// proves it on the unscaled LP. Otherwise the run goes on in `finish` on the
-// unscaled LP: the primal loop from the claim's basis, the dual loop from
-// it, then the dual loop from all logicals; the first answer that holds
-// (an optimum, a limit, or a proved claim) is the run's, and when none
-// does the run ends "not proved optimal". *run is updated; r.finishUsed
-// tells which engine ended.
-int confirmInfeasible(LpRelaxation &r, SimplexEngine &f, int &run) {
+// Variable moves of engine f mapped to the unscaled LP's, or null when f
+// works on the unscaled LP.
+const double *varFactors(const LpRelaxation &r, const SimplexEngine &f, EnvVector<double> &factor) {
+  if (&f != &r.work || !r.useScaled) return nullptr;
+  factor.assign(static_cast<size_t>(r.lp.numTot > 0 ? r.lp.numTot : 1), 1.0);
+  for (int j = 0; j < r.lp.numTot; ++j) factor[j] = 1.0 / variableScale(r, j);
+  return factor.data();
+}
+
+// The proof of engine f's claim (status run) on the unscaled LP.
+int claimProved(LpRelaxation &r, SimplexEngine &f, int run, bool &proved) {
   EnvVector<double> factor;
-  const double tol = r.env->generalParams->eprhs;
   QVN_TRY(ensureFactor(f));
-  if (infeasibilityProved(f, r.lp, rowFactors(r, f, factor), tol)) return 0;
-  if (f.display > 0) QVNmsg(r.env->resultsChannel, "Infeasibility not confirmed on the unscaled model.\n");
+  proved = run == kRunInfeasible
+               ? infeasibilityProved(f, r.lp, rowFactors(r, f, factor))
+               : rayProved(f, r.lp, varFactors(r, f, factor));
+  return 0;
+}
+
+// An infeasible or unbounded claim of engine f stands only when its proof
+// (a row combination, a ray) holds on the unscaled LP. Otherwise the run
+// goes on in `finish` on the unscaled LP: the primal loop from the claim's
+// basis, the dual loop from it, then the dual loop from all logicals; the
+// first answer that holds (an optimum, a limit, or a proved claim) is the
+// run's, and when none does the run ends "not proved optimal". *run is
+// updated; r.finishUsed tells which engine ended.
+int confirmClaim(LpRelaxation &r, SimplexEngine &f, int &run) {
+  bool proved = false;
+  QVN_TRY(claimProved(r, f, run, proved));
+  if (proved) return 0;
+  if (f.display > 0)
+    QVNmsg(r.env->resultsChannel, run == kRunInfeasible ? "Infeasibility not confirmed on the unscaled model.\n"
+                                                        : "Unboundedness not confirmed on the unscaled model.\n");
   constexpr int kAttempts = 3;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     SimplexEngine &from = r.finishUsed ? r.finish : r.work;
@@ -110,15 +130,14 @@ int confirmInfeasible(LpRelaxation &r, SimplexEngine &f, int &run) {
     SimplexEngine &e = r.finish;
     run = attempt == 0 ? runPrimalSimplex(e) : runMethod(e, RelaxMethod::kDual);
     if (run >= 1000) return run;
-    if (run != kRunInfeasible) {
-      if (run != kRunUnbounded && run != kRunInfOrUnbd && run != kRunNonOptimal) {
-        ++claimCounters().recovered;
-        return 0;
-      }
+    if (run == kRunInfeasible || run == kRunUnbounded) {
+      QVN_TRY(claimProved(r, e, run, proved));
+      if (proved) return 0;
       continue;
     }
-    QVN_TRY(ensureFactor(e));
-    if (infeasibilityProved(e, r.lp, nullptr, tol)) return 0;
+    if (run == kRunInfOrUnbd || run == kRunNonOptimal) continue;
+    ++claimCounters().recovered;
+    return 0;
   }
   ++claimCounters().unresolved;
   run = kRunNonOptimal;
@@ -330,13 +349,15 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   if (needFinish) {
     SimplexEngine &e = r.finish;
     QVN_TRY(seatFinish(r, w, true));
+    e.claimVar = w.claimVar;
+    e.claimDir = w.claimDir;
     carryNorms(w, e);
     run = finishUnscaled(e, run, method);
     if (run >= 1000) return run;
     r.finishUsed = true;
   }
-  if (run == kRunInfeasible) {
-    QVN_TRY(confirmInfeasible(r, r.finishUsed ? r.finish : w, run));
+  if (run == kRunInfeasible || run == kRunUnbounded) {
+    QVN_TRY(confirmClaim(r, r.finishUsed ? r.finish : w, run));
     if (run >= 1000) return run;
   }
   SimplexEngine &f = r.finishUsed ? r.finish : w;

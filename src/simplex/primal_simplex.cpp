@@ -469,7 +469,11 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
       QVN_TRY(refresh(e, w, RebuildReason::kConfirmRay, phase, fresh));
       return kRunGoing;
     }
-    if (phase == 2) return kRunUnbounded;
+    if (phase == 2) {
+      e.claimVar = q;
+      e.claimDir = dir;
+      return kRunUnbounded;
+    }
     return kRunNonOptimal;
   }
   updateIteration(e, w, q, r, dir, step, phase);
@@ -539,6 +543,7 @@ int primalLoop(SimplexEngine &e) {
 } // namespace
 
 int runPrimalSimplex(SimplexEngine &e) {
+  e.claimVar = -1;
   const double dualTol = e.dualTol;  // the last steps may tighten it
   const int status = primalLoop(e);
   e.dualTol = dualTol;

@@ -3,8 +3,8 @@
 // unchanged. Each answer is held against the reference objective of the
 // original model and the independent optimality check on the scaled model;
 // a model made infeasible by a row that asks for less than the optimum must
-// be called infeasible, and that verdict must have passed the check of its
-// proof without a refusal.
+// be called infeasible, one given a ray unbounded, and each verdict must
+// have passed the check of its proof without a refusal.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -85,7 +85,7 @@ TEST_F(ScaledNetlib, BothLoopsReachTheReferenceWithAndWithoutPresolve) {
     const char *name;
     int exponent;
   };
-  const Case cases[] = {{"bnl1", 2}, {"seba", 5}, {"afiro", 5}, {"sc50b", 5}, {"adlittle", 5}, {"share2b", 4}};
+  const Case cases[] = {{"bnl1", 2}, {"seba", 5}, {"afiro", 5}, {"sc50b", 5}, {"share2b", 4}, {"stocfor1", 5}};
   for (const Case &c : cases) {
     if (!reference.count(c.name)) continue;
     const double ref = reference.at(c.name);
@@ -106,7 +106,7 @@ TEST_F(ScaledNetlib, ObjectiveRowBelowTheOptimumIsProvedInfeasible) {
   if (data.empty()) GTEST_SKIP() << "shared test models not present";
   const std::string dir = data + "/netlib";
   const auto reference = qvntest::netlibReference(dir);
-  for (const char *name : {"afiro", "sc50b", "adlittle"}) {
+  for (const char *name : {"afiro", "sc50b", "share2b"}) {
     if (!reference.count(name)) continue;
     const double ref = reference.at(name);
     // c'x <= ref - 1e-3 |ref| has no point; c'x <= ref + 1e-3 |ref| keeps the optimum.
@@ -131,9 +131,41 @@ TEST_F(ScaledNetlib, ObjectiveRowBelowTheOptimumIsProvedInfeasible) {
           // Presolve may settle it alone; a loop's verdict must be proved.
           EXPECT_TRUE(s.status == QVN_STAT_INFEASIBLE || s.status == QVN_STAT_INForUNBD) << s.status;
           EXPECT_EQ(qvn::claimCounters().refused, before.refused);
-          if (!preind) EXPECT_GT(qvn::claimCounters().checked, before.checked);
+          if (!preind) {
+            EXPECT_GT(qvn::claimCounters().checked, before.checked);
+          }
         }
     }
+  }
+}
+
+TEST_F(ScaledNetlib, ColumnAlongARayIsProvedUnbounded) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  const std::string dir = data + "/netlib";
+  const auto reference = qvntest::netlibReference(dir);
+  for (const char *name : {"afiro", "sc50b", "share2b"}) {
+    if (!reference.count(name)) continue;
+    qvntest::LpModel m = original(dir, name);
+    // A column of cost -1 that only loosens one inequality row: the model
+    // keeps its feasible points and gains a ray of falling objective.
+    int row = -1;
+    for (int i = 0; i < m.numRows() && row < 0; ++i)
+      if (m.sense[i] == 'L' || m.sense[i] == 'G') row = i;
+    if (row < 0) continue;
+    m.addCol(-1.0, 0.0, QVN_INFBOUND, {{row, m.sense[row] == 'L' ? -1.0 : 1.0}});
+    m = scaledModel(m, name, 4);
+    for (int preind : {1, 0})
+      for (int method : {1, 2}) {
+        SCOPED_TRACE(std::string(name) + (method == 1 ? " primal" : " dual") + (preind ? "" : " unpresolved"));
+        const qvn::ClaimCounters before = qvn::claimCounters();
+        const qvntest::LpSolution s = solve(m, method, preind);
+        EXPECT_TRUE(s.status == QVN_STAT_UNBOUNDED || s.status == QVN_STAT_INForUNBD) << s.status;
+        EXPECT_EQ(qvn::claimCounters().refused, before.refused);
+        if (!preind) {
+          EXPECT_GT(qvn::claimCounters().checked, before.checked);
+        }
+      }
   }
 }
 
