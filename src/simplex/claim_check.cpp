@@ -9,6 +9,8 @@ namespace {
 // A combination entry no larger than this share of the sum of its terms'
 // magnitudes is cancellation noise: it proves nothing and needs no bound.
 constexpr double kCancellation = 1e-11;
+// Share of the largest move of a ray below which a move is rounding.
+constexpr double kRayRounding = 1e-14;
 // Rounding of one entry of g against the sum of its terms' magnitudes.
 constexpr double kRounding = 1e-14;
 // Single rows of B^-1 tried beyond the claimed one: the dual loop's ray is
@@ -115,8 +117,10 @@ bool rayProved(SimplexEngine &e, const WorkLp &real, const double *varFactor) {
       if (varFactor) z[j] *= varFactor[j];
       largest = std::max(largest, std::fabs(z[j]));
     }
-    // Moves this small against the largest are rounding and bind nothing.
-    const double noise = kCancellation * 100.0 * largest;
+    // Moves this small against the largest are rounding and bind nothing;
+    // anything above it is taken as real, for on a badly scaled model a
+    // tiny move can be the one that meets a bound.
+    const double noise = kRayRounding * largest;
     double slope = 0.0, slopeSize = 0.0;
     for (int j = 0; j < e.nt && proved; ++j) {
       if (z[j] > noise && real.upper[j] < kInfinity) proved = false;
