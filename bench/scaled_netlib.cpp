@@ -2,6 +2,7 @@
 // simplex loops and held against the reference optimum of the original.
 //
 //   bench_scaled_netlib [--exponent E] [--seed S] [--variants scaled,duplicated]
+//                       [--display D] [--presolve 0|1] [--time SECONDS] [--param NUMBER=VALUE ...]
 //                       [DATA_DIR] [MODEL ...]
 //
 // "scaled": each row multiplied by 10^a and each column substituted by
@@ -147,7 +148,13 @@ const char *shortStatus(const Outcome &o) {
   case QVN_STAT_UNBOUNDED: return "unbdd";
   case QVN_STAT_INForUNBD: return "inf/unb";
   case QVN_STAT_OPTIMAL_INFEAS: return "opt-unsc";
-  default: return "other";
+  default: {
+    static char text[4][16];
+    static int slot = 0;
+    slot = (slot + 1) % 4;
+    std::snprintf(text[slot], sizeof text[slot], "stat%d", o.status);
+    return text[slot];
+  }
   }
 }
 
@@ -167,12 +174,23 @@ void count(Tally &t, const Outcome &o, double reference) {
 int main(int argc, char **argv) {
   int exponent = 5;
   unsigned seed = 1;
+  int display = 0, presolve = 1;
+  double timeLimit = 60.0;
   std::string variants = "scaled,duplicated", dir;
   std::vector<std::string> models;
+  std::vector<std::pair<int, int>> intParams;
   for (int i = 1; i < argc; ++i) {
     if (!std::strcmp(argv[i], "--exponent") && i + 1 < argc) exponent = std::atoi(argv[++i]);
     else if (!std::strcmp(argv[i], "--seed") && i + 1 < argc) seed = static_cast<unsigned>(std::atoi(argv[++i]));
     else if (!std::strcmp(argv[i], "--variants") && i + 1 < argc) variants = argv[++i];
+    else if (!std::strcmp(argv[i], "--display") && i + 1 < argc) display = std::atoi(argv[++i]);
+    else if (!std::strcmp(argv[i], "--time") && i + 1 < argc) timeLimit = std::atof(argv[++i]);
+    else if (!std::strcmp(argv[i], "--presolve") && i + 1 < argc) presolve = std::atoi(argv[++i]);
+    else if (!std::strcmp(argv[i], "--param") && i + 1 < argc) {
+      const char *text = argv[++i];
+      const char *eq = std::strchr(text, '=');
+      if (eq) intParams.emplace_back(std::atoi(text), std::atoi(eq + 1));
+    }
     else if (dir.empty()) dir = argv[i];
     else models.push_back(argv[i]);
   }
@@ -195,8 +213,11 @@ int main(int argc, char **argv) {
     for (const auto &entry : reference) models.push_back(entry.first);
   int status = 0;
   QVNENVptr env = QVNopenQUORVAN(&status);
-  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
-  QVNsetdblparam(env, QVN_PARAM_TILIM, 60.0);
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, display);
+  if (display > 0) QVNsetintparam(env, QVN_PARAM_SCRIND, 1);
+  QVNsetintparam(env, QVN_PARAM_PREIND, presolve);
+  for (const auto &[number, value] : intParams) QVNsetintparam(env, number, value);
+  QVNsetdblparam(env, QVN_PARAM_TILIM, timeLimit);
   std::map<std::string, Tally> tallies;
   std::printf("%-10s %-10s %-9s %10s %-9s %10s\n", "model", "variant", "dual", "rel.err", "primal", "rel.err");
   for (const std::string &name : models) {

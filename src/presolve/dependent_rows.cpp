@@ -105,6 +105,16 @@ int dependentRows(Environment *env, const Problem *lp, PresolveState &s) {
   el.rhsScale.resize(static_cast<size_t>(m));
   el.done.assign(static_cast<size_t>(m), 0);
   EnvVector<int> localCol(static_cast<size_t>(s.numCols), -1);
+  // Each column is divided by its largest entry in these rows: dependence
+  // does not change with the scale of a column, but the tests of small
+  // entries against a row's largest do, and a badly scaled column must not
+  // look like cancellation.
+  EnvVector<double> colMax(static_cast<size_t>(s.numCols), 0.0);
+  for (int r = 0; r < m; ++r)
+    for (int e : s.rowEntries[eqRows[r]]) {
+      const PresolveEntry &en = s.entries[e];
+      if (en.alive) colMax[en.col] = std::max(colMax[en.col], std::fabs(en.value));
+    }
   int cols = 0;
   for (int r = 0; r < m; ++r) {
     const int i = eqRows[r];
@@ -113,12 +123,15 @@ int dependentRows(Environment *env, const Problem *lp, PresolveState &s) {
       const PresolveEntry &en = s.entries[e];
       if (!en.alive) continue;
       if (localCol[en.col] < 0) localCol[en.col] = cols++;
-      el.rows[r].push_back({localCol[en.col], en.value});
-      big = std::max(big, std::fabs(en.value));
+      const double v = en.value / colMax[en.col];
+      el.rows[r].push_back({localCol[en.col], v});
+      big = std::max(big, std::fabs(v));
     }
+    // The right-hand side is measured by its own size: a row scaled down
+    // has a small one, and an absolute floor would hide a real mismatch.
     el.rhs[r] = s.rowLower[i];
     el.scale[r] = big;
-    el.rhsScale[r] = std::max(1.0, std::fabs(s.rowLower[i]));
+    el.rhsScale[r] = std::fabs(s.rowLower[i]);
     el.nonzeros += static_cast<int64_t>(el.rows[r].size());
   }
   el.colRows.resize(static_cast<size_t>(cols));

@@ -101,7 +101,9 @@ void removeCol(PresolveState &s, int j) {
 void addToEntry(PresolveState &s, int i, int j, double value, EnvVector<int> &rowPos) {
   int e = rowPos[j];
   if (e < 0) {
-    if (std::fabs(value) <= 1e-10) return;
+    // A product of real coefficients is kept however small: on a badly
+    // scaled model a tiny entry is as real as any other.
+    if (value == 0.0) return;
     e = static_cast<int>(s.entries.size());
     s.entries.push_back(PresolveEntry{i, j, value, true});
     s.rowEntries[i].push_back(e);
@@ -115,7 +117,7 @@ void addToEntry(PresolveState &s, int i, int j, double value, EnvVector<int> &ro
   const double before = en.value;
   en.value += value;
   // A result that is tiny against what was added is cancellation noise.
-  if (std::fabs(en.value) <= 1e-10 || std::fabs(en.value) <= 1e-12 * std::fabs(before)) {
+  if (std::fabs(en.value) <= 1e-12 * std::max(std::fabs(before), std::fabs(value))) {
     en.alive = false;
     --s.rowLive[i];
     --s.colLive[j];

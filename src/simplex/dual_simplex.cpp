@@ -555,6 +555,7 @@ int iterate(SimplexEngine &e, DualWork &w, int r, double delta, int phase, bool 
       fresh = true;
       return kRunGoing;
     }
+    e.claimVar = e.head[r];
     return kRunInfeasible;
   }
 
@@ -707,6 +708,7 @@ int runDualSimplex(SimplexEngine &e) {
   ImpliedBoxes boxes;
   if (!e.heldDualFeasible) boxByImpliedBounds(e, boxes);
   e.heldDualFeasible = false;
+  e.claimVar = -1;
   int status = dualLoop(e);
   if (restoreImpliedBoxes(e, boxes) && status == kRunOptimal) {
     // A nonbasic variable rested on an implied bound after all: from its

@@ -153,6 +153,12 @@ struct SimplexEngine {
   bool cutoffGiven = false;
   double cutoff = 1e75;
   int factorizations = 0;  // from scratch, over the engine's life
+  // The basic variable whose row the dual loop found unbounded when it
+  // claimed infeasibility, or the nonbasic one whose move (claimDir) the
+  // primal loop found unlimited when it claimed unboundedness (-1: none):
+  // where the check of the claim begins.
+  int claimVar = -1;
+  double claimDir = 0.0;
 };
 
 // Sizes the engine for lp and starts the clock.

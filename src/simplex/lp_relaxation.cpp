@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "runtime/frame.h"
+#include "simplex/claim_check.h"
 #include "simplex/loops.h"
 #include "simplex/lp_relaxation_internal.h"
 
@@ -42,6 +43,105 @@ int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method) {
   if (primalOk) return runPrimalSimplex(e);
   if (dualOk) return runDualSimplex(e);
   return runMethod(e, method);
+}
+
+// Sets `finish` up on the unscaled LP with the limits and counters of `from`,
+// on the basis of `from` (`keepBasis`) or on all logicals.
+int seatFinish(LpRelaxation &r, SimplexEngine &from, bool keepBasis) {
+  SimplexEngine &e = r.finish;
+  EnvVector<int> colStatus(static_cast<size_t>(from.n + 1)), rowStatus(static_cast<size_t>(from.m + 1));
+  if (keepBasis) extractStatuses(from, colStatus.data(), rowStatus.data());
+  const auto start = from.start;
+  const int iterations = from.iterations, phase1 = from.phase1Iterations, limit = from.iterationLimit;
+  const bool logStarted = from.logStarted, cutoffGiven = from.cutoffGiven;
+  const double timeLimit = from.timeLimit, cutoff = from.cutoff;
+  const int display = from.display;
+  QVN_TRY(engineSetup(e, r.env, r.lp));
+  e.start = start;
+  e.iterations = iterations;
+  e.phase1Iterations = phase1;
+  e.logStarted = logStarted;
+  e.iterationLimit = limit;
+  e.timeLimit = timeLimit;
+  e.display = display;
+  e.cutoffGiven = cutoffGiven;
+  e.cutoff = cutoff;
+  if (keepBasis)
+    installBasis(e, colStatus.data(), rowStatus.data());
+  else
+    setSlackBasis(e);
+  return 0;
+}
+
+// Row multipliers of engine f mapped to the unscaled LP's, or null when f
+// works on the unscaled LP.
+const double *rowFactors(const LpRelaxation &r, const SimplexEngine &f, EnvVector<double> &factor) {
+  if (&f != &r.work || !r.useScaled) return nullptr;
+  factor.assign(static_cast<size_t>(r.lp.numRow > 0 ? r.lp.numRow : 1), 1.0);
+  for (int i = 0; i < r.lp.numRow; ++i) factor[i] = variableScale(r, r.lp.numCol + i);
+  return factor.data();
+}
+
+// Variable moves of engine f mapped to the unscaled LP's, or null when f
+// works on the unscaled LP.
+const double *varFactors(const LpRelaxation &r, const SimplexEngine &f, EnvVector<double> &factor) {
+  if (&f != &r.work || !r.useScaled) return nullptr;
+  factor.assign(static_cast<size_t>(r.lp.numTot > 0 ? r.lp.numTot : 1), 1.0);
+  for (int j = 0; j < r.lp.numTot; ++j) factor[j] = 1.0 / variableScale(r, j);
+  return factor.data();
+}
+
+// The proof of engine f's claim (status run) on the unscaled LP.
+int claimProved(LpRelaxation &r, SimplexEngine &f, int run, bool &proved) {
+  EnvVector<double> factor;
+  QVN_TRY(ensureFactor(f));
+  proved = run == kRunInfeasible
+               ? infeasibilityProved(f, r.lp, rowFactors(r, f, factor))
+               : rayProved(f, r.lp, varFactors(r, f, factor));
+  return 0;
+}
+
+// An infeasible or unbounded claim of engine f stands only when its proof
+// (a row combination, a ray) holds on the unscaled LP. Otherwise the run
+// goes on in `finish` on the unscaled LP: the primal loop from the claim's
+// basis, the dual loop from it, then the dual loop from all logicals; the
+// first answer that holds (an optimum, a limit, or a proved claim) is the
+// run's, and when none does the run ends "not proved optimal". *run is
+// updated; r.finishUsed tells which engine ended.
+int confirmClaim(LpRelaxation &r, SimplexEngine &f, int &run) {
+  bool proved = false;
+  QVN_TRY(claimProved(r, f, run, proved));
+  if (proved) return 0;
+  if (f.display > 0)
+    QVNmsg(r.env->resultsChannel, run == kRunInfeasible ? "Infeasibility not confirmed on the unscaled model.\n"
+                                                        : "Unboundedness not confirmed on the unscaled model.\n");
+  constexpr int kAttempts = 3;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    SimplexEngine &from = r.finishUsed ? r.finish : r.work;
+    if (&from == &r.finish) {
+      // seatFinish rebuilds `finish` in place: take its basis through `work`.
+      EnvVector<int> c(static_cast<size_t>(from.n + 1)), s(static_cast<size_t>(from.m + 1));
+      extractStatuses(from, c.data(), s.data());
+      installBasis(r.work, c.data(), s.data());
+      r.work.factorCurrent = false;
+    }
+    QVN_TRY(seatFinish(r, r.work, attempt < 2));
+    r.finishUsed = true;
+    SimplexEngine &e = r.finish;
+    run = attempt == 0 ? runPrimalSimplex(e) : runMethod(e, RelaxMethod::kDual);
+    if (run >= 1000) return run;
+    if (run == kRunInfeasible || run == kRunUnbounded) {
+      QVN_TRY(claimProved(r, e, run, proved));
+      if (proved) return 0;
+      continue;
+    }
+    if (run == kRunInfOrUnbd || run == kRunNonOptimal) continue;
+    ++claimCounters().recovered;
+    return 0;
+  }
+  ++claimCounters().unresolved;
+  run = kRunNonOptimal;
+  return 0;
 }
 
 signed char defaultMove(double lower, double upper) {
@@ -248,23 +348,17 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   }
   if (needFinish) {
     SimplexEngine &e = r.finish;
-    QVN_TRY(engineSetup(e, r.env, r.lp));
-    e.start = w.start;
-    e.iterations = w.iterations;
-    e.phase1Iterations = w.phase1Iterations;
-    e.logStarted = w.logStarted;
-    e.iterationLimit = w.iterationLimit;
-    e.timeLimit = w.timeLimit;
-    e.display = w.display;
-    e.cutoffGiven = w.cutoffGiven;
-    e.cutoff = w.cutoff;
-    EnvVector<int> colStatus(static_cast<size_t>(w.n + 1)), rowStatus(static_cast<size_t>(w.m + 1));
-    extractStatuses(w, colStatus.data(), rowStatus.data());
-    installBasis(e, colStatus.data(), rowStatus.data());
+    QVN_TRY(seatFinish(r, w, true));
+    e.claimVar = w.claimVar;
+    e.claimDir = w.claimDir;
     carryNorms(w, e);
     run = finishUnscaled(e, run, method);
     if (run >= 1000) return run;
     r.finishUsed = true;
+  }
+  if (run == kRunInfeasible || run == kRunUnbounded) {
+    QVN_TRY(confirmClaim(r, r.finishUsed ? r.finish : w, run));
+    if (run >= 1000) return run;
   }
   SimplexEngine &f = r.finishUsed ? r.finish : w;
   if (!refactorDue(f.factor)) refinePrimal(f);

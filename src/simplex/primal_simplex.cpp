@@ -16,6 +16,7 @@
 #include "runtime/debug_checks.h"
 #include "simplex/progress.h"
 #include "simplex/simplex_debug.h"
+#include "simplex/tolerances.h"
 
 namespace qvn {
 
@@ -50,6 +51,8 @@ struct PrimalWork {
   double savedDualTol = 0.0;
   PrimalPricing pricing;
   int infeasibleCount = 0;  // basic variables with a phase 1 cost
+  bool phase1TolCut = false;  // the dual tolerance was cut to confirm a phase 1 end
+  double phase1SavedDualTol = 0.0;
 };
 
 // Phase 1 cost of basic variable j at its value: -1 below its bound, +1
@@ -344,6 +347,15 @@ int noColumnLeft(SimplexEngine &e, PrimalWork &w, int &phase, bool &fresh) {
       return kRunGoing;
     }
   }
+  if (!w.perturbed && phase == 1 && !w.tightened && e.dualTol > kCleanTol) {
+    // A phase 1 optimum within the dual tolerance is not yet a proof: on a
+    // badly scaled model a short column moves a large infeasibility at a
+    // rate below the tolerance. The tolerance is cut step by step and
+    // pricing tried again before infeasibility is claimed.
+    if (!w.phase1TolCut) w.phase1TolCut = true, w.phase1SavedDualTol = e.dualTol;
+    e.dualTol = std::max(reduceTol(e.dualTol), kCleanTol);
+    return kRunGoing;
+  }
   if (w.tightened) e.dualTol = w.savedDualTol;
   if (!w.perturbed) return phase == 1 ? kRunInfeasible : kRunOptimal;
   // Only an unperturbed phase 1 can prove infeasibility.
@@ -457,7 +469,11 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
       QVN_TRY(refresh(e, w, RebuildReason::kConfirmRay, phase, fresh));
       return kRunGoing;
     }
-    if (phase == 2) return kRunUnbounded;
+    if (phase == 2) {
+      e.claimVar = q;
+      e.claimDir = dir;
+      return kRunUnbounded;
+    }
     return kRunNonOptimal;
   }
   updateIteration(e, w, q, r, dir, step, phase);
@@ -510,6 +526,7 @@ int primalLoop(SimplexEngine &e) {
   for (;;) {
     if (int s = checkLimits(e)) return s;
     endLongTightFinish(e, w);
+    if (w.phase1TolCut && phase == 2) e.dualTol = w.phase1SavedDualTol, w.phase1TolCut = false;
     if (limitSet && phase == 2 && !w.perturbed && objectiveLimitPassed(e, false)) return kRunObjLimit;
     if (refactorDue(e.factor)) {
       // The work of the updates is measured before the factorization clears it.
@@ -526,6 +543,7 @@ int primalLoop(SimplexEngine &e) {
 } // namespace
 
 int runPrimalSimplex(SimplexEngine &e) {
+  e.claimVar = -1;
   const double dualTol = e.dualTol;  // the last steps may tighten it
   const int status = primalLoop(e);
   e.dualTol = dualTol;

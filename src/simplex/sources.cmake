@@ -7,6 +7,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/advanced_basis_start.cpp
   src/simplex/advanced_basis_view.cpp
   src/simplex/basis_factor.cpp
+  src/simplex/claim_check.cpp
   src/simplex/dual_pricing.cpp
   src/simplex/dual_simplex.cpp
   src/simplex/engine.cpp

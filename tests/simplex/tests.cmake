@@ -8,6 +8,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   simplex/primal_pricing_test.cpp
   simplex/progress_test.cpp
   simplex/result_guard_test.cpp
+  simplex/scaled_model_test.cpp
   simplex/simplex_debug_test.cpp
   simplex/pricing_test.cpp
   simplex/pivot_row_test.cpp
