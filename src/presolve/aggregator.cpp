@@ -54,6 +54,21 @@ double entryValue(const PresolveState &s, int r, int j) {
   return 0.0;
 }
 
+bool nearInteger(double v) { return std::fabs(v - std::round(v)) <= 1e-9 * std::max(1.0, std::fabs(v)); }
+
+// An integer column may leave through its row only when the row gives it an
+// integer value at every integer point of the others: they are all integer
+// and the row divided by the pivot has integer coefficients and rhs.
+bool integralPivot(const PresolveState &s, int r, int k, double pivot) {
+  if (!nearInteger(s.rowLower[r] / pivot)) return false;
+  for (int e : s.rowEntries[r]) {
+    const PresolveEntry &en = s.entries[e];
+    if (!en.alive || en.col == k) continue;
+    if (!isIntegerCol(s, en.col) || !nearInteger(en.value / pivot)) return false;
+  }
+  return true;
+}
+
 } // namespace
 
 bool impliedFree(const PresolveState &s, int r, int j) {
@@ -103,8 +118,9 @@ int substituteColumn(PresolveState &s, int r, int y, int keep) {
     const double xAtLy = isFinite(ly) ? (b - a * ly) / ak : (g > 0 ? kPreInf : -kPreInf);
     const double xAtUy = isFinite(uy) ? (b - a * uy) / ak : (g > 0 ? -kPreInf : kPreInf);
     const double lo = std::min(xAtLy, xAtUy), up = std::max(xAtLy, xAtUy);
-    if (lo > s.colLower[keep]) s.colLower[keep] = lo;
-    if (up < s.colUpper[keep]) s.colUpper[keep] = up;
+    const bool integer = isIntegerCol(s, keep);
+    if (lo > s.colLower[keep]) s.colLower[keep] = integer ? roundUpBound(lo) : lo;
+    if (up < s.colUpper[keep]) s.colUpper[keep] = integer ? roundDownBound(up) : up;
     if (s.colLower[keep] > s.colUpper[keep]) {
       if (s.colLower[keep] - s.colUpper[keep] > s.feasTol * std::max(1.0, std::fabs(s.colLower[keep])))
         return QVNERR_PRESLV_INForUNBD;
@@ -151,6 +167,7 @@ int aggregate(Environment *env, const Problem *, PresolveState &s) {
       if (!en.alive) continue;
       const int k = en.col;
       if (s.protectedCol[k] || s.colLower[k] == s.colUpper[k]) continue;
+      if (isIntegerCol(s, k) && !integralPivot(s, r, k, en.value)) continue;
       const double piv = std::fabs(en.value);
       if (piv < 0.01 * rowMax) continue;
       // Stability against the pivot column: the multipliers a_ik / a_rk stay moderate.

@@ -53,6 +53,22 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
     }
   }
   for (int i = 0; i < m; ++i) rowActivityLimits(d, i, s.rowLower[i], s.rowUpper[i]);
+  if (s.mip && !d.ctype.empty()) {
+    // Integer columns start from the integer range of their bounds, binaries
+    // within [0, 1], as the search itself would see them.
+    s.integerCol.assign(static_cast<size_t>(n), 0);
+    for (int j = 0; j < n; ++j) {
+      const char t = d.ctype[j];
+      if (t != 'B' && t != 'I') continue;
+      s.integerCol[j] = 1;
+      if (t == 'B') {
+        s.colLower[j] = std::max(s.colLower[j], 0.0);
+        s.colUpper[j] = std::min(s.colUpper[j], 1.0);
+      }
+      s.colLower[j] = roundUpBound(s.colLower[j]);
+      s.colUpper[j] = roundDownBound(s.colUpper[j]);
+    }
+  }
   s.origLower = s.colLower;
   s.origUpper = s.colUpper;
   for (int i = 0; i < m; ++i) markRow(s, i);

@@ -71,6 +71,8 @@ protected:
     ExactMipFixture::SetUp();
     // Gomory on every model and in several rounds: their rank grows with the rounds.
     QVNsetintparam(env, QVN_PARAM_FRACPASS, 5);
+    // Cuts are read on the columns of the model they were made on.
+    QVNsetintparam(env, QVN_PARAM_PREIND, 0);
   }
   // Solves m, compares with enumeration and checks each cut on every integer
   // point; returns the number of cuts checked.
