@@ -58,13 +58,15 @@ bool nearInteger(double v) { return std::fabs(v - std::round(v)) <= 1e-9 * std::
 
 // An integer column may leave through its row only when the row gives it an
 // integer value at every integer point of the others: they are all integer
-// and the row divided by the pivot has integer coefficients and rhs.
-bool integralPivot(const PresolveState &s, int r, int k, double pivot) {
-  if (!nearInteger(s.rowLower[r] / pivot)) return false;
+// and the row divided by the pivot has integer coefficients and rhs. Only a
+// pivot of the row's smallest magnitude can divide the others, so the test
+// is made once per row, for that magnitude.
+bool integralRow(const PresolveState &s, int r, double smallest) {
+  if (!nearInteger(s.rowLower[r] / smallest)) return false;
   for (int e : s.rowEntries[r]) {
     const PresolveEntry &en = s.entries[e];
-    if (!en.alive || en.col == k) continue;
-    if (!isIntegerCol(s, en.col) || !nearInteger(en.value / pivot)) return false;
+    if (!en.alive) continue;
+    if (!isIntegerCol(s, en.col) || !nearInteger(en.value / smallest)) return false;
   }
   return true;
 }
@@ -155,9 +157,13 @@ int aggregate(Environment *env, const Problem *, PresolveState &s) {
   for (int r = 0; r < s.numRows; ++r) {
     if (s.rowLive[r] < 2 || s.rowLower[r] != s.rowUpper[r]) continue;
     const int len = s.rowLive[r];
-    double rowMax = 0.0;
+    double rowMax = 0.0, rowMin = kPreInf;
     for (int e : s.rowEntries[r])
-      if (s.entries[e].alive) rowMax = std::max(rowMax, std::fabs(s.entries[e].value));
+      if (s.entries[e].alive) {
+        rowMax = std::max(rowMax, std::fabs(s.entries[e].value));
+        rowMin = std::min(rowMin, std::fabs(s.entries[e].value));
+      }
+    int integerPivots = -1;  // unknown until an integer candidate asks
     int best = -1;
     long bestFill = 0;
     double bestPivot = 0.0;
@@ -167,7 +173,11 @@ int aggregate(Environment *env, const Problem *, PresolveState &s) {
       if (!en.alive) continue;
       const int k = en.col;
       if (s.protectedCol[k] || s.colLower[k] == s.colUpper[k]) continue;
-      if (isIntegerCol(s, k) && !integralPivot(s, r, k, en.value)) continue;
+      if (isIntegerCol(s, k)) {
+        if (std::fabs(en.value) != rowMin) continue;
+        if (integerPivots < 0) integerPivots = integralRow(s, r, rowMin) ? 1 : 0;
+        if (integerPivots == 0) continue;
+      }
       const double piv = std::fabs(en.value);
       if (piv < 0.01 * rowMax) continue;
       // Stability against the pivot column: the multipliers a_ik / a_rk stay moderate.

@@ -72,6 +72,15 @@ int boundsFromRow(Environment *env, const Problem *lp, PresolveState &s, int i) 
       const double lim = (rl - rest) / v;
       if (v > 0) lo = std::max(lo, lim); else up = std::min(up, lim);
     }
+    if (s.integerCol[j] == 2 && (roundDownBound(up) < 0.0 || roundUpBound(lo) > 1.0)) {
+      char rowName[32], colName[32];
+      if (logOn(env)) {
+        QVNmsg(env->resultsChannel, "Row '%.255s' implies binary variable ", rowNameOf(lp, i, rowName));
+        QVNmsg(env->resultsChannel, roundDownBound(up) < 0.0 ? "'%.255s' is negative.\n" : "'%.255s' is greater than 1.\n",
+               colNameOf(lp, j, colName));
+      }
+      return QVNERR_PRESLV_INForUNBD;
+    }
     if (!tightenInteger(s, j, lo, up)) continue;
     if (s.colLower[j] > s.colUpper[j]) return rowInfeasible(env, lp, i);
     a = rowActivity(s, i);

@@ -60,7 +60,7 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
     for (int j = 0; j < n; ++j) {
       const char t = d.ctype[j];
       if (t != 'B' && t != 'I') continue;
-      s.integerCol[j] = 1;
+      s.integerCol[j] = t == 'B' ? 2 : 1;  // 2 marks a binary, for the messages
       if (t == 'B') {
         s.colLower[j] = std::max(s.colLower[j], 0.0);
         s.colUpper[j] = std::min(s.colUpper[j], 1.0);
