@@ -92,8 +92,9 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
       QVN_TRY(columnPass(env, lp, s, cols));
       if (s.primalFlag) {
         // Rows touched by the column pass are looked at again in the next round.
-        QVN_TRY(rowActivityPass(env, lp, s, rows));
+        // Integer bounds first: a row that cannot hold then names the column it pushes out.
         QVN_TRY(integerPasses(env, lp, s, rows));
+        QVN_TRY(rowActivityPass(env, lp, s, rows));
       }
     } while ((eliminated(s) != before || !s.touchedRows.empty() || !s.touchedCols.empty()) && ++rounds < 1000);
     if (s.dualLevel > 0) QVN_TRY(duplicateColumns(env, lp, s));
