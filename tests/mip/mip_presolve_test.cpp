@@ -60,6 +60,18 @@ MipModel presolveModel(uint64_t seed, bool continuous) {
   row('L', 8, {{0, 2.0}, {3, 4.0}, {6, 2.0}});
   // x3 fixed.
   d.lower[3] = d.upper[3] = 0;
+  // 2 x9 + 3 x10 = rhs: neither column may be rebuilt from the other, the
+  // quotient need not be integral.
+  const int x9 = d.addCol(r.range(-4, 4), 0, 3, {}), x10 = d.addCol(r.range(-4, 4), 0, 1, {});
+  m.ctype += "II";
+  row('E', r.range(2, 5), {{x9, 2.0}, {x10, 3.0}});
+  // x8's column is half of x7's, its cost too: merged, x7 + x8 / 2 would
+  // take half-integer values.
+  const int k = r.range(1, 3) * (r.range(0, 1) ? 1 : -1);
+  const int x7 = d.addCol(2 * k, 0, 2, {}), x8 = d.addCol(k, 0, 2, {});
+  m.ctype += "II";
+  row('L', r.range(3, 6), {{x7, 2.0}, {x8, 1.0}, {0, 2.0}});
+  row('G', -1, {{x7, 4.0}, {x8, 2.0}, {1, -1.0}});
   if (continuous) {
     // y0 <= 6 b0, y0 in [0, 4]: the big-M shrinks to 4.
     const int y0 = d.addCol(r.range(-3, 3), 0, 4, {});
@@ -73,6 +85,11 @@ MipModel presolveModel(uint64_t seed, bool continuous) {
     const int y2 = d.addCol(r.range(-3, 3), -100, 100, {});
     m.ctype.push_back('C');
     row('L', 3, {{y2, 1.0}, {4, 1.0}, {6, -1.0}});
+    // A continuous column parallel to the integer x7 (half its column and
+    // cost): merged, the sum would be typed integer.
+    const int y3 = d.addCol(k, 0, 1.5, {{d.numRows() - 2, 1.0}, {d.numRows() - 1, 2.0}});
+    m.ctype.push_back('C');
+    (void)y3;
     // A parallel continuous pair with parallel costs.
     const double c = r.range(1, 3);
     const int z0 = d.addCol(c, 0, 2, {}), z1 = d.addCol(2 * c, 0, 1, {});
