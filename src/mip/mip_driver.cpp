@@ -179,6 +179,14 @@ int prepareSearch(Environment *env, Problem *lp, MipSearch &s, const MipControl 
   s.pseudo.updateCount.assign(static_cast<size_t>(n), 0);
   s.pseudo.downCost.assign(static_cast<size_t>(n), 0.01);
   s.pseudo.upCost.assign(static_cast<size_t>(n), 0.01);
+  return 0;
+}
+
+// The node LP on the model with the root's bounds; a run that goes through
+// presolve never needs it on the caller's model.
+int prepareRelaxation(Environment *env, Problem *lp, MipSearch &s) {
+  const LpData &d = *lp->lpData;
+  const int n = d.numCols;
   QVN_TRY(relaxCreate(env, d, &s.nodeLp));
   EnvVector<int> cols;
   EnvVector<double> lows, ups;
@@ -399,6 +407,7 @@ int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited) {
     const PresolveState *ps = mipPresolveState(lp);
     if (ps && !ps->nothingDone) return runPresolved(run, presolveSeconds);
   }
+  if (!s.nodeLp) QVN_TRY(prepareRelaxation(env, lp, s));
   run.nodesAtStart = s.nodeCount;
   run.rule = findBranchRule(run.control.varSelect);
   const PriorityOrder *order = lp->mipData ? lp->mipData->order : nullptr;
