@@ -121,8 +121,8 @@ int substituteColumn(PresolveState &s, int r, int y, int keep) {
     const double xAtUy = isFinite(uy) ? (b - a * uy) / ak : (g > 0 ? -kPreInf : kPreInf);
     const double lo = std::min(xAtLy, xAtUy), up = std::max(xAtLy, xAtUy);
     const bool integer = isIntegerCol(s, keep);
-    if (lo > s.colLower[keep]) s.colLower[keep] = integer ? roundUpBound(lo) : lo;
-    if (up < s.colUpper[keep]) s.colUpper[keep] = integer ? roundDownBound(up) : up;
+    if (lo > s.colLower[keep]) s.colLower[keep] = integer ? roundUpBound(lo, std::fabs(ak / a)) : lo;
+    if (up < s.colUpper[keep]) s.colUpper[keep] = integer ? roundDownBound(up, std::fabs(ak / a)) : up;
     if (s.colLower[keep] > s.colUpper[keep]) {
       if (s.colLower[keep] - s.colUpper[keep] > s.feasTol * std::max(1.0, std::fabs(s.colLower[keep])))
         return QVNERR_PRESLV_INForUNBD;

@@ -196,8 +196,14 @@ const char *colNameOf(const Problem *lp, int j, char *buffer);
 
 inline bool isIntegerCol(const PresolveState &s, int j) { return !s.integerCol.empty() && s.integerCol[j] != 0; }
 // The integer range that [lo, up] holds, with a margin for rounding noise.
-inline double roundUpBound(double lo) { return lo <= -kPreInf ? lo : std::ceil(lo - 1e-6 * std::max(1.0, std::fabs(lo))); }
-inline double roundDownBound(double up) { return up >= kPreInf ? up : std::floor(up + 1e-6 * std::max(1.0, std::fabs(up))); }
+// When the bound replaces a row, `scale` is what a unit of the column weighs
+// in that row: the margin shrinks so that the row stays held within 1e-6.
+inline double roundUpBound(double lo, double scale = 1.0) {
+  return lo <= -kPreInf ? lo : std::ceil(lo - 1e-6 / std::max(1.0, scale));
+}
+inline double roundDownBound(double up, double scale = 1.0) {
+  return up >= kPreInf ? up : std::floor(up + 1e-6 / std::max(1.0, scale));
+}
 
 // Record pool.
 int pushRecord(PresolveState &s, int kind, int index);

@@ -38,8 +38,8 @@ int singletonRow(Environment *env, const Problem *lp, PresolveState &s, int i) {
   }
   const double l = s.colLower[j], u = s.colUpper[j];
   if (isIntegerCol(s, j)) {
-    lo = roundUpBound(lo);
-    up = roundDownBound(up);
+    lo = roundUpBound(lo, std::fabs(a));
+    up = roundDownBound(up, std::fabs(a));
     if (lo > up) {
       char buf[32];
       if (logOn(env)) {

@@ -217,6 +217,18 @@ TEST_F(MipPresolveTest, VerdictsMessagesAndTheStartInTheCallersColumns) {
   ASSERT_FALSE(enumerateOptimum(odd, &none));
   EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_INFEASIBLE);
   EXPECT_NE(log.find("Integer infeasible equality row"), std::string::npos) << log;
+  // 3 x = 10000001 has no integer root (the rhs is 2 mod 3): no rounding
+  // margin may admit a neighbour of 3333333.67.
+  ASSERT_NE(10000001 % 3, 0);
+  MipModel large;
+  const int e = large.lp.addRow('E', 10000001);
+  large.lp.addCol(1, 0, 1e8, {{e, 3}});
+  large.lp.addCol(1, 0, 5, {});
+  large.ctype = "II";
+  ASSERT_EQ(loadMipModel(env, lp, large), 0);
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_INFEASIBLE);
+  EXPECT_EQ(checkIncumbentOf(env, lp, large), "");
   // A row that forces a binary below 0: b - x <= -5 with x at most 4.
   log.clear();
   MipModel negative;
