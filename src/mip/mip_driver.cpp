@@ -311,7 +311,11 @@ int presolveStage(MipRun &run, double *seconds, bool *done) {
   const auto start = std::chrono::steady_clock::now();
   const MipParams &p = *env->mipParams;
   const int mode = p.probe > 1 || p.mipemphasis == 3 || p.repeatpresolve > 0 ? 1 : 0;
+  // The presolve core logs by the simplex display; a silent MIP run keeps it silent.
+  const int display = env->generalParams->simdisplay;
+  if (run.control.display <= 0) env->generalParams->simdisplay = 0;
   const int status = mipPresolve(env, lp, mode);
+  env->generalParams->simdisplay = display;
   *seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (run.control.display > 0 && env->generalParams->simdisplay != 0)
     QVNmsg(env->resultsChannel, "Presolve time = %7.2f sec.\n", *seconds);

@@ -165,8 +165,9 @@ TEST_F(MipPresolveTest, PresolveOnAndOffAgreeAndKeepTheKnownOptimum) {
     const bool continuous = seed % 2 == 0;
     const MipModel m = presolveModel(static_cast<uint64_t>(seed), continuous);
     const std::string what = "seed " + std::to_string(seed);
-    const Outcome off = solve(m, 0, what);
     log.clear();
+    const Outcome off = solve(m, 0, what);
+    EXPECT_EQ(log, "") << what << ": a run at display 0 is silent";
     QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
     const Outcome on = solve(m, 1, what);
     QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
@@ -191,7 +192,9 @@ TEST_F(MipPresolveTest, PresolveOnAndOffAgreeAndKeepTheKnownOptimum) {
     ASSERT_EQ(on.status, QVN_STAT_MIP_OPTIMAL) << what;
     EXPECT_TRUE(sameObjective(on.objective, off.objective)) << what << ": " << on.objective << " vs " << off.objective;
     ASSERT_EQ(checkIntegerSolution(m, off.x, off.objective, 1e-6), "") << what;
+    log.clear();
     if (knownPointSurvives(m, off.x, off.objective, what)) ++reduced;
+    EXPECT_EQ(log, "") << what << ": presolve at display 0 is silent";
   }
   // The generator must reach both outcomes and leave work for the search.
   EXPECT_GT(infeasible, 0);
