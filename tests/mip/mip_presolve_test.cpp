@@ -169,7 +169,11 @@ TEST_F(MipPresolveTest, PresolveOnAndOffAgreeAndKeepTheKnownOptimum) {
     const Outcome off = solve(m, 0, what);
     EXPECT_EQ(log, "") << what << ": a run at display 0 is silent";
     QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
-    const Outcome on = solve(m, 1, what);
+    // Every setting of the reductions in turn; both kinds on most often.
+    const int reduce[] = {3, 2, 3, 1, 3, 0};
+    QVNsetintparam(env, QVN_PARAM_REDUCE, reduce[seed % 6]);
+    const Outcome on = solve(m, 1, what + " reduce " + std::to_string(reduce[seed % 6]));
+    QVNsetintparam(env, QVN_PARAM_REDUCE, 3);
     QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
     modified += log.find("MIP Presolve modified ") != std::string::npos;
     aggregated += log.find("Aggregator did ") != std::string::npos;
@@ -288,6 +292,40 @@ TEST_F(MipPresolveTest, VerdictsMessagesAndTheStartInTheCallersColumns) {
     EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL) << what;
   }
   EXPECT_EQ(found, 3);
+}
+
+// A run through presolve stopped by the node limit keeps its tree on the
+// reduced problem: the counters read through, and a second call goes on
+// from there to the enumerated optimum.
+TEST_F(MipPresolveTest, NodeLimitStopResumesOnTheReducedTree) {
+  int resumed = 0;
+  for (int seed = 1; seed <= 6 && resumed < 2; ++seed) {
+    const MipModel m = knapsack(static_cast<uint64_t>(seed), 16);
+    const std::string what = "seed " + std::to_string(seed);
+    double optimum = 0.0;
+    ASSERT_TRUE(enumerateOptimum(m, &optimum)) << what;
+    QVNsetintparam(env, QVN_PARAM_NODELIM, 2);
+    QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);
+    ASSERT_EQ(loadMipModel(env, lp, m), 0);
+    ASSERT_EQ(QVNmipopt(env, lp), 0) << what;
+    const int stopped = QVNgetstat(env, lp);
+    QVNsetintparam(env, QVN_PARAM_NODELIM, 2100000000);
+    if (stopped != QVN_STAT_MIP_NODE_LIM_FEAS && stopped != QVN_STAT_MIP_NODE_LIM_INFEAS) continue;
+    ++resumed;
+    const int nodes = QVNgetnodecnt(env, lp);
+    EXPECT_GE(nodes, 2) << what;
+    EXPECT_GT(QVNgetnodeleftcnt(env, lp), 0) << what;
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << what;
+    ASSERT_EQ(QVNmipopt(env, lp), 0) << what;
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL) << what;
+    EXPECT_GE(QVNgetnodecnt(env, lp), nodes) << what;
+    double objective = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+    EXPECT_TRUE(sameObjective(objective, optimum)) << what << ": " << objective << " vs " << optimum;
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << what;
+  }
+  QVNsetintparam(env, QVN_PARAM_CUTPASS, 0);
+  EXPECT_EQ(resumed, 2);
 }
 
 // MIPLIB models: the optimum of a run without presolve, checked by the
