@@ -90,6 +90,13 @@ MipModel presolveModel(uint64_t seed, bool continuous) {
     const int y3 = d.addCol(k, 0, 1.5, {{d.numRows() - 2, 1.0}, {d.numRows() - 1, 2.0}});
     m.ctype.push_back('C');
     (void)y3;
+    // Two integer columns with the same column and cost merge into their
+    // sum, which must split back into integers.
+    const int c2 = r.range(-3, 3);
+    const int w0 = d.addCol(c2, 0, 2, {}), w1 = d.addCol(c2, -1, 1, {});
+    m.ctype += "II";
+    row('L', r.range(1, 3) + 0.5, {{w0, 1.0}, {w1, 1.0}, {y0, 0.5}});
+    row('G', -1.5, {{w0, 2.0}, {w1, 2.0}, {5, -1.0}});
     // A parallel continuous pair with parallel costs.
     const double c = r.range(1, 3);
     const int z0 = d.addCol(c, 0, 2, {}), z1 = d.addCol(2 * c, 0, 1, {});
