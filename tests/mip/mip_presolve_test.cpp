@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include "mip/mip_check.h"
+#include "runtime/alloc.h"
 #include "mip/mip_models.h"
 #include "support/test_support.h"
 
@@ -333,6 +334,56 @@ TEST_F(MipPresolveTest, NodeLimitStopResumesOnTheReducedTree) {
   }
   QVNsetintparam(env, QVN_PARAM_CUTPASS, 0);
   EXPECT_EQ(resumed, 2);
+}
+
+// Allocation failures anywhere in presolve, the reduced run or the way back:
+// the call answers 0 or 1001, and an incumbent it reports holds on the
+// original model. (Blocks are counted only around a clean run: the tree's own
+// failure paths are not yet free of leaks.)
+TEST_F(MipPresolveTest, AllocationFailuresLeaveAConsistentRun) {
+  // The first of the mixed models that has an optimum and a reduced problem.
+  MipModel m;
+  for (int seed = 2; seed <= 40; seed += 2) {
+    m = presolveModel(static_cast<uint64_t>(seed), true);
+    ASSERT_EQ(loadMipModel(env, lp, m), 0);
+    ASSERT_EQ(QVNmipopt(env, lp), 0);
+    QVNCLPptr red = nullptr;
+    ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+    if (red && QVNgetstat(env, lp) == QVN_STAT_MIP_OPTIMAL) break;
+  }
+  ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
+  double optimum = 0.0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &optimum), 0);
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  const long live = qvn::allocLive();
+  // The allocations of a whole run, each one or a sample of them made to fail.
+  const long before = qvn::allocCount();
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  const long total = qvn::allocCount() - before;
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  EXPECT_EQ(qvn::allocLive(), live);
+  int failures = 0;
+  bool done = false;
+  for (long n = 1; n <= total; n += 1 + total / 400) {
+    qvn::allocFailAfter(n);
+    const int status = QVNmipopt(env, lp);
+    qvn::allocFailAfter(0);
+    ASSERT_TRUE(status == 0 || status == QVNERR_NO_MEMORY) << n << " " << status;
+    failures += status != 0;
+    if (status == 0) {
+      EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << n;
+      done = QVNgetstat(env, lp) == QVN_STAT_MIP_OPTIMAL;
+      double z = 0.0;
+      if (done) {
+        ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
+        EXPECT_TRUE(sameObjective(z, optimum)) << n;
+      }
+    }
+    ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  }
+  EXPECT_TRUE(done);
+  EXPECT_GT(failures, 0);
+  takeErrors();
 }
 
 // MIPLIB models: the optimum of a run without presolve, checked by the
