@@ -53,11 +53,81 @@ double objectiveOf(const LpData &d, const double *x) {
   return (d.objSense >= 0 ? 1.0 : -1.0) * z;
 }
 
+// The sets on the reduced columns. A member that presolve fixed at 0 leaves
+// an SOS1; one fixed elsewhere forces the other members of its SOS1 to 0
+// (two of them contradict the set). An SOS2 whose members presolve touched
+// at all would change its adjacency: presolve is then given up (*giveUp).
+// Sets left with one member (SOS1) or two adjacent ones (SOS2) are redundant.
+int reduceSets(Environment *env, const Problem *lp, const PresolveState &s, Problem *red, bool display,
+               bool *giveUp) {
+  const SosData *sos = heldSos(lp);
+  *giveUp = false;
+  if (!sos) return 0;
+  EnvVector<char> types;
+  EnvVector<int> starts, members, zeroCols;
+  EnvVector<double> weights;
+  int redundant = 0;
+  for (int t = 0; t < sos->count; ++t) {
+    const int begin = sos->start[t], end = sos->start[t + 1];
+    int nonzero = 0, removed = 0;
+    const int first = static_cast<int>(members.size());
+    for (int k = begin; k < end; ++k) {
+      const int j = sos->member[k];
+      if (s.colMap[j] >= 0) {
+        members.push_back(s.colMap[j]);
+        weights.push_back(sos->weight[k]);
+        continue;
+      }
+      ++removed;
+      if (std::fabs(s.colLower[j]) > 1e-10) ++nonzero;
+    }
+    if (sos->type[t] == '2' && removed > 0) {
+      *giveUp = true;
+      return 0;
+    }
+    const int kept = static_cast<int>(members.size()) - first;
+    if (nonzero > 1) {
+      if (display) QVNmsg(env->resultsChannel, "Inconsistency between regular and SOS constraints.\n");
+      return QVNERR_PRESLV_INF;
+    }
+    if (nonzero == 1) {
+      // The fixed member is the one nonzero: the others go to 0.
+      for (int k = first; k < first + kept; ++k) {
+        const int j = s.redColOrig[members[k]];
+        if (s.colLower[j] > 1e-10 || s.colUpper[j] < -1e-10) {
+          if (display) QVNmsg(env->resultsChannel, "Inconsistency between regular and SOS constraints.\n");
+          return QVNERR_PRESLV_INF;
+        }
+        zeroCols.push_back(members[k]);
+      }
+    }
+    if (nonzero == 1 || kept <= (sos->type[t] == '2' ? 2 : 1)) {
+      members.resize(static_cast<size_t>(first));
+      weights.resize(static_cast<size_t>(first));
+      ++redundant;
+      continue;
+    }
+    types.push_back(sos->type[t]);
+    starts.push_back(first);
+  }
+  if (display && redundant > 0)
+    QVNmsg(env->resultsChannel, "MIP Presolve eliminated %d redundant SOS constraints.\n", redundant);
+  if (!red) return 0;
+  if (!types.empty())
+    QVN_TRY(QVNcopysos(env, red, static_cast<int>(types.size()), static_cast<int>(members.size()), types.data(),
+                       starts.data(), members.data(), weights.data(), nullptr));
+  if (!zeroCols.empty()) {
+    EnvVector<char> both(zeroCols.size(), 'B');
+    EnvVector<double> zeros(zeroCols.size(), 0.0);
+    QVN_TRY(QVNchgbds(env, red, static_cast<int>(zeroCols.size()), zeroCols.data(), both.data(), zeros.data()));
+  }
+  return 0;
+}
+
 } // namespace
 
 bool mipPresolveWanted(const Environment *env, const Problem *lp) {
   if (env->generalParams->preind == 0) return false;
-  if (heldSos(lp)) return false;
   const LpData &d = *lp->lpData;
   for (int j = 0; j < d.numCols && !d.ctype.empty(); ++j)
     if (d.ctype[j] == 'S' || d.ctype[j] == 'N') return false;
@@ -74,10 +144,18 @@ int mipPresolve(Environment *env, Problem *lp, int mode) {
   const int status = runMipPresolveCore(env, lp);
   if (status != 0) return status;
   PresolveState &s = *lp->presolved;
-  if (!s.reduced) return 0;
+  if (s.nothingDone) return 0;
   Problem *red = s.reduced;
-  QVN_TRY(copyTypes(env, lp, s, red));
-  QVN_TRY(crushStart(env, lp, s, red));
+  if (red) QVN_TRY(copyTypes(env, lp, s, red));
+  bool giveUp = false;
+  const bool display = env->generalParams->simdisplay != 0 && env->mipParams->mipdisplay > 0;
+  QVN_TRY(reduceSets(env, lp, s, red, display, &giveUp));
+  if (giveUp) {
+    // The search takes the model as it is.
+    dropPresolveResult(lp);
+    return 0;
+  }
+  if (red) QVN_TRY(crushStart(env, lp, s, red));
   return 0;
 }
 

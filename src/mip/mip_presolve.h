@@ -13,8 +13,9 @@ struct ReducedRunContext {
 };
 
 // True when the problem may be presolved for branch and bound: presolve on,
-// and no set or semi-continuous column (whose values the reductions cannot
-// reason about).
+// and no semi-continuous column (whose values the reductions cannot reason
+// about). Members of special ordered sets are kept from dual arguments and
+// substitutions; the sets move to the reduced columns.
 bool mipPresolveWanted(const Environment *env, const Problem *lp);
 
 // Presolves lp for branch and bound and keeps the result on lp->presolved:

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "model/mip_data.h"
 #include "presolve/presolve_state.h"
 #include "runtime/environment.h"
 
@@ -28,6 +29,11 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
   s.dualRemoved.assign(static_cast<size_t>(n), 0);
   for (int j : s.protectedList)
     if (j >= 0 && j < n) s.protectedCol[j] = 1;
+  // Members of special ordered sets: a dual argument or a substitution knows
+  // nothing of the set and could move a member where the set forbids it.
+  if (const SosData *sos = s.mip ? heldSos(lp) : nullptr)
+    for (int j : sos->member)
+      if (j >= 0 && j < n) s.protectedCol[j] = 1;
   s.rowMarked.assign(static_cast<size_t>(m), 0);
   s.colMarked.assign(static_cast<size_t>(n), 0);
   s.touchedRows.clear();
