@@ -414,6 +414,15 @@ TEST_F(MipPresolveTest, SetsKeepTheirMeaningThroughPresolve) {
     for (int j = 0; j < n; ++j)
       members.push_back(m.lp.addCol(r.range(1, 9), 0, r.range(1, 4), {{cap, static_cast<double>(r.range(1, 4))}}));
     m.ctype = std::string(static_cast<size_t>(n), 'C');
+    // A member in no row at all, cheap: its cost alone would send it to its
+    // upper bound, where the set silences the better members.
+    members.push_back(m.lp.addCol(1, 0, 2, {}));
+    m.ctype += "C";
+    // In an SOS2, the middle member fixed at 0 and its neighbours the best:
+    // they must not become adjacent.
+    if (type == '2') {
+      m.lp.obj[members[1]] = m.lp.obj[members[3]] = 20;
+    }
     // An integer column beside them, tied to the first member.
     const int z = m.lp.addCol(r.range(1, 3), 0, 3, {});
     m.ctype += "I";
@@ -421,8 +430,8 @@ TEST_F(MipPresolveTest, SetsKeepTheirMeaningThroughPresolve) {
     m.lp.cols[z].push_back({link, 1.0});
     m.lp.cols[members[0]].push_back({link, 1.0});
     // A singleton row fixes one member: at 0, or at a value.
-    const int fixed = r.range(0, n - 1);
-    const int value = seed % 4 == 0 ? 0 : r.range(0, 1);
+    const int fixed = type == '2' ? 2 : r.range(0, n - 1);
+    const int value = type == '2' || seed % 4 == 0 ? 0 : r.range(0, 1);
     const int fix = m.lp.addRow('E', value);
     m.lp.cols[members[fixed]].push_back({fix, 1.0});
     if (seed % 5 == 0) {
@@ -439,7 +448,9 @@ TEST_F(MipPresolveTest, SetsKeepTheirMeaningThroughPresolve) {
       QVNsetintparam(env, QVN_PARAM_PREIND, preind);
       ASSERT_EQ(loadMipModel(env, lp, m), 0);
       const int start = 0;
-      ASSERT_EQ(QVNaddsos(env, lp, 1, n, &type, &start, members.data(), weights.data(), nullptr), 0);
+      ASSERT_EQ(QVNaddsos(env, lp, 1, static_cast<int>(members.size()), &type, &start, members.data(),
+                          weights.data(), nullptr),
+                0);
       ASSERT_EQ(QVNmipopt(env, lp), 0) << what;
       status[preind] = QVNgetstat(env, lp);
       if (status[preind] != QVN_STAT_MIP_OPTIMAL) continue;
