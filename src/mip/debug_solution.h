@@ -6,7 +6,8 @@
 // The environment variable QUORVAN_DEBUG_SOLUTION names a file of the
 // solution: lines "column NAME VALUE" (as `quorvan solve --solution` writes
 // them) or "INDEX NAME VALUE ..." (as other solvers write theirs); columns
-// are matched by name. While the node being searched holds the solution
+// are matched by name. The search must run on the caller's columns: with
+// presolve on, the reduced problem's run is not checked. While the node being searched holds the solution
 // within its bounds, no cut may cut it off, no proved bound change may
 // exclude it, and the node's LP bound may not rise above its objective. A
 // breach prints a line beginning "Debug solution" on the error channel. Unset,

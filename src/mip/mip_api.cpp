@@ -2,6 +2,7 @@
 // the gap, and the counters of the tree.
 #include <cmath>
 
+#include "mip/mip_presolve.h"
 #include "mip/mip_search.h"
 
 using namespace qvn;
@@ -75,8 +76,9 @@ QVN_API int QVNgetnodecnt(QVNCENVptr env, QVNCLPptr lp) {
 
 QVN_API int QVNgetnodeleftcnt(QVNCENVptr env, QVNCLPptr lp) {
   return problemValue(env, lp, 0, [](Problem *p) {
-    if (!isMipType(p->probType) || !p->mipSearch) return 0;
-    return storeCount(p->mipSearch->store) + (p->mipSearch->resume ? 1 : 0);
+    const MipSearch *s = isMipType(p->probType) ? activeSearch(p) : nullptr;
+    if (!s) return 0;
+    return storeCount(s->store) + (s->resume ? 1 : 0);
   });
 }
 

@@ -9,9 +9,11 @@
 
 #include "mip/mip_log.h"
 #include "mip/debug_solution.h"
+#include "mip/mip_presolve.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
 #include "model/mip_data.h"
+#include "presolve/presolve_state.h"
 #include "simplex/engine.h"
 #include "simplex/fpu_precision.h"
 
@@ -178,6 +180,14 @@ int prepareSearch(Environment *env, Problem *lp, MipSearch &s, const MipControl 
   s.pseudo.updateCount.assign(static_cast<size_t>(n), 0);
   s.pseudo.downCost.assign(static_cast<size_t>(n), 0.01);
   s.pseudo.upCost.assign(static_cast<size_t>(n), 0.01);
+  return 0;
+}
+
+// The node LP on the model with the root's bounds; a run that goes through
+// presolve never needs it on the caller's model.
+int prepareRelaxation(Environment *env, Problem *lp, MipSearch &s) {
+  const LpData &d = *lp->lpData;
+  const int n = d.numCols;
   QVN_TRY(relaxCreate(env, d, &s.nodeLp));
   EnvVector<int> cols;
   EnvVector<double> lows, ups;
@@ -267,7 +277,94 @@ int polish(MipRun &run, int *status) {
   return 0;
 }
 
-int mipopt(Environment *env, Problem *lp) {
+// The checks of the incumbent on the caller's own model, and the statuses
+// that are stored as final.
+int finishStatus(MipRun &run, int status) {
+  Environment *env = run.env;
+  Problem *lp = run.lp;
+  MipSearch &s = *run.search;
+  if (s.incumbent.exists) {
+    double integrality = 0.0;
+    s.incumbent.infeasibility =
+        solutionViolation(*lp->lpData, s.kind, s.semiLower.data(), s.incumbent.x.data(), &integrality);
+    s.incumbent.infeasibility =
+        std::max({s.incumbent.infeasibility, integrality, sosViolation(run.sos, s.incumbent.x.data())});
+    if (s.incumbent.infeasibility > std::max(run.control.epint, 1e-10)) {
+      QVNmsg(env->warningChannel, "Warning: integer solution contains unscaled infeasibilities.\n");
+      if (status == 101) status = 115;
+    }
+    if (status == 119) status = 118;
+  }
+  if (status == 101 || status == 115) s.bestBound = s.incumbent.objective;
+  if (status == 101 || status == 115 || status == 118 || status == 103 || status == 119) s.finalStatus = status;
+  lp->status = status;
+  return 0;
+}
+
+int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited = nullptr);
+
+// Presolve of a fresh run: a verdict ends the run, a reduced problem is
+// kept on lp for the search. True in *done when the run is over.
+int presolveStage(MipRun &run, double *seconds, bool *done) {
+  Environment *env = run.env;
+  Problem *lp = run.lp;
+  *done = false;
+  const auto start = std::chrono::steady_clock::now();
+  const MipParams &p = *env->mipParams;
+  const int mode = p.probe > 1 || p.mipemphasis == 3 || p.repeatpresolve > 0 ? 1 : 0;
+  // The presolve core logs by the simplex display; a silent MIP run keeps it silent.
+  const int display = env->generalParams->simdisplay;
+  if (run.control.display <= 0) env->generalParams->simdisplay = 0;
+  const int status = mipPresolve(env, lp, mode);
+  env->generalParams->simdisplay = display;
+  *seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (run.control.display > 0 && env->generalParams->simdisplay != 0)
+    QVNmsg(env->resultsChannel, "Presolve time = %7.2f sec.\n", *seconds);
+  if (status == 0) return 0;
+  if (status == QVNERR_PRESLV_ABORT) {
+    // The terminate flag: the run ends as aborted; a later call searches the model as it is.
+    dropPresolveResult(lp);
+    *done = true;
+    return finishStatus(run, run.search->incumbent.exists ? 113 : 114);
+  }
+  if (status != QVNERR_PRESLV_INForUNBD && status != QVNERR_PRESLV_INF && status != QVNERR_PRESLV_UNBD) {
+    // Presolve could not run (memory): the search takes the model as it is.
+    dropPresolveResult(lp);
+    return status == QVNERR_NO_MEMORY ? 0 : status;
+  }
+  const int verdict = lp->presolved ? presolveVerdictStatus(*lp->presolved, status) : 103;
+  dropPresolveResult(lp);
+  run.search->rootSolved = true;
+  run.search->bestBound = verdict == 103 ? kTreeInfinity : -kTreeInfinity;
+  *done = true;
+  return finishStatus(run, verdict);
+}
+
+// The search on the reduced problem, its incumbent taken back to lp.
+int runPresolved(MipRun &run, double presolveSeconds) {
+  Environment *env = run.env;
+  Problem *lp = run.lp;
+  PresolveState &ps = *lp->presolved;
+  MipSearch &s = *run.search;
+  int status = 0;
+  if (!ps.reduced) {
+    // Presolve removed everything: the replay alone gives the solution.
+    QVN_TRY(adoptReducedResult(env, lp, s));
+    s.rootSolved = true;
+    status = s.incumbent.exists ? 101 : 103;
+  } else {
+    ReducedRunContext context;
+    context.secondsUsed = presolveSeconds;
+    context.objectiveStep = run.control.objectiveStep;
+    QVN_TRY(mipopt(env, ps.reduced, &context));
+    QVN_TRY(adoptReducedResult(env, lp, s));
+    status = presolvedRunStatus(ps, ps.reduced->status);
+    if (status == 117 && s.incumbent.exists) status = 116;
+  }
+  return finishStatus(run, status);
+}
+
+int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited) {
   if (!isMipType(lp->probType)) return QVNERR_NOT_MIP;
   if (hasQuadObjType(lp->probType) || hasQuadConstrType(lp->probType)) return QVNERR_NOT_FOR_QP;
   ExtendedPrecisionScope precision;
@@ -287,11 +384,18 @@ int mipopt(Environment *env, Problem *lp) {
   run.sense = lp->lpData->objSense >= 0 ? 1 : -1;
   run.sos = heldSos(lp);
   run.control = buildControl(env, *lp->lpData);
-  run.debug = debugSolutionLoad(run);
+  if (inherited) {
+    run.control.timeLimit -= inherited->secondsUsed;
+    if (run.control.objectiveStep <= 0.0) run.control.objectiveStep = inherited->objectiveStep;
+  }
+  // The known solution is in the caller's columns: a reduced problem's run
+  // has other columns and is not checked.
+  run.debug = inherited ? nullptr : debugSolutionLoad(run);
   struct DebugRelease {
     DebugSolution *&d;
     ~DebugRelease() { debugSolutionFree(d); }
   } debugRelease{run.debug};
+  bool fresh = false;
   if (!lp->mipSearch) {
     lp->mipSearch = envNew<MipSearch>();
     const int status = prepareSearch(env, lp, *lp->mipSearch, run.control);
@@ -299,9 +403,23 @@ int mipopt(Environment *env, Problem *lp) {
       destroyMipSearch(lp->mipSearch);
       return status;
     }
+    fresh = true;
   }
   MipSearch &s = *lp->mipSearch;
   run.search = &s;
+  if (!inherited) {
+    // A reduced problem serves only the run that made it.
+    if (fresh && mipPresolveState(lp)) dropPresolveResult(lp);
+    double presolveSeconds = 0.0;
+    if (fresh && mipPresolveWanted(env, lp)) {
+      bool done = false;
+      QVN_TRY(presolveStage(run, &presolveSeconds, &done));
+      if (done) return 0;
+    }
+    const PresolveState *ps = mipPresolveState(lp);
+    if (ps && !ps->nothingDone) return runPresolved(run, presolveSeconds);
+  }
+  if (!s.nodeLp) QVN_TRY(prepareRelaxation(env, lp, s));
   run.nodesAtStart = s.nodeCount;
   run.rule = findBranchRule(run.control.varSelect);
   const PriorityOrder *order = lp->mipData ? lp->mipData->order : nullptr;
@@ -369,23 +487,9 @@ int mipopt(Environment *env, Problem *lp) {
     storeClear(s.store);
     freeNode(s.resume);
   }
-  if (s.incumbent.exists) {
-    double integrality = 0.0;
-    s.incumbent.infeasibility =
-        solutionViolation(*lp->lpData, s.kind, s.semiLower.data(), s.incumbent.x.data(), &integrality);
-    s.incumbent.infeasibility =
-        std::max({s.incumbent.infeasibility, integrality, sosViolation(run.sos, s.incumbent.x.data())});
-    if (s.incumbent.infeasibility > std::max(run.control.epint, 1e-10)) {
-      QVNmsg(env->warningChannel, "Warning: integer solution contains unscaled infeasibilities.\n");
-      if (status == 101) status = 115;
-    }
-    if (status == 119) status = 118;
-  }
-  s.bestBound = status == 101 || status == 115 ? s.incumbent.objective : currentBestBound(run, nullptr);
-  if (status == 101 || status == 115 || status == 118 || status == 103 || status == 119) s.finalStatus = status;
-  lp->status = status;
+  s.bestBound = currentBestBound(run, nullptr);
   (void)limitStatus;
-  return 0;
+  return finishStatus(run, status);
 }
 
 } // namespace

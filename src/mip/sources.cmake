@@ -29,6 +29,7 @@ list(APPEND QUORVAN_SOURCES
   src/mip/mip_attachment.cpp
   src/mip/mip_driver.cpp
   src/mip/mip_log.cpp
+  src/mip/mip_presolve.cpp
   src/mip/mip_start.cpp
   src/mip/node_file.cpp
   src/mip/node_loop.cpp

@@ -54,6 +54,23 @@ double entryValue(const PresolveState &s, int r, int j) {
   return 0.0;
 }
 
+bool nearInteger(double v) { return std::fabs(v - std::round(v)) <= 1e-9 * std::max(1.0, std::fabs(v)); }
+
+// An integer column may leave through its row only when the row gives it an
+// integer value at every integer point of the others: they are all integer
+// and the row divided by the pivot has integer coefficients and rhs. Only a
+// pivot of the row's smallest magnitude can divide the others, so the test
+// is made once per row, for that magnitude.
+bool integralRow(const PresolveState &s, int r, double smallest) {
+  if (!nearInteger(s.rowLower[r] / smallest)) return false;
+  for (int e : s.rowEntries[r]) {
+    const PresolveEntry &en = s.entries[e];
+    if (!en.alive) continue;
+    if (!isIntegerCol(s, en.col) || !nearInteger(en.value / smallest)) return false;
+  }
+  return true;
+}
+
 } // namespace
 
 bool impliedFree(const PresolveState &s, int r, int j) {
@@ -103,8 +120,9 @@ int substituteColumn(PresolveState &s, int r, int y, int keep) {
     const double xAtLy = isFinite(ly) ? (b - a * ly) / ak : (g > 0 ? kPreInf : -kPreInf);
     const double xAtUy = isFinite(uy) ? (b - a * uy) / ak : (g > 0 ? -kPreInf : kPreInf);
     const double lo = std::min(xAtLy, xAtUy), up = std::max(xAtLy, xAtUy);
-    if (lo > s.colLower[keep]) s.colLower[keep] = lo;
-    if (up < s.colUpper[keep]) s.colUpper[keep] = up;
+    const bool integer = isIntegerCol(s, keep);
+    if (lo > s.colLower[keep]) s.colLower[keep] = integer ? roundUpBound(lo, std::fabs(ak / a)) : lo;
+    if (up < s.colUpper[keep]) s.colUpper[keep] = integer ? roundDownBound(up, std::fabs(ak / a)) : up;
     if (s.colLower[keep] > s.colUpper[keep]) {
       if (s.colLower[keep] - s.colUpper[keep] > s.feasTol * std::max(1.0, std::fabs(s.colLower[keep])))
         return QVNERR_PRESLV_INForUNBD;
@@ -139,9 +157,13 @@ int aggregate(Environment *env, const Problem *, PresolveState &s) {
   for (int r = 0; r < s.numRows; ++r) {
     if (s.rowLive[r] < 2 || s.rowLower[r] != s.rowUpper[r]) continue;
     const int len = s.rowLive[r];
-    double rowMax = 0.0;
+    double rowMax = 0.0, rowMin = kPreInf;
     for (int e : s.rowEntries[r])
-      if (s.entries[e].alive) rowMax = std::max(rowMax, std::fabs(s.entries[e].value));
+      if (s.entries[e].alive) {
+        rowMax = std::max(rowMax, std::fabs(s.entries[e].value));
+        rowMin = std::min(rowMin, std::fabs(s.entries[e].value));
+      }
+    int integerPivots = -1;  // unknown until an integer candidate asks
     int best = -1;
     long bestFill = 0;
     double bestPivot = 0.0;
@@ -151,6 +173,11 @@ int aggregate(Environment *env, const Problem *, PresolveState &s) {
       if (!en.alive) continue;
       const int k = en.col;
       if (s.protectedCol[k] || s.colLower[k] == s.colUpper[k]) continue;
+      if (isIntegerCol(s, k)) {
+        if (std::fabs(en.value) != rowMin) continue;
+        if (integerPivots < 0) integerPivots = integralRow(s, r, rowMin) ? 1 : 0;
+        if (integerPivots == 0) continue;
+      }
       const double piv = std::fabs(en.value);
       if (piv < 0.01 * rowMax) continue;
       // Stability against the pivot column: the multipliers a_ik / a_rk stay moderate.

@@ -92,6 +92,8 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
       QVN_TRY(columnPass(env, lp, s, cols));
       if (s.primalFlag) {
         // Rows touched by the column pass are looked at again in the next round.
+        // Integer bounds first: a row that cannot hold then names the column it pushes out.
+        QVN_TRY(integerPasses(env, lp, s, rows));
         QVN_TRY(rowActivityPass(env, lp, s, rows));
       }
     } while ((eliminated(s) != before || !s.touchedRows.empty() || !s.touchedCols.empty()) && ++rounds < 1000);
@@ -238,7 +240,7 @@ void dropPresolveResult(Problem *lp) {
 
 namespace {
 
-int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, int passCap) {
+int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, int passCap, bool mip = false) {
   EnvVector<int> keep;
   if (lp->presolved) keep.swap(lp->presolved->protectedList);
   freePresolved(lp);
@@ -247,6 +249,7 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, in
   s.protectedList.swap(keep);
   setUp(env, s);
   s.method = method;
+  s.mip = mip;
   if (passCap >= 0) s.passLimit = std::min(s.passLimit, passCap);
   buildWorkingCopy(env, lp, s);
   int status = reductionLoop(env, lp, s);
@@ -257,10 +260,11 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, in
   }
   fillMaps(s);
   s.ran = true;
-  const bool display = env->generalParams->simdisplay != 0;
-  const char *cls = "LP";
-  const bool dualize = keepReduced && chooseDual(lp, s);
-  s.nothingDone = !dualize && s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0;
+  const bool display = env->generalParams->simdisplay != 0 && (!mip || env->mipParams->mipdisplay > 0);
+  const char *cls = mip ? "MIP" : "LP";
+  const bool dualize = !mip && keepReduced && chooseDual(lp, s);
+  s.nothingDone = !dualize && s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0 &&
+                  s.coefsModified == 0 && s.boundsImproved == 0;
   s.allEliminated = !s.nothingDone && s.redColOrig.empty() && s.redRowOrig.empty();
   if (s.nothingDone) {
     if (display) QVNmsg(env->resultsChannel, "No %s presolve or aggregator reductions.\n", cls);
@@ -273,6 +277,8 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, in
     else
       QVNmsg(env->resultsChannel, "Reduced presolve eliminated %d rows and %d columns.\n", s.rowsEliminated,
              s.colsEliminated);
+    if (mip && s.coefsModified > 0)
+      QVNmsg(env->resultsChannel, "%s Presolve modified %d coefficients.\n", cls, s.coefsModified);
     if (s.substitutions > 0) QVNmsg(env->resultsChannel, "Aggregator did %d substitutions.\n", s.substitutions);
   }
   if (s.allEliminated) {
@@ -303,6 +309,10 @@ int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method) {
   if (failed.passes >= failed.passLimit) return status;  // the limit already stopped it
   const int reached = failed.passes;
   return runCaught([&]() { return presolveBody(env, lp, keepReduced, method, reached); });
+}
+
+int runMipPresolveCore(Environment *env, Problem *lp) {
+  return runCaught([&]() { return presolveBody(env, lp, true, methodNumber(LpMethod::kDual), -1, true); });
 }
 
 } // namespace qvn

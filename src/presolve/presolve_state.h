@@ -9,6 +9,8 @@
 // dead instead of being erased, so that removals cost nothing. A removed row
 // or column has live count -1.
 #pragma once
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "model/attachments.h"
@@ -132,6 +134,13 @@ struct PresolveState {
   // would undo the argument.
   qvn::EnvVector<char> dualRemoved;
   qvn::EnvVector<int> protectedList;  // sorted; survives a new run
+  // Integer presolve: the columns that must take integer values (empty in an
+  // LP run). A reduction that would let such a column take a fractional
+  // value, or lose an integer point, is skipped or rounded.
+  bool mip = false;
+  qvn::EnvVector<char> integerCol;
+  bool dualUsed = false;  // some column went by an argument about the objective
+  bool dualVerdict = false;  // the run ended on an argument about the objective (unboundedness)
 
   // Touched lists; when they hold more than a third of the rows the passes
   // scan everything instead ("mode" 1).
@@ -185,6 +194,17 @@ Activity rowActivity(const PresolveState &s, int i);
 const char *rowNameOf(const Problem *lp, int i, char *buffer);
 const char *colNameOf(const Problem *lp, int j, char *buffer);
 
+inline bool isIntegerCol(const PresolveState &s, int j) { return !s.integerCol.empty() && s.integerCol[j] != 0; }
+// The integer range that [lo, up] holds, with a margin for rounding noise.
+// When the bound replaces a row, `scale` is what a unit of the column weighs
+// in that row: the margin shrinks so that the row stays held within 1e-6.
+inline double roundUpBound(double lo, double scale = 1.0) {
+  return lo <= -kPreInf ? lo : std::ceil(lo - 1e-6 / std::max(1.0, scale));
+}
+inline double roundDownBound(double up, double scale = 1.0) {
+  return up >= kPreInf ? up : std::floor(up + 1e-6 / std::max(1.0, scale));
+}
+
 // Record pool.
 int pushRecord(PresolveState &s, int kind, int index);
 void recordPair(PresolveState &s, int rec, int index, double value, bool second = false);
@@ -202,6 +222,9 @@ int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
 int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &cols);
 int duplicateColumns(Environment *env, const Problem *lp, PresolveState &s);
 int aggregate(Environment *env, const Problem *lp, PresolveState &s);
+// The integer passes over the rows of the list (mip_reductions.cpp): bound
+// tightening with integer rounding and coefficient tightening. 0 or 1101.
+int integerPasses(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
 // Drops equality rows that are combinations of other equality rows
 // (dependent_rows.cpp); 1101 when such a row contradicts them.
 int dependentRows(Environment *env, const Problem *lp, PresolveState &s);
@@ -227,6 +250,10 @@ void primalFromDual(const PresolveState &s, const Problem *dual, PrimalOfDual &o
 // state attached; 0 or an error number (1101, 1117, 1118 on proofs, 1001).
 // After an error the caller drops the state.
 int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method);
+// The same core for a mixed integer problem: integer-aware reductions and the
+// integer passes, no dualization, the log under the "MIP" prefix, and a
+// reduced problem that keeps the column types.
+int runMipPresolveCore(Environment *env, Problem *lp);
 // Frees the state of lp but keeps its protected columns.
 void dropPresolveResult(Problem *lp);
 // Frees the state of lp with its reduced and dual problems.

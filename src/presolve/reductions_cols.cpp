@@ -12,21 +12,22 @@ namespace {
 
 bool logOn(const Environment *env) { return env->generalParams->simdisplay != 0; }
 
-int dualInfeasible(Environment *env, const Problem *lp, const char *format, int j) {
+int dualInfeasible(Environment *env, const Problem *lp, PresolveState &s, const char *format, int j) {
   char buf[32];
   if (logOn(env)) QVNmsg(env->resultsChannel, format, colNameOf(lp, j, buf));
+  s.dualVerdict = true;
   return QVNERR_PRESLV_INForUNBD;
 }
 
 int emptyColumn(Environment *env, const Problem *lp, PresolveState &s, int j) {
   const double l = s.colLower[j], u = s.colUpper[j], c = s.cost[j];
   if (s.dualLevel == 0 || s.protectedCol[j]) return 0;
-  s.dualRemoved[j] = 1;  // its value follows from its cost alone
+  s.dualRemoved[j] = 1, s.dualUsed = true;  // its value follows from its cost alone
   if (c > 0) {
-    if (l <= -kPreInf) return dualInfeasible(env, lp, "Dual infeasible due to empty column '%.255s'.\n", j);
+    if (l <= -kPreInf) return dualInfeasible(env, lp, s, "Dual infeasible due to empty column '%.255s'.\n", j);
     fixColumn(s, j, l, kRecAtLower);
   } else if (c < 0) {
-    if (u >= kPreInf) return dualInfeasible(env, lp, "Dual infeasible due to empty column '%.255s'.\n", j);
+    if (u >= kPreInf) return dualInfeasible(env, lp, s, "Dual infeasible due to empty column '%.255s'.\n", j);
     fixColumn(s, j, u, kRecAtUpper);
   } else if (l > -kPreInf) {
     fixColumn(s, j, l, kRecAtLower);
@@ -58,17 +59,17 @@ int dominatedColumn(Environment *env, const Problem *lp, PresolveState &s, int j
   const double c = s.cost[j], l = s.colLower[j], u = s.colUpper[j];
   if (canDecrease && c >= 0) {
     if (l > -kPreInf) {
-      s.dualRemoved[j] = 1;
+      s.dualRemoved[j] = 1, s.dualUsed = true;
       fixColumn(s, j, l, kRecAtLower);
     } else if (c > 0) {
-      return dualInfeasible(env, lp, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
+      return dualInfeasible(env, lp, s, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
     }
   } else if (canIncrease && c <= 0) {
     if (u < kPreInf) {
-      s.dualRemoved[j] = 1;
+      s.dualRemoved[j] = 1, s.dualUsed = true;
       fixColumn(s, j, u, kRecAtUpper);
     } else if (c < 0) {
-      return dualInfeasible(env, lp, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
+      return dualInfeasible(env, lp, s, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
     }
   }
   return 0;
@@ -83,6 +84,9 @@ int impliedFreeSingleton(Environment *env, const Problem *lp, PresolveState &s, 
   double a = 0.0;
   for (int e : s.colEntries[j])
     if (s.entries[e].alive) r = s.entries[e].row, a = s.entries[e].value;
+  // An integer column rebuilt from its row would take whatever value the row
+  // gives it, integer or not.
+  if (isIntegerCol(s, j)) return 0;
   if (s.rowLive[r] < 1 || !impliedFree(s, r, j)) return 0;
   if (std::fabs(a) < 1e-7) return 0;
   if (s.rowLower[r] != s.rowUpper[r]) {
@@ -93,9 +97,10 @@ int impliedFreeSingleton(Environment *env, const Problem *lp, PresolveState &s, 
       if (pi == 0.0) return 0;  // a free row: the activity pass drops it
       char buf[32];
       if (logOn(env)) QVNmsg(env->resultsChannel, "Dual infeasible due to dual bounds, row '%.255s'.\n", rowNameOf(lp, r, buf));
+      s.dualVerdict = true;
       return QVNERR_PRESLV_INForUNBD;
     }
-    s.dualRemoved[j] = 1;  // the side holds only while j stays alone in its column
+    s.dualRemoved[j] = 1, s.dualUsed = true;  // the side holds only while j stays alone in its column
     const int rec = pushRecord(s, kRecSideChosen, r);
     record(s, rec).value = side;
     s.rowLower[r] = s.rowUpper[r] = target;
@@ -168,6 +173,9 @@ int duplicateColumns(Environment *, const Problem *, PresolveState &s) {
     std::sort(out.begin(), out.end());
   };
   return forParallelPairs(s.numCols, entries, [&](int j, int k, double ratio) -> int {
+    // The sum of an integer column with another need not split back into
+    // integer parts within their bounds: in a MIP only continuous pairs merge.
+    if (isIntegerCol(s, j) || isIntegerCol(s, k)) return 0;
     const double cj = s.cost[j], ck = s.cost[k];
     if (std::fabs(ck - ratio * cj) <= 1e-12 * std::max(1.0, std::fabs(ck))) mergeColumns(s, j, k, ratio);
     return 0;

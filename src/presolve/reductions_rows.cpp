@@ -37,6 +37,18 @@ int singletonRow(Environment *env, const Problem *lp, PresolveState &s, int i) {
     if (rl > -kPreInf) up = rl / a;
   }
   const double l = s.colLower[j], u = s.colUpper[j];
+  if (isIntegerCol(s, j)) {
+    lo = roundUpBound(lo, std::fabs(a));
+    up = roundDownBound(up, std::fabs(a));
+    if (lo > up) {
+      char buf[32];
+      if (logOn(env)) {
+        if (rl == ru) QVNmsg(env->resultsChannel, "Integer infeasible equality row '%.255s'.\n", rowNameOf(lp, i, buf));
+        else QVNmsg(env->resultsChannel, "Bound infeasibility column '%.255s'.\n", colNameOf(lp, j, buf));
+      }
+      return QVNERR_PRESLV_INForUNBD;
+    }
+  }
   const bool raiseLower = lo > l, lowerUpper = up < u;
   if (raiseLower || lowerUpper) {
     double nl = raiseLower ? lo : l, nu = lowerUpper ? up : u;
@@ -48,6 +60,11 @@ int singletonRow(Environment *env, const Problem *lp, PresolveState &s, int i) {
       }
       // Within the tolerance: the row decides the value.
       nl = nu = raiseLower ? lo : up;
+      if (isIntegerCol(s, j)) {
+        char buf[32];
+        if (logOn(env)) QVNmsg(env->resultsChannel, "Bound infeasibility column '%.255s'.\n", colNameOf(lp, j, buf));
+        return QVNERR_PRESLV_INForUNBD;
+      }
     }
     const int kind = rl == ru ? kRecRowEqual : raiseLower ? kRecRowLower : kRecRowUpper;
     const int rec = pushRecord(s, kind, i);

@@ -3,6 +3,7 @@ list(APPEND QUORVAN_SOURCES
   src/presolve/crush.cpp
   src/presolve/dependent_rows.cpp
   src/presolve/driver.cpp
+  src/presolve/mip_reductions.cpp
   src/presolve/dualize.cpp
   src/presolve/optimize_presolved.cpp
   src/presolve/postsolve.cpp

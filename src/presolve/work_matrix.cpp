@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "model/mip_data.h"
 #include "presolve/presolve_state.h"
 #include "runtime/environment.h"
 
@@ -28,6 +29,11 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
   s.dualRemoved.assign(static_cast<size_t>(n), 0);
   for (int j : s.protectedList)
     if (j >= 0 && j < n) s.protectedCol[j] = 1;
+  // Members of special ordered sets: a dual argument or a substitution knows
+  // nothing of the set and could move a member where the set forbids it.
+  if (const SosData *sos = s.mip ? heldSos(lp) : nullptr)
+    for (int j : sos->member)
+      if (j >= 0 && j < n) s.protectedCol[j] = 1;
   s.rowMarked.assign(static_cast<size_t>(m), 0);
   s.colMarked.assign(static_cast<size_t>(n), 0);
   s.touchedRows.clear();
@@ -53,6 +59,22 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
     }
   }
   for (int i = 0; i < m; ++i) rowActivityLimits(d, i, s.rowLower[i], s.rowUpper[i]);
+  if (s.mip && !d.ctype.empty()) {
+    // Integer columns start from the integer range of their bounds, binaries
+    // within [0, 1], as the search itself would see them.
+    s.integerCol.assign(static_cast<size_t>(n), 0);
+    for (int j = 0; j < n; ++j) {
+      const char t = d.ctype[j];
+      if (t != 'B' && t != 'I') continue;
+      s.integerCol[j] = t == 'B' ? 2 : 1;  // 2 marks a binary, for the messages
+      if (t == 'B') {
+        s.colLower[j] = std::max(s.colLower[j], 0.0);
+        s.colUpper[j] = std::min(s.colUpper[j], 1.0);
+      }
+      s.colLower[j] = roundUpBound(s.colLower[j]);
+      s.colUpper[j] = roundDownBound(s.colUpper[j]);
+    }
+  }
   s.origLower = s.colLower;
   s.origUpper = s.colUpper;
   for (int i = 0; i < m; ++i) markRow(s, i);

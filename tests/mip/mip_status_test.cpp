@@ -69,7 +69,13 @@ TEST_F(MipStatusTest, InfeasibleUnboundedAndTrivial) {
   open.lp.addCol(-1, 0, 1e20, {{b, 1}});
   open.ctype = "I";
   load(open);
+  // Presolve proves it by the objective alone, which tells only that no
+  // finite optimum exists; the search without presolve finds the ray.
+  EXPECT_EQ(run(), QVN_STAT_MIP_INForUNBD);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  load(open);
   EXPECT_EQ(run(), QVN_STAT_MIP_UNBOUNDED);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 1);
   // An integral relaxation is optimal at the root: x = 3 at min x, x >= 3.
   MipModel easy;
   const int c = easy.lp.addRow('G', 3);

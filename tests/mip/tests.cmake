@@ -6,6 +6,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   mip/mip_cli_test.cpp
   mip/mip_log_test.cpp
   mip/mip_models.cpp
+  mip/mip_presolve_test.cpp
   mip/mip_sets_start_test.cpp
   mip/mip_solve_test.cpp
   mip/mip_status_test.cpp

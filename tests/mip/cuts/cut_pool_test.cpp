@@ -36,6 +36,11 @@ TEST(CutPoolTest, DuplicatesAreSameRowsInOnePositiveRatio) {
 
 class CutRunTest : public ExactMipFixture {
 protected:
+  void SetUp() override {
+    ExactMipFixture::SetUp();
+    // The pool is read on the columns of the model the cuts were made on.
+    QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  }
   int applied() {
     const qvn::CutPool *pool = qvn::mipCutPool(lp);
     int total = 0;

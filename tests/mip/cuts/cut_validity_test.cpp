@@ -108,6 +108,8 @@ protected:
     QVNsetintparam(env, QVN_PARAM_FRACPASS, 5);
     // Tightening cuts are off unless asked for.
     QVNsetintparam(env, 2080, 1);
+    // Cuts are read on the columns of the model they were made on.
+    QVNsetintparam(env, QVN_PARAM_PREIND, 0);
   }
   // Solves m, compares with enumeration and checks each cut on every integer
   // point; returns the number of cuts checked.
