@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 
 #include "mip/mip_log.h"
 #include "mip/mip_run.h"
@@ -23,6 +24,9 @@ constexpr double kBasisBudget = 256.0 * 1048576.0;
 constexpr int kDiveAllowance = 2000;
 // A set member at or below this magnitude counts as zero, as for an incumbent.
 constexpr double kSosZero = 1e-6;
+// Branch values beyond this magnitude are refused: the children's bounds
+// would no longer be exact integers in the LP's arithmetic.
+constexpr double kIntegerLimit = 2100000000.0;
 
 struct NodeResult {
   NodeOutcome outcome = NodeOutcome::kLpTrouble;
@@ -85,11 +89,24 @@ int loadBounds(MipRun &run, const NodeRecord &node) {
 }
 
 int installBasis(MipRun &run, const SharedBasis &b) {
-  const int n = relaxNumCols(*run.search->nodeLp), m = relaxNumRows(*run.search->nodeLp);
+  LpRelaxation &r = *run.search->nodeLp;
+  const int n = relaxNumCols(r), m = relaxNumRows(r);
   if (static_cast<int>(b.status.size()) != n + m) return 0;  // rows changed since: keep the held basis
+  // A node popped right after its parent (its sibling pruned, or both pushed)
+  // finds the parent's basis still held: setting it again would throw away a
+  // valid factor and the pricing weights for nothing.
+  relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
+  bool same = true;
+  for (int j = 0; j < n && same; ++j) same = run.colStatus[j] == b.status[j];
+  for (int i = 0; i < m && same; ++i) same = run.rowStatus[i] == b.status[n + i];
+  if (same) {
+    ++run.basisKept;
+    return 0;
+  }
   for (int j = 0; j < n; ++j) run.colStatus[j] = b.status[j];
   for (int i = 0; i < m; ++i) run.rowStatus[i] = b.status[n + i];
-  return relaxSetBasis(*run.search->nodeLp, run.colStatus.data(), run.rowStatus.data());
+  ++run.basisInstalled;
+  return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data());
 }
 
 SharedBasis *snapshotBasis(MipRun &run) {
@@ -267,8 +284,10 @@ void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int lef
   line.depth = node.depth;
   printNodeLine(run.env, line);
   const int every = std::max(20, 10 * c.interval);
-  if (count % every == 0 && (count != 0 || elapsedSeconds(run) > 10.0))
+  if (count % every == 0 && (count != 0 || elapsedSeconds(run) > 10.0)) {
     printElapsed(run.env, elapsedSeconds(run), s.store.inMemoryBytes / 1048576.0);
+    printNodefileSize(run.env, s.store.fileBytes / 1048576.0, s.store.fileStoredBytes / 1048576.0);
+  }
 }
 
 void logIncumbent(MipRun &run, int left, const NodeRecord *current) {
@@ -461,6 +480,20 @@ void applyDirection(const MipRun &run, BranchRecord rec[2]) {
   if (rec[0].direction != first) std::swap(rec[0], rec[1]);
 }
 
+// The node in hand when an allocation fails: it goes where the driver frees
+// what is left of the tree, instead of being lost with the loop's frame.
+struct CurrentNodeGuard {
+  MipSearch &search;
+  NodeRecord *&current;
+  ~CurrentNodeGuard() {
+    if (!current || std::uncaught_exceptions() == 0) return;
+    if (!search.resume)
+      search.resume = current;
+    else
+      freeNode(current);
+  }
+};
+
 } // namespace
 
 int runNodeLoop(MipRun &run) {
@@ -480,6 +513,7 @@ int runNodeLoop(MipRun &run) {
   run.rowStatus.assign(static_cast<size_t>(relaxNumRows(*s.nodeLp) + 1), 0);
   NodeRecord *current = s.resume;
   s.resume = nullptr;
+  CurrentNodeGuard guard{s, current};
   EnvVector<BoundChange> proved;
   for (;;) {
     if (current && current->bound >= s.cutoff) {
@@ -592,6 +626,13 @@ int runNodeLoop(MipRun &run) {
     if (newIncumbent) {
       storePrune(s.store, s.cutoff);
       QVN_TRY(heuristicStep(run, kAfterIncumbent));
+    }
+    if (branched && std::fabs(rec[0].branchValue) > kIntegerLimit) {
+      char name[32];
+      s.resume = current;  // the tree stays as it was for the caller
+      // Printed here; as a positive failure it becomes the run's status 109 or 110.
+      return -reportError(run.env, 3018, columnName(*run.model, rec[0].variable, name), rec[0].branchValue,
+                         static_cast<int>(kIntegerLimit));
     }
     NodeRecord *next = nullptr;
     if (branched) next = branch(run, current, res, rec, trialBounds);

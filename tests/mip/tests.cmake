@@ -3,6 +3,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   mip/cuts/cut_validity_test.cpp
   mip/mip_check.cpp
   mip/mip_cli_test.cpp
+  mip/mip_failure_test.cpp
   mip/mip_log_test.cpp
   mip/mip_models.cpp
   mip/mip_sets_start_test.cpp
