@@ -88,9 +88,16 @@ int loadBounds(MipRun &run, const NodeRecord &node) {
   return relaxChangeBounds(*s.nodeLp, static_cast<int>(cols.size()), cols.data(), lo.data(), up.data());
 }
 
+// Status arrays with room for the node LP's rows as they are now.
+void statusRoom(MipRun &run, int n, int m) {
+  if (run.colStatus.size() < static_cast<size_t>(n + 1)) run.colStatus.resize(static_cast<size_t>(n + 1));
+  if (run.rowStatus.size() < static_cast<size_t>(m + 1)) run.rowStatus.resize(static_cast<size_t>(m + 1));
+}
+
 int installBasis(MipRun &run, const SharedBasis &b) {
   LpRelaxation &r = *run.search->nodeLp;
   const int n = relaxNumCols(r), m = relaxNumRows(r);
+  statusRoom(run, n, m);
   if (static_cast<int>(b.status.size()) != n + m) return 0;  // rows changed since: keep the held basis
   // A node popped right after its parent (its sibling pruned, or both pushed)
   // finds the parent's basis still held: setting it again would throw away a
@@ -112,6 +119,7 @@ int installBasis(MipRun &run, const SharedBasis &b) {
 SharedBasis *snapshotBasis(MipRun &run) {
   LpRelaxation &r = *run.search->nodeLp;
   const int n = relaxNumCols(r), m = relaxNumRows(r);
+  statusRoom(run, n, m);
   relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
   SharedBasis *b = envNew<SharedBasis>();
   b->status.resize(static_cast<size_t>(n + m));
@@ -187,6 +195,25 @@ void findCandidates(MipRun &run, const double *x, NodeResult &res) {
   if (run.sos) findSosCandidates(run, x, res);
 }
 
+// Failures of a node LP that end the run: memory and the problem's own faults.
+bool fatalLpFailure(int failure) {
+  return failure < 0 || failure == QVNERR_NO_MEMORY || failure == 1018 || failure == 5002;
+}
+
+// Every row's logical basic, every column at a finite bound (or free at 0).
+int installSlackBasis(MipRun &run) {
+  LpRelaxation &r = *run.search->nodeLp;
+  const int n = relaxNumCols(r), m = relaxNumRows(r);
+  statusRoom(run, n, m);
+  for (int j = 0; j < n; ++j) {
+    double lo = 0.0, up = 0.0;
+    relaxGetBounds(r, j, &lo, &up);
+    run.colStatus[j] = lo > -1e20 ? 0 : up < 1e20 ? 2 : 3;
+  }
+  for (int i = 0; i < m; ++i) run.rowStatus[i] = 1;
+  return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data());
+}
+
 int solveNode(MipRun &run, NodeResult &res) {
   MipSearch &s = *run.search;
   RelaxSolveLimits limits;
@@ -194,7 +221,24 @@ int solveNode(MipRun &run, NodeResult &res) {
   limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
   limits.display = run.control.display == 5 ? run.env->generalParams->simdisplay : 0;
   int status = 0;
-  QVN_TRY(relaxSolve(*s.nodeLp, limits, &status));
+  int failure = relaxSolve(*s.nodeLp, limits, &status);
+  if (failure != 0 && !fatalLpFailure(failure)) {
+    // A failed node LP (a singular basis, say) is not the run's end: once
+    // more from the slack basis, and if that fails too the node stays
+    // unsolved and proves nothing.
+    QVN_TRY(installSlackBasis(run));
+    failure = relaxSolve(*s.nodeLp, limits, &status);
+    if (failure != 0 && !fatalLpFailure(failure)) {
+      ++run.lpFailures;
+      run.candidates.clear();
+      run.semiCandidates.clear();
+      run.sosCandidates.clear();
+      res.outcome = NodeOutcome::kLpTrouble;
+      res.iinf = -1;
+      return 0;
+    }
+  }
+  QVN_TRY(failure);
   s.iterationTotal += relaxIterations(*s.nodeLp);
   if (status != kRunOptimal && status != kRunInfeasible && status != kRunObjLimit && status != kRunTimeLimit &&
       status != kRunAborted) {
@@ -588,7 +632,16 @@ int runNodeLoop(MipRun &run) {
       ctx.objectiveRaise = res.objective;
       const bool allowTrials = rounds < kProvedRounds;
       const BranchRule *rule = allowTrials ? run.rule : findBranchRule(1);
-      QVN_TRY(rule->select(ctx, nullptr, rec));
+      const int failure = rule->select(ctx, nullptr, rec);
+      if (failure != 0) {
+        if (fatalLpFailure(failure)) return failure;
+        // Trial LPs that failed leave no estimates: the node still branches,
+        // on its most fractional candidate.
+        ++run.lpFailures;
+        proved.clear();
+        ctx.nodeInfeasible = false;
+        QVN_TRY(selectMaxInfeasibility(ctx, nullptr, rec));
+      }
       if (ctx.nodeInfeasible) {
         res.outcome = NodeOutcome::kInfeasible;
         break;
