@@ -46,6 +46,8 @@ struct MipRun {
   int lpFailures = 0;      // node LPs that ended neither optimal nor proved
   int unprovedDrops = 0;   // troubled nodes left without a bound or a branch
   int diveSteps = 0;
+  // A stop asked by a callback: 113 (aborted) or a failure of 1000 and up.
+  int callbackStop = 0;
   // Stored node bases set on the node LP, and those found already held.
   int basisInstalled = 0, basisKept = 0;
 };

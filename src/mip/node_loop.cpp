@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "mip/callbacks.h"
 #include "mip/mip_log.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
@@ -17,6 +18,9 @@ namespace {
 
 // Re-solves of one node after bound changes that its branching proved.
 constexpr int kProvedRounds = 4;
+// Re-solves of one node after a cut callback added rows. An integer point
+// still getting cuts after these is not trusted: the node stays unsolved.
+constexpr int kCallbackRounds = 200;
 // Bytes of stored node bases beyond which new nodes keep none and start from
 // whatever basis the node LP holds (still dual feasible after bound changes).
 constexpr double kBasisBudget = 256.0 * 1048576.0;
@@ -39,6 +43,7 @@ int limitsReached(MipRun &run, const NodeRecord *current) {
   const MipSearch &s = *run.search;
   const MipControl &c = run.control;
   const int none = s.incumbent.exists ? 0 : 1;
+  if (run.callbackStop != 0) return run.callbackStop >= 1000 ? run.callbackStop : 113 + none;
   if (terminateRequested(run.env)) return 113 + none;
   if (s.incumbent.exists) {
     const double z = s.incumbent.objective, b = currentBestBound(run, current);
@@ -564,6 +569,7 @@ int runNodeLoop(MipRun &run) {
       freeNode(current);
       current = nullptr;
     }
+    if (run.callbackStop == 0) run.callbackStop = callInfoCallback(run, current);
     const int stop = limitsReached(run, current);
     if (stop != 0) {
       run.stopStatus = stop;
@@ -582,9 +588,29 @@ int runNodeLoop(MipRun &run) {
     int rounds = 0;
     BranchRecord rec[2];
     bool branched = false, trialBounds = false, sosBranch = false;
+    int callbackRounds = 0;
     for (;;) {
       QVN_TRY(solveNode(run, res));
-      if (rounds == 0) updatePseudoCost(run, *current, res);
+      if (rounds == 0 && callbackRounds == 0) updatePseudoCost(run, *current, res);
+      if ((res.outcome == NodeOutcome::kFractional || res.outcome == NodeOutcome::kIntegral) &&
+          hasMipCallback(run, kCutCallback)) {
+        if (callbackRounds >= kCallbackRounds) {
+          if (res.outcome == NodeOutcome::kIntegral) {
+            res.outcome = NodeOutcome::kLpTrouble;
+            res.iinf = -1;
+            run.candidates.clear();
+            break;
+          }
+        } else {
+          int added = 0;
+          run.callbackStop = callCutCallback(run, current, relaxPrimal(*s.nodeLp), &added);
+          if (run.callbackStop != 0) break;
+          if (added > 0) {
+            ++callbackRounds;
+            continue;
+          }
+        }
+      }
       if (res.outcome == NodeOutcome::kLpTrouble && !run.candidates.empty()) {
         // No proved bound: the children keep the node's, and the subtree stays open.
         res.objective = current->bound;
@@ -661,6 +687,12 @@ int runNodeLoop(MipRun &run) {
       applyDirection(run, rec);
       branched = true;
       break;
+    }
+    if (run.callbackStop != 0) {
+      // Nothing of this node is used: the point may be one the callback refused.
+      run.stopStatus = limitsReached(run, current);
+      s.resume = current;
+      return 0;
     }
     if (res.outcome == NodeOutcome::kStop) {
       const int base = terminateRequested(run.env) ? 113 : 107;

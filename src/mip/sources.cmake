@@ -1,5 +1,6 @@
 list(APPEND QUORVAN_SOURCES
   src/mip/branch_infeasibility.cpp
+  src/mip/callbacks.cpp
   src/mip/clique_table.cpp
   src/mip/cuts/clique.cpp
   src/mip/cuts/cover.cpp
