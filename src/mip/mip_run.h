@@ -48,8 +48,6 @@ struct MipRun {
   int diveSteps = 0;
   // A stop asked by a callback: 113 (aborted) or a failure of 1000 and up.
   int callbackStop = 0;
-  // Stored node bases set on the node LP, and those found already held.
-  int basisInstalled = 0, basisKept = 0;
 };
 
 double elapsedSeconds(const MipRun &run);

@@ -111,13 +111,9 @@ int installBasis(MipRun &run, const SharedBasis &b) {
   bool same = true;
   for (int j = 0; j < n && same; ++j) same = run.colStatus[j] == b.status[j];
   for (int i = 0; i < m && same; ++i) same = run.rowStatus[i] == b.status[n + i];
-  if (same) {
-    ++run.basisKept;
-    return 0;
-  }
+  if (same) return 0;
   for (int j = 0; j < n; ++j) run.colStatus[j] = b.status[j];
   for (int i = 0; i < m; ++i) run.rowStatus[i] = b.status[n + i];
-  ++run.basisInstalled;
   return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data());
 }
 
