@@ -6,6 +6,8 @@
  *    S short of all cities, sum of x over the edges inside S <= |S| - 1;
  * 2. with a complete formulation and no callback: a single-commodity flow
  *    from city 0 that reaches every other city only along chosen edges.
+ * Up to 10 cities, also with every subtour constraint given before the run as
+ * a lazy constraint of the model.
  *
  * Both must give the same length, and the first tour must be one cycle.
  * Usage: tsp_lazy [cities [seed]]   (exit status 0 when all holds) */
@@ -219,6 +221,40 @@ int main(int argc, char **argv) {
       lazyLength = tourLength(env, lazy, &g, length);
     QVNsetcutcallbackfunc(env, NULL, NULL);
   }
+  /* 1b. For a few cities, every subtour constraint as a lazy constraint of
+     the model, added before the run: the same tour length. */
+  double setLength = lazyLength;
+  if (n <= 10) {
+    QVNLPptr byset = QVNcreateprob(env, &status, "tsp_lazyset");
+    setLength = -1.0;
+    if (byset && build(env, byset, &g, length, 0) == 0) {
+      int *index = (int *)malloc(sizeof(int) * (size_t)g.edges);
+      double *ones = (double *)malloc(sizeof(double) * (size_t)g.edges);
+      int added = 0;
+      /* Subsets S of 2 to n/2 cities (their complements give the same rows). */
+      for (unsigned mask = 1; mask < (1u << n) && status == 0; ++mask) {
+        const int size = __builtin_popcount(mask);
+        if (size < 2 || size > n / 2) continue;
+        int count = 0;
+        for (int k = 0; k < g.edges; ++k)
+          if ((mask >> g.from[k] & 1u) && (mask >> g.to[k] & 1u)) {
+            index[count] = k;
+            ones[count++] = 1.0;
+          }
+        const double rhs = size - 1.0;
+        const char sense = 'L';
+        const int beg = 0;
+        status = QVNaddlazyconstraints(env, byset, 1, count, &rhs, &sense, &beg, index, ones, NULL);
+        ++added;
+      }
+      if (status == 0 && QVNmipopt(env, byset) == 0 && QVNgetstat(env, byset) == QVN_STAT_MIP_OPTIMAL)
+        setLength = tourLength(env, byset, &g, length);
+      printf("cities %d: tour %.0f from %d lazy constraints given before the run\n", n, setLength, added);
+      free(index);
+      free(ones);
+    }
+    QVNfreeprob(env, &byset);
+  }
   /* 2. The complete formulation, no callback. */
   QVNLPptr complete = QVNcreateprob(env, &status, "tsp_flow");
   if (complete && build(env, complete, &g, length, 1) == 0) {
@@ -231,7 +267,7 @@ int main(int argc, char **argv) {
          g.cutsAdded, completeLength);
   /* Lengths are integers: the solver's objective may differ from one in the
      last digits, the tour's own sum may not. */
-  const int ok = lazyLength >= 0.0 && fabs(lazyLength - completeLength) < 1e-4;
+  const int ok = lazyLength >= 0.0 && fabs(lazyLength - completeLength) < 1e-4 && setLength == lazyLength;
   QVNfreeprob(env, &lazy);
   QVNfreeprob(env, &complete);
   QVNcloseQUORVAN(&env);

@@ -1003,6 +1003,22 @@ QVN_API int QVNgetcallbacknodex(QVNCENVptr env, void *cbdata, int wherefrom, dou
 QVN_API int QVNcutcallbackadd(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,
                               const int *cutind, const double *cutval, int purgeable);
 
+/* ---- User cuts and lazy constraints --------------------------------------
+   Rows kept beside a MIP, not in its LP, with the arguments of QVNaddrows
+   (rowStart[r] is where row r's entries begin; names are not kept yet).
+   Lazy constraints must hold for any solution: every candidate is checked
+   and a violated row joins the LP. User cuts are valid for every integer
+   solution and join the LP where they cut a node's point off by 0.1 or more.
+   Adding or freeing either discards a held search. */
+QVN_API int QVNaddusercuts(QVNCENVptr env, QVNLPptr lp, int rowCount, int nonzeros, const double *rhs,
+                           const char *sense, const int *rowStart, const int *colIndex, const double *coefValue,
+                           char **rowNames);
+QVN_API int QVNaddlazyconstraints(QVNCENVptr env, QVNLPptr lp, int rowCount, int nonzeros, const double *rhs,
+                                  const char *sense, const int *rowStart, const int *colIndex,
+                                  const double *coefValue, char **rowNames);
+QVN_API int QVNfreeusercuts(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNfreelazyconstraints(QVNCENVptr env, QVNLPptr lp);
+
 #ifdef __cplusplus
 }
 #endif

@@ -53,45 +53,62 @@ double userBound(const MipRun &run, double v) {
   return userValue(run, v);
 }
 
-// Puts the collected cuts in the node LP behind the pool's rows, so that the
-// pool's mirror of the LP rows stays whole; no cut limit applies, since a cut
-// given at an integer point may be all that keeps a wrong point out.
 int installCallbackCuts(MipRun &run, MipCallbackData &d, int *added) {
   *added = 0;
   if (d.cuts.empty()) return 0;
+  EnvVector<char> sense;
+  EnvVector<double> rhs;
+  EnvVector<int> start;
+  for (const CallbackCut &c : d.cuts) {
+    sense.push_back(c.sense);
+    rhs.push_back(c.rhs);
+    start.push_back(c.start);
+  }
+  start.push_back(static_cast<int>(d.index.size()));
+  return addTreeRows(run, kCutUser, static_cast<int>(d.cuts.size()), sense.data(), rhs.data(), start.data(),
+                     d.index.data(), d.value.data(), added);
+}
+
+} // namespace
+
+int addTreeRows(MipRun &run, int family, int count, const char *sense, const double *rhs, const int *start,
+                const int *index, const double *value, int *added) {
+  *added = 0;
+  if (count <= 0) return 0;
   MipSearch &s = *run.search;
   if (!s.cuts) {
     s.cuts = newCutPool();
     s.cuts->firstCutRow = relaxNumRows(*s.nodeLp);
   }
   CutPool &pool = *s.cuts;
+  // The pool mirrors the LP rows after the model's; rows it does not know
+  // would break that, so none go in then.
   if (relaxNumRows(*s.nodeLp) != pool.firstCutRow + static_cast<int>(pool.installed.cuts.size())) return 0;
   EnvVector<double> lower, upper;
-  EnvVector<int> start(1, 0), index;
-  EnvVector<double> value;
-  for (const CallbackCut &c : d.cuts) {
+  EnvVector<int> rowStart(1, 0), rowIndex;
+  EnvVector<double> rowValue;
+  for (int r = 0; r < count; ++r) {
+    const int from = start[r], n = start[r + 1] - start[r];
     // An equation enters as its two inequalities, the pool's form.
-    const char senses[2] = {c.sense == 'E' ? 'L' : c.sense, c.sense == 'E' ? 'G' : '\0'};
-    for (char sense : senses) {
-      if (sense == '\0') continue;
-      lower.push_back(sense == 'G' ? c.rhs : -HUGE_VAL);
-      upper.push_back(sense == 'L' ? c.rhs : HUGE_VAL);
-      index.insert(index.end(), d.index.begin() + c.start, d.index.begin() + c.start + c.count);
-      value.insert(value.end(), d.value.begin() + c.start, d.value.begin() + c.start + c.count);
-      start.push_back(static_cast<int>(index.size()));
-      blockAppend(pool.installed, sense, kCutUser, c.rhs, c.count, d.index.data() + c.start,
-                  d.value.data() + c.start, pool.serial++);
+    const char senses[2] = {sense[r] == 'E' ? 'L' : sense[r], sense[r] == 'E' ? 'G' : '\0'};
+    for (char one : senses) {
+      if (one == '\0') continue;
+      lower.push_back(one == 'G' ? rhs[r] : -HUGE_VAL);
+      upper.push_back(one == 'L' ? rhs[r] : HUGE_VAL);
+      rowIndex.insert(rowIndex.end(), index + from, index + from + n);
+      rowValue.insert(rowValue.end(), value + from, value + from + n);
+      rowStart.push_back(static_cast<int>(rowIndex.size()));
+      blockAppend(pool.installed, one, family, rhs[r], n, index + from, value + from, pool.serial++);
       pool.age.push_back(0);
-      ++pool.applied[kCutUser];
+      ++pool.applied[family];
     }
   }
   const int rows = static_cast<int>(lower.size());
-  QVN_TRY(relaxAddRows(*s.nodeLp, rows, lower.data(), upper.data(), start.data(), index.data(), value.data()));
+  QVN_TRY(relaxAddRows(*s.nodeLp, rows, lower.data(), upper.data(), rowStart.data(), rowIndex.data(),
+                       rowValue.data()));
   *added = rows;
   return 0;
 }
-
-} // namespace
 
 int callInfoCallback(MipRun &run, const NodeRecord *current) {
   const CallbackSlot &slot = run.env->mipCallbacks[kMipInfoCallback];

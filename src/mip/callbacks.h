@@ -10,6 +10,12 @@ inline bool hasMipCallback(const MipRun &run, MipCallbackKind kind) {
   return run.env->mipCallbacks[kind].function != nullptr;
 }
 
+// Puts `count` rows (sense 'L', 'G' or 'E', row r's entries from start[r] to
+// start[r+1]) into the node LP for good, counted under `family`; no cut limit
+// applies, since such a row may be all that keeps a wrong point out.
+int addTreeRows(MipRun &run, int family, int count, const char *sense, const double *rhs, const int *start,
+                const int *index, const double *value, int *added);
+
 // Each returns 0 to go on, or what ends the run: 113 for a stop asked by the
 // callback (the driver makes it 114 without an incumbent), or a failure of
 // 1000 and above.

@@ -5,6 +5,7 @@
 
 #include "mip/callbacks.h"
 #include "mip/mip_log.h"
+#include "mip/user_cuts.h"
 #include "mip/cuts/cut_pool.h"
 #include "mip/mip_run.h"
 #include "simplex/lp_relaxation.h"
@@ -121,6 +122,7 @@ bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic) 
   for (int j = 0; j < n; ++j) z += d.objCoef[j] * candidate[j];
   z *= run.sense;
   if (s.incumbent.exists && !(z < s.incumbent.objective)) return false;
+  if (violatesLazyConstraints(run, candidate.data())) return false;
   if (hasMipCallback(run, kIncumbentCallback)) {
     bool accept = true;
     const int stop = callIncumbentCallback(run, z, candidate.data(), &accept);

@@ -10,6 +10,7 @@
 #include "mip/mip_log.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
+#include "mip/user_cuts.h"
 #include "simplex/engine.h"
 
 namespace qvn {
@@ -559,6 +560,7 @@ int runNodeLoop(MipRun &run) {
   NodeRecord *current = s.resume;
   s.resume = nullptr;
   CurrentNodeGuard guard{s, current};
+  if (s.nodeCount == 0) announceModelRows(run);
   EnvVector<BoundChange> proved;
   for (;;) {
     if (current && current->bound >= s.cutoff) {
@@ -605,6 +607,23 @@ int runNodeLoop(MipRun &run) {
             ++callbackRounds;
             continue;
           }
+        }
+      }
+      if (res.outcome == NodeOutcome::kIntegral || res.outcome == NodeOutcome::kFractional) {
+        // Lazy constraints at an integer point, user cuts at a fractional one.
+        int added = 0;
+        if (res.outcome == NodeOutcome::kIntegral)
+          QVN_TRY(addViolatedLazyConstraints(run, relaxPrimal(*s.nodeLp), &added));
+        else if (callbackRounds < kCallbackRounds)
+          QVN_TRY(addViolatedUserCuts(run, relaxPrimal(*s.nodeLp), &added));
+        if (added > 0) {
+          if (++callbackRounds > kCallbackRounds && res.outcome == NodeOutcome::kIntegral) {
+            res.outcome = NodeOutcome::kLpTrouble;
+            res.iinf = -1;
+            run.candidates.clear();
+            break;
+          }
+          continue;
         }
       }
       if (res.outcome == NodeOutcome::kLpTrouble && !run.candidates.empty()) {

@@ -21,4 +21,5 @@ list(APPEND QUORVAN_SOURCES
   src/mip/node_loop.cpp
   src/mip/node_store.cpp
   src/mip/plugins.cpp
+  src/mip/user_cuts.cpp
 )

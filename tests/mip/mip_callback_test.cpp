@@ -1,6 +1,8 @@
 // MIP callbacks: the informational callback sees the run and can stop it,
 // the incumbent callback sees every candidate and can refuse it, and a cut
 // callback adding valid cuts leaves the optimum where enumeration puts it.
+// Lazy constraints and user cuts kept on the model reach the optimum of the
+// model with those rows in it.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -214,6 +216,71 @@ TEST_F(MipCallbackTest, ValidCutsFromACallbackKeepTheOptimum) {
   const int status = QVNgetstat(env, lp);
   EXPECT_TRUE(status == QVN_STAT_MIP_ABORT_FEAS || status == QVN_STAT_MIP_ABORT_INFEAS) << status;
   EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  takeErrors();
+}
+
+TEST_F(MipCallbackTest, LazyConstraintsAndUserCutsOfTheModel) {
+  for (uint64_t seed = 11; seed <= 14; ++seed) {
+    MipModel m = knapsack(seed, 14);
+    // Lazy: no more than four of the first eight items, and item 0 only with
+    // item 1. The model with them as ordinary rows gives the optimum.
+    MipModel full = m;
+    const int r1 = full.lp.addRow('L', 4), r2 = full.lp.addRow('L', 0);
+    for (int j = 0; j < 8; ++j) full.lp.set(r1, j, 1.0);
+    full.lp.set(r2, 0, 1.0);
+    full.lp.set(r2, 1, -1.0);
+    double optimum = 0.0;
+    ASSERT_TRUE(enumerateOptimum(full, &optimum));
+    const double rhs[2] = {4, 0};
+    const char sense[2] = {'L', 'L'};
+    const int start[2] = {0, 8};
+    const int index[10] = {0, 1, 2, 3, 4, 5, 6, 7, 0, 1};
+    const double value[10] = {1, 1, 1, 1, 1, 1, 1, 1, 1, -1};
+    ASSERT_EQ(loadMipModel(env, lp, m), 0);
+    ASSERT_EQ(QVNaddlazyconstraints(env, lp, 2, 10, rhs, sense, start, index, value, nullptr), 0);
+    // A user cut every integer point meets (the knapsack row's own bound on
+    // the item count) and one no point can violate by 0.1 (a copy of a row).
+    const double cutRhs[1] = {14};
+    const int cutStart[1] = {0};
+    std::vector<int> all(14);
+    std::vector<double> ones(14, 1.0);
+    for (int j = 0; j < 14; ++j) all[j] = j;
+    ASSERT_EQ(QVNaddusercuts(env, lp, 1, 14, cutRhs, sense, cutStart, all.data(), ones.data(), nullptr), 0);
+    // A start that breaks the second lazy row is refused.
+    std::vector<double> startValues(14, 0.0);
+    startValues[0] = 1.0;
+    ASSERT_EQ(QVNcopymipstart(env, lp, 14, all.data(), startValues.data()), 0);
+    log.clear();
+    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
+    ASSERT_EQ(QVNmipopt(env, lp), 0);
+    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
+    ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL) << seed;
+    EXPECT_NE(log.find("Model contains 1 user cuts\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("Model contains 2 lazy constraints\n"), std::string::npos) << log;
+    EXPECT_EQ(log.find("MIP start values provide initial solution"), std::string::npos) << log;
+    EXPECT_EQ(log.find("User cuts applied"), std::string::npos) << log;
+    double z = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
+    EXPECT_TRUE(sameObjective(z, optimum)) << seed << ": " << z << " vs " << optimum;
+    // The incumbent meets the model with the lazy rows as ordinary rows.
+    std::vector<double> x(14);
+    ASSERT_EQ(QVNgetx(env, lp, x.data(), 0, 13), 0);
+    EXPECT_EQ(checkIntegerSolution(full, x, z, 1e-5), "") << seed;
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << seed;
+    // Freed, the rows no longer bind: the plain knapsack's optimum.
+    double plain = 0.0;
+    ASSERT_TRUE(enumerateOptimum(m, &plain));
+    ASSERT_EQ(QVNfreelazyconstraints(env, lp), 0);
+    ASSERT_EQ(QVNfreeusercuts(env, lp), 0);
+    ASSERT_EQ(QVNmipopt(env, lp), 0);
+    ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
+    EXPECT_TRUE(sameObjective(z, plain)) << seed << ": " << z << " vs " << plain;
+  }
+  // Bad input changes nothing.
+  const int bad[1] = {99};
+  const double one[1] = {1.0}, rhs[1] = {1.0};
+  const int start[1] = {0};
+  EXPECT_EQ(QVNaddlazyconstraints(env, lp, 1, 1, rhs, nullptr, start, bad, one, nullptr), QVNERR_COL_INDEX_RANGE);
   takeErrors();
 }
 
