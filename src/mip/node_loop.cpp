@@ -124,7 +124,12 @@ SharedBasis *snapshotBasis(MipRun &run) {
   statusRoom(run, n, m);
   relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
   SharedBasis *b = envNew<SharedBasis>();
-  b->status.resize(static_cast<size_t>(n + m));
+  try {
+    b->status.resize(static_cast<size_t>(n + m));
+  } catch (...) {
+    envDelete(b);
+    throw;
+  }
   for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(run.colStatus[j]);
   for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(run.rowStatus[i]);
   return b;
@@ -364,7 +369,12 @@ NodeRecord *makeChild(MipRun &run, const NodeRecord &parent, const NodeResult &r
                       bool boundFromTrial) {
   MipSearch &s = *run.search;
   NodeRecord *child = newNode();
-  child->changes.reserve(parent.changes.size() + static_cast<size_t>(changeCount));
+  try {
+    child->changes.reserve(parent.changes.size() + static_cast<size_t>(changeCount));
+  } catch (...) {
+    freeNode(child);
+    throw;
+  }
   child->changes.assign(parent.changes.begin(), parent.changes.end());
   child->changes.insert(child->changes.end(), change, change + changeCount);
   child->objective = res.objective;
@@ -404,7 +414,14 @@ NodeRecord *keepChild(MipRun &run, NodeRecord *child, SharedBasis *&basis) {
     freeNode(child);
     return nullptr;
   }
-  if (!basis && s.store.inMemoryBytes < kBasisBudget) basis = snapshotBasis(run);
+  if (!basis && s.store.inMemoryBytes < kBasisBudget) {
+    try {
+      basis = snapshotBasis(run);
+    } catch (...) {
+      freeNode(child);
+      throw;
+    }
+  }
   child->basis = basis;
   holdBasis(basis);
   return child;
@@ -427,8 +444,17 @@ NodeRecord *chooseNext(MipRun &run, NodeRecord *children[2]) {
         children[k] = nullptr;
       }
   }
-  for (int k = 0; k < 2; ++k)
-    if (children[k]) storePush(s.store, children[k]);
+  for (int k = 0; k < 2; ++k) {
+    if (!children[k]) continue;
+    try {
+      storePush(s.store, children[k]);
+    } catch (...) {
+      // A full store: what it did not take goes, so nothing is lost unfreed.
+      for (int r = k; r < 2; ++r) freeNode(children[r]);
+      freeNode(next);
+      throw;
+    }
+  }
   if (next) {
     ++run.diveSteps;
     next->state = 'W';  // warm: the node LP holds its parent's optimal basis
@@ -467,9 +493,14 @@ NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const B
     }
     if (lo > up) continue;
     const BoundChange change{j, lo, up};
-    children[k] = keepChild(run, makeChild(run, *node, res, j, r.direction, r.branchValue, &change, 1,
-                                           r.estimate, boundsFromTrials),
-                            basis);
+    try {
+      children[k] = keepChild(run, makeChild(run, *node, res, j, r.direction, r.branchValue, &change, 1,
+                                             r.estimate, boundsFromTrials),
+                              basis);
+    } catch (...) {
+      freeNode(children[0]);  // the first child, when the second could not be made
+      throw;
+    }
   }
   return chooseNext(run, children);
 }
@@ -735,6 +766,7 @@ int runNodeLoop(MipRun &run) {
                          static_cast<int>(kIntegerLimit));
     }
     NodeRecord *next = nullptr;
+    CurrentNodeGuard nextGuard{s, next};
     if (branched) next = branch(run, current, res, rec, trialBounds);
     if (sosBranch) next = branchSos(run, current, res, run.sosCandidates[0]);
     if (!s.store.directoryAnnounced && !s.store.directory.empty()) {
