@@ -239,6 +239,8 @@ typedef struct NetProblem *QVNNETptr;
 #define QVN_STAT_MIP_ABORT_FEAS        113
 #define QVN_STAT_MIP_ABORT_INFEAS      114
 #define QVN_STAT_MIP_OPTIMAL_INFEAS    115
+#define QVN_STAT_MIP_FAIL_FEAS_NO_TREE 116
+#define QVN_STAT_MIP_FAIL_INFEAS_NO_TREE 117
 #define QVN_STAT_MIP_UNBOUNDED         118
 #define QVN_STAT_MIP_INForUNBD         119
 
@@ -994,6 +996,76 @@ QVN_API int QVNgetconflict(QVNCENVptr env, QVNCLPptr lp, int *statusOut, int *ro
 QVN_API int QVNgetconflictext(QVNCENVptr env, QVNCLPptr lp, int *groupStatus, int begin, int end);
 /* The conflict as an LP file, named "<problem>_conflict". */
 QVN_API int QVNclpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
+
+/* ---- MIP callbacks ------------------------------------------------------
+   Registered on the Environment (a null function removes one) and called
+   during QVNmipopt with the run's callback data, the wherefrom number and the
+   caller's handle. A non-zero return stops the run: below 1000 with status
+   113 or 114 (aborted), from 1000 up as a failure (109 or 110). */
+#define QVN_CALLBACK_MIP             101
+#define QVN_CALLBACK_MIP_CUT         106
+#define QVN_CALLBACK_MIP_INCUMBENT   111
+
+#define QVN_CALLBACK_INFO_BEST_INTEGER     101
+#define QVN_CALLBACK_INFO_BEST_REMAINING   102
+#define QVN_CALLBACK_INFO_NODE_COUNT       103
+#define QVN_CALLBACK_INFO_NODES_LEFT       104
+#define QVN_CALLBACK_INFO_MIP_ITERATIONS   105
+#define QVN_CALLBACK_INFO_CUTOFF           106
+#define QVN_CALLBACK_INFO_MIP_FEAS         109
+#define QVN_CALLBACK_INFO_MY_THREAD_NUM    122
+#define QVN_CALLBACK_INFO_USER_THREADS     123
+
+#define QVN_CALLBACK_DEFAULT 0
+#define QVN_CALLBACK_FAIL    1
+#define QVN_CALLBACK_SET     2
+
+typedef int (*QVNmipcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle);
+/* An incumbent candidate: objective in the user's sense and x (one value per
+   column). Setting *isfeas_p to 0 refuses it; *useraction_p 1 stops the run. */
+typedef int (*QVNincumbentcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
+                                        double objval, double *x, int *isfeas_p, int *useraction_p);
+/* Called at every node whose LP is solved, fractional or integer, before the
+   solution is offered or branched on; cuts go in with QVNcutcallbackadd.
+   Cuts must be valid for every integer solution; used at integer points they
+   act as lazy constraints: the node is solved again until none is added.
+   While a cut callback is set, solutions found by heuristics are refused. */
+typedef int (*QVNcutcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
+                                  int *useraction_p);
+
+QVN_API int QVNsetmipcallbackfunc(QVNENVptr env, QVNmipcallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetmipcallbackfunc(QVNCENVptr env, QVNmipcallbackfunc *callback_p, void **cbhandle_p);
+QVN_API int QVNsetincumbentcallbackfunc(QVNENVptr env, QVNincumbentcallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetincumbentcallbackfunc(QVNCENVptr env, QVNincumbentcallbackfunc *callback_p,
+                                        void **cbhandle_p);
+QVN_API int QVNsetcutcallbackfunc(QVNENVptr env, QVNcutcallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetcutcallbackfunc(QVNCENVptr env, QVNcutcallbackfunc *callback_p, void **cbhandle_p);
+/* One of the QVN_CALLBACK_INFO_ values; counts and flags are written as int,
+   objective values as double. 1003 for a wherefrom it does not serve. */
+QVN_API int QVNgetcallbackinfo(QVNCENVptr env, void *cbdata, int wherefrom, int whichinfo, void *result_p);
+/* Values begin..end of the point the callback is called for (the node LP's
+   solution, or the candidate of an incumbent callback). */
+QVN_API int QVNgetcallbacknodex(QVNCENVptr env, void *cbdata, int wherefrom, double *x, int begin, int end);
+/* Adds the cut sum cutval[k] x[cutind[k]] (sense 'L', 'G' or 'E') rhs from a
+   cut callback (error 1003 from any other). */
+QVN_API int QVNcutcallbackadd(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,
+                              const int *cutind, const double *cutval, int purgeable);
+
+/* ---- User cuts and lazy constraints --------------------------------------
+   Rows kept beside a MIP, not in its LP, with the arguments of QVNaddrows
+   (rowStart[r] is where row r's entries begin; names are not kept yet).
+   Lazy constraints must hold for any solution: every candidate is checked
+   and a violated row joins the LP. User cuts are valid for every integer
+   solution and join the LP where they cut a node's point off by 0.1 or more.
+   Adding or freeing either discards a held search. */
+QVN_API int QVNaddusercuts(QVNCENVptr env, QVNLPptr lp, int rowCount, int nonzeros, const double *rhs,
+                           const char *sense, const int *rowStart, const int *colIndex, const double *coefValue,
+                           char **rowNames);
+QVN_API int QVNaddlazyconstraints(QVNCENVptr env, QVNLPptr lp, int rowCount, int nonzeros, const double *rhs,
+                                  const char *sense, const int *rowStart, const int *colIndex,
+                                  const double *coefValue, char **rowNames);
+QVN_API int QVNfreeusercuts(QVNCENVptr env, QVNLPptr lp);
+QVN_API int QVNfreelazyconstraints(QVNCENVptr env, QVNLPptr lp);
 
 #ifdef __cplusplus
 }

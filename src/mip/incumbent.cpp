@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "mip/callbacks.h"
 #include "mip/mip_log.h"
+#include "mip/user_cuts.h"
 #include "mip/cuts/cut_pool.h"
 #include "mip/heuristics/heuristics.h"
 #include "mip/mip_run.h"
@@ -97,6 +99,9 @@ double cutoffFor(const MipControl &c, double z) {
 }
 
 bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic) {
+  // A cut callback may stand for constraints only it knows: a point it has
+  // not seen at a node LP cannot be trusted.
+  if (fromHeuristic && hasMipCallback(run, kCutCallback)) return false;
   const LpData &d = *run.model;
   MipSearch &s = *run.search;
   const int n = d.numCols;
@@ -118,6 +123,13 @@ bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic) 
   for (int j = 0; j < n; ++j) z += d.objCoef[j] * candidate[j];
   z *= run.sense;
   if (s.incumbent.exists && !(z < s.incumbent.objective)) return false;
+  if (violatesLazyConstraints(run, candidate.data())) return false;
+  if (hasMipCallback(run, kIncumbentCallback)) {
+    bool accept = true;
+    const int stop = callIncumbentCallback(run, z, candidate.data(), &accept);
+    if (stop != 0 && run.callbackStop == 0) run.callbackStop = stop;
+    if (!accept) return false;
+  }
   IncumbentStore &inc = s.incumbent;
   inc.exists = true;
   inc.objective = z;

@@ -459,6 +459,12 @@ int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited) {
     freeNode(s.resume);
     lp->status = s.incumbent.exists ? 116 : 117;
     return QVNERR_NO_MEMORY;
+  } catch (const NodeFileFailure &f) {
+    // Nodes lost with their file: what is left of the tree proves nothing.
+    storeClear(s.store);
+    freeNode(s.resume);
+    lp->status = s.incumbent.exists ? 116 : 117;
+    return f.code;
   }
   if (failure != 0) {
     if (failure < 0 || failure == QVNERR_NO_MEMORY) return failure;
@@ -474,6 +480,11 @@ int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited) {
       freeNode(s.resume);
       lp->status = s.incumbent.exists ? 116 : 117;
       return QVNERR_NO_MEMORY;
+    } catch (const NodeFileFailure &f) {
+      storeClear(s.store);
+      freeNode(s.resume);
+      lp->status = s.incumbent.exists ? 116 : 117;
+      return f.code;
     }
   }
   if (run.unprovedDrops > 0 && status == 101) {

@@ -105,4 +105,13 @@ void printElapsed(Environment *env, double seconds, double treeMegabytes) {
   QVNmsg(env->resultsChannel, "Elapsed time = %6.2f sec. (tree size = %5.2f MB).\n", seconds, treeMegabytes);
 }
 
+void printNodefileSize(Environment *env, double rawMegabytes, double storedMegabytes) {
+  if (rawMegabytes <= 0.0) return;
+  if (storedMegabytes != rawMegabytes)
+    QVNmsg(env->resultsChannel, "Nodefile size = %5.2f MB (%.2f MB after compression)\n", rawMegabytes,
+           storedMegabytes);
+  else
+    QVNmsg(env->resultsChannel, "Nodefile size = %5.2f MB\n", rawMegabytes);
+}
+
 } // namespace qvn

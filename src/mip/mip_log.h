@@ -31,6 +31,9 @@ void printNodeLine(Environment *env, const NodeLine &line);
 // `bestNode` infinite (magnitude 1e74 or above) with no bound yet.
 void printIncumbentShort(Environment *env, double incumbent, int node, double bestNode, int sense);
 void printElapsed(Environment *env, double seconds, double treeMegabytes);
+// "Nodefile size" after the elapsed line, when node blocks exist; with the
+// stored size when compression changed it.
+void printNodefileSize(Environment *env, double rawMegabytes, double storedMegabytes);
 
 // Gap column text of a node line (9 characters), exposed for tests.
 void formatGap(char out[16], bool hasIncumbent, double incumbent, double bestNode, bool lpTrouble);

@@ -49,6 +49,8 @@ struct MipRun {
   int unprovedDrops = 0;   // troubled nodes left without a bound or a branch
   int diveSteps = 0;
   DebugSolution *debug = nullptr;  // a known solution the search must not cut off
+  // A stop asked by a callback: 113 (aborted) or a failure of 1000 and up.
+  int callbackStop = 0;
 };
 
 double elapsedSeconds(const MipRun &run);

@@ -227,7 +227,7 @@ void readBackBlock(NodeStore &s, int index) {
     if (!read) {
       // The nodes are lost: the bound they held cannot be kept either, so the
       // run must not claim more than it has seen.
-      throw std::bad_alloc();
+      throw NodeFileFailure{kTempFileReadFailure};
     }
   } else {
     stored.swap(b.bytes);

@@ -4,12 +4,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 
+#include "mip/callbacks.h"
 #include "mip/mip_log.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
 #include "mip/debug_solution.h"
 #include "mip/probing.h"
+#include "mip/user_cuts.h"
 #include "simplex/engine.h"
 
 namespace qvn {
@@ -18,6 +21,9 @@ namespace {
 
 // Re-solves of one node after bound changes that its branching proved.
 constexpr int kProvedRounds = 4;
+// Re-solves of one node after a cut callback added rows. An integer point
+// still getting cuts after these is not trusted: the node stays unsolved.
+constexpr int kCallbackRounds = 200;
 // Bytes of stored node bases beyond which new nodes keep none and start from
 // whatever basis the node LP holds (still dual feasible after bound changes).
 constexpr double kBasisBudget = 256.0 * 1048576.0;
@@ -25,6 +31,9 @@ constexpr double kBasisBudget = 256.0 * 1048576.0;
 constexpr int kDiveAllowance = 2000;
 // A set member at or below this magnitude counts as zero, as for an incumbent.
 constexpr double kSosZero = 1e-6;
+// Branch values beyond this magnitude are refused: the children's bounds
+// would no longer be exact integers in the LP's arithmetic.
+constexpr double kIntegerLimit = 2100000000.0;
 
 struct NodeResult {
   NodeOutcome outcome = NodeOutcome::kLpTrouble;
@@ -37,6 +46,7 @@ int limitsReached(MipRun &run, const NodeRecord *current) {
   const MipSearch &s = *run.search;
   const MipControl &c = run.control;
   const int none = s.incumbent.exists ? 0 : 1;
+  if (run.callbackStop != 0) return run.callbackStop >= 1000 ? run.callbackStop : 113 + none;
   if (terminateRequested(run.env)) return 113 + none;
   if (s.incumbent.exists) {
     const double z = s.incumbent.objective, b = currentBestBound(run, current);
@@ -86,20 +96,42 @@ int loadBounds(MipRun &run, const NodeRecord &node) {
   return relaxChangeBounds(*s.nodeLp, static_cast<int>(cols.size()), cols.data(), lo.data(), up.data());
 }
 
+// Status arrays with room for the node LP's rows as they are now.
+void statusRoom(MipRun &run, int n, int m) {
+  if (run.colStatus.size() < static_cast<size_t>(n + 1)) run.colStatus.resize(static_cast<size_t>(n + 1));
+  if (run.rowStatus.size() < static_cast<size_t>(m + 1)) run.rowStatus.resize(static_cast<size_t>(m + 1));
+}
+
 int installBasis(MipRun &run, const SharedBasis &b) {
-  const int n = relaxNumCols(*run.search->nodeLp), m = relaxNumRows(*run.search->nodeLp);
+  LpRelaxation &r = *run.search->nodeLp;
+  const int n = relaxNumCols(r), m = relaxNumRows(r);
+  statusRoom(run, n, m);
   if (static_cast<int>(b.status.size()) != n + m) return 0;  // rows changed since: keep the held basis
+  // A node popped right after its parent (its sibling pruned, or both pushed)
+  // finds the parent's basis still held: setting it again would throw away a
+  // valid factor and the pricing weights for nothing.
+  relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
+  bool same = true;
+  for (int j = 0; j < n && same; ++j) same = run.colStatus[j] == b.status[j];
+  for (int i = 0; i < m && same; ++i) same = run.rowStatus[i] == b.status[n + i];
+  if (same) return 0;
   for (int j = 0; j < n; ++j) run.colStatus[j] = b.status[j];
   for (int i = 0; i < m; ++i) run.rowStatus[i] = b.status[n + i];
-  return relaxSetBasis(*run.search->nodeLp, run.colStatus.data(), run.rowStatus.data());
+  return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data());
 }
 
 SharedBasis *snapshotBasis(MipRun &run) {
   LpRelaxation &r = *run.search->nodeLp;
   const int n = relaxNumCols(r), m = relaxNumRows(r);
+  statusRoom(run, n, m);
   relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
   SharedBasis *b = envNew<SharedBasis>();
-  b->status.resize(static_cast<size_t>(n + m));
+  try {
+    b->status.resize(static_cast<size_t>(n + m));
+  } catch (...) {
+    envDelete(b);
+    throw;
+  }
   for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(run.colStatus[j]);
   for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(run.rowStatus[i]);
   return b;
@@ -172,6 +204,25 @@ void findCandidates(MipRun &run, const double *x, NodeResult &res) {
   if (run.sos) findSosCandidates(run, x, res);
 }
 
+// Failures of a node LP that end the run: memory and the problem's own faults.
+bool fatalLpFailure(int failure) {
+  return failure < 0 || failure == QVNERR_NO_MEMORY || failure == 1018 || failure == 5002;
+}
+
+// Every row's logical basic, every column at a finite bound (or free at 0).
+int installSlackBasis(MipRun &run) {
+  LpRelaxation &r = *run.search->nodeLp;
+  const int n = relaxNumCols(r), m = relaxNumRows(r);
+  statusRoom(run, n, m);
+  for (int j = 0; j < n; ++j) {
+    double lo = 0.0, up = 0.0;
+    relaxGetBounds(r, j, &lo, &up);
+    run.colStatus[j] = lo > -1e20 ? 0 : up < 1e20 ? 2 : 3;
+  }
+  for (int i = 0; i < m; ++i) run.rowStatus[i] = 1;
+  return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data());
+}
+
 int solveNode(MipRun &run, NodeResult &res) {
   MipSearch &s = *run.search;
   RelaxSolveLimits limits;
@@ -179,7 +230,24 @@ int solveNode(MipRun &run, NodeResult &res) {
   limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
   limits.display = run.control.display == 5 ? run.env->generalParams->simdisplay : 0;
   int status = 0;
-  QVN_TRY(relaxSolve(*s.nodeLp, limits, &status));
+  int failure = relaxSolve(*s.nodeLp, limits, &status);
+  if (failure != 0 && !fatalLpFailure(failure)) {
+    // A failed node LP (a singular basis, say) is not the run's end: once
+    // more from the slack basis, and if that fails too the node stays
+    // unsolved and proves nothing.
+    QVN_TRY(installSlackBasis(run));
+    failure = relaxSolve(*s.nodeLp, limits, &status);
+    if (failure != 0 && !fatalLpFailure(failure)) {
+      ++run.lpFailures;
+      run.candidates.clear();
+      run.semiCandidates.clear();
+      run.sosCandidates.clear();
+      res.outcome = NodeOutcome::kLpTrouble;
+      res.iinf = -1;
+      return 0;
+    }
+  }
+  QVN_TRY(failure);
   s.iterationTotal += relaxIterations(*s.nodeLp);
   if (status != kRunOptimal && status != kRunInfeasible && status != kRunObjLimit && status != kRunTimeLimit &&
       status != kRunAborted) {
@@ -269,8 +337,10 @@ void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int lef
   line.depth = node.depth;
   printNodeLine(run.env, line);
   const int every = std::max(20, 10 * c.interval);
-  if (count % every == 0 && (count != 0 || elapsedSeconds(run) > 10.0))
+  if (count % every == 0 && (count != 0 || elapsedSeconds(run) > 10.0)) {
     printElapsed(run.env, elapsedSeconds(run), s.store.inMemoryBytes / 1048576.0);
+    printNodefileSize(run.env, s.store.fileBytes / 1048576.0, s.store.fileStoredBytes / 1048576.0);
+  }
 }
 
 void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeuristic) {
@@ -302,7 +372,12 @@ NodeRecord *makeChild(MipRun &run, const NodeRecord &parent, const NodeResult &r
                       bool boundFromTrial) {
   MipSearch &s = *run.search;
   NodeRecord *child = newNode();
-  child->changes.reserve(parent.changes.size() + static_cast<size_t>(changeCount));
+  try {
+    child->changes.reserve(parent.changes.size() + static_cast<size_t>(changeCount));
+  } catch (...) {
+    freeNode(child);
+    throw;
+  }
   child->changes.assign(parent.changes.begin(), parent.changes.end());
   child->changes.insert(child->changes.end(), change, change + changeCount);
   child->objective = res.objective;
@@ -342,7 +417,14 @@ NodeRecord *keepChild(MipRun &run, NodeRecord *child, SharedBasis *&basis) {
     freeNode(child);
     return nullptr;
   }
-  if (!basis && s.store.inMemoryBytes < kBasisBudget) basis = snapshotBasis(run);
+  if (!basis && s.store.inMemoryBytes < kBasisBudget) {
+    try {
+      basis = snapshotBasis(run);
+    } catch (...) {
+      freeNode(child);
+      throw;
+    }
+  }
   child->basis = basis;
   holdBasis(basis);
   return child;
@@ -365,8 +447,17 @@ NodeRecord *chooseNext(MipRun &run, NodeRecord *children[2]) {
         children[k] = nullptr;
       }
   }
-  for (int k = 0; k < 2; ++k)
-    if (children[k]) storePush(s.store, children[k]);
+  for (int k = 0; k < 2; ++k) {
+    if (!children[k]) continue;
+    try {
+      storePush(s.store, children[k]);
+    } catch (...) {
+      // A full store: what it did not take goes, so nothing is lost unfreed.
+      for (int r = k; r < 2; ++r) freeNode(children[r]);
+      freeNode(next);
+      throw;
+    }
+  }
   if (next) {
     ++run.diveSteps;
     next->state = 'W';  // warm: the node LP holds its parent's optimal basis
@@ -405,9 +496,14 @@ NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const B
     }
     if (lo > up) continue;
     const BoundChange change{j, lo, up};
-    children[k] = keepChild(run, makeChild(run, *node, res, j, r.direction, r.branchValue, &change, 1,
-                                           r.estimate, boundsFromTrials),
-                            basis);
+    try {
+      children[k] = keepChild(run, makeChild(run, *node, res, j, r.direction, r.branchValue, &change, 1,
+                                             r.estimate, boundsFromTrials),
+                              basis);
+    } catch (...) {
+      freeNode(children[0]);  // the first child, when the second could not be made
+      throw;
+    }
   }
   return chooseNext(run, children);
 }
@@ -464,6 +560,20 @@ void applyDirection(const MipRun &run, BranchRecord rec[2]) {
   if (rec[0].direction != first) std::swap(rec[0], rec[1]);
 }
 
+// The node in hand when an allocation fails: it goes where the driver frees
+// what is left of the tree, instead of being lost with the loop's frame.
+struct CurrentNodeGuard {
+  MipSearch &search;
+  NodeRecord *&current;
+  ~CurrentNodeGuard() {
+    if (!current || std::uncaught_exceptions() == 0) return;
+    if (!search.resume)
+      search.resume = current;
+    else
+      freeNode(current);
+  }
+};
+
 } // namespace
 
 // A node that holds the known solution may end neither infeasible nor with
@@ -498,12 +608,15 @@ int runNodeLoop(MipRun &run) {
     debugCheckBound(run.env, *run.debug, kTreeInfinity, "the root's bounds (fixings or probing)");
   NodeRecord *current = s.resume;
   s.resume = nullptr;
+  CurrentNodeGuard guard{s, current};
+  if (s.nodeCount == 0) announceModelRows(run);
   EnvVector<BoundChange> proved;
   for (;;) {
     if (current && current->bound >= s.cutoff) {
       freeNode(current);
       current = nullptr;
     }
+    if (run.callbackStop == 0) run.callbackStop = callInfoCallback(run, current);
     const int stop = limitsReached(run, current);
     if (stop != 0) {
       run.stopStatus = stop;
@@ -528,10 +641,47 @@ int runNodeLoop(MipRun &run) {
     int rounds = 0;
     BranchRecord rec[2];
     bool branched = false, trialBounds = false, sosBranch = false;
+    int callbackRounds = 0;
     for (;;) {
       QVN_TRY(solveNode(run, res));
       if (debugHeld) debugCheckNodeResult(run, res);
-      if (rounds == 0) updatePseudoCost(run, *current, res);
+      if (rounds == 0 && callbackRounds == 0) updatePseudoCost(run, *current, res);
+      if ((res.outcome == NodeOutcome::kFractional || res.outcome == NodeOutcome::kIntegral) &&
+          hasMipCallback(run, kCutCallback)) {
+        if (callbackRounds >= kCallbackRounds) {
+          if (res.outcome == NodeOutcome::kIntegral) {
+            res.outcome = NodeOutcome::kLpTrouble;
+            res.iinf = -1;
+            run.candidates.clear();
+            break;
+          }
+        } else {
+          int added = 0;
+          run.callbackStop = callCutCallback(run, current, relaxPrimal(*s.nodeLp), &added);
+          if (run.callbackStop != 0) break;
+          if (added > 0) {
+            ++callbackRounds;
+            continue;
+          }
+        }
+      }
+      if (res.outcome == NodeOutcome::kIntegral || res.outcome == NodeOutcome::kFractional) {
+        // Lazy constraints at an integer point, user cuts at a fractional one.
+        int added = 0;
+        if (res.outcome == NodeOutcome::kIntegral)
+          QVN_TRY(addViolatedLazyConstraints(run, relaxPrimal(*s.nodeLp), &added));
+        else if (callbackRounds < kCallbackRounds)
+          QVN_TRY(addViolatedUserCuts(run, relaxPrimal(*s.nodeLp), &added));
+        if (added > 0) {
+          if (++callbackRounds > kCallbackRounds && res.outcome == NodeOutcome::kIntegral) {
+            res.outcome = NodeOutcome::kLpTrouble;
+            res.iinf = -1;
+            run.candidates.clear();
+            break;
+          }
+          continue;
+        }
+      }
       if (res.outcome == NodeOutcome::kLpTrouble && !run.candidates.empty()) {
         // No proved bound: the children keep the node's, and the subtree stays open.
         res.objective = current->bound;
@@ -579,7 +729,16 @@ int runNodeLoop(MipRun &run) {
       ctx.objectiveRaise = res.objective;
       const bool allowTrials = rounds < kProvedRounds;
       const BranchRule *rule = allowTrials ? run.rule : findBranchRule(1);
-      QVN_TRY(rule->select(ctx, nullptr, rec));
+      const int failure = rule->select(ctx, nullptr, rec);
+      if (failure != 0) {
+        if (fatalLpFailure(failure)) return failure;
+        // Trial LPs that failed leave no estimates: the node still branches,
+        // on its most fractional candidate.
+        ++run.lpFailures;
+        proved.clear();
+        ctx.nodeInfeasible = false;
+        QVN_TRY(selectMaxInfeasibility(ctx, nullptr, rec));
+      }
       if (ctx.nodeInfeasible) {
         // Trials may have proved bounds before the one that closed the node;
         // the LP holds them, so the next load must take them back.
@@ -604,6 +763,12 @@ int runNodeLoop(MipRun &run) {
       branched = true;
       break;
     }
+    if (run.callbackStop != 0) {
+      // Nothing of this node is used: the point may be one the callback refused.
+      run.stopStatus = limitsReached(run, current);
+      s.resume = current;
+      return 0;
+    }
     if (res.outcome == NodeOutcome::kStop) {
       const int base = terminateRequested(run.env) ? 113 : 107;
       run.stopStatus = s.incumbent.exists ? base : base + 1;
@@ -622,7 +787,15 @@ int runNodeLoop(MipRun &run) {
       storePrune(s.store, s.cutoff);
       QVN_TRY(heuristicStep(run, kAfterIncumbent));
     }
+    if (branched && std::fabs(rec[0].branchValue) > kIntegerLimit) {
+      char name[32];
+      s.resume = current;  // the tree stays as it was for the caller
+      // Printed here; as a positive failure it becomes the run's status 109 or 110.
+      return -reportError(run.env, 3018, columnName(*run.model, rec[0].variable, name), rec[0].branchValue,
+                         static_cast<int>(kIntegerLimit));
+    }
     NodeRecord *next = nullptr;
+    CurrentNodeGuard nextGuard{s, next};
     if (branched) next = branch(run, current, res, rec, trialBounds);
     if (sosBranch) next = branchSos(run, current, res, run.sosCandidates[0]);
     if (res.outcome == NodeOutcome::kFractional) {

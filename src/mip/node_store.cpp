@@ -132,6 +132,10 @@ double storeBestBound(const NodeStore &s) {
 }
 
 void storeInsert(NodeStore &s, NodeRecord *node) {
+  // Room in both heaps first: a failed allocation then leaves the node in
+  // neither, and the caller still owns it.
+  for (auto &heap : s.heap)
+    if (heap.size() == heap.capacity()) heap.reserve(std::max<size_t>(16, 2 * heap.size()));
   for (int h = 0; h < 2; ++h) {
     s.heap[h].push_back(node);
     node->heapPos[h] = static_cast<int>(s.heap[h].size()) - 1;

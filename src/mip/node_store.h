@@ -114,11 +114,19 @@ void storeClear(NodeStore &s);
 // Recomputes every key (after the key inputs changed).
 void storeRekey(NodeStore &s);
 
+// A block file that cannot be read back: its nodes, and the bound they held,
+// are lost, so the run ends (the driver turns this into a no-tree status).
+constexpr int kTempFileReadFailure = 1802;  // "Failure on temporary file read"
+struct NodeFileFailure {
+  int code;
+};
+
 // Node files (node_file.cpp). Inserts into both heaps with no spill.
 void storeInsert(NodeStore &s, NodeRecord *node);
 // Moves the worse half of the heaps into a block. False when nothing moved.
 bool spillNodes(NodeStore &s);
-// Brings block `b` back into the heaps.
+// Brings block `b` back into the heaps. Throws NodeFileFailure when its file
+// cannot be read.
 void readBackBlock(NodeStore &s, int b);
 // Drops blocks, their files and the directory.
 void clearBlocks(NodeStore &s);

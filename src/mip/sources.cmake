@@ -1,5 +1,6 @@
 list(APPEND QUORVAN_SOURCES
   src/mip/branch_infeasibility.cpp
+  src/mip/callbacks.cpp
   src/mip/clique_table.cpp
   src/mip/debug_solution.cpp
   src/mip/cuts/clique.cpp
@@ -37,4 +38,5 @@ list(APPEND QUORVAN_SOURCES
   src/mip/node_store.cpp
   src/mip/plugins.cpp
   src/mip/probing.cpp
+  src/mip/user_cuts.cpp
 )

@@ -14,6 +14,8 @@ void destroyMipData(MipData *&data) {
   envDelete(data->order);
   envDelete(data->sosData);
   envDelete(data->startData);
+  envDelete(data->userCuts);
+  envDelete(data->lazyConstraints);
   envDelete(data);
 }
 
@@ -53,6 +55,24 @@ void mipDeleteColumns(MipData *data, const int *map) {
     sos->member.resize(static_cast<size_t>(out));
     sos->weight.resize(static_cast<size_t>(out));
   }
+  // A kept row loses the terms of deleted columns, as a model row does.
+  for (ModelRowSet *rows : {data->userCuts, data->lazyConstraints}) {
+    if (!rows) continue;
+    int out = 0;
+    for (int r = 0; r < rows->count; ++r) {
+      const int begin = rows->start[r], end = rows->start[r + 1];
+      rows->start[r] = out;
+      for (int k = begin; k < end; ++k) {
+        if (map[rows->index[k]] < 0) continue;
+        rows->index[out] = map[rows->index[k]];
+        rows->value[out] = rows->value[k];
+        ++out;
+      }
+    }
+    rows->start[rows->count] = out;
+    rows->index.resize(static_cast<size_t>(out));
+    rows->value.resize(static_cast<size_t>(out));
+  }
 }
 
 MipData *copyMipData(const MipData &from) {
@@ -61,6 +81,8 @@ MipData *copyMipData(const MipData &from) {
     if (from.order) to->order = envNew<PriorityOrder>(*from.order);
     if (from.sosData) to->sosData = envNew<SosData>(*from.sosData);
     if (from.startData) to->startData = envNew<MipStartData>(*from.startData);
+    if (from.userCuts) to->userCuts = envNew<ModelRowSet>(*from.userCuts);
+    if (from.lazyConstraints) to->lazyConstraints = envNew<ModelRowSet>(*from.lazyConstraints);
   } catch (...) {
     destroyMipData(to);
     throw;

@@ -30,6 +30,16 @@ struct MipStartData {
   EnvVector<double> value;
 };
 
+// Rows kept beside the model, not in its LP: user cuts or lazy constraints.
+// Row r has entries start[r]..start[r+1]-1; start has count+1 entries.
+struct ModelRowSet {
+  int count = 0;
+  EnvVector<int> start{0};
+  EnvVector<int> index;
+  EnvVector<double> value, rhs;
+  EnvVector<char> sense;
+};
+
 } // namespace qvn
 
 struct MipData {
@@ -39,6 +49,8 @@ struct MipData {
   qvn::MipStartData *startData = nullptr;
   void *indicatorData = nullptr;
   void *cutData = nullptr;
+  qvn::ModelRowSet *userCuts = nullptr;
+  qvn::ModelRowSet *lazyConstraints = nullptr;
   void *heuristicData = nullptr;
 };
 

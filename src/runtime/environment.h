@@ -50,6 +50,14 @@ struct DebugRecord {
   char first[256];
 };
 
+// A MIP callback as registered: the function (cast back by its kind) and
+// the caller's handle. Zero when none (the Environment is zero-filled).
+struct CallbackSlot {
+  void *function;
+  void *handle;
+};
+enum MipCallbackKind : int { kMipInfoCallback = 0, kIncumbentCallback = 1, kCutCallback = 2, kMipCallbackKinds = 3 };
+
 } // namespace qvn
 
 struct Environment {
@@ -86,6 +94,7 @@ struct Environment {
   int constraintTypeCount;
   uint32_t randomState;  // the Environment's random stream, never reset per run
   qvn::DebugRecord debug;
+  qvn::CallbackSlot mipCallbacks[qvn::kMipCallbackKinds];  // src/mip/callbacks.cpp
 };
 
 namespace qvn {

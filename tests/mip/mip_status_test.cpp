@@ -255,18 +255,19 @@ TEST_F(MipStatusTest, PolishingResumesTheTreeAfterALimit) {
   load(m);
   QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
   QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
-  QVNsetintparam(env, QVN_PARAM_NODELIM, 30);
-  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);  // the tree alone, which finds nothing in thirty nodes
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 3);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);  // the tree alone, which finds nothing in three nodes
   QVNsetdblparam(env, QVN_PARAM_POLISHTIME, 30.0);
   QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
   std::string log;
   QVNCHANNELptr results = nullptr;
   ASSERT_EQ(QVNgetchannels(env, &results, nullptr, nullptr, nullptr), 0);
   ASSERT_EQ(QVNaddfuncdest(env, results, &log, appendText), 0);
-  // Thirty nodes find no integer point here: nothing to polish.
+  // Three nodes find no integer point here: nothing to polish.
   EXPECT_EQ(run(), QVN_STAT_MIP_NODE_LIM_INFEAS);
   EXPECT_NE(log.find("\nPolishing requested, but no solution to polish.\n\n"), std::string::npos) << log;
   // With an empty knapsack as the start there is.
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 30);
   load(m);
   std::vector<int> index(16);
   std::vector<double> zero(16, 0.0);
