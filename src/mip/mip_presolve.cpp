@@ -128,6 +128,14 @@ int reduceSets(Environment *env, const Problem *lp, const PresolveState &s, Prob
 
 bool mipPresolveWanted(const Environment *env, const Problem *lp) {
   if (env->generalParams->preind == 0) return false;
+  // Lazy constraints, user cuts and the callbacks that see or add rows work
+  // in the caller's columns; until they are carried into a reduced problem
+  // the search runs on the model as it is, or it could accept a point that
+  // breaks a lazy row.
+  const MipData *m = lp->mipData;
+  if (m && (m->lazyConstraints || m->userCuts)) return false;
+  for (const auto &slot : env->mipCallbacks)
+    if (slot.function) return false;
   const LpData &d = *lp->lpData;
   for (int j = 0; j < d.numCols && !d.ctype.empty(); ++j)
     if (d.ctype[j] == 'S' || d.ctype[j] == 'N') return false;

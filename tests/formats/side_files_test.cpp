@@ -3,10 +3,12 @@
 // or its warning, and leaves the problem's data as they were.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "formats/format_test_support.h"
@@ -57,6 +59,32 @@ protected:
     o.direction.resize(n);
     if (n > 0) EXPECT_EQ(QVNgetorder(env, p, &count, o.index.data(), o.priority.data(), o.direction.data(), n, &surplus), 0);
     return o;
+  }
+  // Solves the netlib model `name`, writes what it found with `write`, reads
+  // that into a fresh copy with `read` and solves the copy: it must reach the
+  // same optimum. Returns the iterations of the cold solve and of the
+  // restart, or -1 when the model is missing or a call failed.
+  std::pair<int, int> restart(const std::string &dir, const char *name,
+                              int (*write)(QVNCENVptr, QVNCLPptr, const char *),
+                              int (*read)(QVNCENVptr, QVNLPptr, const char *), const char *file) {
+    const std::string model = dir + "/netlib/" + name + ".mps.gz";
+    int status = 0;
+    QVNLPptr p = QVNcreateprob(env, &status, name), q = QVNcreateprob(env, &status, name);
+    problems.push_back(p);
+    problems.push_back(q);
+    QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+    double optimum = 0, again = 0;
+    if (QVNreadcopyprob(env, p, model.c_str(), nullptr) != 0 || QVNlpopt(env, p) != 0 ||
+        QVNgetobjval(env, p, &optimum) != 0 || write(env, p, path(file).c_str()) != 0 ||
+        QVNreadcopyprob(env, q, model.c_str(), nullptr) != 0 || read(env, q, path(file).c_str()) != 0 ||
+        QVNlpopt(env, q) != 0) {
+      ADD_FAILURE() << name << ": a call failed";
+      return {-1, -1};
+    }
+    EXPECT_EQ(QVNgetstat(env, q), QVN_STAT_OPTIMAL) << name;
+    QVNgetobjval(env, q, &again);
+    EXPECT_NEAR(again, optimum, 1e-9 * std::max(1.0, std::fabs(optimum))) << name;
+    return {QVNgetitcnt(env, p), QVNgetitcnt(env, q)};
   }
   std::vector<QVNLPptr> problems;
 };
@@ -348,28 +376,13 @@ TEST_F(SideFiles, BasisFilesRestartWithoutIterationsAndRefuseBadLines) {
   const std::string dir = sharedDataDir();
   if (!dir.empty()) {
     // Names with blanks inside (forplan) and ranged rows (boeing1) included.
-    for (const char *name : {"afiro", "boeing1", "forplan", "scfxm2", "degen2"}) {
-      const std::string model = dir + "/netlib/" + name + ".mps.gz";
-      int status = 0;
-      QVNLPptr p = QVNcreateprob(env, &status, name), q = QVNcreateprob(env, &status, name);
-      problems.push_back(p);
-      problems.push_back(q);
-      QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
-      ASSERT_EQ(QVNreadcopyprob(env, p, model.c_str(), nullptr), 0);
-      ASSERT_EQ(QVNmbasewrite(env, p, path("none.bas").c_str()), QVNERR_NO_BASIS);
-      ASSERT_EQ(QVNlpopt(env, p), 0);
-      double optimum = 0;
-      ASSERT_EQ(QVNgetobjval(env, p, &optimum), 0);
-      ASSERT_EQ(QVNmbasewrite(env, p, path("opt.bas").c_str()), 0);
-      ASSERT_EQ(QVNreadcopyprob(env, q, model.c_str(), nullptr), 0);
-      ASSERT_EQ(QVNreadcopybase(env, q, path("opt.bas").c_str()), 0) << name;
-      ASSERT_EQ(QVNlpopt(env, q), 0);
-      EXPECT_EQ(QVNgetstat(env, q), QVN_STAT_OPTIMAL) << name;
-      EXPECT_EQ(QVNgetitcnt(env, q), 0) << name;
-      double again = 0;
-      QVNgetobjval(env, q, &again);
-      EXPECT_NEAR(again, optimum, 1e-9 * std::max(1.0, std::fabs(optimum))) << name;
-    }
+    for (const char *name : {"afiro", "boeing1", "forplan", "scfxm2", "degen2"})
+      EXPECT_EQ(restart(dir, name, QVNmbasewrite, QVNreadcopybase, "opt.bas").second, 0) << name;
+    int status = 0;
+    QVNLPptr none = QVNcreateprob(env, &status, "none");
+    problems.push_back(none);
+    ASSERT_EQ(QVNreadcopyprob(env, none, (dir + "/netlib/afiro.mps.gz").c_str(), nullptr), 0);
+    EXPECT_EQ(QVNmbasewrite(env, none, path("none.bas").c_str()), QVNERR_NO_BASIS);
   }
   // min x + y  s.t.  r1: x + y >= 2,  r2: x - y <= 1,  x, y in [0, 10]: the
   // optimal basis has x and y basic, both rows at their bounds.
@@ -427,29 +440,15 @@ TEST_F(SideFiles, VectorFilesWarmStartTheNextSolveAndRefuseBadLines) {
   const std::string dir = sharedDataDir();
   if (!dir.empty()) {
     for (const char *name : {"afiro", "boeing1", "scfxm2", "degen2", "pilot4"}) {
-      const std::string model = dir + "/netlib/" + name + ".mps.gz";
-      int status = 0;
-      QVNLPptr p = QVNcreateprob(env, &status, name), q = QVNcreateprob(env, &status, name);
-      problems.push_back(p);
-      problems.push_back(q);
-      QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
-      ASSERT_EQ(QVNreadcopyprob(env, p, model.c_str(), nullptr), 0);
-      ASSERT_EQ(QVNvecwrite(env, p, path("none.vec").c_str()), QVNERR_NO_VECTOR);
-      ASSERT_EQ(QVNlpopt(env, p), 0);
-      double optimum = 0;
-      ASSERT_EQ(QVNgetobjval(env, p, &optimum), 0);
-      const int cold = QVNgetitcnt(env, p);
-      ASSERT_EQ(QVNvecwrite(env, p, path("opt.vec").c_str()), 0);
-      ASSERT_EQ(QVNreadcopyprob(env, q, model.c_str(), nullptr), 0);
-      ASSERT_EQ(QVNreadcopyvec(env, q, path("opt.vec").c_str()), 0) << name;
-      ASSERT_EQ(QVNlpopt(env, q), 0);
-      EXPECT_EQ(QVNgetstat(env, q), QVN_STAT_OPTIMAL) << name;
-      double again = 0;
-      QVNgetobjval(env, q, &again);
-      EXPECT_NEAR(again, optimum, 1e-9 * std::max(1.0, std::fabs(optimum))) << name;
       // The basis built from an optimal vertex needs a fraction of a cold run.
-      EXPECT_LE(QVNgetitcnt(env, q), std::max(3, cold / 3)) << name << " cold " << cold;
+      const auto [cold, warm] = restart(dir, name, QVNvecwrite, QVNreadcopyvec, "opt.vec");
+      EXPECT_LE(warm, std::max(3, cold / 3)) << name << " cold " << cold;
     }
+    int status = 0;
+    QVNLPptr none = QVNcreateprob(env, &status, "none");
+    problems.push_back(none);
+    ASSERT_EQ(QVNreadcopyprob(env, none, (dir + "/netlib/afiro.mps.gz").c_str(), nullptr), 0);
+    EXPECT_EQ(QVNvecwrite(env, none, path("none.vec").c_str()), QVNERR_NO_VECTOR);
   }
   // min x + 3y  s.t.  r1: x + y >= 2,  r2: x - y <= 1: optimum x = 1.5, y = 0.5.
   int status = 0;
@@ -573,29 +572,9 @@ TEST_F(SideFiles, ReadOnlyFormsReturnTheFileWithoutLoadingIt) {
 // MIP's becomes the MIP start.
 TEST_F(SideFiles, SolutionDocumentsReadBackAsTheStartOfTheNextSolve) {
   const std::string dir = sharedDataDir();
-  if (!dir.empty()) {
-    for (const char *name : {"afiro", "boeing1", "scfxm2"}) {
-      const std::string model = dir + "/netlib/" + name + ".mps.gz";
-      int status = 0;
-      QVNLPptr p = QVNcreateprob(env, &status, name), q = QVNcreateprob(env, &status, name);
-      problems.push_back(p);
-      problems.push_back(q);
-      QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
-      ASSERT_EQ(QVNreadcopyprob(env, p, model.c_str(), nullptr), 0);
-      ASSERT_EQ(QVNlpopt(env, p), 0);
-      double optimum = 0;
-      ASSERT_EQ(QVNgetobjval(env, p, &optimum), 0);
-      ASSERT_EQ(QVNsolwrite(env, p, path("opt.sol").c_str()), 0);
-      ASSERT_EQ(QVNreadcopyprob(env, q, model.c_str(), nullptr), 0);
-      ASSERT_EQ(QVNreadcopysol(env, q, path("opt.sol").c_str()), 0) << name;
-      ASSERT_EQ(QVNlpopt(env, q), 0);
-      EXPECT_EQ(QVNgetstat(env, q), QVN_STAT_OPTIMAL) << name;
-      EXPECT_EQ(QVNgetitcnt(env, q), 0) << name;
-      double again = 0;
-      QVNgetobjval(env, q, &again);
-      EXPECT_NEAR(again, optimum, 1e-9 * std::max(1.0, std::fabs(optimum))) << name;
-    }
-  }
+  if (!dir.empty())
+    for (const char *name : {"afiro", "boeing1", "scfxm2"})
+      EXPECT_EQ(restart(dir, name, QVNsolwrite, QVNreadcopysol, "opt.sol").second, 0) << name;
   QVNLPptr m = makeMip(true);
   ASSERT_EQ(QVNmipopt(env, m), 0);
   std::vector<double> xm(4);

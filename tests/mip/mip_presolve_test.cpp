@@ -156,11 +156,11 @@ protected:
     std::vector<double> rx(static_cast<size_t>(reduced.lp.numCols()) + 1, 0.0);
     EXPECT_EQ(QVNcrushx(env, lp, x.data(), rx.data()), 0) << what;
     rx.resize(static_cast<size_t>(reduced.lp.numCols()));
-    EXPECT_EQ(checkIntegerSolution(reduced, rx, objective, 1e-6), "") << what << ": the known optimum is cut off";
+    EXPECT_EQ(checkIntegerSolution(reduced, rx, objective, 1e-5), "") << what << ": the known optimum is cut off";
     // And the way back: the reduced point uncrushed is the original's equal.
     std::vector<double> back(x.size(), 0.0);
     EXPECT_EQ(QVNuncrushx(env, lp, back.data(), rx.data()), 0) << what;
-    EXPECT_EQ(checkIntegerSolution(m, back, objective, 1e-6), "") << what;
+    EXPECT_EQ(checkIntegerSolution(m, back, objective, 1e-5), "") << what;
     return true;
   }
 };
@@ -203,7 +203,8 @@ TEST_F(MipPresolveTest, PresolveOnAndOffAgreeAndKeepTheKnownOptimum) {
     ASSERT_EQ(off.status, QVN_STAT_MIP_OPTIMAL) << what;
     ASSERT_EQ(on.status, QVN_STAT_MIP_OPTIMAL) << what;
     EXPECT_TRUE(sameObjective(on.objective, off.objective)) << what << ": " << on.objective << " vs " << off.objective;
-    ASSERT_EQ(checkIntegerSolution(m, off.x, off.objective, 1e-6), "") << what;
+    // Integral within the default EPINT, as the solver promises.
+    ASSERT_EQ(checkIntegerSolution(m, off.x, off.objective, 1e-5), "") << what;
     log.clear();
     if (knownPointSurvives(m, off.x, off.objective, what)) ++reduced;
     EXPECT_EQ(log, "") << what << ": presolve at display 0 is silent";

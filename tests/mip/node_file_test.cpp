@@ -116,6 +116,7 @@ TEST_F(NodeFileTest, LogShowsTheFileSizeAndALostFileEndsTheTree) {
   QVNsetintparam(env, QVN_PARAM_VARSEL, 1);
   QVNsetintparam(env, QVN_PARAM_NODESEL, 1);
   QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);  // the tree must outgrow the memory
   QVNsetdblparam(env, QVN_PARAM_WORKMEM, 0.002);
   ASSERT_EQ(QVNsetstrparam(env, QVN_PARAM_WORKDIR, work.c_str()), 0);
   QVNCHANNELptr results = nullptr;
