@@ -599,3 +599,120 @@ TEST_F(SideFiles, SolutionDocumentsReadBackAsTheStartOfTheNextSolve) {
 
 } // namespace
 } // namespace qvntest
+
+namespace qvntest {
+namespace {
+
+// What a side-file read may change, taken before and compared after a read
+// that failed: the held order, sets, MIP start and basis.
+struct HeldState {
+  int orderCount = 0, sosCount = 0, startCount = 0, basisStatus = 0;
+  std::vector<int> cstat, rstat;
+  bool operator==(const HeldState &o) const {
+    return orderCount == o.orderCount && sosCount == o.sosCount && startCount == o.startCount &&
+           basisStatus == o.basisStatus && cstat == o.cstat && rstat == o.rstat;
+  }
+};
+
+// Malformed files of every side-file kind, each with its error number and
+// text with the line: the read fails, says so, and the problem keeps what it
+// held.
+TEST_F(SideFiles, MalformedCorpusFailsWithItsErrorAndChangesNothing) {
+  QVNLPptr p = makeMip(true);
+  int idx[] = {2}, prio[] = {7}, dir[] = {1};
+  ASSERT_EQ(QVNcopyorder(env, p, 1, idx, prio, dir), 0);
+  char types[] = {'1'};
+  int starts[] = {0}, members[] = {0, 1};
+  double weights[] = {1, 2};
+  ASSERT_EQ(QVNcopysos(env, p, 1, 2, types, starts, members, weights, nullptr), 0);
+  int startIdx[] = {0, 3};
+  double startVal[] = {1, 2};
+  ASSERT_EQ(QVNcopymipstart(env, p, 2, startIdx, startVal), 0);
+  auto held = [&]() {
+    HeldState h;
+    int surplus = 0, nz = 0;
+    QVNgetorder(env, p, &h.orderCount, nullptr, nullptr, nullptr, 0, &surplus);
+    h.sosCount = QVNgetnumsos(env, p);
+    QVNgetsos(env, p, &nz, nullptr, nullptr, nullptr, nullptr, 0, &surplus, 0, h.sosCount - 1);
+    h.sosCount = h.sosCount * 100 + nz;
+    QVNgetmipstart(env, p, &h.startCount, nullptr, nullptr, 0, &surplus);
+    h.cstat.assign(4, -1);
+    h.rstat.assign(1, -1);
+    h.basisStatus = QVNgetbase(env, p, h.cstat.data(), h.rstat.data());
+    return h;
+  };
+  const HeldState before = held();
+  using Reader = int (*)(QVNCENVptr, QVNLPptr, const char *);
+  const std::string longLine = " " + std::string(600, 'a') + " 1\n";
+  struct Bad {
+    Reader read;
+    const char *file;
+    std::string text;
+    int error;
+    const char *message;
+  } bad[] = {
+      // Basis files.
+      {QVNreadcopybase, "c.bas", "XU a c1\n", 1441, "Line 1: No NAME section"},
+      {QVNreadcopybase, "c.bas", "NAME\n QQ a c1\nENDATA\n", 1551, "Line 2: Unrecognized basis indicator 'QQ'"},
+      {QVNreadcopybase, "c.bas", "NAME\n XL a\nENDATA\n", 1553, "Line 2: Wrong number of entries"},
+      {QVNreadcopybase, "c.bas", "NAME\n BR c1\nENDATA\n", 1553, "Line 2: Missing basic value"},
+      {QVNreadcopybase, "c.bas", "NAME\n BR c1 1.5.5\nENDATA\n", 1434, "Line 2:"},
+      {QVNreadcopybase, "c.bas", "NAME\n SC a 0.5\nENDATA\n", 1554, "Superbases are not allowed"},
+      {QVNreadcopybase, "c.bas", "NAME\n SR c1 0.5\nENDATA\n", 1554, "Superbases are not allowed"},
+      {QVNreadcopybase, "c.bas", "NAME\n" + longLine, 1465, "Line 2:"},
+      // Vector files.
+      {QVNreadcopyvec, "c.vec", " c a 1 0\n", 1441, "Line 1: No NAME section"},
+      {QVNreadcopyvec, "c.vec", "NAME\n c a\nENDATA\n", 1553, "Line 2: Wrong number of entries"},
+      {QVNreadcopyvec, "c.vec", "NAME\n r c1 x 0\nENDATA\n", 1434, "Line 2:"},
+      {QVNreadcopyvec, "c.vec", "NAME\n c a 1 1e+999\nENDATA\n", 1435, "Line 2:"},
+      {QVNreadcopyvec, "c.vec", "NAME\n" + longLine, 1465, "Line 2:"},
+      // Priority order files.
+      {QVNreadcopyorder, "c.ord", " UP a 5\n", 1441, "Line 1: No NAME section"},
+      {QVNreadcopyorder, "c.ord", "NAME\n XX a 5\nENDATA\n", 3012, "Line 2: Unrecognized direction 'XX'"},
+      {QVNreadcopyorder, "c.ord", "NAME\n UP a\nENDATA\n", 1553, "Line 2: Wrong number of entries"},
+      {QVNreadcopyorder, "c.ord", "NAME\n    a 3000000000\nENDATA\n", 1463,
+       "Line 2: Magnitude exceeds integer limit 2100000000"},
+      {QVNreadcopyorder, "c.ord", "NAME\n DN b 1e\nENDATA\n", 1434, "Line 2:"},
+      {QVNreadcopyorder, "c.ord", "NAME\n" + longLine, 1465, "Line 2:"},
+      // SOS files.
+      {QVNreadcopysos, "c.sos", " S1 s\n", 1441, "Line 1: No NAME section"},
+      {QVNreadcopysos, "c.sos", "NAME\n S3 s\n    a 1\nENDATA\n", 1442, "Line 2: Unrecognized SOS type: S3"},
+      {QVNreadcopysos, "c.sos", "NAME\n S\nENDATA\n", 3301, "Line 2: Missing SOS type"},
+      {QVNreadcopysos, "c.sos", "NAME\n    a 1\nENDATA\n", 3301, "Line 2: Missing SOS type"},
+      {QVNreadcopysos, "c.sos", "NAME\n S1 s\n    a one\nENDATA\n", 1434, "Line 3:"},
+      {QVNreadcopysos, "c.sos", "NAME\n" + longLine, 1465, "Line 2:"},
+      // MIP start files, text and XML.
+      {QVNreadcopymipstart, "c.mst", " a 1\n", 1441, "Line 1: No NAME section"},
+      {QVNreadcopymipstart, "c.mst", "NAME\n a\nENDATA\n", 1553, "Line 2: Wrong number of entries"},
+      {QVNreadcopymipstart, "c.mst", "NAME\n a 1..0\nENDATA\n", 1434, "Line 2:"},
+      {QVNreadcopymipstart, "c.mst", "NAME\n" + longLine, 1465, "Line 2:"},
+      {QVNreadcopymipstart, "c.mst", "<QUORVANSolution>\n<variables>\n<variable name=\"a\" value=\"1\">\n", 1425,
+       "XML parsing error at line"},
+      {QVNreadcopymipstart, "c.mst", "<QUORVANSolution>\n<variable name=\"a\" value=\"z\"/>\n</QUORVANSolution>\n",
+       1434, "Line 2:"},
+      {QVNreadcopysol, "c.sol", "<QUORVANSolution>\n<variables>\n</QUORVANSolution>\n", 1425,
+       "XML parsing error at line 3"},
+  };
+  int cases = 0;
+  for (const Bad &b : bad) {
+    writeFile(b.file, b.text);
+    takeErrors();
+    EXPECT_EQ(b.read(env, p, path(b.file).c_str()), b.error) << b.text;
+    EXPECT_NE(takeErrors().find(b.message), std::string::npos) << b.text;
+    EXPECT_TRUE(held() == before) << "a failed read changed the problem: " << b.text;
+    ++cases;
+  }
+  // A file that is not there: the open failure, and nothing changed.
+  for (Reader read : {QVNreadcopybase, QVNreadcopyvec, QVNreadcopyorder, QVNreadcopysos, QVNreadcopymipstart,
+                      QVNreadcopysol}) {
+    takeErrors();
+    EXPECT_EQ(read(env, p, path("absent.file").c_str()), QVNERR_FAIL_OPEN_READ);
+    EXPECT_TRUE(held() == before);
+    ++cases;
+  }
+  EXPECT_GE(cases, 30);
+  takeWarnings();
+}
+
+} // namespace
+} // namespace qvntest
