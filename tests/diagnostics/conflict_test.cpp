@@ -407,7 +407,7 @@ bool runCase(QVNENVptr env, const std::string &dir, const Case &c) {
   const std::string file = tempName(c.model.c_str());
   EXPECT_EQ(QVNclpwrite(env, lp, file.c_str()), 0);
   EXPECT_EQ(verdictOf(env, file), "infeasible");
-  if (stat == QVN_STAT_CONFLICT_MINIMAL) EXPECT_EQ(checkMinimal(env, file), "");
+  if (stat == QVN_STAT_CONFLICT_MINIMAL) { EXPECT_EQ(checkMinimal(env, file), ""); }
   std::remove(file.c_str());
   QVNfreeprob(env, &lp);
   return true;

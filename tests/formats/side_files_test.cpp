@@ -57,7 +57,7 @@ protected:
     o.index.resize(n);
     o.priority.resize(n);
     o.direction.resize(n);
-    if (n > 0) EXPECT_EQ(QVNgetorder(env, p, &count, o.index.data(), o.priority.data(), o.direction.data(), n, &surplus), 0);
+    if (n > 0) { EXPECT_EQ(QVNgetorder(env, p, &count, o.index.data(), o.priority.data(), o.direction.data(), n, &surplus), 0); }
     return o;
   }
   // Solves the netlib model `name`, writes what it found with `write`, reads
@@ -252,7 +252,7 @@ TEST_F(SideFiles, MipStartsInTextAndXmlAndTheIncumbentWrittenBack) {
     const int n = -surplus;
     std::vector<int> idx(n);
     std::vector<double> val(n);
-    if (n > 0) EXPECT_EQ(QVNgetmipstart(env, lp, &count, idx.data(), val.data(), n, &surplus), 0);
+    if (n > 0) { EXPECT_EQ(QVNgetmipstart(env, lp, &count, idx.data(), val.data(), n, &surplus), 0); }
     for (int k = 0; k < n; ++k) s.emplace_back(idx[k], val[k]);
     return s;
   };
@@ -572,9 +572,10 @@ TEST_F(SideFiles, ReadOnlyFormsReturnTheFileWithoutLoadingIt) {
 // MIP's becomes the MIP start.
 TEST_F(SideFiles, SolutionDocumentsReadBackAsTheStartOfTheNextSolve) {
   const std::string dir = sharedDataDir();
-  if (!dir.empty())
+  if (!dir.empty()) {
     for (const char *name : {"afiro", "boeing1", "scfxm2"})
       EXPECT_EQ(restart(dir, name, QVNsolwrite, QVNreadcopysol, "opt.sol").second, 0) << name;
+  }
   QVNLPptr m = makeMip(true);
   ASSERT_EQ(QVNmipopt(env, m), 0);
   std::vector<double> xm(4);

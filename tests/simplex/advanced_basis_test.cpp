@@ -190,7 +190,7 @@ TEST_F(AdvancedBasis, LeavingCostsBoundTheLossOfForcingAColumnOut) {
     }
     int nonbasic[1] = {0};
     while (nonbasic[0] < n - 1 && cstat[nonbasic[0]] == 1) ++nonbasic[0];
-    if (cstat[nonbasic[0]] != 1) EXPECT_EQ(QVNmdleave(env, lp, nonbasic, 1, down.data(), up.data()), QVNERR_NOT_BASIC);
+    if (cstat[nonbasic[0]] != 1) { EXPECT_EQ(QVNmdleave(env, lp, nonbasic, 1, down.data(), up.data()), QVNERR_NOT_BASIC); }
     EXPECT_EQ(QVNmdleave(env, lp, nonbasic, -1, down.data(), up.data()), QVNERR_BAD_ARGUMENT);
     QVNfreeprob(env, &lp);
   }

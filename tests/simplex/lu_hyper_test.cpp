@@ -75,7 +75,7 @@ double difference(const LuVector &a, const LuVector &b) {
     std::vector<char> listed(v->size, 0);
     for (int q = 0; q < v->count; ++q) listed[v->index[q]] = 1;
     for (int i = 0; i < v->size; ++i)
-      if (v->array[i] != 0.0) EXPECT_TRUE(listed[i]) << "unlisted nonzero at " << i;
+      if (v->array[i] != 0.0) { EXPECT_TRUE(listed[i]) << "unlisted nonzero at " << i; }
   }
   return diff / scale;
 }

@@ -165,9 +165,9 @@ TEST_F(PivotRow, BothWaysAndBothLoopsReachTheCheckedOptimum) {
         long long byRows = 0, byColumns = 0;
         const double obj = engineRun(m, dual, path, byRows, byColumns);
         EXPECT_NEAR(obj, optimum, 1e-7 * std::max(1.0, std::fabs(optimum)));
-        if (path == Path::kRowWise) EXPECT_EQ(byColumns, 0);
-        if (path == Path::kColumnWise) EXPECT_EQ(byRows, 0);
-        if (path != Path::kColumnWise) EXPECT_GT(byRows, 0);
+        if (path == Path::kRowWise) { EXPECT_EQ(byColumns, 0); }
+        if (path == Path::kColumnWise) { EXPECT_EQ(byRows, 0); }
+        if (path != Path::kColumnWise) { EXPECT_GT(byRows, 0); }
       }
     EXPECT_EQ(qvn::debugFailureCount(env), 0) << qvn::debugFirstFailure(env);
     qvn::setDebugLevel(env, 0);
