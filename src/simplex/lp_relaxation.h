@@ -92,6 +92,14 @@ int relaxTableauColumn(LpRelaxation &r, int j, double *column);
 
 // Bounds, costs, basis and pricing weights, to go back to after trials.
 int relaxSaveState(const LpRelaxation &r, RelaxState **out);
+// Frees the state it holds when its scope ends, an allocation failure included.
+struct SavedRelaxState {
+  RelaxState *state = nullptr;
+  SavedRelaxState() = default;
+  SavedRelaxState(const SavedRelaxState &) = delete;
+  SavedRelaxState &operator=(const SavedRelaxState &) = delete;
+  ~SavedRelaxState();
+};
 int relaxRestoreState(LpRelaxation &r, const RelaxState &s);
 void relaxFreeState(RelaxState *&s);
 

@@ -89,6 +89,8 @@ int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
   });
 }
 
+SavedRelaxState::~SavedRelaxState() { relaxFreeState(state); }
+
 void relaxFreeState(RelaxState *&s) {
   if (!s) return;
   envDelete(s->lu);
@@ -132,18 +134,17 @@ int relaxStrongBranch(LpRelaxation &r, int j, double downUpper, double upLower, 
   if (!downObjective || !downStatus || !upObjective || !upStatus) return QVNERR_NULL_POINTER;
   if (j < 0 || j >= r.lp.numCol) return QVNERR_COL_INDEX_RANGE;
   if (std::isnan(downUpper) || std::isnan(upLower)) return QVNERR_NAN;
-  RelaxState *saved = nullptr;
-  QVN_TRY(relaxSaveState(r, &saved));
+  SavedRelaxState saved;
+  QVN_TRY(relaxSaveState(r, &saved.state));
   const double lower = r.lp.lower[j], upper = r.lp.upper[j];
   int status = trial(r, j, lower, std::min(upper, downUpper), iterationLimit, downObjective, downStatus);
-  int restored = relaxRestoreState(r, *saved);
+  int restored = relaxRestoreState(r, *saved.state);
   if (status == 0) status = restored;
   if (status == 0) {
     status = trial(r, j, std::max(lower, upLower), upper, iterationLimit, upObjective, upStatus);
-    restored = relaxRestoreState(r, *saved);
+    restored = relaxRestoreState(r, *saved.state);
     if (status == 0) status = restored;
   }
-  relaxFreeState(saved);
   return status;
 }
 

@@ -67,6 +67,7 @@ TEST_F(MipFailureTest, AnErrorInTheTreeEndsWithOrWithoutIncumbent) {
 }
 
 TEST_F(MipFailureTest, AllocationFailureInTheTreeLeavesNoTree) {
+  const qvntest::LeakCheckPause pause;
   const MipModel m = knapsack(7, 18);
   double optimum = 0.0;
   ASSERT_TRUE(enumerateOptimum(m, &optimum));

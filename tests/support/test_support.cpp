@@ -1,5 +1,9 @@
 #include "support/test_support.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #include <filesystem>
 
 #include "runtime/debug_checks.h"
@@ -59,5 +63,13 @@ std::string sharedDataDir() {
   const std::filesystem::path dir = std::filesystem::path(QUORVAN_SOURCE_DIR) / ".." / "shared" / "data";
   return std::filesystem::is_directory(dir) ? dir.lexically_normal().string() : std::string();
 }
+
+#if defined(__SANITIZE_ADDRESS__)
+LeakCheckPause::LeakCheckPause() { __lsan_disable(); }
+LeakCheckPause::~LeakCheckPause() { __lsan_enable(); }
+#else
+LeakCheckPause::LeakCheckPause() = default;
+LeakCheckPause::~LeakCheckPause() = default;
+#endif
 
 } // namespace qvntest

@@ -199,11 +199,10 @@ int diveHeuristic(MipRun &run, int mode, bool *found, double *iterations) {
   *found = false;
   HeuristicState &h = heuristicState(run);
   LpRelaxation &r = *run.search->nodeLp;
-  RelaxState *saved = nullptr;
-  QVN_TRY(relaxSaveState(r, &saved));
+  SavedRelaxState saved;
+  QVN_TRY(relaxSaveState(r, &saved.state));
   const int failure = dive(run, h, mode, found, iterations);
-  const int restored = relaxRestoreState(r, *saved);
-  relaxFreeState(saved);
+  const int restored = relaxRestoreState(r, *saved.state);
   if (restored != 0) return restored;
   // A dive that ran out of memory stops the run; any other LP failure only
   // ends the dive.

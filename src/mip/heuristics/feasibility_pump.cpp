@@ -132,11 +132,10 @@ int feasibilityPump(MipRun &run, bool *found) {
   *found = false;
   HeuristicState &h = heuristicState(run);
   LpRelaxation &r = *run.search->nodeLp;
-  RelaxState *saved = nullptr;
-  QVN_TRY(relaxSaveState(r, &saved));
+  SavedRelaxState saved;
+  QVN_TRY(relaxSaveState(r, &saved.state));
   const int failure = pump(run, h, found);
-  const int restored = relaxRestoreState(r, *saved);
-  relaxFreeState(saved);
+  const int restored = relaxRestoreState(r, *saved.state);
   if (restored != 0) return restored;
   return failure == QVNERR_NO_MEMORY || failure < 0 ? failure : 0;
 }
