@@ -62,6 +62,9 @@ double cutoffFor(const MipControl &c, double z);
 // Offers x (one value per model column) found at node `node`. True when it
 // became the incumbent; it then also moves the cutoff.
 bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic);
+// The node log's line of a new incumbent, '+' marking one a heuristic
+// found; `left` open nodes, `current` the node in hand (null at the root).
+void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeuristic);
 // Largest violation of bounds, rows and integrality of x in the model's own
 // units (integrality measured against `epint`).
 double solutionViolation(const LpData &d, const EnvVector<ColKind> &kind, const double *semiLower,

@@ -343,6 +343,8 @@ void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int lef
   }
 }
 
+} // namespace
+
 void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeuristic) {
   MipSearch &s = *run.search;
   if (run.control.display < 2) return;
@@ -366,6 +368,8 @@ void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeu
   line.depth = current ? current->depth : 0;
   printNodeLine(run.env, line);
 }
+
+namespace {
 
 NodeRecord *makeChild(MipRun &run, const NodeRecord &parent, const NodeResult &res, int col, char direction,
                       double value, const BoundChange *change, int changeCount, double estimate,

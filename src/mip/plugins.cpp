@@ -213,29 +213,6 @@ int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int 
   return 0;
 }
 
-// The node line of a solution a heuristic found at the root ('*' and '+');
-// the node loop logs those found at the nodes.
-void logRootHeuristicSolution(MipRun &run) {
-  MipSearch &s = *run.search;
-  if (run.control.display < 2) return;
-  if (!s.headerPrinted) {
-    printMipHeader(run.env);
-    s.headerPrinted = true;
-  }
-  NodeLine line;
-  line.mark = '*';
-  line.heuristic = '+';
-  line.node = static_cast<int>(s.nodeCount);
-  line.left = storeCount(s.store) + (s.resume ? 1 : 0);
-  line.kind = NodeLine::Kind::kIncumbent;
-  line.hasIncumbent = true;
-  line.incumbent = userValue(run, s.incumbent.objective);
-  const double best = currentBestBound(run, nullptr);
-  line.bestNode = std::fabs(best) >= 1e74 ? best : userValue(run, best);
-  line.iterations = s.iterationTotal;
-  printNodeLine(run.env, line);
-}
-
 } // namespace
 
 const CutFamily *cutFamilies(int *count) {
@@ -430,7 +407,8 @@ int heuristicStep(MipRun &run, unsigned when) {
     // Each row learns where it is called from through its data word.
     QVN_TRY(list[k].run(run, &when, &found));
     if (found) ++heuristicState(run).callsFound;
-    if (found && (when & kAtRoot)) logRootHeuristicSolution(run);
+    if (found && (when & kAtRoot))
+      logIncumbent(run, storeCount(run.search->store) + (run.search->resume ? 1 : 0), nullptr, true);
   }
   return 0;
 }

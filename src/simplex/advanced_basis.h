@@ -45,6 +45,10 @@ void storeViewBasis(Environment *env, BasisView &v);
 // start vector (or else the dual one) by a crash; false when there is none.
 bool buildStartFromVectors(SimplexEngine &e, const Problem *lp);
 
+// The largest violation of a nonbasic reduced cost's sign in the view, and
+// its variable in *where (-1 when all hold exactly).
+double maxDualInfeasibility(const BasisView &v, int *where);
+
 // Row status translations between the caller's slack form and the activity form.
 int rowStatusToUser(const LpData &d, int i, int activityStatus);
 int rowStatusFromUser(const LpData &d, int i, int userStatus);

@@ -234,26 +234,11 @@ QVN_API int QVNchecksoln(QVNCENVptr cenv, QVNLPptr lp, int *lpstatus) {
     QVN_TRY(openBasisView(env, p, v));
     SimplexEngine &e = v.e;
     const LpData &d = *p->lpData;
-    double dualInfeasibility = 0.0;
-    for (int j = 0; j < e.nt; ++j) {
-      if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
-      const double dj = e.dj[j];
-      dualInfeasibility = std::max(
-          dualInfeasibility, e.move[j] == kAtLower ? -dj : e.move[j] == kAtUpper ? dj : std::fabs(dj));
-    }
+    int worstAt = -1;
+    const double dualInfeasibility = maxDualInfeasibility(v, &worstAt);
     if (!p->solution) p->solution = envNew<SolutionBlock>();
     SolutionBlock &s = *p->solution;
-    s.x.assign(e.x.begin(), e.x.begin() + e.n);
-    s.slack.resize(static_cast<size_t>(e.m));
-    s.pi.resize(static_cast<size_t>(e.m));
-    s.dj.resize(static_cast<size_t>(e.n));
-    for (int i = 0; i < e.m; ++i) {
-      s.slack[i] = d.rhs[i] - e.x[e.n + i];
-      s.pi[i] = v.w.sense * e.dual[i];
-    }
-    for (int j = 0; j < e.n; ++j) s.dj[j] = v.w.sense * e.dj[j];
-    s.objValue = v.w.sense * objectiveValue(e) + v.w.offset;
-    s.primalComputed = s.dualComputed = true;
+    storeBasicPoint(e, d, s);
     s.primalFeasible = maxPrimalInfeasibility(e) <= e.primalTol;
     s.dualFeasible = dualInfeasibility <= e.dualTol;
     *lpstatus = s.primalFeasible && s.dualFeasible ? 1 : 0;

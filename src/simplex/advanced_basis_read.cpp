@@ -164,15 +164,9 @@ QVN_API int QVNcheckpfeas(QVNCENVptr env, QVNCLPptr lp, int *infeasout) {
 QVN_API int QVNcheckdfeas(QVNCENVptr env, QVNCLPptr lp, int *infeasout) {
   return withView(env, lp, [&](BasisView &v) -> int {
     if (!infeasout) return QVNERR_NULL_POINTER;
-    double worst = v.e.dualTol;
     int at = -1;
-    for (int j = 0; j < v.e.nt; ++j) {
-      if (v.e.basicPos[j] >= 0 || v.e.lower[j] == v.e.upper[j]) continue;
-      const double d = v.e.dj[j];
-      const double viol = v.e.move[j] == kAtLower ? -d : v.e.move[j] == kAtUpper ? d : std::fabs(d);
-      if (viol > worst) worst = viol, at = j;
-    }
-    *infeasout = at >= 0 ? userIndex(v, at) : 2100000000;
+    const double worst = maxDualInfeasibility(v, &at);
+    *infeasout = worst > v.e.dualTol && at >= 0 ? userIndex(v, at) : 2100000000;
     return 0;
   });
 }

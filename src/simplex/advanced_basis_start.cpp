@@ -24,22 +24,6 @@ struct Variable {
   double lower, upper, value, dj;
 };
 
-// The bounds of row i's activity in the user's model.
-void rowLimits(const LpData &d, int i, double *lo, double *up) {
-  const double rhs = d.rhs[static_cast<size_t>(i)];
-  switch (d.sense[static_cast<size_t>(i)]) {
-  case 'L': *lo = -kInfinity, *up = rhs; break;
-  case 'G': *lo = rhs, *up = kInfinity; break;
-  case 'R': {
-    const double r = d.rangeValue.empty() ? 0.0 : d.rangeValue[static_cast<size_t>(i)];
-    *lo = r >= 0 ? rhs : rhs + r;
-    *up = r >= 0 ? rhs + r : rhs;
-    break;
-  }
-  default: *lo = *up = rhs; break;
-  }
-}
-
 Variable variableOf(const LpData &d, const BasisData &b, int k, bool primal, bool dual) {
   const int n = d.numCols;
   Variable v{};
@@ -51,7 +35,7 @@ Variable variableOf(const LpData &d, const BasisData &b, int k, bool primal, boo
     if (dual) v.dj = b.dualStart[static_cast<size_t>(d.numRows + k)];
   } else {
     const int i = k - n;
-    rowLimits(d, i, &v.lower, &v.upper);
+    rowActivityLimits(d, i, v.lower, v.upper);
     // The held slack is rhs - activity.
     if (primal) v.value = d.rhs[static_cast<size_t>(i)] - b.primalStart[static_cast<size_t>(n + i)];
     // The activity's logical prices at the row's dual.

@@ -1,5 +1,7 @@
 #include "simplex/advanced_basis.h"
 
+#include <cmath>
+
 namespace qvn {
 
 namespace {
@@ -26,6 +28,19 @@ int rowStatusFromUser(const LpData &d, int i, int userStatus) {
   const int side = rhsSide(d, i);
   if (userStatus == 2 && d.sense[i] == 'R') return 2 - side;
   return side;
+}
+
+double maxDualInfeasibility(const BasisView &v, int *where) {
+  const SimplexEngine &e = v.e;
+  double worst = 0.0;
+  *where = -1;
+  for (int j = 0; j < e.nt; ++j) {
+    if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
+    const double d = e.dj[j];
+    const double violation = e.move[j] == kAtLower ? -d : e.move[j] == kAtUpper ? d : std::fabs(d);
+    if (violation > worst) worst = violation, *where = j;
+  }
+  return worst;
 }
 
 int openBasisView(Environment *env, Problem *lp, BasisView &v) {

@@ -199,6 +199,21 @@ double objectiveValue(const SimplexEngine &e) {
   return s;
 }
 
+void storeBasicPoint(const SimplexEngine &e, const LpData &d, SolutionBlock &s) {
+  const WorkLp &w = *e.lp;
+  s.x.assign(e.x.begin(), e.x.begin() + e.n);
+  s.slack.resize(static_cast<size_t>(e.m));
+  s.pi.resize(static_cast<size_t>(e.m));
+  s.dj.resize(static_cast<size_t>(e.n));
+  for (int i = 0; i < e.m; ++i) {
+    s.slack[i] = d.rhs[i] - e.x[e.n + i];
+    s.pi[i] = w.sense * e.dual[i];
+  }
+  for (int j = 0; j < e.n; ++j) s.dj[j] = w.sense * e.dj[j];
+  s.objValue = w.sense * objectiveValue(e) + w.offset;
+  s.primalComputed = s.dualComputed = true;
+}
+
 void btranUnitRow(SimplexEngine &e, int r) {
   HVector &rho = e.rowRho;
   hvClear(rho);

@@ -186,6 +186,10 @@ void computePrimal(SimplexEngine &e);
 void refinePrimal(SimplexEngine &e);
 void computeDual(SimplexEngine &e);
 double objectiveValue(const SimplexEngine &e);
+// The engine's basic point in the caller's terms into s: values, row slacks
+// (rhs - activity of model d), duals and reduced costs in the objective's
+// sense, and the objective with its constant.
+void storeBasicPoint(const SimplexEngine &e, const LpData &d, SolutionBlock &s);
 // The pivot row alpha_r = rho^T [A, -I] from rowRho, with its nonzeros listed
 // in rowAlpha.index (basic variables may appear; callers skip them).
 void computePivotRow(SimplexEngine &e);

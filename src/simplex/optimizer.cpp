@@ -90,20 +90,10 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   // Values with the real costs and bounds of the model.
   for (int j = 0; j < e.nt; ++j) e.cost[j] = w.cost[j];
   computeDual(e);
-  s.x.assign(e.x.begin(), e.x.begin() + e.n);
-  s.slack.resize(static_cast<size_t>(e.m));
-  s.pi.resize(static_cast<size_t>(e.m));
-  s.dj.resize(static_cast<size_t>(e.n));
-  for (int i = 0; i < e.m; ++i) {
-    s.slack[i] = d.rhs[i] - e.x[e.n + i];
-    s.pi[i] = w.sense * e.dual[i];
-  }
-  for (int j = 0; j < e.n; ++j) s.dj[j] = w.sense * e.dj[j];
-  s.objValue = w.sense * objectiveValue(e) + w.offset;
+  storeBasicPoint(e, d, s);
   s.method = method;
   s.iterationCount = e.iterations;
   s.phase1Count = e.phase1Iterations;
-  s.primalComputed = s.dualComputed = true;
   s.primalFeasible = maxPrimalInfeasibility(e) <= e.primalTol;
   s.dualFeasible = runStatus == kRunOptimal;
   lp->status = runStatus;
