@@ -15,19 +15,13 @@
 namespace qvntest {
 namespace {
 
-class MipCallbackTest : public ProblemFixture {
+class MipCallbackTest : public ExactMipFixture {
 protected:
-  void SetUp() override {
-    ProblemFixture::SetUp();
-    QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 0);
-    QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
-    QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
-  }
   void TearDown() override {
     QVNsetmipcallbackfunc(env, nullptr, nullptr);
     QVNsetincumbentcallbackfunc(env, nullptr, nullptr);
     QVNsetcutcallbackfunc(env, nullptr, nullptr);
-    ProblemFixture::TearDown();
+    ExactMipFixture::TearDown();
   }
 };
 
