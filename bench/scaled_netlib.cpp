@@ -13,6 +13,7 @@
 // distance of the objective from the reference; the summary counts the runs
 // within 1e-6, the feasible models called infeasible or unbounded, and the
 // runs that claim optimal more than 1e-4 off (wrong answers).
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -118,7 +119,52 @@ struct Outcome {
   int status = 0;
   double objective = 0.0;
   bool solved = false;
+  double primalInf = 0.0, dualInf = 0.0;  // of an optimal answer, measured here on the variant
 };
+
+// Largest violation of the rows and bounds by x, and of the sign conditions by
+// the reduced costs the bench computes itself from the row duals, both on the
+// variant as the solver was given it: an answer off the reference objective
+// that passes these (the reduced costs relative to their terms) within the
+// solver's tolerances is a tolerance artefact of
+// the scaling, one that fails them is a wrong answer.
+void measure(const Lp &lp, const std::vector<double> &x, const std::vector<double> &pi, Outcome &o) {
+  // The reduced cost is measured relative to the terms it is the sum of, so
+  // that cancellation in a column of huge entries does not count as a fault.
+  std::vector<double> activity(static_cast<size_t>(lp.m), 0.0), dj(lp.obj.begin(), lp.obj.end()), size(dj);
+  std::vector<double> rowSize(static_cast<size_t>(lp.m), 1.0);
+  for (int j = 0; j < lp.n; ++j) {
+    size[j] = 1.0 + std::fabs(lp.obj[j]);
+    for (int k = lp.start[j]; k < lp.start[j] + lp.count[j]; ++k) {
+      activity[lp.index[k]] += lp.value[k] * x[j];
+      rowSize[lp.index[k]] += std::fabs(lp.value[k] * x[j]);
+      dj[j] -= lp.value[k] * pi[lp.index[k]];
+      size[j] += std::fabs(lp.value[k] * pi[lp.index[k]]);
+    }
+  }
+  for (int i = 0; i < lp.m; ++i) {
+    double lo = lp.rhs[i], up = lp.rhs[i];
+    if (lp.rowSense[i] == 'L') lo = -1e300;
+    if (lp.rowSense[i] == 'G') up = 1e300;
+    if (lp.rowSense[i] == 'R') lo = std::min(lp.rhs[i], lp.rhs[i] + lp.range[i]), up = std::max(lp.rhs[i], lp.rhs[i] + lp.range[i]);
+    o.primalInf = std::max({o.primalInf, lo - activity[i], activity[i] - up});
+    // A row dual may be nonzero only in the direction its active side allows.
+    const double y = lp.sense * pi[i];
+    // A side counts as active within the rounding its terms allow.
+    const double slackTol = 1e-7 * (rowSize[i] + std::fabs(lp.rhs[i]));
+    const bool atLo = activity[i] <= lo + slackTol, atUp = activity[i] >= up - slackTol;
+    if (y > 0 && !atLo) o.dualInf = std::max(o.dualInf, y);
+    if (y < 0 && !atUp) o.dualInf = std::max(o.dualInf, -y);
+  }
+  for (int j = 0; j < lp.n; ++j) {
+    o.primalInf = std::max({o.primalInf, lp.lo[j] - x[j], x[j] - lp.up[j]});
+    const double d = lp.sense * dj[j] / size[j];
+    const bool atLo = x[j] <= lp.lo[j] + 1e-7 * (1 + std::fabs(lp.lo[j]));
+    const bool atUp = x[j] >= lp.up[j] - 1e-7 * (1 + std::fabs(lp.up[j]));
+    if (d < 0 && !atUp) o.dualInf = std::max(o.dualInf, -d);
+    if (d > 0 && !atLo) o.dualInf = std::max(o.dualInf, d);
+  }
+}
 
 Outcome solve(QVNENVptr env, const Lp &lp, bool dual) {
   Outcome o;
@@ -131,6 +177,10 @@ Outcome solve(QVNENVptr env, const Lp &lp, bool dual) {
     o.solved = true;
     o.status = QVNgetstat(env, p);
     QVNgetobjval(env, p, &o.objective);
+    std::vector<double> x(static_cast<size_t>(std::max(lp.n, 1))), pi(static_cast<size_t>(std::max(lp.m, 1)));
+    if (o.status == QVN_STAT_OPTIMAL && QVNgetx(env, p, x.data(), 0, lp.n - 1) == 0 &&
+        (lp.m == 0 || QVNgetpi(env, p, pi.data(), 0, lp.m - 1) == 0))
+      measure(lp, x, pi, o);
   }
   QVNfreeprob(env, &p);
   return o;
@@ -236,8 +286,13 @@ int main(int argc, char **argv) {
       count(tallies[variant + " dual"], d, r);
       count(tallies[variant + " primal"], p, r);
       auto err = [&](const Outcome &o) { return std::fabs(o.objective - r) / std::max(1.0, std::fabs(r)); };
-      std::printf("%-10s %-10s %-9s %10.1e %-9s %10.1e\n", name.c_str(), variant.c_str(), shortStatus(d), err(d),
+      std::printf("%-10s %-10s %-9s %10.1e %-9s %10.1e", name.c_str(), variant.c_str(), shortStatus(d), err(d),
                   shortStatus(p), err(p));
+      // The answer's own infeasibilities, for a claim of optimal that is off.
+      for (const Outcome *o : {&d, &p})
+        if (o->status == QVN_STAT_OPTIMAL && err(*o) > 1e-4)
+          std::printf("  [%s pinf %.1e dinf %.1e]", o == &d ? "dual" : "primal", o->primalInf, o->dualInf);
+      std::printf("\n");
       std::fflush(stdout);
     }
   }

@@ -1064,6 +1064,10 @@ QVN_API int QVNaddusercuts(QVNCENVptr env, QVNLPptr lp, int rowCount, int nonzer
 QVN_API int QVNaddlazyconstraints(QVNCENVptr env, QVNLPptr lp, int rowCount, int nonzeros, const double *rhs,
                                   const char *sense, const int *rowStart, const int *colIndex,
                                   const double *coefValue, char **rowNames);
+QVN_API int QVNEgetusercutname(QVNCENVptr env, QVNCLPptr lp, char **nameArray, char *store, int space,
+                               int *surplus, int begin, int end);
+QVN_API int QVNEgetlazyconstraintname(QVNCENVptr env, QVNCLPptr lp, char **nameArray, char *store, int space,
+                                      int *surplus, int begin, int end);
 QVN_API int QVNfreeusercuts(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNfreelazyconstraints(QVNCENVptr env, QVNLPptr lp);
 

@@ -162,12 +162,30 @@ int installQuad(Environment *env, Problem *lp, const ModelImage &image) {
   return inner(QVNcopyquad(env, lp, start.data(), count.data(), index.data(), value.data()));
 }
 
+// User cuts or lazy constraints of the image; the model keeps them beside its rows.
+int installRowSet(Environment *env, Problem *lp, const RowBlock &b, bool lazy) {
+  EnvVector<char *> names;
+  if (b.hasNames) names = namePointers(b.names);
+  const int nz = static_cast<int>(b.index.size());
+  const int none = 0;
+  const double noValue = 0.0;
+  const int *index = nz > 0 ? b.index.data() : &none;
+  const double *value = nz > 0 ? b.value.data() : &noValue;
+  char **rowNames = b.hasNames ? names.data() : nullptr;
+  return inner(lazy ? QVNaddlazyconstraints(env, lp, b.count, nz, b.rhs.data(), b.sense.data(), b.start.data(),
+                                            index, value, rowNames)
+                    : QVNaddusercuts(env, lp, b.count, nz, b.rhs.data(), b.sense.data(), b.start.data(), index,
+                                     value, rowNames));
+}
+
 // Builds the complete model in `staged` through the model's own functions.
 int buildModel(Environment *env, Problem *staged, const ModelImage &image) {
   QVN_TRY(installMatrix(env, staged, image));
   if (image.isMip()) QVN_TRY(inner(QVNcopyctype(env, staged, image.ctype.data())));
   if (image.sos.count > 0) QVN_TRY(installSos(env, staged, image.sos));
   if (!image.qValue.empty()) QVN_TRY(installQuad(env, staged, image));
+  if (image.userCuts.count > 0) QVN_TRY(installRowSet(env, staged, image.userCuts, false));
+  if (image.lazyRows.count > 0) QVN_TRY(installRowSet(env, staged, image.lazyRows, true));
   if (image.objConstant != 0.0) QVN_TRY(inner(QVNchgobjoffset(env, staged, image.objConstant)));
   if (image.objName.size()) QVN_TRY(inner(QVNcopyobjname(env, staged, image.objName.get(0))));
   return 0;
@@ -191,10 +209,6 @@ int installModel(Environment *env, Problem *lp, const ModelImage &image, const c
     QVNmsg(env->warningChannel, "Problem %s contains quadratic constraints, ignored.\n", shown);
   if (!image.indicators.empty())
     QVNmsg(env->warningChannel, "Problem %s contains indicator constraints, ignored.\n", shown);
-  if (image.userCuts.count > 0)
-    QVNmsg(env->warningChannel, "Problem %s contains user cuts, ignored.\n", shown);
-  if (image.lazyRows.count > 0)
-    QVNmsg(env->warningChannel, "Problem %s contains lazy constraints, ignored.\n", shown);
   return 0;
 }
 
@@ -211,6 +225,19 @@ void sosFromProblem(const Problem *lp, SosSets &sets) {
   sets.hasNames = sos->names.exists;
   if (sets.hasNames)
     for (int s = 0; s < sos->count; ++s) sets.names.add(sos->names.name(s));
+}
+
+void rowSetFromProblem(const ModelRowSet *rows, RowBlock &b) {
+  if (!rows || rows->count == 0) return;
+  b.count = rows->count;
+  b.sense.assign(rows->sense.begin(), rows->sense.end());
+  b.rhs.assign(rows->rhs.begin(), rows->rhs.end());
+  b.start.assign(rows->start.begin(), rows->start.end());
+  b.index.assign(rows->index.begin(), rows->index.end());
+  b.value.assign(rows->value.begin(), rows->value.end());
+  b.hasNames = rows->names.exists;
+  if (b.hasNames)
+    for (int r = 0; r < rows->count; ++r) b.names.add(rows->names.name(r));
 }
 
 // Q as the entries of the whole symmetric matrix.
@@ -290,6 +317,10 @@ int imageFromProblem(Environment *env, Problem *lp, ModelImage &image) {
     for (int i = 0; i < m; ++i) image.rowNames.add(d.rowNames.name(i));
   }
   sosFromProblem(lp, image.sos);
+  if (lp->mipData) {
+    rowSetFromProblem(lp->mipData->userCuts, image.userCuts);
+    rowSetFromProblem(lp->mipData->lazyConstraints, image.lazyRows);
+  }
   return quadFromProblem(env, lp, image);
 }
 

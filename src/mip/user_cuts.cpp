@@ -12,6 +12,7 @@
 #include "model/attachments.h"
 #include "model/edit.h"
 #include "model/mip_data.h"
+#include "model/names.h"
 
 namespace qvn {
 
@@ -39,7 +40,8 @@ const ModelRowSet *heldRows(const MipRun &run, bool lazy) {
 }
 
 int addRows(Environment *env, Problem *p, bool lazy, int rowCount, int nonzeros, const double *rhs,
-            const char *sense, const int *rowStart, const int *colIndex, const double *coefValue) {
+            const char *sense, const int *rowStart, const int *colIndex, const double *coefValue,
+            char *const *rowNames) {
   if (rowCount < 0 || nonzeros < 0) return QVNERR_COUNT_RANGE;
   if (rowCount == 0) return 0;
   if (!rhs || !rowStart || (nonzeros > 0 && (!colIndex || !coefValue))) return QVNERR_NULL_POINTER;
@@ -59,6 +61,9 @@ int addRows(Environment *env, Problem *p, bool lazy, int rowCount, int nonzeros,
   MipData &data = ensureMipData(p);
   ModelRowSet *&rows = lazy ? data.lazyConstraints : data.userCuts;
   if (!rows) rows = envNew<ModelRowSet>();
+  // Names first: they are the only step that can fail, so a refusal adds no row.
+  QVN_TRY(addNames(rows->names, rows->count, rowNames, rowCount, lazy ? 'l' : 'u', rows->defaultNames,
+                   static_cast<size_t>(rows->count + rowCount)));
   for (int r = 0; r < rowCount; ++r) {
     const int end = r + 1 < rowCount ? rowStart[r + 1] : nonzeros;
     rows->index.insert(rows->index.end(), colIndex + rowStart[r], colIndex + end);
@@ -135,25 +140,39 @@ int addViolatedUserCuts(MipRun &run, const double *x, int *added) {
 
 using namespace qvn;
 
+namespace {
+
+int rowSetNames(QVNCENVptr cenv, QVNCLPptr lp, bool lazy, char **nameArray, char *store, int space, int *surplus,
+                int begin, int end, const char *function) {
+  if (surplus) *surplus = 0;
+  auto *env = const_cast<Environment *>(cenv);
+  return guardedProblem(env, lp, [&](Problem *p) -> int {
+    static const ModelRowSet kNone;
+    const ModelRowSet *rows = p->mipData ? (lazy ? p->mipData->lazyConstraints : p->mipData->userCuts) : nullptr;
+    if (!rows) rows = &kNone;
+    return nameGetter(env, rows->names, rows->count, nameArray, store, space, surplus, begin, end, function);
+  });
+}
+
+} // namespace
+
 extern "C" {
 
 QVN_API int QVNaddusercuts(QVNCENVptr cenv, QVNLPptr lp, int rowCount, int nonzeros, const double *rhs,
                            const char *sense, const int *rowStart, const int *colIndex, const double *coefValue,
                            char **rowNames) {
-  (void)rowNames;
   auto *env = const_cast<Environment *>(cenv);
   return guardedEdit(env, lp, [&](Problem *p) {
-    return addRows(env, p, false, rowCount, nonzeros, rhs, sense, rowStart, colIndex, coefValue);
+    return addRows(env, p, false, rowCount, nonzeros, rhs, sense, rowStart, colIndex, coefValue, rowNames);
   });
 }
 
 QVN_API int QVNaddlazyconstraints(QVNCENVptr cenv, QVNLPptr lp, int rowCount, int nonzeros, const double *rhs,
                                   const char *sense, const int *rowStart, const int *colIndex,
                                   const double *coefValue, char **rowNames) {
-  (void)rowNames;
   auto *env = const_cast<Environment *>(cenv);
   return guardedEdit(env, lp, [&](Problem *p) {
-    return addRows(env, p, true, rowCount, nonzeros, rhs, sense, rowStart, colIndex, coefValue);
+    return addRows(env, p, true, rowCount, nonzeros, rhs, sense, rowStart, colIndex, coefValue, rowNames);
   });
 }
 
@@ -165,6 +184,16 @@ QVN_API int QVNfreeusercuts(QVNCENVptr cenv, QVNLPptr lp) {
 QVN_API int QVNfreelazyconstraints(QVNCENVptr cenv, QVNLPptr lp) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedEdit(env, lp, [&](Problem *p) { return freeRows(p, true); });
+}
+
+QVN_API int QVNEgetusercutname(QVNCENVptr cenv, QVNCLPptr lp, char **nameArray, char *store, int space,
+                               int *surplus, int begin, int end) {
+  return rowSetNames(cenv, lp, false, nameArray, store, space, surplus, begin, end, "QVNEgetusercutname");
+}
+
+QVN_API int QVNEgetlazyconstraintname(QVNCENVptr cenv, QVNCLPptr lp, char **nameArray, char *store, int space,
+                                      int *surplus, int begin, int end) {
+  return rowSetNames(cenv, lp, true, nameArray, store, space, surplus, begin, end, "QVNEgetlazyconstraintname");
 }
 
 } // extern "C"

@@ -85,7 +85,7 @@ int deleteColSet(Environment *env, Problem *lp, int *flags, ModelEvent event) {
   if (d.colScale) compact(d.colScaleSpace, n, map);
   if (lp->basisData) compact(lp->basisData->colStatus, n, map);
   deleteAttachedColumns(lp, n, map.data());
-  if (lp->mipData) mipDeleteColumns(lp->mipData, map.data());
+  if (lp->mipData) mipDeleteColumns(env, lp->mipData, map.data());
   d.numCols = kept;
   std::copy_n(map.begin(), n, flags);
   return rebuildLogicals(lp);

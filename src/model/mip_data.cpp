@@ -36,7 +36,7 @@ template <class... Rest> void keepMapped(EnvVector<int> &column, const int *map,
 
 } // namespace
 
-void mipDeleteColumns(MipData *data, const int *map) {
+void mipDeleteColumns(Environment *env, MipData *data, const int *map) {
   if (data->order) keepMapped(data->order->column, map, data->order->priority, data->order->direction);
   if (data->startData) keepMapped(data->startData->column, map, data->startData->value);
   if (SosData *sos = data->sosData) {
@@ -55,23 +55,15 @@ void mipDeleteColumns(MipData *data, const int *map) {
     sos->member.resize(static_cast<size_t>(out));
     sos->weight.resize(static_cast<size_t>(out));
   }
-  // A kept row loses the terms of deleted columns, as a model row does.
-  for (ModelRowSet *rows : {data->userCuts, data->lazyConstraints}) {
-    if (!rows) continue;
-    int out = 0;
-    for (int r = 0; r < rows->count; ++r) {
-      const int begin = rows->start[r], end = rows->start[r + 1];
-      rows->start[r] = out;
-      for (int k = begin; k < end; ++k) {
-        if (map[rows->index[k]] < 0) continue;
-        rows->index[out] = map[rows->index[k]];
-        rows->value[out] = rows->value[k];
-        ++out;
-      }
-    }
-    rows->start[rows->count] = out;
-    rows->index.resize(static_cast<size_t>(out));
-    rows->value.resize(static_cast<size_t>(out));
+  if (data->userCuts) {
+    envDelete(data->userCuts);
+    data->userCuts = nullptr;
+    QVNmsg(env->warningChannel, "Warning:  User cuts freed during column deletion.\n");
+  }
+  if (data->lazyConstraints) {
+    envDelete(data->lazyConstraints);
+    data->lazyConstraints = nullptr;
+    QVNmsg(env->warningChannel, "Warning:  Lazy constraints freed during column deletion.\n");
   }
 }
 

@@ -38,6 +38,8 @@ struct ModelRowSet {
   EnvVector<int> index;
   EnvVector<double> value, rhs;
   EnvVector<char> sense;
+  NameStore names;
+  int defaultNames = -1;
 };
 
 } // namespace qvn
@@ -64,7 +66,9 @@ inline const SosData *heldSos(const Problem *lp) {
 void destroyMipData(MipData *&data);
 // Columns deleted with mapping `map` (new index or -1): members, order
 // entries and start values of deleted columns go, the rest are renumbered.
-void mipDeleteColumns(MipData *data, const int *map);
+// User cuts and lazy constraints are freed, with a warning each, since a row
+// that loses a term is no longer the row its owner wrote.
+void mipDeleteColumns(Environment *env, MipData *data, const int *map);
 // Deep copy for QVNcloneprob; throws std::bad_alloc.
 MipData *copyMipData(const MipData &from);
 

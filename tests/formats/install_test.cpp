@@ -4,6 +4,8 @@
 // two formats.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
 #include <string>
 
 #include "formats/format_test_support.h"
@@ -206,14 +208,94 @@ TEST_F(Install, LateFailuresLeaveTheProblemUnchanged) {
 // Rows the problem cannot hold yet are named in a warning and left out.
 TEST_F(Install, RowsWithoutAHomeAreDroppedWithAWarning) {
   const std::string file = writeFile(
-      "rows.lp",
-      "Minimize\n obj: a + b\nSubject To\n c: a + b >= 1\n q: a + [ a ^ 2 ] <= 4\n i: b = 1 -> a <= 2\n"
-      "User Cuts\n u: a <= 3\nLazy Constraints\n l: b <= 3\nEnd\n");
+      "rows.lp", "Minimize\n obj: a + b\nSubject To\n c: a + b >= 1\n q: a + [ a ^ 2 ] <= 4\n i: b = 1 -> a <= 2\nEnd\n");
   ASSERT_EQ(QVNreadcopyprob(env, lp[0], file.c_str(), nullptr), 0) << takeErrors();
   EXPECT_EQ(QVNgetnumrows(env, lp[0]), 1);
   const std::string w = takeWarnings();
-  for (const char *what : {"quadratic constraints", "indicator constraints", "user cuts", "lazy constraints"})
+  for (const char *what : {"quadratic constraints", "indicator constraints"})
     EXPECT_EQ(countOf(w, "Problem " + file + " contains " + what + ", ignored.\n"), 1) << what << "\n" << w;
+}
+
+namespace {
+
+// A kept row set as text: name, sense, rhs and the terms by column name, so
+// that two problems compare whatever order their columns came in.
+std::string rowSetText(const RowBlock &b, const ModelImage &m) {
+  std::string out;
+  for (int r = 0; r < b.count; ++r) {
+    out += std::string(b.hasNames ? b.names.get(r) : "?") + " " + b.sense[r] + " " + std::to_string(b.rhs[r]) + ":";
+    std::map<std::string, double> terms;
+    for (int k = b.start[r]; k < b.start[r + 1]; ++k) terms[m.colNames.get(b.index[k])] += b.value[k];
+    for (const auto &[name, value] : terms) out += " " + std::to_string(value) + " " + name;
+    out += "\n";
+  }
+  return out;
+}
+
+std::string namesOf(QVNENVptr env, QVNLPptr lp, bool lazy, int count) {
+  char *names[4] = {};
+  char store[64];
+  int surplus = 0;
+  const int status = lazy ? QVNEgetlazyconstraintname(env, lp, names, store, sizeof store, &surplus, 0, count - 1)
+                          : QVNEgetusercutname(env, lp, names, store, sizeof store, &surplus, 0, count - 1);
+  if (status != 0) return "error " + std::to_string(status);
+  std::string out;
+  for (int r = 0; r < count; ++r) out += std::string(names[r]) + " ";
+  return out;
+}
+
+} // namespace
+
+// User cuts and lazy constraints read from a file stay on the problem, come
+// back out of both writers exactly, and take part in a run: the lazy row cuts
+// off the optimum of the model without it.
+TEST_F(Install, UserCutsAndLazyConstraintsSurviveReadWriteAndSolve) {
+  const std::string file = writeFile(
+      "kept.lp",
+      "Maximize\n obj: a + b\nSubject To\n c: a + b <= 8\nUser Cuts\n u1: a + b <= 8.5\n -b + 0.5 a >= -7\n"
+      "Lazy Constraints\n cap: a + 2 b <= 9\nBounds\n a <= 5\n b <= 5\nGenerals\n a b\nEnd\n");
+  ASSERT_EQ(QVNreadcopyprob(env, lp[0], file.c_str(), nullptr), 0) << takeErrors();
+  EXPECT_EQ(countOf(takeWarnings(), "ignored"), 0);
+  EXPECT_EQ(namesOf(env, lp[0], false, 2), "u1 u2 ");
+  EXPECT_EQ(namesOf(env, lp[0], true, 1), "cap ");
+  const ModelImage original = imageOf(lp[0]);
+  ASSERT_EQ(original.userCuts.count, 2);
+  ASSERT_EQ(original.lazyRows.count, 1);
+  const std::string cuts = rowSetText(original.userCuts, original), lazy = rowSetText(original.lazyRows, original);
+  EXPECT_EQ(lazy, "cap L 9.000000: 1.000000 a 2.000000 b\n");
+
+  int k = 1;
+  for (const char *name : {"kept_out.lp", "kept_out.mps"}) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(QVNwriteprob(env, lp[0], path(name).c_str(), nullptr), 0) << takeErrors();
+    ASSERT_EQ(QVNreadcopyprob(env, lp[k], path(name).c_str(), nullptr), 0) << takeErrors();
+    const ModelImage back = imageOf(lp[k]);
+    EXPECT_EQ(rowSetText(back.userCuts, back), cuts);
+    EXPECT_EQ(rowSetText(back.lazyRows, back), lazy);
+    ++k;
+  }
+
+  // Enumeration over the integer box gives the optimum with the lazy row.
+  double best = -1;
+  for (int a = 0; a <= 5; ++a)
+    for (int b = 0; b <= 5; ++b)
+      if (a + b <= 8 && a + 2 * b <= 9) best = std::max(best, double(a + b));
+  ASSERT_EQ(QVNmipopt(env, lp[1]), 0) << takeErrors();
+  double objective = 0, x[2] = {};
+  ASSERT_EQ(QVNgetobjval(env, lp[1], &objective), 0);
+  ASSERT_EQ(QVNgetx(env, lp[1], x, 0, 1), 0);
+  EXPECT_NEAR(objective, best, 1e-6);
+  EXPECT_NEAR(x[0] + x[1], best, 1e-6);
+  EXPECT_LE(x[0] + 2 * x[1], 9 + 1e-6);
+
+  // A column deletion frees both sets, with a warning each.
+  takeWarnings();
+  ASSERT_EQ(QVNdelcols(env, lp[0], 1, 1), 0);
+  const std::string w = takeWarnings();
+  EXPECT_EQ(countOf(w, "Warning:  User cuts freed during column deletion.\n"), 1) << w;
+  EXPECT_EQ(countOf(w, "Warning:  Lazy constraints freed during column deletion.\n"), 1) << w;
+  const ModelImage after = imageOf(lp[0]);
+  EXPECT_EQ(after.userCuts.count + after.lazyRows.count, 0);
 }
 
 } // namespace qvn
