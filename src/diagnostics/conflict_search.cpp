@@ -21,6 +21,7 @@
 
 #include "diagnostics/conflict.h"
 #include "formats/model_image.h"
+#include "model/mip_data.h"
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
@@ -54,6 +55,23 @@ struct SavedParams {
     env->generalParams->simdisplay = simdisplay;
     env->mipParams->mipdisplay = mipdisplay;
     env->generalParams->presolveDisplay = presolveDisplay;
+  }
+};
+
+// The MIP callbacks stay out of the tests: they solve copies whose columns
+// and rows are numbered apart from the caller's model, which a callback would
+// read as its own.
+struct SuspendedCallbacks {
+  Environment *env;
+  CallbackSlot saved[kMipCallbackKinds];
+  explicit SuspendedCallbacks(Environment *e) : env(e) {
+    for (int k = 0; k < kMipCallbackKinds; ++k) {
+      saved[k] = env->mipCallbacks[k];
+      env->mipCallbacks[k] = CallbackSlot{nullptr, nullptr};
+    }
+  }
+  ~SuspendedCallbacks() {
+    for (int k = 0; k < kMipCallbackKinds; ++k) env->mipCallbacks[k] = saved[k];
   }
 };
 
@@ -430,6 +448,15 @@ int refineConflict(Environment *env, Problem *lp, ConflictResult &groups, const 
   run.groups = &groups;
   run.start = Clock::now();
   SavedParams saved(env);
+  // The tests solve copies of the model's own rows, so rows kept beside the
+  // model and the cut callback take no part; the caller is told.
+  if (lp->mipData && lp->mipData->lazyConstraints && lp->mipData->lazyConstraints->count > 0)
+    QVNmsg(env->warningChannel, "Warning:  Lazy constraints ignored during conflict refinement.\n");
+  if (lp->mipData && lp->mipData->userCuts && lp->mipData->userCuts->count > 0)
+    QVNmsg(env->warningChannel, "Warning:  User cuts ignored during conflict refinement.\n");
+  if (env->mipCallbacks[kCutCallback].function)
+    QVNmsg(env->warningChannel, "Warning:  Cut callback ignored during conflict refinement.\n");
+  SuspendedCallbacks callbacksOff(env);
   run.timeLimit = saved.tilim;
   run.itLimit = env->generalParams->itlim;
   run.display = env->generalParams->conflictdisplay;

@@ -253,6 +253,59 @@ TEST_F(ConflictTest, CallerStateAndParametersUnchanged) {
   std::remove(modelAfter.c_str());
 }
 
+int countCalls(QVNCENVptr, void *, int, void *handle, int *action) {
+  ++*static_cast<int *>(handle);
+  *action = 0;
+  return 0;
+}
+
+// Rows kept beside the model and the MIP callbacks stay out of the tests,
+// which solve renumbered copies; the caller is warned, and gets both back.
+TEST_F(ConflictTest, LazyRowsUserCutsAndCallbacksStayOutAndComeBack) {
+  ASSERT_EQ(smallInfeasible().load(env, lp), 0);
+  const char types[] = {'I', 'I', 'C'};
+  ASSERT_EQ(QVNcopyctype(env, lp, types), 0);
+  // x + z <= 100 as a lazy row and x <= 50 as a user cut: both hold at every
+  // point the conflict is about, so they cannot change it.
+  const double rhs[1] = {100};
+  const char sense[1] = {'L'};
+  const int start[1] = {0}, index[2] = {0, 2};
+  const double value[2] = {1, 1}, cutRhs[1] = {50};
+  char cap[] = "cap";
+  char *lazyName[1] = {cap};
+  ASSERT_EQ(QVNaddlazyconstraints(env, lp, 1, 2, rhs, sense, start, index, value, lazyName), 0);
+  ASSERT_EQ(QVNaddusercuts(env, lp, 1, 1, cutRhs, sense, start, index, value, nullptr), 0);
+  int calls = 0;
+  ASSERT_EQ(QVNsetcutcallbackfunc(env, countCalls, &calls), 0);
+  std::string warnings;
+  QVNCHANNELptr res, warn, err, logc;
+  QVNgetchannels(env, &res, &warn, &err, &logc);
+  QVNaddfuncdest(env, warn, &warnings, appendText);
+  ASSERT_EQ(QVNrefineconflict(env, lp, nullptr, nullptr), 0);
+  QVNdelfuncdest(env, warn, &warnings, appendText);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_CONFLICT_MINIMAL);
+  EXPECT_EQ(calls, 0);
+  for (const char *line : {"Warning:  Lazy constraints ignored during conflict refinement.\n",
+                           "Warning:  User cuts ignored during conflict refinement.\n",
+                           "Warning:  Cut callback ignored during conflict refinement.\n"})
+    EXPECT_NE(warnings.find(line), std::string::npos) << line << warnings;
+  QVNcutcallbackfunc back = nullptr;
+  void *handle = nullptr;
+  ASSERT_EQ(QVNgetcutcallbackfunc(env, &back, &handle), 0);
+  EXPECT_EQ(back, countCalls);
+  EXPECT_EQ(handle, &calls);
+  char *names[1];
+  char store[16];
+  int surplus = 0;
+  ASSERT_EQ(QVNEgetlazyconstraintname(env, lp, names, store, sizeof store, &surplus, 0, 0), 0);
+  EXPECT_STREQ(names[0], "cap");
+  const std::string file = tempName("lazy");
+  ASSERT_EQ(QVNclpwrite(env, lp, file.c_str()), 0);
+  EXPECT_EQ(verdictOf(env, file), "infeasible");
+  std::remove(file.c_str());
+  QVNsetcutcallbackfunc(env, nullptr, nullptr);
+}
+
 TEST_F(ConflictTest, TimeLimitKeepsPartialSet) {
   ASSERT_EQ(smallInfeasible().load(env, lp), 0);
   ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_TILIM, 0.0), 0);
