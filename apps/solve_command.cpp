@@ -53,7 +53,7 @@ SolveOptions parseSolve(int argc, char **argv) {
       if (!v) break;
       o.method = v;
       if (o.method != "auto" && o.method != "primal" && o.method != "dual" && o.method != "sifting" &&
-          o.method != "barrier")
+          o.method != "barrier" && o.method != "network")
         o.error = "unknown method '" + o.method + "'";
     } else if (a == "--time-limit") {
       const char *v = value("seconds");
@@ -322,8 +322,9 @@ const char *solveUsageText() {
   return "  quorvan solve FILE [options]     optimize a model file and print a summary\n"
          "    --method M                     LP method: auto (default: dual unless a primal\n"
          "                                   feasible start exists), primal, dual, barrier\n"
-         "                                   (with crossover), or sifting (for LPs with far\n"
-         "                                   more columns than rows)\n"
+         "                                   (with crossover), sifting (for LPs with far\n"
+         "                                   more columns than rows), or network (the network\n"
+         "                                   part by the network simplex, then the dual)\n"
          "    --time-limit S                 stop after S seconds of wall time\n"
          "    --iteration-limit N            stop after N simplex iterations\n"
          "    --param NAME=VALUE             set a parameter by name (QVN_PARAM_PREIND,\n"
@@ -425,6 +426,8 @@ int runSolve(int argc, char **argv) {
     status = QVNsiftopt(env, lp);
   else if (o.method == "barrier")
     status = QVNbaropt(env, lp);
+  else if (o.method == "network")
+    status = QVNhybnetopt(env, lp, 'd');
   else
     status = QVNlpopt(env, lp);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -685,6 +685,10 @@ QVN_API int QVNlpopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNprimopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNbaropt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNhybbaropt(QVNCENVptr env, QVNLPptr lp, int method);
+/* The network part of the LP solved by the network simplex gives the start
+   basis; `method` 'd' (or 2) finishes by the dual simplex, 'p' (or 1) by the
+   primal. */
+QVN_API int QVNhybnetopt(QVNCENVptr env, QVNLPptr lp, int method);
 QVN_API int QVNgetbaritcnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNdualopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNsolution(QVNCENVptr env, QVNCLPptr lp, int *statusOut, double *objectiveOut,

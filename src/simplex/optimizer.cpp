@@ -18,6 +18,7 @@ namespace qvn {
 namespace {
 
 constexpr int kPrimal = methodNumber(LpMethod::kPrimal), kDual = methodNumber(LpMethod::kDual);
+constexpr int kNetworkMethod = methodNumber(LpMethod::kNetwork);
 
 void takeSavedNorms(SimplexEngine &e, const BasisData &b) {
   if (!b.norms.empty() && b.normHead.size() == b.norms.size()) {
@@ -151,10 +152,10 @@ int optimize(Environment *env, Problem *lp, int method) {
 // The automatic choice: primal only to continue from a primal feasible start.
 int chooseMethod(Environment *env, Problem *lp) {
   const int chosen = env->generalParams->lpmethod;
-  if (chosen == 1 || chosen == 2 || chosen == methodNumber(LpMethod::kSifting) ||
+  if (chosen == 1 || chosen == 2 || chosen == kNetworkMethod || chosen == methodNumber(LpMethod::kSifting) ||
       chosen == methodNumber(LpMethod::kBarrier))
     return chosen;
-  if (chosen != 0) return kDual;  // the other methods are not available yet: the dual stands in
+  if (chosen != 0) return kDual;  // the concurrent method, on one thread: the dual alone
   const BasisData *b = lp->basisData;
   if (env->generalParams->advind == 0 || !b || b->colStatus.empty()) return kDual;
   // Primal feasibility of the held basis decides.
@@ -206,7 +207,13 @@ QVN_API int QVNlpopt(QVNCENVptr cenv, QVNLPptr lp) {
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     QVN_TRY(checkContinuous(p));
     QVN_TRY(flushCache(env, p));
-    return optimize(env, p, chooseMethod(env, p));
+    const int method = chooseMethod(env, p);
+    // The network method is the network stage and then the dual.
+    if (method == kNetworkMethod) {
+      const int status = QVNhybnetopt(env, p, 'd');
+      return status > 0 ? -status : status;
+    }
+    return optimize(env, p, method);
   });
 }
 

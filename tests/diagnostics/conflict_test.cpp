@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "mip/mip_check.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
@@ -35,7 +37,8 @@ Conflict readConflict(QVNENVptr env, QVNLPptr lp) {
 }
 
 std::string tempName(const char *tag) {
-  return ::testing::TempDir() + "conflict_" + tag + "_" +
+  // The process id keeps suites of several checkouts running at once apart.
+  return ::testing::TempDir() + "conflict_" + std::to_string(::getpid()) + "_" + tag + "_" +
          ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".lp";
 }
 
