@@ -425,6 +425,8 @@ int runSolve(int argc, char **argv) {
     status = QVNsiftopt(env, lp);
   else if (o.method == "barrier")
     status = QVNbaropt(env, lp);
+  else if (QVNgetprobtype(env, lp) == QVN_PROB_QP)
+    status = QVNqpopt(env, lp);  // a quadratic objective: the barrier by default
   else
     status = QVNlpopt(env, lp);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -60,4 +60,9 @@ using SimplexSolveFn = int (*)(Environment *env, Problem *lp, int method);
 // (primal) when `crossover` is not -1.
 int barrierSolveProblem(Environment *env, Problem *lp, int crossover, SimplexSolveFn simplex);
 
+// One barrier solve of a problem with a convex quadratic objective, without
+// presolve or crossover. Returns 0, 5002 when Q is not positive
+// semi-definite (negative semi-definite for a maximization), or an error.
+int barrierSolveQuadratic(Environment *env, Problem *lp);
+
 } // namespace qvn

@@ -333,6 +333,15 @@ TEST_F(BarrierSolve, IterationLimitsAndTheLog) {
   double obj = 0.0;
   ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
   EXPECT_NEAR(obj, -7.0, 1e-7);
+  // An objective range of 1: the primal objective must pass -1 on its way
+  // to -7, while the dual one stays below it.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 1), 0);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_BAROBJRNG, 1.0), 0);
+  log.clear();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_PRIM_OBJ_LIM);
+  EXPECT_NE(log.find(" Barrier limit on primal objective exceeded.\n"), std::string::npos) << log;
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_BAROBJRNG, 1e20), 0);
 }
 
 TEST_F(BarrierSolve, NetlibSampleReachesTheReferenceWithACheckedBasis) {
