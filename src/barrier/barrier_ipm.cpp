@@ -122,8 +122,13 @@ void storePoint(const WorkLp &w, const BarrierProblem &p, const BarrierIterate &
   out.y.assign(static_cast<size_t>(p.m()), 0.0);
   for (int j = 0; j < w.numTot; ++j)
     if (w.lower[j] == w.upper[j]) out.x[j] = w.lower[j];
+  // x meets its bounds only up to the residual of x - xl = l and x + xu = u:
+  // the bounds themselves are exact, so the point is put inside them.
   if (!it.x.empty())
-    for (int k = 0; k < p.n(); ++k) out.x[p.var[k]] = it.x[k] * p.colScale[k] / tau;
+    for (int k = 0; k < p.n(); ++k) {
+      const int j = p.var[k];
+      out.x[j] = std::min(std::max(it.x[k] * p.colScale[k] / tau, w.lower[j]), w.upper[j]);
+    }
   if (!it.y.empty())
     for (int i = 0; i < p.m(); ++i) out.y[i] = it.y[i] * p.rowScale[i] / tau;
   double pobj = 0.0, quad = 0.0;
