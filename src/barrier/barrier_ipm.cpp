@@ -86,8 +86,6 @@ int iterate(Run &run, BarrierIterate &it, bool useInfRatio) {
     run.s.solveFlops = 0.0;
     factorNormal(p, it, run.s);
     cc.iteration = run.iteration - firstIteration;
-    cc.relPrimal = it.relPrimal;
-    cc.relDual = it.relDual;
     predictorCorrector(p, it, r, run.s, cc, step);
     if (ctl.display > 1)
       QVNmsg(run.env->resultsChannel, "Iteration %d did %d central corrections %d vars\n", run.iteration,

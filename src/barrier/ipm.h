@@ -108,7 +108,6 @@ struct CorrectionControl {
   double cap = 1.000050003;
   int iteration = 0;
   bool commonStep = false;  // one step length for both sides (QP, self-dual form)
-  double relPrimal = 0.0, relDual = 0.0;
   int corrections = 0, correctedVars = 0;  // what the last call did
 };
 
@@ -127,8 +126,6 @@ struct BarrierHistory {
   double ratio[kRatioRing] = {};
   int count = 0;
   void push(double c, double g, double p, double d, double r);
-  // Value of 20 (or 10 for the ratio) iterations ago, or -1 while the ring is not full.
-  double compAgo() const { return count >= kRing ? comp[count % kRing] : -1.0; }
 };
 
 struct StopSettings {
