@@ -4,8 +4,12 @@
 // feasibility, complementarity); a Q that is not semi-definite is refused.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -212,6 +216,38 @@ TEST_F(QpBarrier, ARankDeficientCoupledQpPassesItsConditions) {
     EXPECT_EQ(kktFault(m, x, pi, 1e-6), "");
   }
   EXPECT_NEAR(values[0], values[1], 1e-6 * (1.0 + std::fabs(values[0])));
+}
+
+TEST_F(QpBarrier, QuadraticObjectivesReadFromFilesAreSolved) {
+  // min -3x - 3y + x^2 + xy + y^2, x + y >= 3: (1.5, 1.5), value -2.25, in
+  // the MPS sections QUADOBJ (one triangle) and QMATRIX (both) and in the
+  // LP format's bracket.
+  const std::string mpsHead = "NAME qp\nROWS\n N obj\n G r0\nCOLUMNS\n x obj -3 r0 1\n y obj -3 r0 1\n"
+                              "RHS\n rhs r0 3\n";
+  const std::vector<std::pair<std::string, std::string>> files = {
+      {".mps", mpsHead + "QUADOBJ\n x x 2\n x y 1\n y y 2\nENDATA\n"},
+      {".mps", mpsHead + "QMATRIX\n x x 2\n x y 1\n y x 1\n y y 2\nENDATA\n"},
+      {".lp", "Minimize\n obj: -3 x - 3 y + [ 2 x ^2 + 2 x * y + 2 y ^2 ] / 2\nSubject To\n r0: x + y >= 3\nEnd\n"}};
+  int k = 0;
+  for (const auto &[extension, text] : files) {
+    SCOPED_TRACE(text);
+    const std::string path =
+        testing::TempDir() + "qp_barrier_" + std::to_string(getpid()) + "_" + std::to_string(k++) + extension;
+    {
+      std::ofstream out(path);
+      out << text;
+    }
+    ASSERT_EQ(QVNreadcopyprob(env, lp, path.c_str(), nullptr), 0);
+    std::remove(path.c_str());
+    ASSERT_EQ(QVNgetprobtype(env, lp), QVN_PROB_QP);
+    ASSERT_EQ(QVNqpopt(env, lp), 0);
+    double obj = 0.0, x[2] = {0, 0};
+    ASSERT_EQ(QVNsolution(env, lp, nullptr, &obj, x, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+    EXPECT_NEAR(obj, -2.25, 1e-6);
+    EXPECT_NEAR(x[0], 1.5, 1e-5);
+    EXPECT_NEAR(x[1], 1.5, 1e-5);
+  }
 }
 
 TEST_F(QpBarrier, QThatIsNotSemiDefiniteIsRefused) {
