@@ -19,9 +19,11 @@ constexpr double kRatioOverflow = 1e150;
 // Below this tau / kappa the point is offered to the ray test each
 // iteration; only a proof on the data ends the run.
 constexpr double kRatioProofStart = 1e-4;
-// A ray or a Farkas vector must beat the rounding of its own sums by this.
-constexpr double kRayFactor = 100.0;
-constexpr double kRayZero = 1e-9;
+// A Farkas vector or a ray is taken only when what it gains beats, by this
+// factor, what it loses to entries of the wrong sign (each one would have
+// to be offset by a value this far beyond the data), and beats rounding.
+constexpr double kRayFactor = 1e10;
+constexpr double kRoundingMargin = 1e-12;
 
 double ratioOf(double now, double before) { return before > 0.0 ? now / before : 0.0; }
 
@@ -36,20 +38,26 @@ double maxAbs(const EnvVector<double> &v) {
 bool farkasCertificate(const BarrierProblem &p, const EnvVector<double> &y) {
   const double ny = maxAbs(y);
   if (!(ny > 0.0) || !std::isfinite(ny)) return false;
-  double by = 0.0, most = 0.0, size = 0.0;
+  double by = 0.0, most = 0.0, size = 0.0, leak = 0.0;
   for (int i = 0; i < p.m(); ++i) by += p.b[i] * y[i] / ny, size += std::fabs(p.b[i] * y[i] / ny);
   for (int j = 0; j < p.n(); ++j) {
     const double s = p.columnDot(j, y.data()) / ny;
-    if (std::fabs(s) <= kRayZero) continue;
     if (s > 0) {
-      if (!p.hasU[j]) return false;
+      if (!p.hasU[j]) {
+        leak += s;
+        continue;
+      }
       most += s * p.up[j], size += std::fabs(s * p.up[j]);
-    } else {
-      if (!p.hasL[j]) return false;
+    } else if (s < 0) {
+      if (!p.hasL[j]) {
+        leak -= s;
+        continue;
+      }
       most += s * p.lo[j], size += std::fabs(s * p.lo[j]);
     }
   }
-  return by - most > kRayFactor * 1e-12 * (1.0 + size) && by - most > kRayZero;
+  const double margin = by - most;
+  return margin > kRayFactor * leak && margin > kRoundingMargin * (1.0 + size);
 }
 
 // x / |x| is a direction of the bounds' recession cone with A d = 0, Q d = 0
@@ -57,20 +65,19 @@ bool farkasCertificate(const BarrierProblem &p, const EnvVector<double> &y) {
 bool primalRay(const BarrierProblem &p, const EnvVector<double> &x) {
   const double nx = maxAbs(x);
   if (!(nx > 0.0) || !std::isfinite(nx)) return false;
-  double cd = 0.0, size = 0.0;
+  double cd = 0.0, size = 0.0, leak = 0.0;
   for (int j = 0; j < p.n(); ++j) {
-    double d = x[j] / nx;
-    if (std::fabs(d) <= kRayZero) continue;
-    if ((d > 0 && p.hasU[j]) || (d < 0 && p.hasL[j])) return false;
-    if (p.qdiag[j] != 0.0) return false;
+    const double d = x[j] / nx;
+    if ((d > 0 && p.hasU[j]) || (d < 0 && p.hasL[j])) leak += std::fabs(d);
+    if (p.qdiag[j] != 0.0) leak += std::fabs(p.qdiag[j] * d);
     cd += p.c[j] * d, size += std::fabs(p.c[j] * d);
   }
   EnvVector<double> ad(static_cast<size_t>(p.m()), 0.0);
   EnvVector<double> dir(x);
-  for (int j = 0; j < p.n(); ++j) dir[j] = std::fabs(x[j] / nx) <= kRayZero ? 0.0 : x[j] / nx;
+  for (double &v : dir) v /= nx;
   p.times(dir.data(), ad.data());
-  if (maxAbs(ad) > kRayFactor * kRayZero) return false;
-  return cd < -kRayFactor * 1e-12 * (1.0 + size) && cd < -kRayZero;
+  leak += maxAbs(ad);
+  return -cd > kRayFactor * leak && -cd > kRoundingMargin * (1.0 + size);
 }
 
 } // namespace
