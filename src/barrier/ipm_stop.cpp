@@ -156,7 +156,10 @@ int barrierStopTest(const BarrierProblem &p, BarrierIterate &it, const Residuals
     // A gap that stays open past the first iterations: the point may be
     // running along a ray. The gap is measured on the dual objective too,
     // since a primal objective that runs off makes any gap small beside it.
-    if (k > 4 && rel(gap) >= 50 * e && relGapDual >= 50 * e) {
+    // A point feasible on both sides has no ray to offer: the test runs only
+    // while one of the residuals stays open.
+    const bool open = it.relPrimal > kLooseFeasTol || it.relDual > kLooseFeasTol;
+    if (k > 4 && open && rel(gap) >= 50 * e && relGapDual >= 50 * e) {
       const int verdict = barrierRayTest(p, it);
       if (verdict == kBarNumerical && st.display > 0)
         QVNmsg(env->resultsChannel, " Barrier cannot determine infeasibility.\n");
