@@ -428,6 +428,8 @@ int runSolve(int argc, char **argv) {
     status = QVNbaropt(env, lp);
   else if (o.method == "network")
     status = QVNhybnetopt(env, lp, 'd');
+  else if (QVNgetprobtype(env, lp) == QVN_PROB_QP)
+    status = QVNqpopt(env, lp);  // a quadratic objective: the barrier by default
   else
     status = QVNlpopt(env, lp);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -204,6 +204,7 @@ typedef struct NetProblem *QVNNETptr;
 #define QVNERR_NO_INT_X              3023
 #define QVNERR_NO_SOS_TYPE           3301
 #define QVNERR_NO_TREE               3412
+#define QVNERR_Q_NOT_POS_DEF         5002
 #define QVNERR_NOT_QP                5004
 #define QVNERR_Q_NOT_SYMMETRIC       5012
 #define QVNERR_Q_NOT_INDEF           5014
@@ -689,6 +690,9 @@ QVN_API int QVNhybbaropt(QVNCENVptr env, QVNLPptr lp, int method);
    basis; `method` 'd' (or 2) finishes by the dual simplex, 'p' (or 1) by the
    primal. */
 QVN_API int QVNhybnetopt(QVNCENVptr env, QVNLPptr lp, int method);
+/* The optimizer chosen by QVN_PARAM_QPMETHOD; 0 and 4 run the barrier, which
+   solves a quadratic objective with a positive semi-definite Q. */
+QVN_API int QVNqpopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNgetbaritcnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNdualopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNsolution(QVNCENVptr env, QVNCLPptr lp, int *statusOut, double *objectiveOut,

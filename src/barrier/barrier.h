@@ -11,7 +11,7 @@ namespace qvn {
 // Outcome of the interior point run, by the numbers of the status table.
 enum BarrierStatus {
   kBarOptimal = 1, kBarUnbounded = 2, kBarInfeasible = 3, kBarNumerical = 6, kBarIterLimit = 10,
-  kBarTimeLimit = 11, kBarAborted = 13
+  kBarTimeLimit = 11, kBarAborted = 13, kBarFaceUnbounded = 20, kBarPrimalObjLimit = 21, kBarDualObjLimit = 22
 };
 
 // The point of an interior point run on a WorkLp (all nt variables, unscaled,
@@ -23,15 +23,29 @@ struct BarrierResult {
   double primalObjective = 0.0, dualObjective = 0.0;
   double factorNonzeros = 0.0, factorFlops = 0.0;
   int denseColumns = 0;
+  bool selfDual = false;  // the verdict came from the infeasibility-ratio form
 };
 
 struct BarrierControl {
   int iterationLimit = 2100000000;
   double complementarityTol = 1e-8;
-  double timeLimit = 1e75;
+  double timeLimit = 1e75;  // process seconds
   int display = 1;
   int maxCorrections = -1;
+  int startRule = 1;
+  double objectiveRange = 1e20;
+  double growthLimit = 1e12;
+  int noProgressIterations = 50;
+  double stepFactor = 0.0;  // 0: the barrier's own fraction to the boundary
+  bool numericalEmphasis = false;
+  // The infeasibility-ratio (self-dual) form: 1 from the start, 0 never, -1
+  // when the plain form ends without a verdict. LPs only.
+  int useInfRatio = -1;
+  const double *qdiag = nullptr;  // diagonal of Q per variable of w, or null for an LP
 };
+
+// The control of a run from the parameters of env.
+void barrierControlFromParams(const Environment *env, BarrierControl &ctl);
 
 // Runs the interior point method on w. Returns 0 or an error (1001).
 int barrierRun(Environment *env, const WorkLp &w, const BarrierControl &ctl, BarrierResult &out);
@@ -45,5 +59,10 @@ using SimplexSolveFn = int (*)(Environment *env, Problem *lp, int method);
 // One barrier solve of lp as it stands, with a crossover finished by `simplex`
 // (primal) when `crossover` is not -1.
 int barrierSolveProblem(Environment *env, Problem *lp, int crossover, SimplexSolveFn simplex);
+
+// One barrier solve of a problem with a convex quadratic objective, without
+// presolve or crossover. Returns 0, 5002 when Q is not positive
+// semi-definite (negative semi-definite for a maximization), or an error.
+int barrierSolveQuadratic(Environment *env, Problem *lp);
 
 } // namespace qvn

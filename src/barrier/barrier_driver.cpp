@@ -70,9 +70,7 @@ void storeBarrierPoint(Problem *lp, const WorkLp &w, const BarrierResult &r) {
     s.slack[i] = d.rhs[i] - r.x[n + i];
     s.pi[i] = w.sense * r.y[i];
   }
-  double obj = 0.0;
-  for (int j = 0; j < n; ++j) obj += w.cost[j] * r.x[j];
-  s.objValue = w.sense * obj + w.offset;
+  s.objValue = w.sense * r.primalObjective + w.offset;
   s.iterationCount = 0;
   s.phase1Count = 0;
   s.primalComputed = s.dualComputed = true;
@@ -85,13 +83,8 @@ void storeBarrierPoint(Problem *lp, const WorkLp &w, const BarrierResult &r) {
 int barrierSolveProblem(Environment *env, Problem *lp, int crossover, SimplexSolveFn simplex) {
   WorkLp w;
   buildWorkLp(*lp->lpData, w);
-  const BarrierParams &bp = *env->barrierParams;
   BarrierControl ctl;
-  ctl.iterationLimit = bp.baritlim;
-  ctl.complementarityTol = bp.barepcomp;
-  ctl.display = bp.bardisplay;
-  ctl.maxCorrections = bp.barmaxcor;
-  ctl.timeLimit = env->generalParams->tilim;
+  barrierControlFromParams(env, ctl);
   BarrierResult r;
   QVN_TRY(barrierRun(env, w, ctl, r));
   // The crossover basis is kept either way: the presolve's clean-up and any
@@ -104,7 +97,11 @@ int barrierSolveProblem(Environment *env, Problem *lp, int crossover, SimplexSol
   b.normHead.clear();
   b.primalNorms.clear();
   crossoverBasis(w, r, b.colStatus.data(), b.rowStatus.data());
-  const bool stopped = r.status == kBarIterLimit || r.status == kBarTimeLimit || r.status == kBarAborted;
+  // A proof of infeasibility or unboundedness, or an objective limit, has no
+  // optimal point to cross over from.
+  const bool stopped = r.status == kBarIterLimit || r.status == kBarTimeLimit || r.status == kBarAborted ||
+                       r.status == kBarInfeasible || r.status == kBarUnbounded || r.status == kBarPrimalObjLimit ||
+                       r.status == kBarDualObjLimit;
   if (crossover == -1 || stopped) {
     storeBarrierPoint(lp, w, r);
     lp->solution->method = methodNumber(LpMethod::kBarrier);

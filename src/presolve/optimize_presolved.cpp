@@ -152,7 +152,10 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   }
   modelChanged(env, lp, method == methodNumber(LpMethod::kPrimal) ? ModelEvent::kPrimalDriverBegins : ModelEvent::kDualDriverBegins);
   installUncrushed(lp, s, in, status);
-  if (!isFinal(status)) {
+  // A barrier point without crossover is the answer as it stands: no basis
+  // exists for a clean-up to start from.
+  const bool interiorAnswer = method == methodNumber(LpMethod::kBarrier) && env->barrierParams->barcrossalg == -1;
+  if (!isFinal(status) || interiorAnswer) {
     lp->solution->iterationCount = iterations;
     lp->solution->phase1Count = phase1;
     lp->solution->barrierIterations = barrierIterations;

@@ -131,6 +131,23 @@ int solveByMethod(Environment *env, Problem *lp, int method) {
   return solveProblem(env, lp, method);
 }
 
+// The barrier on a quadratic objective: no presolve and no crossover, since
+// neither knows Q; a crossover asked for by name cannot be given.
+int optimizeQuadratic(Environment *env, Problem *lp, int crossover) {
+  const int t = lp->probType;
+  if (isMipType(t)) return QVNERR_NOT_FOR_MIP;
+  if (hasQuadConstrType(t)) return QVNERR_NOT_FOR_QCP;
+  if (crossover == 1 || crossover == 2) return QVNERR_NOT_FOR_QP;
+  ExtendedPrecisionScope precision;
+  return runCaught([&]() -> int {
+    QVN_TRY(flushCache(env, lp));
+    QVN_TRY(refuseNonFiniteData(env, *lp->lpData));
+    if (settleContradictoryBounds(env, lp)) return 0;
+    modelChanged(env, lp, ModelEvent::kDualDriverBegins);
+    return barrierSolveQuadratic(env, lp);
+  });
+}
+
 int optimize(Environment *env, Problem *lp, int method) {
   QVN_TRY(checkContinuous(lp));
   ExtendedPrecisionScope precision;
@@ -223,6 +240,7 @@ QVN_API int QVNhybbaropt(QVNCENVptr cenv, QVNLPptr lp, int method) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedProblem(env, lp, [&](Problem *p) -> int {
     if (method < 0 || method > 2) return QVNERR_BAD_ARGUMENT;
+    if (hasQuadObjType(p->probType) || hasQuadConstrType(p->probType)) return optimizeQuadratic(env, p, method);
     BarrierParams &bp = *env->barrierParams;
     const int saved = bp.barcrossalg;
     bp.barcrossalg = method;
@@ -234,7 +252,11 @@ QVN_API int QVNhybbaropt(QVNCENVptr cenv, QVNLPptr lp, int method) {
 
 QVN_API int QVNbaropt(QVNCENVptr cenv, QVNLPptr lp) {
   auto *env = const_cast<Environment *>(cenv);
-  return guardedProblem(env, lp, [&](Problem *p) { return optimize(env, p, methodNumber(LpMethod::kBarrier)); });
+  return guardedProblem(env, lp, [&](Problem *p) {
+    if (hasQuadObjType(p->probType) || hasQuadConstrType(p->probType))
+      return optimizeQuadratic(env, p, env->barrierParams->barcrossalg);
+    return optimize(env, p, methodNumber(LpMethod::kBarrier));
+  });
 }
 
 } // extern "C"

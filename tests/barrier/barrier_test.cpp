@@ -5,11 +5,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <vector>
 
+#include "barrier/barrier.h"
 #include "barrier/ordering/cholesky.h"
+#include "model/problem.h"
+#include "simplex/work_lp.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
@@ -121,6 +125,26 @@ protected:
         EXPECT_EQ(qvntest::checkOptimal(m, s, 1e-7), "");
       }
     }
+    // Every start rule and a fixed count of central corrections reach the
+    // same optimum; the point without crossover passes the check at a
+    // looser tolerance (an interior point is optimal to the barrier's).
+    for (int rule = 1; rule <= 4; ++rule)
+      for (int corrections : {0, 6}) {
+        SCOPED_TRACE(testing::Message() << "start rule " << rule << ", corrections " << corrections);
+        ASSERT_EQ(m.load(env, lp), 0);
+        ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARCROSSALG, -1), 0);
+        ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARSTARTALG, rule), 0);
+        ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARMAXCOR, corrections), 0);
+        ASSERT_EQ(QVNbaropt(env, lp), 0);
+        LpSolution s;
+        ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
+        EXPECT_EQ(s.status, QVN_STAT_OPTIMAL);
+        EXPECT_NEAR(s.objective, expected, 1e-6 * (1.0 + std::fabs(expected)));
+        EXPECT_EQ(qvntest::checkOptimal(m, s, 1e-5), "");
+      }
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARSTARTALG, 1), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARMAXCOR, -1), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARCROSSALG, 0), 0);
     // The dual simplex agrees.
     ASSERT_EQ(m.load(env, lp), 0);
     ASSERT_EQ(QVNdualopt(env, lp), 0);
@@ -173,41 +197,151 @@ TEST_F(BarrierSolve, SmallModelsWithBoundsFreeColumnsAndRangesReachTheirOptima) 
   }
 }
 
-TEST_F(BarrierSolve, InfeasibleAndUnboundedModelsAndTheIterationLimit) {
+// The interior point run alone on the model held by lp, in the chosen form.
+qvn::BarrierResult runForm(QVNENVptr env, QVNLPptr lp, int useInfRatio) {
+  qvn::WorkLp w;
+  qvn::buildWorkLp(*lp->lpData, w);
+  qvn::BarrierControl ctl;
+  ctl.display = 0;
+  ctl.useInfRatio = useInfRatio;
+  qvn::BarrierResult r;
+  EXPECT_EQ(qvn::barrierRun(env, w, ctl, r), 0);
+  return r;
+}
+
+TEST_F(BarrierSolve, InfeasibleAndUnboundedModelsEndInTheirStatusesInEitherForm) {
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+  struct Case {
+    const char *name;
+    LpModel model;
+    int status;
+  };
+  std::vector<Case> cases;
   {
-    // x + y <= 1 and x + y >= 3.
+    // x + y <= 1 and x + y >= 3: y = (-1, 1) is a Farkas vector.
     LpModel m;
     const int r0 = m.addRow('L', 1.0), r1 = m.addRow('G', 3.0);
     m.addCol(1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
     m.addCol(1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
-    ASSERT_EQ(m.load(env, lp), 0);
-    ASSERT_EQ(QVNbaropt(env, lp), 0);
-    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+    cases.push_back({"two rows", m, QVN_STAT_INFEASIBLE});
   }
   {
-    // min -x - y with x - y <= 1: the ray (1, 1) is unbounded.
+    // Bounds alone contradict the equation: x in [0, 1], y in [0, 2], x + y = 5.
+    LpModel m;
+    const int r0 = m.addRow('E', 5.0);
+    m.addCol(1.0, 0.0, 1.0, {{r0, 1.0}});
+    m.addCol(-1.0, 0.0, 2.0, {{r0, 1.0}});
+    cases.push_back({"boxed", m, QVN_STAT_INFEASIBLE});
+  }
+  {
+    // min -x - y with x - y <= 1: the ray (1, 1) is unbounded, (0, 0) is feasible.
     LpModel m;
     const int r0 = m.addRow('L', 1.0);
     m.addCol(-1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}});
     m.addCol(-1.0, 0.0, QVN_INFBOUND, {{r0, -1.0}});
-    ASSERT_EQ(m.load(env, lp), 0);
-    ASSERT_EQ(QVNbaropt(env, lp), 0);
-    const int stat = QVNgetstat(env, lp);
-    EXPECT_TRUE(stat == QVN_STAT_UNBOUNDED || stat == QVN_STAT_INForUNBD) << stat;
+    cases.push_back({"ray", m, QVN_STAT_UNBOUNDED});
   }
   {
+    // max x + 2y with a free x: x - y = 0, y <= 3 + z, z >= 0 costs nothing:
+    // the ray (1, 1, 1) is unbounded.
     LpModel m;
-    const int r0 = m.addRow('L', 4.0);
-    m.addCol(-1.0, 0.0, 10.0, {{r0, 1.0}});
-    ASSERT_EQ(m.load(env, lp), 0);
-    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 0), 0);
-    ASSERT_EQ(QVNbaropt(env, lp), 0);
-    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_IT_LIM);
-    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 2100000000), 0);
+    m.objSense = QVN_MAX;
+    const int r0 = m.addRow('E', 0.0), r1 = m.addRow('L', 3.0);
+    m.addCol(1.0, -QVN_INFBOUND, QVN_INFBOUND, {{r0, 1.0}});
+    m.addCol(2.0, 0.0, QVN_INFBOUND, {{r0, -1.0}, {r1, 1.0}});
+    m.addCol(0.0, 0.0, QVN_INFBOUND, {{r1, -1.0}});
+    cases.push_back({"free ray", m, QVN_STAT_UNBOUNDED});
   }
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    ASSERT_EQ(c.model.load(env, lp), 0);
+    // The dual simplex is the independent witness of the verdict.
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    const int simplex = QVNgetstat(env, lp);
+    EXPECT_TRUE(simplex == c.status || simplex == QVN_STAT_INForUNBD) << simplex;
+    for (int crossover : {0, -1}) {
+      ASSERT_EQ(c.model.load(env, lp), 0);
+      ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARCROSSALG, crossover), 0);
+      ASSERT_EQ(QVNbaropt(env, lp), 0);
+      EXPECT_EQ(QVNgetstat(env, lp), c.status);
+    }
+    // The self-dual form from the first iteration reaches the same verdict.
+    ASSERT_EQ(c.model.load(env, lp), 0);
+    const qvn::BarrierResult r = runForm(env, lp, 1);
+    EXPECT_EQ(r.status, c.status);
+    EXPECT_TRUE(r.selfDual);
+  }
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARCROSSALG, 0), 0);
+  // A feasible model in the self-dual form: same optimum as the dual simplex.
+  {
+    LpModel m;
+    const int r0 = m.addRow('R', -1.0, 4.0), r1 = m.addRow('E', 1.0);
+    m.addCol(1.5, -2.0, 5.0, {{r0, 1.0}, {r1, -1.0}});
+    m.addCol(-1.0, -QVN_INFBOUND, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
+    ASSERT_EQ(m.load(env, lp), 0);
+    const qvn::BarrierResult r = runForm(env, lp, 1);
+    EXPECT_EQ(r.status, QVN_STAT_OPTIMAL);
+    EXPECT_NEAR(r.primalObjective, -1.5, 1e-7);
+  }
+}
+
+TEST_F(BarrierSolve, IterationLimitsAndTheLog) {
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
+  LpModel m;
+  const int r0 = m.addRow('L', 4.0);
+  m.addCol(-1.0, 0.0, 10.0, {{r0, 1.0}});
+  m.addCol(-2.0, 0.0, 3.0, {{r0, 1.0}});
+  // BARITLIM 0 stops before the first factorization: no iteration line.
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 0), 0);
+  log.clear();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_IT_LIM);
+  EXPECT_EQ(QVNgetbaritcnt(env, lp), 0);
+  EXPECT_NE(log.find(" Barrier iteration limit exceeded.\n"), std::string::npos) << log;
+  EXPECT_EQ(log.find("Itn"), std::string::npos) << log;
+  // Two iterations: the heading and lines 0 to 2, then the limit.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 2), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+  log.clear();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_IT_LIM);
+  EXPECT_EQ(QVNgetbaritcnt(env, lp), 2);
+  char heading[200];
+  std::snprintf(heading, sizeof heading, " %3s %15s %15s %9s %9s %9s %9s\n", "Itn", "Primal Obj", "Dual Obj",
+                "Prim Inf", "Upper Inf", "Dual Inf", "");
+  EXPECT_NE(log.find(heading), std::string::npos) << log;
+  EXPECT_NE(log.find("\n   2 "), std::string::npos) << log;
+  EXPECT_EQ(log.find("\n   3 "), std::string::npos) << log;
+  // The full run at display 2 tells the corrections; at display 0 nothing.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 2100000000), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 2), 0);
+  log.clear();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  EXPECT_NE(log.find("Max number of central corrections is 0\n"), std::string::npos) << log;
+  EXPECT_NE(log.find("Iteration 1 did "), std::string::npos) << log;
+  EXPECT_NE(log.find("s for iteration ("), std::string::npos) << log;
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
+  log.clear();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+  EXPECT_EQ(log, "");
+  // The optimum is x = 1, y = 3 with value -7, found by the simplex too.
+  double obj = 0.0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+  EXPECT_NEAR(obj, -7.0, 1e-7);
+  // An objective range of 1: the primal objective must pass -1 on its way
+  // to -7, while the dual one stays below it.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 1), 0);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_BAROBJRNG, 1.0), 0);
+  log.clear();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_PRIM_OBJ_LIM);
+  EXPECT_NE(log.find(" Barrier limit on primal objective exceeded.\n"), std::string::npos) << log;
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_BAROBJRNG, 1e20), 0);
 }
 
 TEST_F(BarrierSolve, NetlibSampleReachesTheReferenceWithACheckedBasis) {
