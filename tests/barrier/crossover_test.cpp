@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/alloc.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
@@ -218,6 +219,46 @@ TEST_F(CrossoverTest, CountersLimitsAndMethodChoice) {
   takeErrors();
   EXPECT_EQ(QVNgetcrossppushcnt(env, nullptr), 0);
   EXPECT_FALSE(takeErrors().empty());
+}
+
+TEST_F(CrossoverTest, AMemoryFailureEndsInTheSimplexOrInError) {
+  // The dual edge model: both phases move. Every allocation of a run fails in
+  // turn; the run then ends in 1001 or, when the crossover's own memory
+  // failed, goes on to the simplex from the basis it had and still reaches
+  // the optimum.
+  LpModel m;
+  const int r0 = m.addRow('G', 1.0), r1 = m.addRow('G', 0.5), r2 = m.addRow('G', 0.5);
+  m.addCol(1.0, 0.0, 10.0, {{r0, 1.0}, {r1, 1.0}});
+  m.addCol(1.0, 0.0, 10.0, {{r0, 1.0}, {r2, 1.0}});
+  ASSERT_EQ(m.load(env, lp), 0);
+  const long before = qvn::allocCount();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  const long perRun = qvn::allocCount() - before;
+  ASSERT_LT(perRun, 5000);
+  int optimal = 0, failed = 0;
+  bool noted = false;
+  for (long n = 1; n <= perRun; ++n) {
+    ASSERT_EQ(m.load(env, lp), 0);
+    log.clear();
+    qvn::allocFailAfter(n);
+    const int rc = QVNbaropt(env, lp);
+    qvn::allocFailAfter(0);
+    if (rc != 0) {
+      EXPECT_EQ(rc, QVNERR_NO_MEMORY) << n;
+      ++failed;
+      continue;
+    }
+    noted = noted || log.find("Not enough memory for standard crossover.\n") != std::string::npos;
+    LpSolution s;
+    ASSERT_EQ(qvntest::readSolution(env, lp, m, s), 0);
+    EXPECT_EQ(s.status, QVN_STAT_OPTIMAL) << n;
+    EXPECT_EQ(qvntest::checkOptimal(m, s, 1e-9), "") << n;
+    ++optimal;
+  }
+  takeErrors();
+  EXPECT_GT(failed, 0);
+  EXPECT_GT(optimal, 0);
+  EXPECT_TRUE(noted);
 }
 
 // Netlib models through the whole path (presolve, barrier, crossover, the
