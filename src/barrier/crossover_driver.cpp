@@ -47,6 +47,12 @@ void storeCrossedBasis(const CrossoverWork &cw, Problem *lp) {
 // basis as it was and is no error: the simplex starts from that basis.
 int crossBasis(Environment *env, Problem *lp, const WorkLp &w, const BarrierResult &r, bool dualFirst,
                CrossoverCounts &counts, int &stopStatus) {
+  // A point the interior iteration lost to overflow gives no basis to cross
+  // to: the simplex starts from the basis lp holds.
+  auto finite = [](const EnvVector<double> &v) {
+    return std::all_of(v.begin(), v.end(), [](double a) { return std::isfinite(a); });
+  };
+  if (!finite(r.x) || !finite(r.y) || !finite(r.z)) return 0;
   try {
     CrossoverWork cw;
     cw.began = cw.lastElapsedLine = std::chrono::steady_clock::now();
