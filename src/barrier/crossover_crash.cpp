@@ -22,9 +22,13 @@ double distanceInside(const WorkLp &w, int j, double x) {
 
 // Within this of a bound a nonbasic variable is put at it: the interior point
 // approaches its bounds only in the limit, and pushing each such variable
-// would cost a solve for a move the basic values hardly see.
-double snapTolerance(const SimplexEngine &e, double bound) {
-  return 0.1 * e.primalTol * std::max(1.0, std::fabs(bound));
+// would cost a solve for a move the basic values hardly see. The primal
+// crossover keeps the point feasible for the primal simplex and pushes all
+// but the nearest; the dual one leaves primal infeasibility to the dual
+// simplex and puts more at their bounds, as each superbasic left would stop
+// a dual push at once.
+double snapTolerance(const CrossoverWork &cw, double bound) {
+  return (cw.primalFirst ? 0.001 : 0.1) * cw.e.primalTol * std::max(1.0, std::fabs(bound));
 }
 
 } // namespace
@@ -50,7 +54,7 @@ int crossoverCrash(CrossoverWork &cw, Environment *env, const WorkLp &w, const B
   for (int j = 0; j < n; ++j) {
     if (w.lower[j] == w.upper[j]) continue;
     const double dist = distanceInside(w, j, r.x[j]);
-    if (dist <= snapTolerance(e, r.x[j]) || dist <= std::fabs(r.z[j])) continue;
+    if (dist <= snapTolerance(cw, r.x[j]) || dist <= std::fabs(r.z[j])) continue;
     score[j] = dist >= kInfinity ? 1e300 : dist / (std::max(1.0, std::fabs(r.x[j])) * (std::fabs(r.z[j]) + 1e-12));
     order.push_back(j);
   }
@@ -65,7 +69,7 @@ int crossoverCrash(CrossoverWork &cw, Environment *env, const WorkLp &w, const B
     const int j = n + i;
     if (w.lower[j] == w.upper[j]) continue;
     const double dist = distanceInside(w, j, r.x[j]);
-    if (dist > snapTolerance(e, r.x[j]) && dist > std::fabs(r.z[j])) rowTaken[i] = 1, basic[j] = 1;
+    if (dist > snapTolerance(cw, r.x[j]) && dist > std::fabs(r.z[j])) rowTaken[i] = 1, basic[j] = 1;
   }
   int taken = 0;
   for (int i = 0; i < m; ++i) taken += rowTaken[i];
@@ -104,9 +108,9 @@ int crossoverCrash(CrossoverWork &cw, Environment *env, const WorkLp &w, const B
   for (int j = 0; j < nt; ++j) {
     if (e.basicPos[j] >= 0) continue;
     const double x = r.x[j], l = w.lower[j], u = w.upper[j];
-    if (l == u || (l > -kInfinity && x - l <= snapTolerance(e, l))) {
+    if (l == u || (l > -kInfinity && x - l <= snapTolerance(cw, l))) {
       e.move[j] = kAtLower;
-    } else if (u < kInfinity && u - x <= snapTolerance(e, u)) {
+    } else if (u < kInfinity && u - x <= snapTolerance(cw, u)) {
       e.move[j] = kAtUpper;
     } else {
       e.move[j] = kAtZero;

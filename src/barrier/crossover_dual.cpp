@@ -84,6 +84,26 @@ void moveDuals(CrossoverWork &cw, int j, double step) {
   cw.z[j] -= step;
 }
 
+// True when moving nonbasic `enter` by theta along the solved column in
+// e.column keeps it and every basic variable within bounds.
+bool primalMoveFeasible(const SimplexEngine &e, int enter, double theta) {
+  auto inside = [&](int k, double v) {
+    const double tol = kBoundGap * std::max(1.0, std::fabs(v));
+    return v >= e.lower[k] - tol && v <= e.upper[k] + tol;
+  };
+  if (!inside(enter, e.x[enter] + theta)) return false;
+  const HVector &col = e.column;
+  for (int q = 0; q < col.count; ++q) {
+    const int pos = col.index[q], k = e.head[pos];
+    const double before = e.x[k], after = before - theta * col.array[pos];
+    // A variable already outside may not go further out.
+    if (!inside(k, after) && std::fabs(after - std::clamp(after, e.lower[k], e.upper[k])) >
+                                 std::fabs(before - std::clamp(before, e.lower[k], e.upper[k])))
+      return false;
+  }
+  return true;
+}
+
 enum class DualOutcome { kPushed, kExchanged, kRefused, kRefactor };
 
 DualOutcome pushOne(CrossoverWork &cw, int j) {
@@ -124,10 +144,6 @@ DualOutcome pushOne(CrossoverWork &cw, int j) {
     if (cw.log) QVNmsg(e.env->resultsChannel, "Dual singularity.\n");
     return DualOutcome::kRefused;
   }
-  // After the primal pushes the point is primal feasible and the simplex to
-  // come is the primal: a j away from its bound would cost that, so it stays.
-  if (cw.primalFirst && std::fabs(e.x[j] - bound) > kBoundGap * std::max(1.0, std::fabs(bound)))
-    return DualOutcome::kRefused;
   const double alphaRow = row.array[enter];
   // The entering column, solved for the update and for the primal values.
   HVector &col = e.column;
@@ -146,11 +162,19 @@ DualOutcome pushOne(CrossoverWork &cw, int j) {
     hvClear(col);
     return DualOutcome::kRefactor;
   }
-  moveDuals(cw, j, s * enterStep);
-  cw.z[enter] = 0.0;
   // Primal: the entering variable moves so that j reaches its bound exactly.
   // At a complementary point j is there already and the move is nil.
   const double theta = (e.x[j] - bound) / alpha;
+  // After the primal pushes the point is primal feasible and the simplex to
+  // come is the primal: a move that breaks a bound would cost it that, so
+  // then j stays.
+  if (cw.primalFirst && std::fabs(e.x[j] - bound) > kBoundGap * std::max(1.0, std::fabs(bound)) &&
+      !primalMoveFeasible(e, enter, theta)) {
+    hvClear(col);
+    return DualOutcome::kRefused;
+  }
+  moveDuals(cw, j, s * enterStep);
+  cw.z[enter] = 0.0;
   for (int q = 0; q < col.count; ++q) {
     const int pos = col.index[q];
     e.x[e.head[pos]] -= theta * col.array[pos];

@@ -28,9 +28,8 @@ void chooseTarget(const SimplexEngine &e, int j, double d, double &dir, double &
     endMove = kAtZero;
     return;
   }
-  // Against the reduced cost, which cannot raise the objective; with none to
-  // speak of, to the nearer bound. Towards a missing bound only a basic
-  // variable can stop the move.
+  // Against the reduced cost; with none to speak of, to the nearer bound.
+  // Towards a missing bound only a basic variable can stop the move.
   bool down;
   if (d > kCostTol)
     down = true;
@@ -120,10 +119,17 @@ int pushOne(CrossoverWork &cw, int j) {
     col.count = 1;
   }
   ftranForUpdate(e.factor, col);
-  // The reduced cost in the current basis, d_j = c_j - c_B^T B^-1 a_j: a move
-  // against it cannot raise the objective, whatever the basic variables do.
-  double d = e.cost[j];
-  for (int k = 0; k < col.count; ++k) d -= e.cost[e.head[col.index[k]]] * col.array[col.index[k]];
+  // Before the dual pushes the direction comes from the reduced cost of the
+  // dual point: moving against it keeps x complementary to that point, so
+  // the dual pushes find the bounds on the side they need. After them, or
+  // where the point's reduced cost is nil, the one of the current basis,
+  // d_j = c_j - c_B^T B^-1 a_j, decides: a move against it cannot raise the
+  // objective.
+  double d = cw.primalFirst ? cw.z[j] : 0.0;
+  if (std::fabs(d) <= kCostTol) {
+    d = e.cost[j];
+    for (int k = 0; k < col.count; ++k) d -= e.cost[e.head[col.index[k]]] * col.array[col.index[k]];
+  }
   double dir, dist;
   signed char endMove;
   chooseTarget(e, j, d, dir, dist, endMove);
