@@ -694,6 +694,10 @@ QVN_API int QVNhybnetopt(QVNCENVptr env, QVNLPptr lp, int method);
    solves a quadratic objective with a positive semi-definite Q. */
 QVN_API int QVNqpopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNgetbaritcnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetcrossppushcnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetcrosspexchcnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetcrossdpushcnt(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNgetcrossdexchcnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNdualopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNsolution(QVNCENVptr env, QVNCLPptr lp, int *statusOut, double *objectiveOut,
                         double *x, double *pi, double *slack, double *dj);

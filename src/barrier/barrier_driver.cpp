@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "barrier/barrier.h"
+#include "barrier/crossover.h"
 #include "runtime/environment.h"
 #include "runtime/params.h"
 
@@ -102,18 +103,9 @@ int barrierSolveProblem(Environment *env, Problem *lp, int crossover, SimplexSol
   const bool stopped = r.status == kBarIterLimit || r.status == kBarTimeLimit || r.status == kBarAborted ||
                        r.status == kBarInfeasible || r.status == kBarUnbounded || r.status == kBarPrimalObjLimit ||
                        r.status == kBarDualObjLimit;
-  if (crossover == -1 || stopped) {
-    storeBarrierPoint(lp, w, r);
-    lp->solution->method = methodNumber(LpMethod::kBarrier);
-    lp->solution->barrierIterations = r.iterations;
-    return 0;
-  }
-  GeneralParams &gp = *env->generalParams;
-  const int savedAdvind = gp.advind;
-  gp.advind = 1;
-  const int status = simplex(env, lp, methodNumber(LpMethod::kPrimal));
-  gp.advind = savedAdvind;
-  QVN_TRY(status);
+  bool crossed = false;
+  if (crossover != -1 && !stopped) QVN_TRY(crossoverSolve(env, lp, w, r, crossover, simplex, crossed));
+  if (!crossed) storeBarrierPoint(lp, w, r);
   if (lp->solution) {
     lp->solution->method = methodNumber(LpMethod::kBarrier);
     lp->solution->barrierIterations = r.iterations;

@@ -140,6 +140,11 @@ struct LpData {
 enum class LpMethod : int { kAuto = 0, kPrimal = 1, kDual = 2, kNetwork = 3, kBarrier = 4, kSifting = 5, kConcurrent = 6 };
 constexpr int methodNumber(LpMethod m) { return static_cast<int>(m); }
 
+// What a crossover did to reach its basis; zero when none ran.
+struct CrossoverCounts {
+  int primalPushes = 0, primalExchanges = 0, dualPushes = 0, dualExchanges = 0;
+};
+
 // Results of the last solve, in the caller's units and sense.
 struct SolutionBlock {
   bool primalComputed = false, dualComputed = false;
@@ -149,6 +154,7 @@ struct SolutionBlock {
   int iterationCount = 0, phase1Count = 0;
   int siftIterations = 0, siftPhase1 = 0;  // rounds of a sifting run, in phase 1
   int barrierIterations = 0;  // of the interior point run, apart from the simplex's
+  CrossoverCounts crossover;
   EnvVector<double> x, slack;  // per column, per row
   EnvVector<double> pi, dj;    // per row, per column
 };

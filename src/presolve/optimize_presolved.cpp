@@ -110,6 +110,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
   if (s.nothingDone) return solve(env, lp, method);
 
   int iterations = 0, phase1 = 0, siftRounds = 0, siftPhase1 = 0, barrierIterations = 0;
+  CrossoverCounts crossover;
   Problem *red = s.reduced;
   int status = 1;
   ReducedSolution in;
@@ -125,6 +126,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
     if (dual->solution) {
       iterations = dual->solution->iterationCount, phase1 = dual->solution->phase1Count;
       barrierIterations = dual->solution->barrierIterations;
+      crossover = dual->solution->crossover;
     }
     if (dual->status == 1 && dual->solution && dual->basisData) {
       primalFromDual(s, dual, fromDual);
@@ -147,6 +149,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
       iterations += red->solution->iterationCount, phase1 += red->solution->phase1Count;
       siftRounds = red->solution->siftIterations, siftPhase1 = red->solution->siftPhase1;
       barrierIterations += red->solution->barrierIterations;
+      crossover = red->solution->crossover;
     }
     in = solutionOf(red);
   }
@@ -159,6 +162,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
     lp->solution->iterationCount = iterations;
     lp->solution->phase1Count = phase1;
     lp->solution->barrierIterations = barrierIterations;
+    lp->solution->crossover = crossover;
     lp->solution->method = method;
     return 0;
   }
@@ -176,6 +180,7 @@ int optimizeWithPresolve(Environment *env, Problem *lp, int method, SolveProblem
     lp->solution->siftIterations = siftRounds;
     lp->solution->siftPhase1 = siftPhase1;
     lp->solution->barrierIterations = barrierIterations;
+    lp->solution->crossover = crossover;
     lp->solution->method = method;
   }
   return 0;

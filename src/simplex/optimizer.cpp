@@ -234,8 +234,8 @@ QVN_API int QVNlpopt(QVNCENVptr cenv, QVNLPptr lp) {
   });
 }
 
-// method 0: crossover by the default; 1 primal, 2 dual (both finish by the
-// primal simplex on the crossed basis for now).
+// method 0: crossover by the default; 1 primal, 2 dual, each finished by the
+// simplex of its side.
 QVN_API int QVNhybbaropt(QVNCENVptr cenv, QVNLPptr lp, int method) {
   auto *env = const_cast<Environment *>(cenv);
   return guardedProblem(env, lp, [&](Problem *p) -> int {

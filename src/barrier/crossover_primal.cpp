@@ -1,0 +1,217 @@
+// Primal pushes: every superbasic variable goes to a bound, or into the basis
+// when a basic variable reaches its own bound first, which then leaves.
+#include <algorithm>
+#include <cmath>
+
+#include "barrier/crossover.h"
+
+namespace qvn {
+
+namespace {
+
+constexpr double kColumnZero = 1e-11;  // entries of a solved column below this are rounding
+constexpr double kPivotTol = 1e-7;     // smallest pivot an exchange accepts
+constexpr double kCostTol = 1e-5;      // a reduced cost this small leaves the direction to the bounds
+constexpr double kHarrisTol = 1e-9;    // relative overstep of a bound the ratio test allows
+
+// Where superbasic j with reduced cost d goes: the direction, the distance
+// (kInfinity when only a basic variable can stop it) and the nonbasic
+// position it ends in.
+void chooseTarget(const SimplexEngine &e, int j, double d, double &dir, double &dist, signed char &endMove) {
+  const double x = e.x[j], l = e.lower[j], u = e.upper[j];
+  const bool hasL = l > -kInfinity, hasU = u < kInfinity;
+  if (!hasL && !hasU) {
+    // A free column is best basic: it moves against its reduced cost (or
+    // towards 0) until a basic variable stops it.
+    dir = std::fabs(d) > kCostTol ? (d > 0 ? -1.0 : 1.0) : (x > 0 ? -1.0 : 1.0);
+    dist = kInfinity;
+    endMove = kAtZero;
+    return;
+  }
+  // Against the reduced cost; with none to speak of, to the nearer bound.
+  // Towards a missing bound only a basic variable can stop the move.
+  bool down;
+  if (d > kCostTol)
+    down = true;
+  else if (d < -kCostTol)
+    down = false;
+  else if (hasL && hasU)
+    down = x - l <= u - x;
+  else
+    down = hasL;
+  dir = down ? -1.0 : 1.0;
+  if (down ? !hasL : !hasU) {
+    dist = kInfinity;
+    endMove = kAtZero;
+    return;
+  }
+  dist = std::max(down ? x - l : u - x, 0.0);
+  endMove = down ? kAtLower : kAtUpper;
+}
+
+// The ratio test over the solved column in e.column for a move of dir up to
+// dist: -1 when nothing stops the move before dist, -2 when nothing stops an
+// unlimited move, -3 when only a pivot below kPivotTol would; else the
+// position of the basic variable that leaves, with the step in `step`.
+int primalRatio(const SimplexEngine &e, double dir, double dist, double &step) {
+  const HVector &col = e.column;
+  double thetaMax = dist;
+  for (int k = 0; k < col.count; ++k) {
+    const int pos = col.index[k];
+    const double a = col.array[pos];
+    if (std::fabs(a) < kColumnZero) continue;
+    const int j = e.head[pos];
+    const double g = -dir * a;  // change of x_j per unit step
+    double t;
+    if (g < 0 && e.lower[j] > -kInfinity)
+      t = (e.x[j] - e.lower[j] + kHarrisTol * std::max(1.0, std::fabs(e.lower[j]))) / -g;
+    else if (g > 0 && e.upper[j] < kInfinity)
+      t = (e.upper[j] - e.x[j] + kHarrisTol * std::max(1.0, std::fabs(e.upper[j]))) / g;
+    else
+      continue;
+    thetaMax = std::min(thetaMax, std::max(t, 0.0));
+  }
+  if (thetaMax >= dist) {
+    step = dist;
+    return dist >= kInfinity ? -2 : -1;
+  }
+  // Among the variables that reach their bound within the relaxed step, the
+  // largest pivot leaves.
+  int leave = -1;
+  double bestAbs = 0.0, leaveRatio = 0.0;
+  for (int k = 0; k < col.count; ++k) {
+    const int pos = col.index[k];
+    const double a = col.array[pos];
+    if (std::fabs(a) < kColumnZero) continue;
+    const int j = e.head[pos];
+    const double g = -dir * a;
+    double t;
+    if (g < 0 && e.lower[j] > -kInfinity)
+      t = (e.x[j] - e.lower[j]) / -g;
+    else if (g > 0 && e.upper[j] < kInfinity)
+      t = (e.upper[j] - e.x[j]) / g;
+    else
+      continue;
+    if (t <= thetaMax && std::fabs(a) > bestAbs) bestAbs = std::fabs(a), leave = pos, leaveRatio = t;
+  }
+  if (leave < 0 || bestAbs < kPivotTol) return -3;
+  step = std::max(leaveRatio, 0.0);
+  return leave;
+}
+
+void logPrimalMoves(const CrossoverWork &cw) {
+  const SimplexEngine &e = cw.e;
+  QVNmsg(e.env->resultsChannel, "   %6d PMoves:  Infeasibility %15.8e  Objective %15.8e\n", cw.moves,
+         primalInfeasibilitySum(e), e.lp->sense * objectiveValue(e) + e.lp->offset);
+}
+
+// One superbasic: 1 when it moved (pushed or exchanged), 0 when it stays.
+int pushOne(CrossoverWork &cw, int j) {
+  SimplexEngine &e = cw.e;
+  HVector &col = e.column;
+  hvClear(col);
+  addColumn(*e.lp, j, 1.0, col.array.data());
+  if (j < e.n) {
+    col.count = 0;
+    for (int p = e.lp->aStart[j]; p < e.lp->aStart[j + 1]; ++p) col.index[col.count++] = e.lp->aIndex[p];
+  } else {
+    col.index[0] = j - e.n;
+    col.count = 1;
+  }
+  ftranForUpdate(e.factor, col);
+  // Before the dual pushes the direction comes from the reduced cost of the
+  // dual point: moving against it keeps x complementary to that point, so
+  // the dual pushes find the bounds on the side they need. After them, or
+  // where the point's reduced cost is nil, the one of the current basis,
+  // d_j = c_j - c_B^T B^-1 a_j, decides: a move against it cannot raise the
+  // objective.
+  double d = cw.primalFirst ? cw.z[j] : 0.0;
+  if (std::fabs(d) <= kCostTol) {
+    d = e.cost[j];
+    for (int k = 0; k < col.count; ++k) d -= e.cost[e.head[col.index[k]]] * col.array[col.index[k]];
+  }
+  double dir, dist;
+  signed char endMove;
+  chooseTarget(e, j, d, dir, dist, endMove);
+  double step = 0.0;
+  int r = primalRatio(e, dir, dist, step);
+  if (r == -2) {
+    // Nothing stops the move: a ray that the interior point's optimality
+    // denies, or a free column that costs nothing. The nearer bound, or 0 for
+    // a free column, instead.
+    chooseTarget(e, j, 0.0, dir, dist, endMove);
+    if (dist >= kInfinity) {
+      dir = e.x[j] > 0 ? -1.0 : 1.0;
+      dist = std::fabs(e.x[j]);
+    }
+    r = primalRatio(e, dir, dist, step);
+  }
+  if (r <= -2) {
+    hvClear(col);
+    return 0;
+  }
+  for (int k = 0; k < col.count; ++k) {
+    const int pos = col.index[k];
+    e.x[e.head[pos]] -= dir * step * col.array[pos];
+  }
+  if (r == -1) {
+    e.move[j] = endMove;
+    e.x[j] = endMove == kAtZero ? 0.0 : endMove == kAtLower ? e.lower[j] : e.upper[j];
+    ++cw.counts.primalPushes;
+    hvClear(col);
+    return 1;
+  }
+  e.x[j] += dir * step;
+  const int leaving = e.head[r];
+  const double alpha = col.array[r];
+  const bool toLower = -dir * alpha < 0;
+  const double value = e.x[j];
+  updateFactor(e.factor, r, alpha);
+  changeBasis(e, j, r, toLower ? kAtLower : kAtUpper);
+  e.x[j] = value;
+  e.x[leaving] = toLower ? e.lower[leaving] : e.upper[leaving];
+  ++cw.counts.primalExchanges;
+  hvClear(col);
+  return 1;
+}
+
+} // namespace
+
+int primalPushes(CrossoverWork &cw) {
+  SimplexEngine &e = cw.e;
+  Environment *env = e.env;
+  // The list may hold variables that a repair or an exchange made basic.
+  int count = 0;
+  for (const int j : cw.list)
+    if (e.basicPos[j] < 0 && e.move[j] == kAtZero) ++count;
+  if (cw.log) {
+    if (count == 0)
+      QVNmsg(env->resultsChannel, "  Primal:  Fixed no variables.\n");
+    else if (count == 1)
+      QVNmsg(env->resultsChannel, "  Primal:  Fixing 1 variable.\n");
+    else
+      QVNmsg(env->resultsChannel, "  Primal:  Fixing %d variables.\n", count);
+  }
+  const int pushesBefore = cw.counts.primalPushes, exchangesBefore = cw.counts.primalExchanges;
+  cw.moves = 0;
+  bool logged = false;
+  for (size_t k = 0; k < cw.list.size(); ++k) {
+    const int j = cw.list[k];
+    if (e.basicPos[j] >= 0 || e.move[j] != kAtZero) continue;
+    if (crossoverLimitHit(cw)) return 0;
+    if (cw.log && !logged) logPrimalMoves(cw), logged = true;
+    cw.moves += pushOne(cw, j);
+    if (refactorDue(e.factor)) {
+      QVN_TRY(crossoverRefactor(cw));
+      if (cw.log) logPrimalMoves(cw);
+    }
+    crossoverElapsedLine(cw, "PMoves");
+  }
+  if (cw.log && cw.moves > 0) logPrimalMoves(cw);
+  if (cw.log && count > 0)
+    QVNmsg(env->resultsChannel, "  Primal:  Pushed %d, exchanged %d.\n", cw.counts.primalPushes - pushesBefore,
+           cw.counts.primalExchanges - exchangesBefore);
+  return 0;
+}
+
+} // namespace qvn
