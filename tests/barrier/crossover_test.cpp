@@ -88,7 +88,7 @@ protected:
   }
 };
 
-TEST_F(CrossoverTest, AVertexOptimumNeedsNoMovesAndNoSimplexIterations) {
+TEST_F(CrossoverTest, AVertexOptimumNeedsNoExchangesAndNoSimplexIterations) {
   // max 3x + 2y, x + y <= 4, x + 3y <= 7, x <= 3: the one optimum (3, 1),
   // value 11, with the second row slack and x at its bound (reduced cost 1).
   LpModel m;
@@ -101,9 +101,11 @@ TEST_F(CrossoverTest, AVertexOptimumNeedsNoMovesAndNoSimplexIterations) {
     const LpSolution s = crossTo(m, kind, 11.0);
     EXPECT_NEAR(s.x[0], 3.0, 1e-9);
     EXPECT_NEAR(s.x[1], 1.0, 1e-9);
-    EXPECT_NE(log.find("  Primal:  Fixed no variables.\n"), std::string::npos) << log;
-    EXPECT_NE(log.find("  Dual:  Fixed no variables.\n"), std::string::npos) << log;
-    EXPECT_EQ(crossoverMoves(env, lp), 0);
+    // The interior point stops a complementarity away from the vertex, so
+    // the two nonbasic variables may need a push onto their bounds, but no
+    // exchange and no simplex iteration.
+    EXPECT_EQ(QVNgetcrosspexchcnt(env, lp) + QVNgetcrossdexchcnt(env, lp), 0) << log;
+    EXPECT_LE(crossoverMoves(env, lp), 4) << log;
     EXPECT_EQ(QVNgetitcnt(env, lp), 0);
   }
 }
