@@ -278,17 +278,10 @@ int barrierRun(Environment *env, const WorkLp &w, const BarrierControl &ctl, Bar
   p.pattern.value = p.value.data();
   p.zeroRow.assign(static_cast<size_t>(p.m), 0.0);
   p.work.assign(static_cast<size_t>(p.m) + 1, 0.0);
-  QVN_TRY(choleskyAnalyse(p.pattern, p.factor));
+  QVN_TRY(choleskyAnalyse(env, p.pattern, p.factor));
   out.factorNonzeros = p.factor.nonzeros;
   out.factorFlops = p.factor.flops;
-  if (ctl.display > 0) {
-    QVNmsg(env->resultsChannel, "Summary statistics for Cholesky factor:\n");
-    QVNmsg(env->resultsChannel, "  Threads                   = %d\n", 1);
-    QVNmsg(env->resultsChannel, "  Rows in Factor            = %d\n", p.m);
-    QVNmsg(env->resultsChannel, "  Integer space required    = %.0f\n", static_cast<double>(p.factor.rowIndex.size()));
-    QVNmsg(env->resultsChannel, "  Total non-zeros in factor = %.0f\n", p.factor.nonzeros);
-    QVNmsg(env->resultsChannel, "  Total FP ops to factor    = %.0f\n", p.factor.flops);
-  }
+  out.denseColumns = static_cast<int>(p.factor.dense.columns.size());
   double normB = infNorm(p.b), normC = infNorm(p.c);
   for (int j = 0; j < p.n; ++j) {
     if (p.hasL[j]) normB = std::max(normB, std::fabs(p.lo[j]));

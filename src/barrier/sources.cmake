@@ -1,6 +1,14 @@
 list(APPEND QUORVAN_SOURCES
   src/barrier/barrier_driver.cpp
   src/barrier/barrier_ipm.cpp
+  src/barrier/ordering/amd.cpp
+  src/barrier/ordering/amf.cpp
   src/barrier/ordering/cholesky.cpp
+  src/barrier/ordering/dense_columns.cpp
+  src/barrier/ordering/elimination_tree.cpp
   src/barrier/ordering/min_degree.cpp
+  src/barrier/ordering/nested_dissection.cpp
+  src/barrier/ordering/numeric.cpp
+  src/barrier/ordering/ordering_table.cpp
+  src/barrier/ordering/quotient_graph.cpp
 )
