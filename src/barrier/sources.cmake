@@ -12,3 +12,6 @@ list(APPEND QUORVAN_SOURCES
   src/barrier/ordering/ordering_table.cpp
   src/barrier/ordering/quotient_graph.cpp
 )
+# The dense kernels of the factor are written for the vectorizer, which -O2
+# leaves off for loops of unknown length.
+set_source_files_properties(src/barrier/ordering/numeric.cpp PROPERTIES COMPILE_OPTIONS "-O3")

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <ctime>
 #include <map>
 #include <set>
 #include <string>
@@ -315,12 +317,14 @@ TEST(SupernodalCholesky, FactorMultipliesBackToTheNormalMatrixForEveryOrdering) 
       EXPECT_EQ(f.perturbed, 0);
       EXPECT_LT(factorError(a, d, e, f), 1e-12);
       EXPECT_LT(solveError(a, d, e, f), 1e-13);
-      // Supernode columns share their row list: the counts agree.
-      double nonzeros = 0.0;
+      // Supernode columns share their row list, which holds every nonzero
+      // and a few explicit zeros.
+      double stored = 0.0;
       for (int s = 0; s < f.numSuper; ++s)
         for (int c = f.superStart[s]; c < f.superStart[s + 1]; ++c)
-          nonzeros += f.rowStart[s + 1] - f.rowStart[s] - (c - f.superStart[s]);
-      EXPECT_EQ(nonzeros, f.nonzeros);
+          stored += f.rowStart[s + 1] - f.rowStart[s] - (c - f.superStart[s]);
+      EXPECT_GE(stored, f.nonzeros);
+      EXPECT_LE(stored, 1.3 * f.nonzeros);
     }
   }
 }
@@ -470,6 +474,72 @@ TEST(SupernodalCholesky, ThreadsGiveTheSameFactorBitForBit) {
     values.emplace_back(f.value.begin(), f.value.end());
   }
   EXPECT_TRUE(values[0] == values[1]);
+  QVNcloseQUORVAN(&env);
+}
+
+} // namespace
+
+namespace {
+
+double cpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+// Figures for the largest netlib models, run on demand
+// (--gtest_also_run_disabled_tests): for each ordering the fill, the
+// operations and the CPU time of the ordering, and the CPU time of one
+// numeric factor.
+TEST(SupernodalCholesky, DISABLED_FiguresOfTheLargestNetlibModels) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  QVNENVptr env = QVNopenQUORVAN(nullptr);
+  QVNLPptr lp = QVNcreateprob(env, nullptr, "netlib");
+  for (const char *name : {"maros-r7", "fit2d", "pilot87", "wood1p", "pilot", "d6cube", "woodw", "greenbeb", "80bau3b",
+                           "degen3"}) {
+    ASSERT_EQ(QVNreadcopyprob(env, lp, (data + "/netlib/" + name + ".mps.gz").c_str(), nullptr), 0);
+    const qvntest::LpModel model = qvntest::readModel(env, lp);
+    Matrix a;
+    a.rows = model.numRows();
+    for (const auto &col : model.cols) a.add(col);
+    for (int i = 0; i < a.rows; ++i) a.add({{i, -1.0}});
+    qvn::CholeskyFactor probe;
+    ASSERT_EQ(qvn::choleskyAnalyse(a.pattern(), probe), 0);
+    // The pattern of Ms as the factor saw it, for the bare orderings.
+    Graph g;
+    g.n = a.rows;
+    {
+      std::vector<std::set<int>> adj(static_cast<size_t>(a.rows));
+      for (int j = 0; j < a.cols(); ++j) {
+        if (probe.dense.isDense[j]) continue;
+        for (int s = a.start[j]; s < a.start[j + 1]; ++s)
+          for (int t = a.start[j]; t < a.start[j + 1]; ++t)
+            if (a.index[s] != a.index[t]) adj[a.index[s]].insert(a.index[t]);
+      }
+      g = graphOf(a.rows, adj);
+    }
+    std::printf("%-9s rows %5d dense %3d |", name, a.rows, static_cast<int>(probe.dense.columns.size()));
+    {
+      qvn::EnvVector<int> perm;
+      const double t0 = cpuSeconds();
+      qvn::minimumDegreeOrder(g.n, g.start, g.index, perm);
+      const double t = cpuSeconds() - t0;
+      const qvn::OrderingCost c = qvn::orderingCost(g.sym(), perm);
+      std::printf(" MD %.3fs %.0f %.3g |", t, c.nonzeros, c.flops);
+    }
+    for (int number = 1; number <= 3; ++number) {
+      qvn::EnvVector<int> perm;
+      const double t0 = cpuSeconds();
+      qvn::orderingMethod(number)->order(g.sym(), perm);
+      const double t = cpuSeconds() - t0;
+      const qvn::OrderingCost c = qvn::orderingCost(g.sym(), perm);
+      std::printf(" %s %.3fs %.0f %.3g |", number == 1 ? "AMD" : number == 2 ? "AMF" : "ND", t, c.nonzeros, c.flops);
+    }
+    const std::vector<double> d = spread(a.cols(), 7, 1e-3, 1e3), e(static_cast<size_t>(a.rows), 1e-8);
+    qvn::choleskyFactor(a.pattern(), d.data(), e.data(), probe);
+    const double t0 = cpuSeconds();
+    for (int r = 0; r < 3; ++r) qvn::choleskyFactor(a.pattern(), d.data(), e.data(), probe);
+    std::printf(" auto %d nz %.0f flops %.3g super %d factor %.4fs\n", probe.orderingUsed, probe.nonzeros, probe.flops,
+                probe.numSuper, (cpuSeconds() - t0) / 3);
+  }
+  QVNfreeprob(env, &lp);
   QVNcloseQUORVAN(&env);
 }
 

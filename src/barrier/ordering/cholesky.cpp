@@ -22,6 +22,11 @@ constexpr double kRaceFlopsPerRow = 500.0;
 // The subtrees given out to the threads: the work is split until no subtree
 // holds more than this share of one thread's part.
 constexpr double kSubtreeShare = 0.5;
+// Relaxed supernodes: a supernode of up to kRelaxSmall columns may hold
+// kRelaxSmallShare explicit zeros, a wider one kRelaxShare.
+constexpr int kRelaxSmall = 16;
+constexpr double kRelaxSmallShare = 0.3;
+constexpr double kRelaxShare = 0.05;
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -141,11 +146,30 @@ void buildSupernodes(const SymGraph &g, const EnvVector<int> &count, CholeskyFac
   f.colToSuper.assign(static_cast<size_t>(m), 0);
   f.nonzeros = 0.0;
   f.flops = 0.0;
+  // Fundamental supernodes first, then relaxed: a supernode takes in the
+  // supernode just before it when that one is its child, as long as the
+  // explicit zeros this stores stay a small share of the block. Wider blocks
+  // make fewer and larger dense updates.
+  double actual = 0.0;  // nonzeros of the supernode being built
   for (int c = 0; c < m; ++c) {
     f.nonzeros += count[c];
     f.flops += static_cast<double>(count[c]) * count[c];
-    const bool joins = c > 0 && f.parent[c - 1] == c && count[c - 1] == count[c] + 1;
-    if (!joins) f.superStart.push_back(c);
+    const bool fundamental = c > 0 && f.parent[c - 1] == c && count[c - 1] == count[c] + 1;
+    bool joins = fundamental;
+    if (!joins && c > 0 && f.parent[c - 1] == c) {
+      // Columns first .. c-1 would share column c's rows below c.
+      const int first = f.superStart.back(), width = c - first + 1;
+      const double newBelow = count[c] - 1;
+      double merged = 0.0;
+      for (int k = 0; k < width; ++k) merged += width - k + newBelow;
+      const double zeros = merged - (actual + count[c]);
+      joins = (width <= kRelaxSmall && zeros <= kRelaxSmallShare * merged) || zeros <= kRelaxShare * merged;
+    }
+    if (!joins) {
+      f.superStart.push_back(c);
+      actual = 0.0;
+    }
+    actual += count[c];
     f.colToSuper[c] = static_cast<int>(f.superStart.size()) - 1;
   }
   f.numSuper = static_cast<int>(f.superStart.size());
@@ -330,7 +354,7 @@ int analyse(const NormalPattern &p, const CholeskyOptions &o, CholeskyFactor &f)
   buildPattern(p, f.dense, f, adjStart, adjIndex);
   if (env && o.display >= 1)
     QVNmsg(env->resultsChannel, "Number of nonzeros in lower triangle of A*A' = %.0f\n",
-           static_cast<double>(adjStart[m]) / 2.0);
+           static_cast<double>(adjStart[m]) / 2.0 + m);
   SymGraph g;
   g.n = m;
   g.start = adjStart.data();
