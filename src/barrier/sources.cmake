@@ -10,6 +10,7 @@ list(APPEND QUORVAN_SOURCES
   src/barrier/ordering/nested_dissection.cpp
   src/barrier/ordering/numeric.cpp
   src/barrier/ordering/ordering_table.cpp
+  src/barrier/ordering/out_of_core.cpp
   src/barrier/ordering/quotient_graph.cpp
 )
 # The dense kernels of the factor are written for the vectorizer, which -O2

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
 #include <cstdio>
 #include <ctime>
 #include <map>
@@ -475,6 +477,67 @@ TEST(SupernodalCholesky, ThreadsGiveTheSameFactorBitForBit) {
   }
   EXPECT_TRUE(values[0] == values[1]);
   QVNcloseQUORVAN(&env);
+}
+
+TEST(SupernodalCholesky, OutOfCoreFactorSolvesAlikeAndLeavesNoFiles) {
+  // A long strip: many small supernodes, so that the factor spans many chunks.
+  const int width = 6, length = 400, m = width * length;
+  Matrix a;
+  a.rows = m;
+  for (int i = 0; i < length; ++i)
+    for (int j = 0; j < width; ++j) {
+      const int v = i * width + j;
+      a.add({{v, 1.0}});
+      if (j + 1 < width) a.add({{v, 1.0}, {v + 1, -2.0}});
+      if (i + 1 < length) a.add({{v, 0.5}, {v + width, 1.0}});
+    }
+  const std::vector<double> d = spread(a.cols(), 6, 1e-2, 1e2), e(static_cast<size_t>(m), 0.0);
+  char dir[] = "/tmp/qvn_ooc_testXXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  auto entries = [&]() {
+    int n = 0;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(dir)) n += entry.is_regular_file() ? 1 : 0;
+    return n;
+  };
+  QVNENVptr env = QVNopenQUORVAN(nullptr);
+  ASSERT_NE(env, nullptr);
+  std::string log;
+  ASSERT_EQ(qvntest::captureMessages(env, &log, true, true), 0);
+  std::vector<double> inCore, outOfCore;
+  {
+    qvn::CholeskyFactor f;
+    ASSERT_EQ(qvn::choleskyAnalyse(env, a.pattern(), f), 0);
+    EXPECT_FALSE(f.store.active);
+    qvn::choleskyFactor(a.pattern(), d.data(), e.data(), f);
+    EXPECT_LT(solveError(a, d, e, f, &inCore), 1e-13);
+  }
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_WORKMEM, 1e-6), 0);
+  ASSERT_EQ(QVNsetstrparam(env, QVN_PARAM_WORKDIR, dir), 0);
+  {
+    qvn::CholeskyFactor f;
+    ASSERT_EQ(qvn::choleskyAnalyse(env, a.pattern(), f), 0);
+    ASSERT_TRUE(f.store.active);
+    EXPECT_GT(f.store.chunks, 2);
+    EXPECT_NE(log.find("increasing to "), std::string::npos);
+    EXPECT_NE(log.find("for Barrier out-of-core files\n"), std::string::npos);
+    EXPECT_NE(log.find("Writing "), std::string::npos);
+    EXPECT_EQ(entries(), f.store.chunks);
+    for (int round = 0; round < 2; ++round) {
+      qvn::choleskyFactor(a.pattern(), d.data(), e.data(), f);
+      EXPECT_LT(solveError(a, d, e, f, &outOfCore), 1e-13);
+      EXPECT_TRUE(outOfCore == inCore);
+    }
+  }
+  EXPECT_EQ(entries(), 0);
+  // A directory that cannot take files is an error, and leaves nothing.
+  ASSERT_EQ(QVNsetstrparam(env, QVN_PARAM_WORKDIR, "/nonexistent/quorvan"), 0);
+  {
+    qvn::CholeskyFactor f;
+    EXPECT_NE(qvn::choleskyAnalyse(env, a.pattern(), f), 0);
+    EXPECT_FALSE(f.store.active);
+  }
+  QVNcloseQUORVAN(&env);
+  std::filesystem::remove_all(dir);
 }
 
 } // namespace

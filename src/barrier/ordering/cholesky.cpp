@@ -386,7 +386,8 @@ int analyse(const NormalPattern &p, const CholeskyOptions &o, CholeskyFactor &f)
   columnCounts(g, f.perm, f.iperm, f.parent, count);
   buildSupernodes(g, count, f);
   partitionSubtrees(f);
-  f.value.assign(f.valStart[f.numSuper], 0.0);
+  QVN_TRY(outOfCorePlan(o, f));
+  if (!f.store.active) f.value.assign(f.valStart[f.numSuper], 0.0);
   f.diag0.assign(static_cast<size_t>(m), 0.0);
   f.shift.assign(static_cast<size_t>(m), 0.0);
   printSummary(o, f);
@@ -410,6 +411,8 @@ int choleskyAnalyse(Environment *env, const NormalPattern &p, CholeskyFactor &f)
   o.threads = threadsAllowed(env, ThreadKind::kBarrier);
   o.denseLimit = env->barrierParams->barcolnz;
   o.display = env->barrierParams->bardisplay;
+  o.workMemory = env->generalParams->workmem;
+  o.workDirectory = env->generalParams->workdir;
   return choleskyAnalyse(p, o, f);
 }
 
@@ -425,7 +428,7 @@ void factorForward(const CholeskyFactor &f, double *x) {
     const int first = f.superStart[s], width = f.superStart[s + 1] - first;
     const int *rows = f.rowIndex.data() + f.rowStart[s];
     const int count = f.rowStart[s + 1] - f.rowStart[s];
-    const double *block = f.value.data() + f.valStart[s];
+    const double *block = superBlock(f, s);
     for (int k = 0; k < width; ++k) {
       const double *col = block + static_cast<size_t>(k) * count;
       const double v = x[first + k] / col[k];
@@ -442,7 +445,7 @@ void factorBackward(const CholeskyFactor &f, double *x) {
     const int first = f.superStart[s], width = f.superStart[s + 1] - first;
     const int *rows = f.rowIndex.data() + f.rowStart[s];
     const int count = f.rowStart[s + 1] - f.rowStart[s];
-    const double *block = f.value.data() + f.valStart[s];
+    const double *block = superBlock(f, s);
     for (int k = width - 1; k >= 0; --k) {
       const double *col = block + static_cast<size_t>(k) * count;
       double sum = x[first + k];

@@ -45,11 +45,34 @@ struct DenseColumnSet {
   mutable EnvVector<double> work;
 };
 
+// Blocks of the factor kept in files when the factor outgrows the working
+// memory: consecutive supernodes form a chunk, one file per chunk, and chunks
+// come into memory when a step needs them, the least recently used one
+// leaving first. The files and their directory go with the store.
+struct OutOfCoreStore {
+  bool active = false;
+  char directory[1100] = {0};
+  EnvVector<int> chunkOf;        // per supernode
+  EnvVector<size_t> chunkStart;  // offset of each chunk in the factor's values; chunks + 1
+  EnvVector<EnvVector<double>> data;  // resident chunks, empty when out
+  EnvVector<char> onDisk, pinned, keep;  // keep: its file failed, it stays in memory
+  EnvVector<long> lastUse;
+  long clock = 0;
+  size_t budget = 0, resident = 0;  // in values
+  int chunks = 0;
+  OutOfCoreStore() = default;
+  OutOfCoreStore(const OutOfCoreStore &) = delete;
+  OutOfCoreStore &operator=(const OutOfCoreStore &) = delete;
+  ~OutOfCoreStore();
+};
+
 struct CholeskyOptions {
   int ordering = 0;      // 0 automatic, 1 AMD, 2 AMF, 3 nested dissection
   int threads = 1;       // threads of the ordering race and the numeric factor
   int denseLimit = 0;    // 0 automatic, else columns of this many nonzeros or more are dense
   int display = 0;       // 0 silent, 1 summary, 2 details
+  double workMemory = 1e75;      // megabytes before the factor goes to files
+  const char *workDirectory = ".";
   Environment *env = nullptr;  // channels and thread runner; null: silent, one thread
 };
 
@@ -81,6 +104,7 @@ struct CholeskyFactor {
   Environment *env = nullptr;
   EnvVector<double> diag0, shift;
   DenseColumnSet dense;
+  mutable OutOfCoreStore store;
 };
 
 // Minimum degree ordering of a symmetric pattern given by full adjacency lists
@@ -107,5 +131,17 @@ void denseCorrectionApply(const CholeskyFactor &f, double *x);
 void factorForward(const CholeskyFactor &f, double *x);
 void factorBackward(const CholeskyFactor &f, double *x);
 void numericFactor(const NormalPattern &p, const double *d, const double *e, CholeskyFactor &f);
+size_t factorScratchValues(const CholeskyFactor &f);
+// Out of core: decides and prepares it after the symbolic factor (0 or an
+// error, negated when printed); the block of supernode s, brought in if
+// needed; pins keep a block in memory; a finished chunk goes to its file.
+int outOfCorePlan(const CholeskyOptions &o, CholeskyFactor &f);
+void outOfCoreRelease(OutOfCoreStore &store);
+double *outOfCoreBlock(const CholeskyFactor &f, int s);
+void outOfCorePin(const CholeskyFactor &f, int s, bool pin);
+void outOfCoreFinished(const CholeskyFactor &f, int s);
+inline double *superBlock(const CholeskyFactor &f, int s) {
+  return f.store.active ? outOfCoreBlock(f, s) : const_cast<double *>(f.value.data()) + f.valStart[s];
+}
 
 } // namespace qvn

@@ -134,7 +134,7 @@ void applyUpdate(Workspace &w, const CholeskyFactor &f, int s, int from, int to,
   const int sWidth = f.superStart[s + 1] - f.superStart[s];
   const int sCount = f.rowStart[s + 1] - f.rowStart[s];
   const int *sRows = f.rowIndex.data() + f.rowStart[s];
-  const double *sBlock = f.value.data() + f.valStart[s] + from;
+  const double *sBlock = superBlock(f, s) + from;
   const int rows = sCount - from;
   // Place of each source row in the target's block, found once per update.
   int *__restrict rel = w.rel.data();
@@ -215,13 +215,16 @@ void factorSupernode(const Job &job, int s) {
   const int first = f.superStart[s], width = f.superStart[s + 1] - first;
   const int *rows = f.rowIndex.data() + f.rowStart[s];
   const int count = f.rowStart[s + 1] - f.rowStart[s];
-  double *block = f.value.data() + f.valStart[s];
+  double *block = superBlock(f, s);
+  outOfCorePin(f, s, true);
   std::fill(block, block + static_cast<size_t>(count) * width, 0.0);
   for (int q = 0; q < count; ++q) w.pos[rows[q]] = q;
   assemble(job, s, block, count);
   for (int u = f.updStart[s]; u < f.updStart[s + 1]; ++u)
     applyUpdate(w, f, f.updSource[u], f.updFirst[u], f.updEnd[u], block, first, count);
   factorBlock(job, block, first, width, count);
+  outOfCorePin(f, s, false);
+  outOfCoreFinished(f, s);
 }
 
 void threadRoutine(void *argument) {
@@ -232,6 +235,10 @@ void threadRoutine(void *argument) {
 }
 
 } // namespace
+
+size_t factorScratchValues(const CholeskyFactor &f) {
+  return static_cast<size_t>(f.maxRows) * (kUpdateChunk + 2 * kPanel) + 3 * static_cast<size_t>(f.n);
+}
 
 void numericFactor(const NormalPattern &p, const double *d, const double *e, CholeskyFactor &f) {
   const int m = f.n;
@@ -248,7 +255,8 @@ void numericFactor(const NormalPattern &p, const double *d, const double *e, Cho
     }
     if (!(shiftValue > 0.0) || !std::isfinite(shiftValue)) shiftValue = 1.0;
   }
-  const int threads = f.threads > 1 && f.env ? f.threads : 1;
+  // Out of core the chunks are read and written in the order of one thread.
+  const int threads = f.threads > 1 && f.env && !f.store.active ? f.threads : 1;
   EnvVector<Workspace> spaces(static_cast<size_t>(threads));
   EnvVector<Job> jobs(static_cast<size_t>(threads));
   EnvVector<void *> arguments(static_cast<size_t>(threads));
@@ -268,7 +276,7 @@ void numericFactor(const NormalPattern &p, const double *d, const double *e, Cho
   f.perturbed = 0;
   for (int c = 0; c < m; ++c) {
     const int s = f.colToSuper[c];
-    const double pivot = f.value[f.valStart[s] + static_cast<size_t>(c - f.superStart[s]) * (f.rowStart[s + 1] - f.rowStart[s] + 1)];
+    const double pivot = superBlock(f, s)[static_cast<size_t>(c - f.superStart[s]) * (f.rowStart[s + 1] - f.rowStart[s] + 1)];
     if (pivot == kHugePivot || f.shift[c] != 0.0) ++f.perturbed;
   }
 }
