@@ -28,7 +28,7 @@ constexpr int kPanel = 16;
 
 struct Workspace {
   EnvVector<int> pos, touched, rel;
-  EnvVector<double> acc, update;
+  EnvVector<double> acc, update, partial;
   EnvVector<long double> column;
   EnvVector<char> seen;
   void size(int m, int maxRows) {
@@ -39,6 +39,7 @@ struct Workspace {
     seen.assign(static_cast<size_t>(m), 0);
     update.assign(static_cast<size_t>(maxRows) * kUpdateChunk, 0.0);
     column.assign(static_cast<size_t>(maxRows) * kPanel, 0.0L);
+    partial.assign(static_cast<size_t>(maxRows), 0.0);
   }
 };
 
@@ -163,11 +164,13 @@ void applyUpdate(Workspace &w, const CholeskyFactor &f, int s, int from, int to,
 // Dense Cholesky of the supernode's block by panels of kPanel columns. The
 // sums of a panel are kept in extended precision: the products of the
 // columns left of the panel join them in groups of kExtendedGroup columns
-// summed in doubles by the tile product, those inside the panel one by one.
+// summed in doubles by the tile product, those of the panel's own earlier
+// columns as one more group.
 void factorBlock(const Job &job, double *block, int first, int width, int count) {
   CholeskyFactor &f = *job.f;
   long double *sum = job.ws->column.data();
   double *u = job.ws->update.data();
+  double *__restrict partial = job.ws->partial.data();
   for (int p0 = 0; p0 < width; p0 += kPanel) {
     const int p1 = std::min(width, p0 + kPanel), panel = p1 - p0, height = count - p0;
     for (int k = 0; k < panel; ++k)
@@ -182,11 +185,15 @@ void factorBlock(const Job &job, double *block, int first, int width, int count)
     for (int k = 0; k < panel; ++k) {
       long double *sk = sum + static_cast<size_t>(k) * height;
       double *colK = block + static_cast<size_t>(p0 + k) * count;
-      for (int q = 0; q < k; ++q) {
-        const double *colQ = block + static_cast<size_t>(p0 + q) * count + p0;
-        const long double l = colQ[k];
-        if (l == 0.0L) continue;
-        for (int i = k; i < height; ++i) sk[i] -= colQ[i] * l;
+      if (k > 0) {
+        std::fill(partial + k, partial + height, 0.0);
+        for (int q = 0; q < k; ++q) {
+          const double *__restrict colQ = block + static_cast<size_t>(p0 + q) * count + p0;
+          const double l = colQ[k];
+          if (l == 0.0) continue;
+          for (int i = k; i < height; ++i) partial[i] += colQ[i] * l;
+        }
+        for (int i = k; i < height; ++i) sk[i] -= partial[i];
       }
       double pivot = static_cast<double>(sk[k]);
       const double original = f.diag0[first + p0 + k];
