@@ -82,7 +82,7 @@ struct RaceEntry {
   const OrderingMethod *method = nullptr;
   EnvVector<int> start, index, perm;  // own copy of the pattern
   OrderingCost cost;
-  bool failed = false;
+  bool done = false;  // stays false when the thread did not run or ran out of memory
 };
 
 void raceRoutine(void *argument) {
@@ -94,8 +94,9 @@ void raceRoutine(void *argument) {
     g.index = entry->index.data();
     entry->method->order(g, entry->perm);
     entry->cost = orderingCost(g, entry->perm);
+    entry->done = true;
   } catch (...) {
-    entry->failed = true;
+    entry->done = false;
   }
 }
 
@@ -131,7 +132,7 @@ void chooseOrdering(const CholeskyOptions &o, const SymGraph &g, EnvVector<int> 
   }
   double best = first.flops;
   for (auto &e : entries)
-    if (!e.failed && e.cost.flops < best) {
+    if (e.done && e.cost.flops < best) {
       best = e.cost.flops;
       perm.swap(e.perm);
       used = e.method->number;

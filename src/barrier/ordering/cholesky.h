@@ -101,6 +101,7 @@ struct CholeskyFactor {
   // the join (ancestors of the subtrees given out).
   int threads = 1;
   EnvVector<int> owner;
+  EnvVector<char> done;  // supernodes finished in the current numeric factor
   Environment *env = nullptr;
   EnvVector<double> diag0, shift;
   DenseColumnSet dense;

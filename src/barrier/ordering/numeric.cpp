@@ -232,6 +232,7 @@ void factorSupernode(const Job &job, int s) {
   factorBlock(job, block, first, width, count);
   outOfCorePin(f, s, false);
   outOfCoreFinished(f, s);
+  f.done[s] = 1;
 }
 
 void threadRoutine(void *argument) {
@@ -250,6 +251,7 @@ size_t factorScratchValues(const CholeskyFactor &f) {
 void numericFactor(const NormalPattern &p, const double *d, const double *e, CholeskyFactor &f) {
   const int m = f.n;
   std::fill(f.shift.begin(), f.shift.end(), 0.0);
+  f.done.assign(static_cast<size_t>(f.numSuper), 0);
   const bool shiftEmpty = !f.dense.columns.empty();
   double shiftValue = 0.0;
   if (shiftEmpty) {
@@ -276,8 +278,10 @@ void numericFactor(const NormalPattern &p, const double *d, const double *e, Cho
     for (int s = 0; s < f.numSuper; ++s) factorSupernode(jobs[0], s);
   } else {
     runThreads(f.env, threadRoutine, threads, arguments.data());
+    // The supernodes above the subtrees, and those of any thread that could
+    // not be started, in ascending order: each one's sources are done first.
     for (int s = 0; s < f.numSuper; ++s)
-      if (f.owner[s] < 0) factorSupernode(jobs[0], s);
+      if (!f.done[s]) factorSupernode(jobs[0], s);
   }
   // Replaced pivots are counted after the factor, so the threads share no counter.
   f.perturbed = 0;
