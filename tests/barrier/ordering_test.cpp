@@ -19,6 +19,7 @@
 
 #include "barrier/ordering/cholesky.h"
 #include "barrier/ordering/ordering.h"
+#include "runtime/environment.h"
 #include "support/lp_model.h"
 #include "support/test_support.h"
 
@@ -442,6 +443,13 @@ TEST(SupernodalCholesky, DenseColumnsAreSolvedApartAndAgreeWithADenseSolve) {
   QVNcloseQUORVAN(&env);
 }
 
+// Thread hooks that start none of the extra threads: only the first
+// argument's routine runs, as when thread creation fails.
+int runFirstOnly(void *, void (*routine)(void *), int, void **arguments) {
+  routine(arguments[0]);
+  return 0;
+}
+
 TEST(SupernodalCholesky, ThreadsGiveTheSameFactorBitForBit) {
   // A grid's normal matrix: a tree of many independent subtrees.
   const int side = 45, m = side * side;
@@ -458,7 +466,11 @@ TEST(SupernodalCholesky, ThreadsGiveTheSameFactorBitForBit) {
   QVNENVptr env = QVNopenQUORVAN(nullptr);
   ASSERT_NE(env, nullptr);
   std::vector<std::vector<double>> values;
-  for (int threads : {1, 3}) {
+  const qvn::ThreadHooks lame = {nullptr, nullptr, runFirstOnly, nullptr, nullptr};
+  for (int threads : {1, 3, -3}) {
+    // -3: three threads asked for, but the extra ones never start.
+    env->threadHooks = threads < 0 ? &lame : nullptr;
+    threads = std::abs(threads);
     qvn::CholeskyOptions o;
     o.env = env;
     o.threads = threads;
@@ -475,6 +487,20 @@ TEST(SupernodalCholesky, ThreadsGiveTheSameFactorBitForBit) {
     values.emplace_back(f.value.begin(), f.value.end());
   }
   EXPECT_TRUE(values[0] == values[1]);
+  EXPECT_TRUE(values[0] == values[2]);
+  // The automatic rule races two orderings here; with their threads not
+  // started it keeps the first ordering.
+  {
+    qvn::CholeskyOptions o;
+    o.env = env;
+    o.threads = 3;
+    qvn::CholeskyFactor f;
+    ASSERT_EQ(qvn::choleskyAnalyse(a.pattern(), o, f), 0);
+    EXPECT_TRUE(isPermutation(f.perm, m));
+    qvn::choleskyFactor(a.pattern(), d.data(), e.data(), f);
+    EXPECT_LT(factorError(a, d, e, f), 1e-12);
+  }
+  env->threadHooks = nullptr;
   QVNcloseQUORVAN(&env);
 }
 
