@@ -163,17 +163,11 @@ int barrierRun(Environment *env, const WorkLp &w, const BarrierControl &ctl, Bar
   BarrierProblem p;
   buildBarrierProblem(w, ctl.qdiag, p);
   NormalSystem s;
-  QVN_TRY(analyseNormal(p, s));
+  // The analysis prints the ordering's lines and the factor's summary itself.
+  QVN_TRY(analyseNormal(env, p, s));
   out.factorNonzeros = s.factor.nonzeros;
   out.factorFlops = s.factor.flops;
-  if (ctl.display > 0) {
-    QVNmsg(env->resultsChannel, "Summary statistics for Cholesky factor:\n");
-    QVNmsg(env->resultsChannel, "  Threads                   = %d\n", 1);
-    QVNmsg(env->resultsChannel, "  Rows in Factor            = %d\n", p.m());
-    QVNmsg(env->resultsChannel, "  Integer space required    = %.0f\n", static_cast<double>(s.factor.rowIndex.size()));
-    QVNmsg(env->resultsChannel, "  Total non-zeros in factor = %.0f\n", s.factor.nonzeros);
-    QVNmsg(env->resultsChannel, "  Total FP ops to factor    = %.0f\n", s.factor.flops);
-  }
+  out.denseColumns = static_cast<int>(s.factor.dense.columns.size());
   Run run{env, w, ctl, p, s, clockStart};
   run.maxCount = correctionCount(ctl.maxCorrections, p, s.factor);
   if (ctl.display > 1) QVNmsg(env->resultsChannel, "Max number of central corrections is %d\n", run.maxCount - 1);

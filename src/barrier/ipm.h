@@ -90,7 +90,7 @@ struct NormalSystem {
 // is the diagonal of Q.
 void buildBarrierProblem(const WorkLp &w, const double *qdiag, BarrierProblem &p);
 // Ordering and symbolic factor. Returns 0 or 1001.
-int analyseNormal(const BarrierProblem &p, NormalSystem &s);
+int analyseNormal(Environment *env, const BarrierProblem &p, NormalSystem &s);
 
 // Start point by rule 1 to 4 (QVN_PARAM_BARSTARTALG).
 void barrierStartPoint(const BarrierProblem &p, int rule, NormalSystem &s, BarrierIterate &it);

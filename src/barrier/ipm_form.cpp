@@ -121,7 +121,7 @@ void buildBarrierProblem(const WorkLp &w, const double *qdiag, BarrierProblem &p
   }
 }
 
-int analyseNormal(const BarrierProblem &p, NormalSystem &s) {
+int analyseNormal(Environment *env, const BarrierProblem &p, NormalSystem &s) {
   s.pattern.rows = p.rows;
   s.pattern.cols = p.columnsTotal;
   s.pattern.start = p.start.data();
@@ -135,7 +135,7 @@ int analyseNormal(const BarrierProblem &p, NormalSystem &s) {
   s.t.assign(n, 0.0);
   s.rhat.assign(n, 0.0);
   s.theta.assign(n, 1.0);
-  return choleskyAnalyse(s.pattern, s.factor);
+  return choleskyAnalyse(env, s.pattern, s.factor);
 }
 
 } // namespace qvn

@@ -1,28 +1,45 @@
-// Symbolic and numeric supernodal Cholesky of the normal matrix, and its solves.
+// Analysis of the normal matrix (dense columns, ordering, symbolic factor with
+// supernodes), the entry points of the numeric factor and the solve.
 #include "barrier/ordering/cholesky.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <new>
+
+#include "barrier/ordering/ordering.h"
+#include "runtime/environment.h"
+#include "runtime/errors.h"
+#include "runtime/params.h"
 
 namespace qvn {
 
 namespace {
 
-// A pivot that lost all but this share of its original diagonal belongs to a
-// row that depends on the others: it is replaced by kHugePivot, which makes the
-// row's component of every solve zero.
-constexpr double kDependentShare = 1e-14;
-constexpr double kHugePivot = 1e64;
+// The automatic rule tries the other orderings only when the first one leaves
+// this many operations per row: below it the factor is cheap anyway.
+constexpr double kRaceFlopsPerRow = 500.0;
+// The subtrees given out to the threads: the work is split until no subtree
+// holds more than this share of one thread's part.
+constexpr double kSubtreeShare = 0.5;
+// Relaxed supernodes: a supernode of up to kRelaxSmall columns may hold
+// kRelaxSmallShare explicit zeros, a wider one kRelaxShare.
+constexpr int kRelaxSmall = 16;
+constexpr double kRelaxSmallShare = 0.3;
+constexpr double kRelaxShare = 0.05;
 
-} // namespace
+double secondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
 
-int choleskyAnalyse(const NormalPattern &p, CholeskyFactor &f) {
+// Row-wise copy of the kept columns and the adjacency of M's pattern.
+void buildPattern(const NormalPattern &p, const DenseColumnSet &dense, CholeskyFactor &f, EnvVector<int> &adjStart,
+                  EnvVector<int> &adjIndex) {
   const int m = p.rows;
-  f.n = m;
-  // Row-wise copy of the kept columns.
+  auto kept = [&](int j) { return (!p.skip || !p.skip[j]) && !dense.isDense[j]; };
   f.rowPtr.assign(static_cast<size_t>(m) + 1, 0);
   for (int j = 0; j < p.cols; ++j)
-    if (!p.skip || !p.skip[j])
+    if (kept(j))
       for (int k = p.start[j]; k < p.start[j + 1]; ++k) ++f.rowPtr[p.index[k] + 1];
   for (int i = 0; i < m; ++i) f.rowPtr[i + 1] += f.rowPtr[i];
   f.rowCol.assign(static_cast<size_t>(f.rowPtr[m]), 0);
@@ -30,16 +47,16 @@ int choleskyAnalyse(const NormalPattern &p, CholeskyFactor &f) {
   {
     EnvVector<int> fill(f.rowPtr.begin(), f.rowPtr.end() - 1);
     for (int j = 0; j < p.cols; ++j)
-      if (!p.skip || !p.skip[j])
+      if (kept(j))
         for (int k = p.start[j]; k < p.start[j + 1]; ++k) {
           const int at = fill[p.index[k]]++;
           f.rowCol[at] = j;
           f.rowVal[at] = p.value[k];
         }
   }
-  // Adjacency of M's pattern, in two passes: count, then fill.
   EnvVector<int> mark(static_cast<size_t>(m), -1);
-  EnvVector<int> adjStart(static_cast<size_t>(m) + 1, 0), adjIndex;
+  adjStart.assign(static_cast<size_t>(m) + 1, 0);
+  adjIndex.clear();
   for (int pass = 0; pass < 2; ++pass) {
     std::fill(mark.begin(), mark.end(), -1);
     for (int i = 0; i < m; ++i) {
@@ -59,166 +76,383 @@ int choleskyAnalyse(const NormalPattern &p, CholeskyFactor &f) {
     }
     if (pass == 0) adjIndex.assign(static_cast<size_t>(adjStart[m]), 0);
   }
-  minimumDegreeOrder(m, adjStart, adjIndex, f.perm);
-  f.iperm.assign(static_cast<size_t>(m), 0);
-  for (int c = 0; c < m; ++c) f.iperm[f.perm[c]] = c;
+}
 
-  // Column patterns of L (rows below the diagonal): M's own below-diagonal
-  // rows joined with the patterns of the children in the elimination tree.
-  f.parent.assign(static_cast<size_t>(m), -1);
-  EnvVector<int> childHead(static_cast<size_t>(m), -1), childNext(static_cast<size_t>(m), -1);
-  EnvVector<size_t> patStart(static_cast<size_t>(m) + 1, 0);
-  EnvVector<int> pat;
-  std::fill(mark.begin(), mark.end(), -1);
-  for (int c = 0; c < m; ++c) {
-    mark[c] = c;
-    const size_t begin = pat.size();
-    const int old = f.perm[c];
-    for (int t = adjStart[old]; t < adjStart[old + 1]; ++t) {
-      const int r = f.iperm[adjIndex[t]];
-      if (r > c && mark[r] != c) {
-        mark[r] = c;
-        pat.push_back(r);
-      }
-    }
-    for (int ch = childHead[c]; ch >= 0; ch = childNext[ch])
-      for (size_t t = patStart[ch]; t < patStart[ch + 1]; ++t) {
-        const int r = pat[t];
-        if (r > c && mark[r] != c) {
-          mark[r] = c;
-          pat.push_back(r);
-        }
-      }
-    std::sort(pat.begin() + static_cast<std::ptrdiff_t>(begin), pat.end());
-    patStart[c + 1] = pat.size();
-    if (pat.size() > begin) {
-      const int par = pat[begin];
-      f.parent[c] = par;
-      childNext[c] = childHead[par];
-      childHead[par] = c;
-    }
+struct RaceEntry {
+  const OrderingMethod *method = nullptr;
+  EnvVector<int> start, index, perm;  // own copy of the pattern
+  OrderingCost cost;
+  bool done = false;  // stays false when the thread did not run or ran out of memory
+};
+
+void raceRoutine(void *argument) {
+  auto *entry = static_cast<RaceEntry *>(argument);
+  try {
+    SymGraph g;
+    g.n = static_cast<int>(entry->start.size()) - 1;
+    g.start = entry->start.data();
+    g.index = entry->index.data();
+    entry->method->order(g, entry->perm);
+    entry->cost = orderingCost(g, entry->perm);
+    entry->done = true;
+  } catch (...) {
+    entry->done = false;
   }
-  // Supernodes: a column joins its predecessor's when it is that column's
-  // parent and their patterns nest exactly.
+}
+
+// The ordering by o.ordering; the automatic rule starts with AMD and, when its
+// factor is expensive, races AMF and nested dissection on their own copies of
+// the pattern, keeping the one of fewest predicted operations.
+void chooseOrdering(const CholeskyOptions &o, const SymGraph &g, EnvVector<int> &perm, int &used) {
+  const int n = g.n;
+  const OrderingMethod *fixed = orderingMethod(o.ordering);
+  if (fixed) {
+    fixed->order(g, perm);
+    used = fixed->number;
+    return;
+  }
+  approximateMinimumDegree(g, perm);
+  used = 1;
+  if (n == 0) return;
+  const OrderingCost first = orderingCost(g, perm);
+  if (first.flops / n <= kRaceFlopsPerRow) return;
+  RaceEntry entries[2];
+  void *arguments[2] = {&entries[0], &entries[1]};
+  for (int r = 0; r < 2; ++r) {
+    entries[r].method = orderingMethod(r + 2);
+    entries[r].start.assign(g.start, g.start + n + 1);
+    entries[r].index.assign(g.index, g.index + g.start[n]);
+    entries[r].perm.assign(static_cast<size_t>(n), 0);
+  }
+  if (o.threads >= 2 && o.env) {
+    runThreads(o.env, raceRoutine, 2, arguments);
+  } else {
+    raceRoutine(arguments[0]);
+    raceRoutine(arguments[1]);
+  }
+  double best = first.flops;
+  for (auto &e : entries)
+    if (e.done && e.cost.flops < best) {
+      best = e.cost.flops;
+      perm.swap(e.perm);
+      used = e.method->number;
+    }
+}
+
+// Supernodes of consecutive columns with nested patterns, their row lists, and
+// the update lists of the left-looking factor.
+void buildSupernodes(const SymGraph &g, const EnvVector<int> &count, CholeskyFactor &f) {
+  const int m = f.n;
   f.superStart.clear();
   f.colToSuper.assign(static_cast<size_t>(m), 0);
   f.nonzeros = 0.0;
   f.flops = 0.0;
+  // Fundamental supernodes first, then relaxed: a supernode takes in the
+  // supernode just before it when that one is its child, as long as the
+  // explicit zeros this stores stay a small share of the block. Wider blocks
+  // make fewer and larger dense updates.
+  double actual = 0.0;  // nonzeros of the supernode being built
   for (int c = 0; c < m; ++c) {
-    const double below = static_cast<double>(patStart[c + 1] - patStart[c]);
-    f.nonzeros += below + 1.0;
-    f.flops += (below + 1.0) * (below + 1.0);
-    const bool joins = c > 0 && f.parent[c - 1] == c && patStart[c] - patStart[c - 1] == patStart[c + 1] - patStart[c] + 1;
-    if (!joins) f.superStart.push_back(c);
+    f.nonzeros += count[c];
+    f.flops += static_cast<double>(count[c]) * count[c];
+    const bool fundamental = c > 0 && f.parent[c - 1] == c && count[c - 1] == count[c] + 1;
+    bool joins = fundamental;
+    if (!joins && c > 0 && f.parent[c - 1] == c) {
+      // Columns first .. c-1 would share column c's rows below c.
+      const int first = f.superStart.back(), width = c - first + 1;
+      const double newBelow = count[c] - 1;
+      double merged = 0.0;
+      for (int k = 0; k < width; ++k) merged += width - k + newBelow;
+      const double zeros = merged - (actual + count[c]);
+      joins = (width <= kRelaxSmall && zeros <= kRelaxSmallShare * merged) || zeros <= kRelaxShare * merged;
+    }
+    if (!joins) {
+      f.superStart.push_back(c);
+      actual = 0.0;
+    }
+    actual += count[c];
     f.colToSuper[c] = static_cast<int>(f.superStart.size()) - 1;
   }
   f.numSuper = static_cast<int>(f.superStart.size());
   f.superStart.push_back(m);
-  f.rowStart.assign(static_cast<size_t>(f.numSuper) + 1, 0);
-  f.valStart.assign(static_cast<size_t>(f.numSuper) + 1, 0);
-  f.rowIndex.clear();
-  for (int s = 0; s < f.numSuper; ++s) {
-    const int first = f.superStart[s], width = f.superStart[s + 1] - first;
-    f.rowIndex.push_back(first);
-    for (size_t t = patStart[first]; t < patStart[first + 1]; ++t) f.rowIndex.push_back(pat[t]);
-    f.rowStart[s + 1] = static_cast<int>(f.rowIndex.size());
-    const size_t rows = static_cast<size_t>(f.rowStart[s + 1] - f.rowStart[s]);
-    f.valStart[s + 1] = f.valStart[s] + rows * static_cast<size_t>(width);
+  const int ns = f.numSuper;
+  f.superParent.assign(static_cast<size_t>(ns), -1);
+  EnvVector<int> childHead(static_cast<size_t>(ns), -1), childNext(static_cast<size_t>(ns), -1);
+  for (int s = ns - 1; s >= 0; --s) {
+    const int last = f.superStart[s + 1] - 1;
+    if (f.parent[last] >= 0) {
+      const int t = f.colToSuper[f.parent[last]];
+      f.superParent[s] = t;
+      childNext[s] = childHead[t];
+      childHead[t] = s;
+    }
   }
-  f.value.assign(f.valStart[f.numSuper], 0.0);
+  // Row list of s: its columns, then the rows below from M's pattern of its
+  // columns and from the row lists of its children.
+  f.rowStart.assign(static_cast<size_t>(ns) + 1, 0);
+  f.valStart.assign(static_cast<size_t>(ns) + 1, 0);
+  f.rowIndex.clear();
+  f.rowIndex.reserve(static_cast<size_t>(f.nonzeros / 2) + static_cast<size_t>(m));
+  EnvVector<int> mark(static_cast<size_t>(m), -1);
+  f.maxRows = 0;
+  for (int s = 0; s < ns; ++s) {
+    const int first = f.superStart[s], end = f.superStart[s + 1], width = end - first;
+    const size_t begin = f.rowIndex.size();
+    for (int c = first; c < end; ++c) f.rowIndex.push_back(c);
+    for (int c = first; c < end; ++c) {
+      const int old = f.perm[c];
+      for (int t = g.start[old]; t < g.start[old + 1]; ++t) {
+        const int r = f.iperm[g.index[t]];
+        if (r >= end && mark[r] != s) {
+          mark[r] = s;
+          f.rowIndex.push_back(r);
+        }
+      }
+    }
+    for (int ch = childHead[s]; ch >= 0; ch = childNext[ch])
+      for (int t = f.rowStart[ch]; t < f.rowStart[ch + 1]; ++t) {
+        const int r = f.rowIndex[t];
+        if (r >= end && mark[r] != s) {
+          mark[r] = s;
+          f.rowIndex.push_back(r);
+        }
+      }
+    std::sort(f.rowIndex.begin() + static_cast<std::ptrdiff_t>(begin) + width, f.rowIndex.end());
+    f.rowStart[s + 1] = static_cast<int>(f.rowIndex.size());
+    const int rows = f.rowStart[s + 1] - f.rowStart[s];
+    f.maxRows = std::max(f.maxRows, rows);
+    f.valStart[s + 1] = f.valStart[s] + static_cast<size_t>(rows) * static_cast<size_t>(width);
+  }
+  // Update lists, by target, sources ascending.
+  f.updStart.assign(static_cast<size_t>(ns) + 2, 0);
+  for (int pass = 0; pass < 2; ++pass) {
+    for (int s = 0; s < ns; ++s) {
+      const int width = f.superStart[s + 1] - f.superStart[s];
+      const int *rows = f.rowIndex.data() + f.rowStart[s];
+      const int count = f.rowStart[s + 1] - f.rowStart[s];
+      for (int q = width; q < count;) {
+        const int t = f.colToSuper[rows[q]];
+        int e = q;
+        while (e < count && rows[e] < f.superStart[t + 1]) ++e;
+        if (pass == 0) {
+          ++f.updStart[t + 2];
+        } else {
+          const int at = f.updStart[t + 1]++;
+          f.updSource[at] = s;
+          f.updFirst[at] = q;
+          f.updEnd[at] = e;
+        }
+        q = e;
+      }
+    }
+    if (pass == 0) {
+      for (int t = 0; t < ns; ++t) f.updStart[t + 2] += f.updStart[t + 1];
+      const size_t total = static_cast<size_t>(f.updStart[ns + 1]);
+      f.updSource.assign(total, 0);
+      f.updFirst.assign(total, 0);
+      f.updEnd.assign(total, 0);
+    }
+  }
+  f.updStart.pop_back();
+}
+
+// Gives whole subtrees of the supernodal tree to the threads, balanced by
+// their work; what lies above them stays with the caller's thread.
+void partitionSubtrees(CholeskyFactor &f) {
+  const int ns = f.numSuper;
+  f.owner.assign(static_cast<size_t>(ns), 0);
+  if (f.threads <= 1 || ns == 0) return;
+  EnvVector<double> work(static_cast<size_t>(ns), 0.0);
+  for (int s = 0; s < ns; ++s) {
+    for (int c = f.superStart[s]; c < f.superStart[s + 1]; ++c) {
+      const double below = f.rowStart[s + 1] - f.rowStart[s] - (c - f.superStart[s]);
+      work[s] += below * below;
+    }
+  }
+  EnvVector<double> subtree(work);
+  for (int s = 0; s < ns; ++s)
+    if (f.superParent[s] >= 0) subtree[f.superParent[s]] += subtree[s];
+  double total = 0.0;
+  EnvVector<int> pieces;
+  for (int s = 0; s < ns; ++s)
+    if (f.superParent[s] < 0) {
+      total += subtree[s];
+      pieces.push_back(s);
+    }
+  EnvVector<int> childHead(static_cast<size_t>(ns), -1), childNext(static_cast<size_t>(ns), -1);
+  for (int s = ns - 1; s >= 0; --s)
+    if (f.superParent[s] >= 0) {
+      childNext[s] = childHead[f.superParent[s]];
+      childHead[f.superParent[s]] = s;
+    }
+  std::fill(f.owner.begin(), f.owner.end(), -1);
+  const double cap = kSubtreeShare * total / f.threads;
+  for (int round = 0; round < 4 * ns; ++round) {
+    size_t largest = 0;
+    for (size_t i = 1; i < pieces.size(); ++i)
+      if (subtree[pieces[i]] > subtree[pieces[largest]]) largest = i;
+    if (pieces.empty() || subtree[pieces[largest]] <= cap) break;
+    const int s = pieces[largest];
+    pieces[largest] = pieces.back();
+    pieces.pop_back();
+    for (int ch = childHead[s]; ch >= 0; ch = childNext[ch]) pieces.push_back(ch);
+  }
+  // Largest first, each to the least loaded thread; a piece's subtree is
+  // contiguous below its root in a postorder, so its members are the indices
+  // root - size + 1 .. root.
+  std::sort(pieces.begin(), pieces.end(), [&](int a, int b) { return subtree[a] > subtree[b] || (subtree[a] == subtree[b] && a < b); });
+  EnvVector<double> load(static_cast<size_t>(f.threads), 0.0);
+  EnvVector<int> size(static_cast<size_t>(ns), 1);
+  for (int s = 0; s < ns; ++s)
+    if (f.superParent[s] >= 0) size[f.superParent[s]] += size[s];
+  for (int root : pieces) {
+    const int t = static_cast<int>(std::min_element(load.begin(), load.end()) - load.begin());
+    load[t] += subtree[root];
+    for (int s = root - size[root] + 1; s <= root; ++s) f.owner[s] = t;
+  }
+}
+
+void printSummary(const CholeskyOptions &o, const CholeskyFactor &f) {
+  Environment *env = o.env;
+  if (!env || o.display < 1) return;
+  if (o.display >= 2) {
+    QVNmsg(env->resultsChannel, "L has %d super-nodes.\n", f.numSuper);
+    // Widths 1..9 one by one, then the wider ones together.
+    int histogram[10] = {0};
+    for (int s = 0; s < f.numSuper; ++s) {
+      const int width = f.superStart[s + 1] - f.superStart[s];
+      ++histogram[std::min(width, 10) - 1];
+    }
+    QVNmsg(env->resultsChannel, "Histogram of super-node widths:\n");
+    QVNmsg(env->resultsChannel, "SupWidth:");
+    for (int w = 1; w <= 9; ++w) QVNmsg(env->resultsChannel, " %6d", w);
+    QVNmsg(env->resultsChannel, " %5d+\n", 10);
+    QVNmsg(env->resultsChannel, "Number:  ");
+    for (int h : histogram) QVNmsg(env->resultsChannel, " %6d", h);
+    QVNmsg(env->resultsChannel, "\n");
+  }
+  QVNmsg(env->resultsChannel, "Summary statistics for Cholesky factor:\n");
+  QVNmsg(env->resultsChannel, "  Threads                   = %d\n", f.threads);
+  QVNmsg(env->resultsChannel, "  Rows in Factor            = %d\n", f.n);
+  QVNmsg(env->resultsChannel, "  Integer space required    = %.0f\n",
+         static_cast<double>(f.rowIndex.size() + f.superStart.size() + f.rowStart.size()));
+  QVNmsg(env->resultsChannel, "  Total non-zeros in factor = %.0f\n", f.nonzeros);
+  QVNmsg(env->resultsChannel, "  Total FP ops to factor    = %.0f\n", f.flops);
+}
+
+int analyse(const NormalPattern &p, const CholeskyOptions &o, CholeskyFactor &f) {
+  const int m = p.rows;
+  Environment *env = o.env;
+  f.n = m;
+  f.env = env;
+  f.threads = std::max(1, o.threads);
+  findDenseColumns(p, o.denseLimit, f.dense);
+  if (env && o.display >= 2)
+    QVNmsg(env->resultsChannel, "Looking for dense columns with more than %d nonzeros.\n", f.dense.limit - 1);
+  if (env && o.display >= 1 && !f.dense.columns.empty())
+    QVNmsg(env->resultsChannel, "***NOTE: Found %d dense columns.\n", static_cast<int>(f.dense.columns.size()));
+  EnvVector<int> adjStart, adjIndex;
+  buildPattern(p, f.dense, f, adjStart, adjIndex);
+  if (env && o.display >= 1)
+    QVNmsg(env->resultsChannel, "Number of nonzeros in lower triangle of A*A' = %.0f\n",
+           static_cast<double>(adjStart[m]) / 2.0 + m);
+  SymGraph g;
+  g.n = m;
+  g.start = adjStart.data();
+  g.index = adjIndex.data();
+  const auto clock = std::chrono::steady_clock::now();
+  EnvVector<int> perm;
+  chooseOrdering(o, g, perm, f.orderingUsed);
+  f.orderingSeconds = secondsSince(clock);
+  if (env && o.display >= 1) {
+    if (o.ordering == 0)
+      QVNmsg(env->resultsChannel, "%s", f.orderingUsed == 3   ? "Using Nested Dissection ordering\n"
+                                        : f.orderingUsed == 2 ? "Using Approximate Minimum Fill ordering\n"
+                                                              : "Using Approximate Minimum Degree ordering\n");
+    const OrderingMethod *shown = orderingMethod(o.ordering);
+    QVNmsg(env->resultsChannel, "Total time for %s ordering = %.2f sec.\n", shown ? shown->text : "automatic",
+           f.orderingSeconds);
+  }
+  // Renumber by a postorder of the elimination tree: the tree and the counts
+  // stay, and every subtree becomes a contiguous range of columns.
+  EnvVector<int> iperm(static_cast<size_t>(m)), parent, post, count;
+  for (int k = 0; k < m; ++k) iperm[perm[k]] = k;
+  eliminationTree(g, perm, iperm, parent);
+  postorderForest(parent, post);
+  f.perm.assign(static_cast<size_t>(m), 0);
+  for (int k = 0; k < m; ++k) f.perm[k] = perm[post[k]];
+  f.iperm.assign(static_cast<size_t>(m), 0);
+  for (int k = 0; k < m; ++k) f.iperm[f.perm[k]] = k;
+  eliminationTree(g, f.perm, f.iperm, f.parent);
+  columnCounts(g, f.perm, f.iperm, f.parent, count);
+  buildSupernodes(g, count, f);
+  partitionSubtrees(f);
+  QVN_TRY(outOfCorePlan(o, f));
+  if (!f.store.active) f.value.assign(f.valStart[f.numSuper], 0.0);
+  f.diag0.assign(static_cast<size_t>(m), 0.0);
+  f.shift.assign(static_cast<size_t>(m), 0.0);
+  printSummary(o, f);
   return 0;
 }
 
+} // namespace
+
+int choleskyAnalyse(const NormalPattern &p, const CholeskyOptions &o, CholeskyFactor &f) {
+  try {
+    return analyse(p, o, f);
+  } catch (const std::bad_alloc &) {
+    return QVNERR_NO_MEMORY;
+  }
+}
+
+int choleskyAnalyse(Environment *env, const NormalPattern &p, CholeskyFactor &f) {
+  CholeskyOptions o;
+  o.env = env;
+  o.ordering = env->barrierParams->barorder;
+  o.threads = threadsAllowed(env, ThreadKind::kBarrier);
+  o.denseLimit = env->barrierParams->barcolnz;
+  o.display = env->barrierParams->bardisplay;
+  o.workMemory = env->generalParams->workmem;
+  o.workDirectory = env->generalParams->workdir;
+  return choleskyAnalyse(p, o, f);
+}
+
+int choleskyAnalyse(const NormalPattern &p, CholeskyFactor &f) { return choleskyAnalyse(p, CholeskyOptions(), f); }
+
 void choleskyFactor(const NormalPattern &p, const double *d, const double *e, CholeskyFactor &f) {
-  const int m = f.n;
-  std::fill(f.value.begin(), f.value.end(), 0.0);
-  f.perturbed = 0;
-  EnvVector<int> pos(static_cast<size_t>(m), 0);
-  EnvVector<double> acc(static_cast<size_t>(m), 0.0), diag0(static_cast<size_t>(m), 0.0), rowsT;
-  EnvVector<int> touched;
-  EnvVector<char> seen(static_cast<size_t>(m), 0);
+  numericFactor(p, d, e, f);
+  denseCorrectionBuild(p, d, f);
+}
+
+void factorForward(const CholeskyFactor &f, double *x) {
   for (int s = 0; s < f.numSuper; ++s) {
     const int first = f.superStart[s], width = f.superStart[s + 1] - first;
     const int *rows = f.rowIndex.data() + f.rowStart[s];
     const int count = f.rowStart[s + 1] - f.rowStart[s];
-    double *block = f.value.data() + f.valStart[s];
-    for (int q = 0; q < count; ++q) pos[rows[q]] = q;
-    // Assemble M's columns of this supernode: column c is sum_j d_j a_j a_j(c) + e(c).
-    for (int c = first; c < first + width; ++c) {
-      const int old = f.perm[c];
-      touched.clear();
-      acc[c] += e[old];
-      seen[c] = 1;
-      touched.push_back(c);
-      for (int t = f.rowPtr[old]; t < f.rowPtr[old + 1]; ++t) {
-        const int j = f.rowCol[t];
-        const double a = f.rowVal[t] * d[j];
-        for (int k = p.start[j]; k < p.start[j + 1]; ++k) {
-          const int r = f.iperm[p.index[k]];
-          if (r < c) continue;
-          acc[r] += a * p.value[k];
-          if (!seen[r]) {
-            seen[r] = 1;
-            touched.push_back(r);
-          }
-        }
-      }
-      double *col = block + static_cast<size_t>(c - first) * count;
-      for (int r : touched) {
-        col[pos[r]] += acc[r];
-        acc[r] = 0.0;
-        seen[r] = 0;
-      }
-      diag0[c] = col[c - first];
-    }
-    // Dense factor of the supernode's columns, diagonal block and rows below together.
+    const double *block = superBlock(f, s);
     for (int k = 0; k < width; ++k) {
-      double *colK = block + static_cast<size_t>(k) * count;
-      double pivot = colK[k];
-      if (!(pivot > kDependentShare * std::fabs(diag0[first + k])) || !(pivot > 1e-300)) {
-        pivot = kHugePivot;
-        ++f.perturbed;
-        for (int i = k + 1; i < count; ++i) colK[i] = 0.0;
-        colK[k] = pivot;
-        continue;
-      }
-      pivot = std::sqrt(pivot);
-      colK[k] = pivot;
-      const double inv = 1.0 / pivot;
-      for (int i = k + 1; i < count; ++i) colK[i] *= inv;
-      for (int j = k + 1; j < width; ++j) {
-        double *colJ = block + static_cast<size_t>(j) * count;
-        const double l = colK[j];
-        if (l == 0.0) continue;
-        for (int i = j; i < count; ++i) colJ[i] -= colK[i] * l;
-      }
+      const double *col = block + static_cast<size_t>(k) * count;
+      const double v = x[first + k] / col[k];
+      x[first + k] = v;
+      if (v == 0.0) continue;
+      for (int i = k + 1; i < width; ++i) x[first + i] -= col[i] * v;
+      for (int i = width; i < count; ++i) x[rows[i]] -= col[i] * v;
     }
-    // Update of later supernodes by the rows below: W = L21 L21^T, scattered
-    // column by column into the supernode that holds each column.
-    const int below = count - width;
-    if (below == 0) continue;
-    rowsT.resize(static_cast<size_t>(below) * width);
-    for (int q = 0; q < below; ++q)
-      for (int k = 0; k < width; ++k) rowsT[static_cast<size_t>(q) * width + k] = block[width + q + static_cast<size_t>(k) * count];
-    const int *rb = rows + width;
-    int q = 0;
-    while (q < below) {
-      const int t = f.colToSuper[rb[q]];
-      const int tFirst = f.superStart[t];
-      const int tCount = f.rowStart[t + 1] - f.rowStart[t];
-      const int *tRows = f.rowIndex.data() + f.rowStart[t];
-      for (int r = 0; r < tCount; ++r) pos[tRows[r]] = r;
-      double *tBlock = f.value.data() + f.valStart[t];
-      for (; q < below && f.colToSuper[rb[q]] == t; ++q) {
-        double *dst = tBlock + static_cast<size_t>(rb[q] - tFirst) * tCount;
-        const double *lq = rowsT.data() + static_cast<size_t>(q) * width;
-        for (int pr = q; pr < below; ++pr) {
-          const double *lp = rowsT.data() + static_cast<size_t>(pr) * width;
-          double sum = 0.0;
-          for (int k = 0; k < width; ++k) sum += lp[k] * lq[k];
-          dst[pos[rb[pr]]] -= sum;
-        }
-      }
+  }
+}
+
+void factorBackward(const CholeskyFactor &f, double *x) {
+  for (int s = f.numSuper - 1; s >= 0; --s) {
+    const int first = f.superStart[s], width = f.superStart[s + 1] - first;
+    const int *rows = f.rowIndex.data() + f.rowStart[s];
+    const int count = f.rowStart[s + 1] - f.rowStart[s];
+    const double *block = superBlock(f, s);
+    for (int k = width - 1; k >= 0; --k) {
+      const double *col = block + static_cast<size_t>(k) * count;
+      double sum = x[first + k];
+      for (int i = k + 1; i < width; ++i) sum -= col[i] * x[first + i];
+      for (int i = width; i < count; ++i) sum -= col[i] * x[rows[i]];
+      x[first + k] = sum / col[k];
     }
   }
 }
@@ -226,31 +460,9 @@ void choleskyFactor(const NormalPattern &p, const double *d, const double *e, Ch
 void choleskySolve(const CholeskyFactor &f, double *b, double *x) {
   const int m = f.n;
   for (int c = 0; c < m; ++c) x[c] = b[f.perm[c]];
-  for (int s = 0; s < f.numSuper; ++s) {
-    const int first = f.superStart[s], width = f.superStart[s + 1] - first;
-    const int *rows = f.rowIndex.data() + f.rowStart[s];
-    const int count = f.rowStart[s + 1] - f.rowStart[s];
-    const double *block = f.value.data() + f.valStart[s];
-    for (int k = 0; k < width; ++k) {
-      const double *col = block + static_cast<size_t>(k) * count;
-      const double v = x[first + k] / col[k];
-      x[first + k] = v;
-      if (v == 0.0) continue;
-      for (int i = k + 1; i < count; ++i) x[rows[i]] -= col[i] * v;
-    }
-  }
-  for (int s = f.numSuper - 1; s >= 0; --s) {
-    const int first = f.superStart[s], width = f.superStart[s + 1] - first;
-    const int *rows = f.rowIndex.data() + f.rowStart[s];
-    const int count = f.rowStart[s + 1] - f.rowStart[s];
-    const double *block = f.value.data() + f.valStart[s];
-    for (int k = width - 1; k >= 0; --k) {
-      const double *col = block + static_cast<size_t>(k) * count;
-      double sum = x[first + k];
-      for (int i = k + 1; i < count; ++i) sum -= col[i] * x[rows[i]];
-      x[first + k] = sum / col[k];
-    }
-  }
+  factorForward(f, x);
+  denseCorrectionApply(f, x);
+  factorBackward(f, x);
   for (int c = 0; c < m; ++c) b[f.perm[c]] = x[c];
 }
 
