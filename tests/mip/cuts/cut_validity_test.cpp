@@ -159,6 +159,26 @@ TEST_F(CutValidityTest, PureIntegerModelsByEnumeration) {
   EXPECT_GT(checked, 20);  // the families did work on these models
 }
 
+// With every family aggressive the node rounds run too: the cuts they add
+// (global, made against the root's bounds at a node's point) and the root's
+// cuts they bring back must keep every integer point as well.
+TEST_F(CutValidityTest, NodeRoundsKeepEveryPoint) {
+  for (int param : {QVN_PARAM_COVERS, QVN_PARAM_MIRCUTS, QVN_PARAM_FLOWCOVERS, QVN_PARAM_IMPLBD, QVN_PARAM_CLIQUES})
+    QVNsetintparam(env, param, 2);
+  // Fewer root rounds leave the nodes more to do.
+  QVNsetintparam(env, QVN_PARAM_CUTPASS, 1);
+  int nodeCuts = 0;
+  for (uint64_t seed = 1; seed <= 12; ++seed) {
+    checkPureInteger(knapsack(seed, 10), "knapsack " + std::to_string(seed));
+    const MipSearch *s = lp->mipSearch;
+    for (int k = 0; s && s->cuts && k < qvn::kCutFamilyCount; ++k) nodeCuts += s->cuts->nodeApplied[k];
+    checkPureInteger(randomIntegerModel(seed, 6, 4), "integer " + std::to_string(seed));
+    s = lp->mipSearch;
+    for (int k = 0; s && s->cuts && k < qvn::kCutFamilyCount; ++k) nodeCuts += s->cuts->nodeApplied[k];
+  }
+  EXPECT_GT(nodeCuts, 10);  // the nodes did find cuts
+}
+
 // Binaries that switch small general integers on and off through random
 // rows: probing finds fixings, conflicts and implied bounds here, and node
 // propagation acts on them.
