@@ -10,6 +10,7 @@
 #include "mip/debug_solution.h"
 #include "mip/heuristics/heuristics.h"
 #include "mip/mip_log.h"
+#include "mip/mip_presolve.h"
 #include "mip/probing.h"
 #include "simplex/engine.h"
 
@@ -20,7 +21,7 @@ namespace {
 // One row per family, by index; a family without a generator yet has none.
 const CutFamily kFamilies[kCutFamilyCount] = {
     {"Covers", kCutCover, 2005, separateCovers},
-    {"GUBcuts", kCutGub, 2044, nullptr},
+    {"GUBcuts", kCutGub, 2044, separateGubCovers},
     {"Flowcuts", kCutFlow, 2040, separateFlowCuts},
     {"Cliques", kCutClique, 2003, separateCliques},
     {"Fract", kCutFract, 2049, separateGomory},
@@ -55,7 +56,10 @@ constexpr int kMaxAutoRounds = 100;
 // Cut rounds at one node, at most; a turn usually ends far earlier, when a
 // round finds nothing or the bound stops moving.
 constexpr int kMaxNodeRounds = 5;
-// Retired cuts come back into a node LP when violated by this much.
+// Nodes deeper than this run no cut rounds: below it a round costs more
+// time than its cuts save nodes.
+constexpr int kNodeCutDepth = 8;
+// Retired cuts come back into the root LP when violated by this much.
 constexpr double kRescanViolation = 0.1;
 // Node rounds between purges of the cuts that have been loose for
 // kNodePurgeAge of them; each purge costs the stored bases a replay.
@@ -93,10 +97,12 @@ unsigned rootMask(const MipParams &p) {
 
 // The families of a node round, from the tree's working switches: GUB,
 // clique, flow, MIR and path only when aggressive, cover and implied bound
-// and tightening whenever on, and the rescans.
+// and tightening whenever on.
 unsigned nodeMask(const CutPool &pool) {
   const int *w = pool.nodeSwitch;
-  unsigned mask = (1u << kCutTable) | (1u << kCutDiscard);
+  // Retired root cuts stay out of the node LPs: bringing them back wherever
+  // violated cost more than it gave (on bell5 ten times the nodes).
+  unsigned mask = 0;
   if (w[kCutGub] > 1) mask |= 1u << kCutGub;
   if (w[kCutCover] >= 0 || w[kCutLocalCover] > 1) mask |= 1u << kCutCover;
   if (w[kCutClique] > 1) mask |= 1u << kCutClique;
@@ -428,7 +434,8 @@ int rootCutRounds(MipRun &run) {
 int separateAtNode(MipRun &run, const NodeRecord &node, double objective, const double *x, int *added) {
   *added = 0;
   MipSearch &s = *run.search;
-  if (!s.cuts || !s.cuts->prepared || run.stopStatus != 0 || elapsedSeconds(run) >= run.control.timeLimit)
+  if (!s.cuts || !s.cuts->prepared || run.stopStatus != 0 || node.depth > kNodeCutDepth ||
+      elapsedSeconds(run) >= run.control.timeLimit)
     return 0;
   CutPool &pool = *s.cuts;
   LpRelaxation &lp = *s.nodeLp;
@@ -448,12 +455,10 @@ int separateAtNode(MipRun &run, const NodeRecord &node, double objective, const 
         if (turn.found[k] > 0) turn.mask &= ~(1u << k);
   }
   if (turn.mask == 0) return 0;
-  int room = pool.cutLimit - relaxNumRows(lp);
+  const int room = pool.cutLimit - relaxNumRows(lp);
   if (room <= 0) return 0;
   int found[kCutFamilyCount] = {};
   QVN_TRY(separateRound(run, x, turn.mask, false, room, found, true));
-  for (int k = 0; k < kCutFamilyCount; ++k) room -= found[k];
-  if (turn.mask & (1u << kCutDiscard)) rescanRetired(pool, x, kRescanViolation, room, &found[kCutDiscard]);
   if (run.debug) debugCheckPending(run, pool.pending);
   // Loose cuts leave now and then, before the new rows come, while the LP's
   // row activities are still those of its solve.
@@ -518,6 +523,11 @@ bool mipRootBounds(const Problem *lp, double *relaxation, double *rootBound) {
 }
 
 const CutPool *mipCutPool(const Problem *lp) { return lp->mipSearch ? lp->mipSearch->cuts : nullptr; }
+
+const CutPool *mipCutStatistics(const Problem *lp) {
+  const MipSearch *s = activeSearch(lp);
+  return s ? s->cuts : nullptr;
+}
 
 int heuristicStep(MipRun &run, unsigned when) {
   int count = 0;

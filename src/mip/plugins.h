@@ -47,5 +47,9 @@ bool mipRootBounds(const Problem *lp, double *relaxation, double *rootBound);
 struct CutPool;
 // The cuts of the last run on lp (installed and pending), or null.
 const CutPool *mipCutPool(const Problem *lp);
+// The pool whose counters tell what the cut families did in the last run:
+// the reduced problem's when presolve ran (its cuts are then on the reduced
+// columns), else mipCutPool's; null without a run.
+const CutPool *mipCutStatistics(const Problem *lp);
 
 } // namespace qvn

@@ -206,10 +206,14 @@ int installCuts(CutPool &pool, LpRelaxation &lp, int *installed) {
       blockAppend(pool.installed, c.sense, c.family, c.rhs, c.count, p.index.data() + c.start,
                   p.value.data() + c.start, c.serial);
       pool.age.push_back(0);
-      ++pool.applied[c.family == kCutGcs ? kCutCover : c.family];
+      if (pool.rescannedFrom >= 0 && k >= pool.rescannedFrom)
+        ++pool.returned;
+      else
+        ++pool.applied[c.family == kCutGcs ? kCutCover : c.family];
     }
   }
   *installed = static_cast<int>(taken.size());
+  pool.rescannedFrom = -1;
   blockClear(p);
   return 0;
 }
@@ -275,10 +279,9 @@ void rescanRetired(CutPool &pool, const double *x, double violation, int room, i
   for (int k = 0; k < count && *moved < room; ++k) {
     if (cutViolation(r, k, x) <= violation) continue;
     const Cut &c = r.cuts[k];
+    if (pool.rescannedFrom < 0) pool.rescannedFrom = static_cast<int>(pool.pending.cuts.size());
     blockAppend(pool.pending, c.sense, c.family, c.rhs, c.count, r.index.data() + c.start, r.value.data() + c.start,
                 c.serial);
-    // installCuts counts it once more; it was counted when first applied.
-    --pool.applied[c.family == kCutGcs ? kCutCover : c.family];
     back[k] = 1;
     ++*moved;
   }

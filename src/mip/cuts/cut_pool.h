@@ -92,6 +92,10 @@ struct CutPool {
   NodeRounds node;
   int nodeCalls = 0;  // node rounds since the last node purge
   int nodeApplied[kCutFamilyCount] = {};  // the part of `applied` that node rounds installed
+  // Pending cuts from this position on came back from the retired block
+  // (-1: none did); they count as returned, not as applied again.
+  int rescannedFrom = -1;
+  int returned = 0;
   // Every purge begins a new row epoch of the LP and logs the LP rows it
   // deleted, so that a basis stored before it can be carried over:
   // purgeLog[k] took epoch logBase + k to logBase + k + 1.
@@ -147,6 +151,7 @@ void freeCutPool(CutPool *&pool);
 
 // The families, one file each.
 int separateCovers(MipRun &run, void *data, const double *x, int *added);
+int separateGubCovers(MipRun &run, void *data, const double *x, int *added);
 int separateMir(MipRun &run, void *data, const double *x, int *added);
 int separateFlowCuts(MipRun &run, void *data, const double *x, int *added);
 int separateTightening(MipRun &run, void *data, const double *x, int *added);

@@ -159,6 +159,39 @@ TEST_F(CutValidityTest, PureIntegerModelsByEnumeration) {
   EXPECT_GT(checked, 20);  // the families did work on these models
 }
 
+// A knapsack over binaries that come in choice groups (at most one of each
+// group, some of them read complemented through a negative coefficient):
+// the ground of GUB covers.
+MipModel groupedKnapsack(uint64_t seed) {
+  TestRandom r(seed);
+  MipModel m;
+  m.lp.objSense = QVN_MAX;
+  const int n = 12;
+  const int weight = m.lp.addRow('L', 0);
+  double total = 0.0;
+  for (int j = 0; j < n; ++j) {
+    const double a = r.range(4, 30) * (j % 5 == 4 ? -1 : 1);
+    m.lp.addCol(r.range(5, 40), 0, 1, {{weight, a}});
+    total += std::fabs(a);
+  }
+  m.lp.rhs[weight] = static_cast<int>(total / 3.0) - 30;
+  for (int g = 0; g < n; g += 3) {
+    const int row = m.lp.addRow('L', 1);
+    for (int j = g; j < g + 3; ++j) m.lp.set(row, j, 1.0);
+  }
+  m.ctype.assign(static_cast<size_t>(n), 'B');
+  return m;
+}
+
+TEST_F(CutValidityTest, GubCoversKeepEveryPoint) {
+  int gub = 0;
+  for (uint64_t seed = 1; seed <= 30; ++seed) {
+    checkPureInteger(groupedKnapsack(seed), "grouped knapsack " + std::to_string(seed));
+    for (const CutView &c : cutsOf(lp)) gub += c.family == qvn::kCutGub;
+  }
+  EXPECT_GT(gub, 5);  // groups took part in covers
+}
+
 // With every family aggressive the node rounds run too: the cuts they add
 // (global, made against the root's bounds at a node's point) and the root's
 // cuts they bring back must keep every integer point as well.
