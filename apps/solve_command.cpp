@@ -348,7 +348,9 @@ const char *solveUsageText() {
          "  prints its node log.\n"
          "  The summary lines start with 'Status:', 'Objective:', 'Iterations:' and 'Time:';\n"
          "  a MIP adds 'Best bound:', 'Root relaxation:', 'Root bound:' (after the root\n"
-         "  cut rounds), 'Root cuts:' (per family: cuts and bound moved), 'Gap:' (relative, a number) and 'Nodes:'.\n"
+         "  cut rounds), 'Root cuts:' (per family: cuts and bound moved),\n"
+         "  'Node cuts:' (per family: cuts the node rounds added), 'Gap:' (relative, a\n"
+         "  number) and 'Nodes:'.\n"
          "  The exit code is 0 whenever the optimizer ran, whatever the status.\n";
 }
 
@@ -459,12 +461,18 @@ int runSolve(int argc, char **argv) {
       std::printf("Root relaxation: none\nRoot bound: none\n");
     }
     // Per family: cuts applied and the part of the root bound's move credited to them.
-    if (const qvn::CutPool *pool = qvn::mipCutPool(lp)) {
+    if (const qvn::CutPool *pool = qvn::mipCutStatistics(lp)) {
       int count = 0;
       const qvn::CutFamily *families = qvn::cutFamilies(&count);
       std::printf("Root cuts:");
+      for (int k = 0; k < count; ++k) {
+        const int root = pool->applied[k] - pool->nodeApplied[k];
+        if (root > 0) std::printf(" %s %d %+.6g;", families[k].name, root, pool->boundMoved[k]);
+      }
+      if (pool->returned > 0) std::printf(" retired and returned %d;", pool->returned);
+      std::printf("\nNode cuts:");
       for (int k = 0; k < count; ++k)
-        if (pool->applied[k] > 0) std::printf(" %s %d %+.6g;", families[k].name, pool->applied[k], pool->boundMoved[k]);
+        if (pool->nodeApplied[k] > 0) std::printf(" %s %d;", families[k].name, pool->nodeApplied[k]);
       std::printf("\n");
     }
     // The getters answer "no incumbent" with an error line: keep it off the summary.

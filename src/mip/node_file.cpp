@@ -51,6 +51,7 @@ void packNode(Packer &p, const NodeRecord &n) {
   // A shared basis is written once per node: the block owns what it holds.
   const int basisSize = n.basis ? static_cast<int>(n.basis->status.size()) : -1;
   p.put(basisSize);
+  if (basisSize >= 0) p.put(n.basis->rowEpoch);
   if (basisSize > 0) p.bytes(n.basis->status.data(), static_cast<size_t>(basisSize));
 }
 
@@ -71,6 +72,7 @@ NodeRecord *unpackNode(Unpacker &u) {
   if (basisSize >= 0) {
     n->basis = envNew<SharedBasis>();
     n->basis->holders = 1;
+    n->basis->rowEpoch = u.get<int>();
     n->basis->status.assign(u.at, u.at + basisSize);
     u.at += basisSize;
   }

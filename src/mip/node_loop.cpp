@@ -7,6 +7,7 @@
 #include <exception>
 
 #include "mip/callbacks.h"
+#include "mip/cuts/cut_pool.h"
 #include "mip/mip_log.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
@@ -102,21 +103,27 @@ void statusRoom(MipRun &run, int n, int m) {
   if (run.rowStatus.size() < static_cast<size_t>(m + 1)) run.rowStatus.resize(static_cast<size_t>(m + 1));
 }
 
+int rowEpoch(const MipRun &run) { return run.search->cuts ? run.search->cuts->rowEpoch : 0; }
+
 int installBasis(MipRun &run, const SharedBasis &b) {
   LpRelaxation &r = *run.search->nodeLp;
   const int n = relaxNumCols(r), m = relaxNumRows(r);
   statusRoom(run, n, m);
-  if (static_cast<int>(b.status.size()) != n + m) return 0;  // rows changed since: keep the held basis
   // A node popped right after its parent (its sibling pruned, or both pushed)
   // finds the parent's basis still held: setting it again would throw away a
   // valid factor and the pricing weights for nothing.
-  relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
-  bool same = true;
-  for (int j = 0; j < n && same; ++j) same = run.colStatus[j] == b.status[j];
-  for (int i = 0; i < m && same; ++i) same = run.rowStatus[i] == b.status[n + i];
-  if (same) return 0;
-  for (int j = 0; j < n; ++j) run.colStatus[j] = b.status[j];
-  for (int i = 0; i < m; ++i) run.rowStatus[i] = b.status[n + i];
+  if (static_cast<int>(b.status.size()) == n + m && b.rowEpoch == rowEpoch(run)) {
+    relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
+    bool same = true;
+    for (int j = 0; j < n && same; ++j) same = run.colStatus[j] == b.status[j];
+    for (int i = 0; i < m && same; ++i) same = run.rowStatus[i] == b.status[n + i];
+    if (same) return 0;
+  }
+  // Cut rows may have come and gone since the basis was stored; when it can
+  // no longer be carried over, the node starts from the basis the LP holds.
+  if (!carryBasis(run.search->cuts, b.rowEpoch, n, b.status.data(), static_cast<int>(b.status.size()), m,
+                  run.colStatus.data(), run.rowStatus.data()))
+    return 0;
   return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data());
 }
 
@@ -132,6 +139,7 @@ SharedBasis *snapshotBasis(MipRun &run) {
     envDelete(b);
     throw;
   }
+  b->rowEpoch = rowEpoch(run);
   for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(run.colStatus[j]);
   for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(run.rowStatus[i]);
   return b;
@@ -645,11 +653,11 @@ int runNodeLoop(MipRun &run) {
     int rounds = 0;
     BranchRecord rec[2];
     bool branched = false, trialBounds = false, sosBranch = false;
-    int callbackRounds = 0;
+    int callbackRounds = 0, cutRounds = 0;
     for (;;) {
       QVN_TRY(solveNode(run, res));
       if (debugHeld) debugCheckNodeResult(run, res);
-      if (rounds == 0 && callbackRounds == 0) updatePseudoCost(run, *current, res);
+      if (rounds == 0 && callbackRounds == 0 && cutRounds == 0) updatePseudoCost(run, *current, res);
       if ((res.outcome == NodeOutcome::kFractional || res.outcome == NodeOutcome::kIntegral) &&
           hasMipCallback(run, kCutCallback)) {
         if (callbackRounds >= kCallbackRounds) {
@@ -711,7 +719,11 @@ int runNodeLoop(MipRun &run) {
         break;
       }
       int added = 0;
-      QVN_TRY(separateAtNode(run, relaxPrimal(*s.nodeLp), &added));
+      QVN_TRY(separateAtNode(run, *current, res.objective, relaxPrimal(*s.nodeLp), &added));
+      if (added > 0) {
+        ++cutRounds;
+        continue;
+      }
       filterByPriority(run);
       MipContext ctx{};
       ctx.env = run.env;

@@ -26,6 +26,8 @@ struct BoundChange {
 // one node; freed when the last holder lets go.
 struct SharedBasis {
   int holders = 0;
+  // The cut pool's row epoch when it was taken: the rows it speaks of.
+  int rowEpoch = 0;
   EnvVector<unsigned char> status;
 };
 

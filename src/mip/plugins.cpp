@@ -10,6 +10,7 @@
 #include "mip/debug_solution.h"
 #include "mip/heuristics/heuristics.h"
 #include "mip/mip_log.h"
+#include "mip/mip_presolve.h"
 #include "mip/probing.h"
 #include "simplex/engine.h"
 
@@ -20,7 +21,7 @@ namespace {
 // One row per family, by index; a family without a generator yet has none.
 const CutFamily kFamilies[kCutFamilyCount] = {
     {"Covers", kCutCover, 2005, separateCovers},
-    {"GUBcuts", kCutGub, 2044, nullptr},
+    {"GUBcuts", kCutGub, 2044, separateGubCovers},
     {"Flowcuts", kCutFlow, 2040, separateFlowCuts},
     {"Cliques", kCutClique, 2003, separateCliques},
     {"Fract", kCutFract, 2049, separateGomory},
@@ -45,13 +46,25 @@ constexpr int kSeparationOrder[] = {kCutGub, kCutCover, kCutClique, kCutImplBd, 
 // Cuts one family may add in a round (hidden parameter 2102 at its default).
 constexpr int kPerFamilyRoom = 500;
 // Rounds that change the objective by less than kStallFactor times 0.5e-5
-// relative count as stalls; the second stall ends the rounds.
+// relative count as stalls once the fractional passes are spent.
 constexpr double kStallFactor = 1.0;
-constexpr int kStallsToStop = 3;
+constexpr int kStallsToStop = 2;
 // A cut whose row has been loose this many rounds leaves the LP.
 constexpr int kPurgeAge = 3;
 // Safety net for CUTPASS 0 (the stalling test usually ends far earlier).
 constexpr int kMaxAutoRounds = 100;
+// Cut rounds at one node, at most; a turn usually ends far earlier, when a
+// round finds nothing or the bound stops moving.
+constexpr int kMaxNodeRounds = 5;
+// Nodes deeper than this run no cut rounds: below it a round costs more
+// time than its cuts save nodes.
+constexpr int kNodeCutDepth = 8;
+// Retired cuts come back into the root LP when violated by this much.
+constexpr double kRescanViolation = 0.1;
+// Node rounds between purges of the cuts that have been loose for
+// kNodePurgeAge of them; each purge costs the stored bases a replay.
+constexpr int kNodePurgeEvery = 16;
+constexpr int kNodePurgeAge = 8;
 
 // The working switch of family k from the parameters (0 for the hidden ones).
 int familySwitch(const MipParams &p, int k) {
@@ -79,6 +92,27 @@ unsigned rootMask(const MipParams &p) {
     if (familySwitch(p, k) >= 0) mask |= 1u << k;
   // Flow -1 leaves MIR alone; flow on with MIR -1 is flow cuts only.
   if (p.flowcovers >= 0 || p.mircuts >= 0) mask |= 1u << kCutMir;
+  return mask;
+}
+
+// The families of a node round, from the tree's working switches: GUB,
+// clique, flow, MIR and path only when aggressive, cover and implied bound
+// and tightening whenever on.
+unsigned nodeMask(const CutPool &pool) {
+  const int *w = pool.nodeSwitch;
+  // Retired root cuts stay out of the node LPs: bringing them back wherever
+  // violated cost more than it gave (on bell5 ten times the nodes).
+  unsigned mask = 0;
+  if (w[kCutGub] > 1) mask |= 1u << kCutGub;
+  if (w[kCutCover] >= 0 || w[kCutLocalCover] > 1) mask |= 1u << kCutCover;
+  if (w[kCutClique] > 1) mask |= 1u << kCutClique;
+  if (w[kCutImplBd] >= 0) mask |= 1u << kCutImplBd;
+  // Flow and MIR share a bit: flow alone when only it is aggressive, MIR
+  // alone when only MIR is, both when both are.
+  if (w[kCutFlow] > 1) mask |= 1u << kCutFlow;
+  if (w[kCutMir] > 1) mask |= 1u << kCutMir;
+  if (w[kCutFlowPath] > 1) mask |= 1u << kCutFlowPath;
+  if (w[kCutTighten] >= 0) mask |= 1u << kCutTighten;
   return mask;
 }
 
@@ -188,7 +222,8 @@ CutContext contextFor(MipRun &run, int room) {
 }
 
 // One separation round: each family in order, each with what room is left.
-int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int room, int found[kCutFamilyCount]) {
+int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int room, int found[kCutFamilyCount],
+                  bool nodeRound = false) {
   auto runFamily = [&](int k) -> int {
     if (!kFamilies[k].separate || room <= 0 || elapsedSeconds(run) > run.control.timeLimit) return 0;
     CutContext c = contextFor(run, std::min(kPerFamilyRoom, room));
@@ -200,14 +235,16 @@ int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int 
   };
   const MipParams &p = *run.env->mipParams;
   for (int k : kSeparationOrder) {
+    if (k == kCutMir && (mask & (1u << kCutFlow))) QVN_TRY(runFamily(kCutFlow));
     if (!(mask & (1u << k))) continue;
     if (k != kCutMir) {
       QVN_TRY(runFamily(k));
       continue;
     }
-    // Flow cuts and MIR share their bit; each runs by its own switch.
-    if (p.flowcovers >= 0) QVN_TRY(runFamily(kCutFlow));
-    if (p.mircuts >= 0) QVN_TRY(runFamily(kCutMir));
+    // At the root flow cuts and MIR share their bit; each runs by its own
+    // switch. A node asks for flow cuts by their own bit.
+    if (!(mask & (1u << kCutFlow)) && p.flowcovers >= 0 && !nodeRound) QVN_TRY(runFamily(kCutFlow));
+    if (p.mircuts >= 0 || nodeRound) QVN_TRY(runFamily(kCutMir));
   }
   if (gomory) QVN_TRY(runFamily(kCutFract));
   return 0;
@@ -262,7 +299,9 @@ void debugCheckPending(MipRun &run, const CutBlock &pending) {
   }
 }
 
-int rootCutRounds(MipRun &run) {
+namespace {
+
+int runRootRounds(MipRun &run) {
   MipSearch &s = *run.search;
   const MipParams &p = *run.env->mipParams;
   NodeRecord *root = s.resume;
@@ -305,6 +344,8 @@ int rootCutRounds(MipRun &run) {
   }
   if (mask == 0 && fracPasses == 0) return 0;
   int stalls = 0;
+  const int fullFracPasses = fracPasses;
+  bool restored = false;
   for (int round = 0; round < roundLimit; ++round) {
     if (elapsedSeconds(run) >= run.control.timeLimit) break;
     const double *x = relaxPrimal(*s.nodeLp);
@@ -313,11 +354,32 @@ int rootCutRounds(MipRun &run) {
     if (room <= 0) break;
     int found[kCutFamilyCount] = {};
     QVN_TRY(separateRound(run, x, mask, fracPasses > 0, room, found));
+    int left = room;
+    for (int k = 0; k < kCutFamilyCount; ++k) left -= found[k];
+    rescanRetired(pool, x, kRescanViolation, left, &found[kCutDiscard]);
     if (run.debug) debugCheckPending(run, pool.pending);
     if (fracPasses > 0) --fracPasses;
+    // Loose cuts go before the new ones come: the purge reads the row
+    // activities of the last solve, which changing rows discards (x with them).
+    int removed = 0;
+    QVN_TRY(purgeCuts(pool, *s.nodeLp, kPurgeAge, &removed));
     int installed = 0;
     QVN_TRY(installCuts(pool, *s.nodeLp, &installed));
-    if (installed == 0) break;
+    if (installed == 0) {
+      // A round that finds nothing is a stall too: the fractional passes
+      // come back once, else the rounds end.
+      if (restored || fullFracPasses == 0) break;
+      restored = true;
+      stalls = 0;
+      fracPasses = fullFracPasses;
+      if (removed > 0) {
+        // The purge cleared the LP's point; the optimal basis gives it back.
+        bool go = false;
+        QVN_TRY(resolve(&go));
+        if (!go) break;
+      }
+      continue;
+    }
     bool go = false;
     QVN_TRY(resolve(&go));
     if (!go) break;
@@ -332,23 +394,88 @@ int rootCutRounds(MipRun &run) {
     root->objective = z;
     root->bound = std::max(root->bound, z);
     s.rootBound = root->bound;
-    int removed = 0;
-    QVN_TRY(purgeCuts(pool, *s.nodeLp, kPurgeAge, &removed));
-    if (stalled && fracPasses == 0 && ++stalls >= kStallsToStop) break;
+    if (!stalled || fracPasses > 0 || ++stalls < kStallsToStop) continue;
+    // The second stall gives the fractional passes back once; the next one
+    // ends the rounds.
+    if (restored) break;
+    restored = true;
+    stalls = 0;
+    fracPasses = fullFracPasses;
   }
   // The tree starts from the binding cuts only; the optimum stays as it is.
+  // Deleting rows clears the LP's point, which the root heuristics read: the
+  // re-solve from the optimal basis takes no iteration.
   int removed = 0;
   QVN_TRY(purgeCuts(pool, *s.nodeLp, 0, &removed));
+  if (removed > 0) {
+    bool go = false;
+    QVN_TRY(resolve(&go));
+  }
   return 0;
 }
 
-int separateAtNode(MipRun &run, const double *x, int *added) {
-  // Rows added at a node would change the row count under the bases the
-  // node store keeps; until node cuts are local to their subtree, the tree
-  // runs on the root's cuts.
-  (void)run;
-  (void)x;
+} // namespace
+
+int rootCutRounds(MipRun &run) {
+  const int failure = runRootRounds(run);
+  MipSearch &s = *run.search;
+  if (!s.cuts || !s.cuts->prepared) return failure;
+  // The tree keeps a family on only where the root found it worth its time:
+  // at level 1 never, at the automatic level when it found cuts.
+  CutPool &pool = *s.cuts;
+  const MipParams &p = *run.env->mipParams;
+  for (int k = 0; k <= kCutObjDisj; ++k) {
+    const int level = familySwitch(p, k);
+    pool.nodeSwitch[k] = level == 1 || (level == 0 && pool.applied[k] == 0) ? -1 : level;
+  }
+  return failure;
+}
+
+int separateAtNode(MipRun &run, const NodeRecord &node, double objective, const double *x, int *added) {
   *added = 0;
+  MipSearch &s = *run.search;
+  if (!s.cuts || !s.cuts->prepared || run.stopStatus != 0 || node.depth > kNodeCutDepth ||
+      elapsedSeconds(run) >= run.control.timeLimit)
+    return 0;
+  CutPool &pool = *s.cuts;
+  LpRelaxation &lp = *s.nodeLp;
+  // The pool mirrors the LP rows after the model's; rows it does not know
+  // (none so far) would break that.
+  if (relaxNumRows(lp) != pool.firstCutRow + static_cast<int>(pool.installed.cuts.size())) return 0;
+  NodeRounds &turn = pool.node;
+  if (turn.sequence != node.sequence) {
+    turn = NodeRounds{};
+    turn.sequence = node.sequence;
+    turn.mask = nodeMask(pool);
+  } else {
+    if (turn.round >= kMaxNodeRounds) return 0;
+    // Families whose cuts did not move the node's bound sit out the rest of its turn.
+    if (objective - turn.objective < (std::fabs(objective) + std::fabs(turn.objective)) * 1e-5)
+      for (int k = 0; k < kCutFamilyCount; ++k)
+        if (turn.found[k] > 0) turn.mask &= ~(1u << k);
+  }
+  if (turn.mask == 0) return 0;
+  const int room = pool.cutLimit - relaxNumRows(lp);
+  if (room <= 0) return 0;
+  int found[kCutFamilyCount] = {};
+  QVN_TRY(separateRound(run, x, turn.mask, false, room, found, true));
+  if (run.debug) debugCheckPending(run, pool.pending);
+  // Loose cuts leave now and then, before the new rows come, while the LP's
+  // row activities are still those of its solve.
+  if (++pool.nodeCalls >= kNodePurgeEvery) {
+    pool.nodeCalls = 0;
+    int removed = 0;
+    QVN_TRY(purgeCuts(pool, lp, kNodePurgeAge, &removed));
+  }
+  int before[kCutFamilyCount];
+  std::copy(pool.applied, pool.applied + kCutFamilyCount, before);
+  int installed = 0;
+  QVN_TRY(installCuts(pool, lp, &installed));
+  for (int k = 0; k < kCutFamilyCount; ++k) pool.nodeApplied[k] += pool.applied[k] - before[k];
+  ++turn.round;
+  turn.objective = objective;
+  for (int k = 0; k < kCutFamilyCount; ++k) turn.found[k] = found[k];
+  *added = installed;
   return 0;
 }
 
@@ -396,6 +523,11 @@ bool mipRootBounds(const Problem *lp, double *relaxation, double *rootBound) {
 }
 
 const CutPool *mipCutPool(const Problem *lp) { return lp->mipSearch ? lp->mipSearch->cuts : nullptr; }
+
+const CutPool *mipCutStatistics(const Problem *lp) {
+  const MipSearch *s = activeSearch(lp);
+  return s ? s->cuts : nullptr;
+}
 
 int heuristicStep(MipRun &run, unsigned when) {
   int count = 0;

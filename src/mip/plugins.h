@@ -34,7 +34,9 @@ const IntegerPresolvePass *integerPresolvePasses(int *count);
 // The stages the driver calls; each runs the registered entries in order.
 int integerPresolveStage(MipRun &run);
 int rootCutRounds(MipRun &run);
-int separateAtNode(MipRun &run, const double *x, int *added);
+// One cut round at a fractional node whose LP gave `objective` and x; the
+// rounds of one node go on while this adds rows. The cuts are global.
+int separateAtNode(MipRun &run, const NodeRecord &node, double objective, const double *x, int *added);
 int heuristicStep(MipRun &run, unsigned when);
 // The "... cuts applied" lines at the end of a run.
 void printCutSummary(const MipRun &run);
@@ -45,5 +47,9 @@ bool mipRootBounds(const Problem *lp, double *relaxation, double *rootBound);
 struct CutPool;
 // The cuts of the last run on lp (installed and pending), or null.
 const CutPool *mipCutPool(const Problem *lp);
+// The pool whose counters tell what the cut families did in the last run:
+// the reduced problem's when presolve ran (its cuts are then on the reduced
+// columns), else mipCutPool's; null without a run.
+const CutPool *mipCutStatistics(const Problem *lp);
 
 } // namespace qvn

@@ -8,6 +8,7 @@ list(APPEND QUORVAN_SOURCES
   src/mip/cuts/cut_pool.cpp
   src/mip/cuts/flow_cover.cpp
   src/mip/cuts/gomory.cpp
+  src/mip/cuts/gub_cover.cpp
   src/mip/cuts/implied_bound.cpp
   src/mip/cuts/mir.cpp
   src/mip/cuts/tighten.cpp

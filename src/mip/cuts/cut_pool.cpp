@@ -16,6 +16,9 @@ constexpr double kTinyRelative = 1e-9;
 constexpr double kMaxDynamism = 1e8;
 // A cut must beat the point by this much per unit of its norm to earn a row.
 constexpr double kMinEfficacy = 1e-5;
+// Purges remembered for carrying stored bases over; a basis older than these
+// starts its node from the basis the LP holds.
+constexpr size_t kPurgeLogLength = 256;
 
 } // namespace
 
@@ -203,10 +206,14 @@ int installCuts(CutPool &pool, LpRelaxation &lp, int *installed) {
       blockAppend(pool.installed, c.sense, c.family, c.rhs, c.count, p.index.data() + c.start,
                   p.value.data() + c.start, c.serial);
       pool.age.push_back(0);
-      ++pool.applied[c.family == kCutGcs ? kCutCover : c.family];
+      if (pool.rescannedFrom >= 0 && k >= pool.rescannedFrom)
+        ++pool.returned;
+      else
+        ++pool.applied[c.family == kCutGcs ? kCutCover : c.family];
     }
   }
   *installed = static_cast<int>(taken.size());
+  pool.rescannedFrom = -1;
   blockClear(p);
   return 0;
 }
@@ -233,6 +240,17 @@ int purgeCuts(CutPool &pool, LpRelaxation &lp, int maxAge, int *removed) {
   for (int v : mark) gone += v;
   if (gone == 0) return 0;
   QVN_TRY(relaxDeleteRows(lp, mark.data()));
+  // The new epoch and the rows that went, for carryBasis.
+  if (pool.purgeLog.size() >= kPurgeLogLength) {
+    pool.purgeLog.erase(pool.purgeLog.begin());
+    ++pool.logBase;
+  }
+  EnvVector<int> deleted;
+  deleted.reserve(static_cast<size_t>(gone));
+  for (int i = 0; i < m; ++i)
+    if (mark[i]) deleted.push_back(i);
+  pool.purgeLog.push_back(std::move(deleted));
+  ++pool.rowEpoch;
   CutBlock kept;
   EnvVector<int> keptAge;
   for (int k = 0; k < cuts; ++k) {
@@ -250,6 +268,63 @@ int purgeCuts(CutPool &pool, LpRelaxation &lp, int maxAge, int *removed) {
   pool.age = std::move(keptAge);
   *removed = gone;
   return 0;
+}
+
+void rescanRetired(CutPool &pool, const double *x, double violation, int room, int *moved) {
+  *moved = 0;
+  CutBlock &r = pool.retired;
+  const int count = static_cast<int>(r.cuts.size());
+  if (count == 0 || room <= 0) return;
+  EnvVector<char> back(static_cast<size_t>(count), 0);
+  for (int k = 0; k < count && *moved < room; ++k) {
+    if (cutViolation(r, k, x) <= violation) continue;
+    const Cut &c = r.cuts[k];
+    if (pool.rescannedFrom < 0) pool.rescannedFrom = static_cast<int>(pool.pending.cuts.size());
+    blockAppend(pool.pending, c.sense, c.family, c.rhs, c.count, r.index.data() + c.start, r.value.data() + c.start,
+                c.serial);
+    back[k] = 1;
+    ++*moved;
+  }
+  if (*moved == 0) return;
+  CutBlock kept;
+  for (int k = 0; k < count; ++k) {
+    if (back[k]) continue;
+    const Cut &c = r.cuts[k];
+    blockAppend(kept, c.sense, c.family, c.rhs, c.count, r.index.data() + c.start, r.value.data() + c.start, c.serial);
+  }
+  r = std::move(kept);
+}
+
+bool carryBasis(CutPool *pool, int epoch, int n, const unsigned char *status, int size, int m, int *colStatus,
+                int *rowStatus) {
+  int rows = size - n;
+  if (rows < 0) return false;
+  const int now = pool ? pool->rowEpoch : 0;
+  if (epoch > now || (pool && epoch < pool->logBase) || (!pool && rows > m)) return false;
+  for (int j = 0; j < n; ++j) colStatus[j] = status[j];
+  if (epoch == now) {
+    if (rows > m) return false;
+    for (int i = 0; i < rows; ++i) rowStatus[i] = status[n + i];
+  } else {
+    // Replay the purges since on the stored rows; rows added after the
+    // basis was stored sit beyond them and need no replay.
+    EnvVector<int> &w = pool->carried;
+    w.assign(status + n, status + size);
+    for (int e = epoch; e < now; ++e) {
+      const EnvVector<int> &deleted = pool->purgeLog[static_cast<size_t>(e - pool->logBase)];
+      int keep = 0, d = 0;
+      for (int i = 0; i < rows; ++i) {
+        while (d < static_cast<int>(deleted.size()) && deleted[d] < i) ++d;
+        if (d < static_cast<int>(deleted.size()) && deleted[d] == i) continue;
+        w[keep++] = w[i];
+      }
+      rows = keep;
+    }
+    if (rows > m) return false;
+    for (int i = 0; i < rows; ++i) rowStatus[i] = w[i];
+  }
+  for (int i = rows; i < m; ++i) rowStatus[i] = 1;
+  return true;
 }
 
 CutPool *newCutPool() {

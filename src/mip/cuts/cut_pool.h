@@ -60,6 +60,17 @@ struct RowModel {
 };
 void buildRowModel(const LpData &d, RowModel &rows);
 
+// The node rounds of the node in hand: which families still run there, and
+// what the last round found, to drop a family whose cuts did not move the
+// bound.
+struct NodeRounds {
+  int sequence = -1;  // the node's sequence number; -1 before any node
+  int round = 0;
+  unsigned mask = 0;
+  double objective = 0.0;
+  int found[kCutFamilyCount] = {};
+};
+
 struct CutPool {
   CutBlock pending, installed;
   CutBlock retired;              // purged from the LP; kept for rescans and checks
@@ -75,6 +86,22 @@ struct CutPool {
   ProbeResult probing;
   PropagationScratch propagation;
   bool prepared = false;
+  // Working switches of the tree, by family (-1 off), set when the root
+  // rounds end: a family the root found useless does not run at nodes.
+  int nodeSwitch[kCutFamilyCount] = {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+  NodeRounds node;
+  int nodeCalls = 0;  // node rounds since the last node purge
+  int nodeApplied[kCutFamilyCount] = {};  // the part of `applied` that node rounds installed
+  // Pending cuts from this position on came back from the retired block
+  // (-1: none did); they count as returned, not as applied again.
+  int rescannedFrom = -1;
+  int returned = 0;
+  // Every purge begins a new row epoch of the LP and logs the LP rows it
+  // deleted, so that a basis stored before it can be carried over:
+  // purgeLog[k] took epoch logBase + k to logBase + k + 1.
+  int rowEpoch = 0, logBase = 0;
+  EnvVector<EnvVector<int>> purgeLog;
+  EnvVector<int> carried;  // scratch of carryBasis
 };
 
 // What a family separates against. Bounds are the working bounds of the node.
@@ -107,11 +134,24 @@ int installCuts(CutPool &pool, LpRelaxation &lp, int *installed);
 // `maxAge` rounds (0: every non-binding one).
 int purgeCuts(CutPool &pool, LpRelaxation &lp, int maxAge, int *removed);
 
+// Moves the retired cuts that x violates by more than `violation` back to
+// the pending block, `room` at most; *moved gets their number.
+void rescanRetired(CutPool &pool, const double *x, double violation, int room, int *moved);
+
+// The statuses of a basis stored at row epoch `epoch` (`size` entries: n
+// columns, then its rows) carried over to the LP's m rows now: rows purged
+// since are dropped, rows added since enter with their logical basic, the
+// basis they would have had if they had been there. False when the purge log
+// no longer reaches back to `epoch`. Without a pool the rows never changed.
+bool carryBasis(CutPool *pool, int epoch, int n, const unsigned char *status, int size, int m, int *colStatus,
+                int *rowStatus);
+
 CutPool *newCutPool();
 void freeCutPool(CutPool *&pool);
 
 // The families, one file each.
 int separateCovers(MipRun &run, void *data, const double *x, int *added);
+int separateGubCovers(MipRun &run, void *data, const double *x, int *added);
 int separateMir(MipRun &run, void *data, const double *x, int *added);
 int separateFlowCuts(MipRun &run, void *data, const double *x, int *added);
 int separateTightening(MipRun &run, void *data, const double *x, int *added);

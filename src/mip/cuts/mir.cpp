@@ -30,6 +30,10 @@ constexpr double kInfiniteBound = 1e20;
 // Coefficients outside this range make the substitution numerically unsafe.
 constexpr double kUsableCoefficient = 1e7;
 constexpr double kMinFraction = 0.01;
+// Efficacy (violation over norm, in y-space) a cut must reach.
+constexpr double kMinEfficacy = 1e-4;
+// Integer columns tried for complementing per candidate row.
+constexpr int kMaxFlips = 30;
 
 struct Term {
   int col;
@@ -204,7 +208,7 @@ bool bestMir(CutContext &c, const Aggregate &agg, const double *x, MirWork &w, E
     if (deltas.size() >= 8) break;
   }
   if (deltas.empty()) return false;
-  double best = 1e-4, bestDelta = 0.0;
+  double best = -HUGE_VAL, bestDelta = 0.0;
   auto tryDelta = [&](double d) {
     double rhs = 0.0;
     const double e = mirInYSpace(terms, beta, d, g, &rhs);
@@ -217,6 +221,29 @@ bool bestMir(CutContext &c, const Aggregate &agg, const double *x, MirWork &w, E
   if (bestDelta == 0.0) return false;
   const double base = bestDelta;
   for (double s : {2.0, 4.0, 8.0}) tryDelta(base / s);
+  // Complementing an integer column (substituting its other bound) changes
+  // which fractions the rounding sees; each flip stays when it makes the cut
+  // more efficacious, the others go back.
+  int flips = 0;
+  for (Term &t : terms) {
+    if (!t.integer || t.vubBinary >= 0 || t.y <= 1e-6 || ++flips > kMaxFlips) continue;
+    const double l = c.lower[t.col], u = c.upper[t.col];
+    if (l <= -kInfiniteBound || u >= kInfiniteBound) continue;
+    const Term old = t;
+    t.fromUpper = !old.fromUpper;
+    t.bound = t.fromUpper ? u : l;
+    t.y = t.fromUpper ? u - x[t.col] : x[t.col] - l;
+    const double flipped = beta - t.coef * (t.bound - old.bound);
+    double rhs = 0.0;
+    const double e = mirInYSpace(terms, flipped, bestDelta, g, &rhs);
+    if (e > best + 1e-9) {
+      best = e;
+      beta = flipped;
+    } else {
+      t = old;
+    }
+  }
+  if (best <= kMinEfficacy) return false;
   double rhs = 0.0;
   mirInYSpace(terms, beta, bestDelta, g, &rhs);
   // Back to x: g y with y = x - l gives g x - g l; with y = u - x, -g x + g u;

@@ -34,6 +34,43 @@ TEST(CutPoolTest, DuplicatesAreSameRowsInOnePositiveRatio) {
   EXPECT_DOUBLE_EQ(qvn::cutViolation(pool, 0, x), 0.0);
 }
 
+// A node's stored basis after cut rows came and went: rows purged since are
+// dropped, rows added since enter basic, and a basis older than the purge
+// log is refused.
+TEST(CutPoolTest, StoredBasisCarriedOverPurgesAndNewRows) {
+  qvn::CutPool *pool = qvn::newCutPool();
+  // Two columns, four rows when stored; then two rows came (4, 5) and a
+  // purge took rows 1, 3 and 5, then two more rows came: five rows now.
+  const unsigned char stored[] = {1, 2, 0, 1, 2, 1};
+  qvn::EnvVector<int> deleted;
+  deleted.push_back(1);
+  deleted.push_back(3);
+  deleted.push_back(5);
+  pool->purgeLog.push_back(deleted);
+  pool->rowEpoch = 1;
+  int col[2] = {}, row[5] = {};
+  ASSERT_TRUE(qvn::carryBasis(pool, 0, 2, stored, 6, 5, col, row));
+  EXPECT_EQ(col[0], 1);
+  EXPECT_EQ(col[1], 2);
+  const int expected[5] = {0, 2, 1, 1, 1};  // stored rows 0 and 2, then three basic logicals
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(row[i], expected[i]) << i;
+  // Stored in this epoch with fewer rows: the new ones are basic.
+  ASSERT_TRUE(qvn::carryBasis(pool, 1, 2, stored, 5, 5, col, row));
+  const int same[5] = {0, 1, 2, 1, 1};
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(row[i], same[i]) << i;
+  // More rows than the LP has, an epoch to come, or one the log forgot.
+  EXPECT_FALSE(qvn::carryBasis(pool, 1, 2, stored, 6, 3, col, row));
+  EXPECT_FALSE(qvn::carryBasis(pool, 2, 2, stored, 6, 5, col, row));
+  pool->logBase = 1;
+  pool->purgeLog.clear();
+  EXPECT_FALSE(qvn::carryBasis(pool, 0, 2, stored, 6, 5, col, row));
+  // Without a pool the rows never changed but may have been appended.
+  ASSERT_TRUE(qvn::carryBasis(nullptr, 0, 2, stored, 6, 6, col, row));
+  EXPECT_EQ(row[3], 1);
+  EXPECT_FALSE(qvn::carryBasis(nullptr, 0, 2, stored, 6, 3, col, row));
+  qvn::freeCutPool(pool);
+}
+
 class CutRunTest : public ExactMipFixture {
 protected:
   void SetUp() override {

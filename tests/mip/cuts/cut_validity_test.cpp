@@ -159,6 +159,59 @@ TEST_F(CutValidityTest, PureIntegerModelsByEnumeration) {
   EXPECT_GT(checked, 20);  // the families did work on these models
 }
 
+// A knapsack over binaries that come in choice groups (at most one of each
+// group, some of them read complemented through a negative coefficient):
+// the ground of GUB covers.
+MipModel groupedKnapsack(uint64_t seed) {
+  TestRandom r(seed);
+  MipModel m;
+  m.lp.objSense = QVN_MAX;
+  const int n = 12;
+  const int weight = m.lp.addRow('L', 0);
+  double total = 0.0;
+  for (int j = 0; j < n; ++j) {
+    const double a = r.range(4, 30) * (j % 5 == 4 ? -1 : 1);
+    m.lp.addCol(r.range(5, 40), 0, 1, {{weight, a}});
+    total += std::fabs(a);
+  }
+  m.lp.rhs[weight] = static_cast<int>(total / 3.0) - 30;
+  for (int g = 0; g < n; g += 3) {
+    const int row = m.lp.addRow('L', 1);
+    for (int j = g; j < g + 3; ++j) m.lp.set(row, j, 1.0);
+  }
+  m.ctype.assign(static_cast<size_t>(n), 'B');
+  return m;
+}
+
+TEST_F(CutValidityTest, GubCoversKeepEveryPoint) {
+  int gub = 0;
+  for (uint64_t seed = 1; seed <= 30; ++seed) {
+    checkPureInteger(groupedKnapsack(seed), "grouped knapsack " + std::to_string(seed));
+    for (const CutView &c : cutsOf(lp)) gub += c.family == qvn::kCutGub;
+  }
+  EXPECT_GT(gub, 5);  // groups took part in covers
+}
+
+// With every family aggressive the node rounds run too: the cuts they add
+// (global, made against the root's bounds at a node's point) and the root's
+// cuts they bring back must keep every integer point as well.
+TEST_F(CutValidityTest, NodeRoundsKeepEveryPoint) {
+  for (int param : {QVN_PARAM_COVERS, QVN_PARAM_MIRCUTS, QVN_PARAM_FLOWCOVERS, QVN_PARAM_IMPLBD, QVN_PARAM_CLIQUES})
+    QVNsetintparam(env, param, 2);
+  // Fewer root rounds leave the nodes more to do.
+  QVNsetintparam(env, QVN_PARAM_CUTPASS, 1);
+  int nodeCuts = 0;
+  for (uint64_t seed = 1; seed <= 12; ++seed) {
+    checkPureInteger(knapsack(seed, 10), "knapsack " + std::to_string(seed));
+    const MipSearch *s = lp->mipSearch;
+    for (int k = 0; s && s->cuts && k < qvn::kCutFamilyCount; ++k) nodeCuts += s->cuts->nodeApplied[k];
+    checkPureInteger(randomIntegerModel(seed, 6, 4), "integer " + std::to_string(seed));
+    s = lp->mipSearch;
+    for (int k = 0; s && s->cuts && k < qvn::kCutFamilyCount; ++k) nodeCuts += s->cuts->nodeApplied[k];
+  }
+  EXPECT_GT(nodeCuts, 10);  // the nodes did find cuts
+}
+
 // Binaries that switch small general integers on and off through random
 // rows: probing finds fixings, conflicts and implied bounds here, and node
 // propagation acts on them.
