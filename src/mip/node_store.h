@@ -26,6 +26,9 @@ struct BoundChange {
 // one node; freed when the last holder lets go.
 struct SharedBasis {
   int holders = 0;
+  // The parent's LP ended optimal on it: the children, which differ only in
+  // bounds, start their dual simplex from a dual feasible basis.
+  bool dualFeasible = false;
   EnvVector<unsigned char> status;
 };
 
