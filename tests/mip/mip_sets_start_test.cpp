@@ -275,6 +275,33 @@ TEST_F(MipStartTest, FeasibleStartBecomesTheIncumbentBeforeTheRoot) {
   EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
 }
 
+TEST_F(MipStartTest, IntegerValuesAloneServeWhenTheContinuousOnesDoNotFit) {
+  // max 5a + 4b + c, 2a + 3b + c <= 6, a and b binary, 0 <= c <= 10. The
+  // start a = b = 1, c = 1.5 breaks the row; with a = b = 1 fixed the LP puts
+  // c at 1: objective 10, the optimum (a = 1, b = 0 gives at most 9).
+  MipModel m;
+  m.lp.objSense = QVN_MAX;
+  const int r = m.lp.addRow('L', 6);
+  m.lp.addCol(5, 0, 1, {{r, 2}});
+  m.lp.addCol(4, 0, 1, {{r, 3}});
+  m.lp.addCol(1, 0, 10, {{r, 1}});
+  m.ctype = "BBC";
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  const int index[3] = {0, 1, 2};
+  const double values[3] = {1.0, 1.0, 1.5};
+  ASSERT_EQ(QVNcopymipstart(env, lp, 3, index, values), 0);
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 0);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);
+  const std::string log = run();
+  EXPECT_NE(log.find("MIP start values provide initial solution with objective 10.0000.\n"), std::string::npos)
+      << log;
+  double objective = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+  EXPECT_EQ(objective, 10.0);
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+}
+
 TEST_F(MipStartTest, SecondAttemptTakesNearlyIntegralValues) {
   // max x1 + x2 + x3 + x4, 2 x_j <= 3, x_j integer in [0, 3]. The start's
   // values 1 + 3e-6 are too far from 1 to fix a column in a first attempt;
