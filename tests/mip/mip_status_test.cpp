@@ -200,7 +200,27 @@ TEST_F(MipStatusTest, TimeSolutionAndGapLimits) {
   ASSERT_EQ(QVNgetmiprelgap(env, lp, &gap), 0);
   EXPECT_LE(gap, 0.05);
   EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  // An absolute gap wider than any: the first incumbent (the empty knapsack
+  // of the start, or a root heuristic's) ends the run with 102, and bound
+  // and gap say how far it may be off.
   QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 1e9);
+  load(m);
+  {
+    std::vector<int> index(16);
+    std::vector<double> zero(16, 0.0);
+    for (int j = 0; j < 16; ++j) index[j] = j;
+    ASSERT_EQ(QVNcopymipstart(env, lp, 16, index.data(), zero.data()), 0);
+  }
+  EXPECT_EQ(run(), QVN_STAT_MIP_OPTIMAL_TOL);
+  double bound = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+  ASSERT_EQ(QVNgetbestobjval(env, lp, &bound), 0);
+  ASSERT_EQ(QVNgetmiprelgap(env, lp, &gap), 0);
+  EXPECT_LE(objective, optimum + 1e-6);
+  EXPECT_GE(bound, optimum - 1e-6);  // a maximization: the bound lies above the optimum
+  EXPECT_NEAR(gap, std::fabs(bound - objective) / (std::fabs(objective) + 1e-10), 1e-6 * gap);
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
   QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
   // A tree limit of a few bytes stops as soon as nodes are stored.
   QVNsetdblparam(env, QVN_PARAM_TRELIM, 1e-6);
