@@ -88,4 +88,28 @@ void observePseudoCost(PseudoCostTable &t, int col, bool up, double gain, double
   ++t.updateCount[col];
 }
 
+// A set branch moves the set's mass off one side: the down child gives up
+// the members after the split (the share 1 - x beyond what it keeps), the up
+// child those before it. Half the change is charged to the weight of the
+// nonzero members plus the share moved.
+void observeSetPseudoCost(PseudoCostTable &t, int set, bool up, double gain, double weight, double share) {
+  if (set < 0 || static_cast<size_t>(set) >= t.setUpdateCount.size()) return;
+  if (gain < 1e-10) gain = 0.0;
+  double observation;
+  if (up)
+    observation = share > 0.9999999999 ? 0.5 * gain / (weight + 1e-10) : 0.5 * gain / (1.0 + weight - share);
+  else
+    observation = 0.5 * gain / (weight + std::max(share, 1e-10));
+  double &cost = up ? t.setUpCost[set] : t.setDownCost[set];
+  cost = std::max(cost, observation);
+  ++t.setUpdateCount[set];
+}
+
+void setPseudoEstimates(const PseudoCostTable &t, int set, double weight, double share, double *down, double *up) {
+  *down = *up = 0.0;
+  if (set < 0 || static_cast<size_t>(set) >= t.setUpdateCount.size()) return;
+  *down = 2.0 * t.setDownCost[set] * (weight + std::max(share, 1e-10));
+  *up = 2.0 * t.setUpCost[set] * (1.0 + weight - share);
+}
+
 } // namespace qvn

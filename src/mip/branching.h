@@ -74,6 +74,12 @@ void proveBound(MipContext &ctx, int col, double lower, double upper);
 // Pseudo-cost observation after a child's LP: `gain` is the objective change,
 // `fraction` the parent's fractional part of the branched column.
 void observePseudoCost(PseudoCostTable &t, int col, bool up, double gain, double fraction);
+// The same after a child of a branch on set `set`: `weight` is the weight sum
+// of the set's nonzero members at the parent, `share` the part of the set's
+// mass that the down child keeps.
+void observeSetPseudoCost(PseudoCostTable &t, int set, bool up, double gain, double weight, double share);
+// Expected objective changes of the two children of a set branch.
+void setPseudoEstimates(const PseudoCostTable &t, int set, double weight, double share, double *down, double *up);
 
 int selectMinInfeasibility(MipContext &ctx, void *data, BranchRecord out[2]);
 int selectMaxInfeasibility(MipContext &ctx, void *data, BranchRecord out[2]);

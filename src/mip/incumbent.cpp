@@ -2,6 +2,7 @@
 // the node LP), the cutoff it implies, and the release of a search.
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "mip/callbacks.h"
 #include "mip/mip_log.h"
@@ -9,6 +10,7 @@
 #include "mip/cuts/cut_pool.h"
 #include "mip/heuristics/heuristics.h"
 #include "mip/mip_run.h"
+#include "simplex/engine.h"
 #include "simplex/lp_relaxation.h"
 
 namespace qvn {
@@ -37,6 +39,48 @@ double rowViolation(const LpData &d, const double *activity, int i) {
   }
   }
   return std::max({0.0, lo - a, a - up});
+}
+
+// Iterations the LP over the continuous columns may take for one candidate.
+constexpr int kExactLpIterations = 5000;
+
+// The candidate's integer columns fixed at their rounded values, the node
+// LP re-solved over the rest: a point whose integers are exact and whose
+// continuous values fit them, in `out`. False when the LP does not end
+// optimal. The node LP is put back exactly as it was, so a caller that holds
+// its arrays (the node loop, a dive) finds them unchanged.
+bool exactByFixedLp(MipRun &run, const EnvVector<double> &rounded, EnvVector<double> &out) {
+  MipSearch &s = *run.search;
+  if (!s.nodeLp) return false;
+  LpRelaxation &r = *s.nodeLp;
+  const int n = run.model->numCols;
+  EnvVector<int> cols;
+  EnvVector<double> values;
+  for (int j = 0; j < n; ++j)
+    if (s.kind[j] == ColKind::kInteger || s.kind[j] == ColKind::kSemiInteger) {
+      cols.push_back(j);
+      values.push_back(rounded[j]);
+    }
+  if (cols.empty() || static_cast<int>(cols.size()) == n) return false;
+  SavedRelaxState saved;
+  if (relaxSaveState(r, &saved.state) != 0) return false;
+  bool solved = false;
+  if (relaxChangeBounds(r, static_cast<int>(cols.size()), cols.data(), values.data(), values.data()) == 0) {
+    RelaxSolveLimits limits;
+    limits.iterationLimit = kExactLpIterations;
+    limits.timeLimit = std::max(0.0, run.control.timeLimit - elapsedSeconds(run));
+    int status = 0;
+    if (relaxSolve(r, limits, &status) == 0) {
+      s.iterationTotal += relaxIterations(r);
+      if (status == kRunOptimal) {
+        out.assign(relaxPrimal(r), relaxPrimal(r) + n);
+        for (size_t k = 0; k < cols.size(); ++k) out[cols[k]] = values[k];
+        solved = true;
+      }
+    }
+  }
+  if (relaxRestoreState(r, *saved.state) != 0) throw std::bad_alloc();
+  return solved;
 }
 
 } // namespace
@@ -115,7 +159,21 @@ bool offerIncumbent(MipRun &run, const double *x, int node, bool fromHeuristic) 
   if (solutionViolation(d, s.kind, s.semiLower.data(), rounded.data(), &integrality) <= kRoundedRowTol) {
     candidate.swap(rounded);
   } else {
-    const double violation = solutionViolation(d, s.kind, s.semiLower.data(), candidate.data(), &integrality);
+    double violation = solutionViolation(d, s.kind, s.semiLower.data(), candidate.data(), &integrality);
+    double rough = d.objOffset;
+    for (int j = 0; j < n; ++j) rough += d.objCoef[j] * candidate[j];
+    // Rounding alone moves rows: for a candidate worth keeping, the
+    // continuous columns are solved again around the exact integers.
+    EnvVector<double> exact;
+    if ((!s.incumbent.exists || run.sense * rough < s.incumbent.objective) && exactByFixedLp(run, rounded, exact)) {
+      double exactIntegrality = 0.0;
+      const double exactViolation = solutionViolation(d, s.kind, s.semiLower.data(), exact.data(), &exactIntegrality);
+      if (exactViolation <= std::max(kRoundedRowTol, std::min(violation, kAcceptTol))) {
+        candidate.swap(exact);
+        violation = exactViolation;
+        integrality = exactIntegrality;
+      }
+    }
     if (violation > kAcceptTol || integrality > run.control.epint) return false;
   }
   if (sosViolation(run.sos, candidate.data()) > kAcceptTol) return false;

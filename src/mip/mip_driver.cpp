@@ -180,6 +180,11 @@ int prepareSearch(Environment *env, Problem *lp, MipSearch &s, const MipControl 
   s.pseudo.updateCount.assign(static_cast<size_t>(n), 0);
   s.pseudo.downCost.assign(static_cast<size_t>(n), 0.01);
   s.pseudo.upCost.assign(static_cast<size_t>(n), 0.01);
+  const SosData *sos = heldSos(lp);
+  const size_t sets = sos ? static_cast<size_t>(sos->count) : 0;
+  s.pseudo.setUpdateCount.assign(sets, 0);
+  s.pseudo.setDownCost.assign(sets, 0.01);
+  s.pseudo.setUpCost.assign(sets, 0.01);
   return 0;
 }
 
@@ -487,11 +492,18 @@ int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited) {
       return f.code;
     }
   }
-  if (run.unprovedDrops > 0 && status == 101) {
-    // Optimality rests on every dropped node having a bound: without one the
-    // answer is only as good as the bounds of the rest.
-    QVNmsg(env->warningChannel, "Warning: %d node LPs unsolved; optimality not proved.\n", run.unprovedDrops);
-    status = 102;
+  if (s.unprovedBound < s.cutoff && (status == 101 || status == 103)) {
+    // Nodes dropped without a solved LP still hold what their bound allows:
+    // the run may claim only what that bound proves.
+    if (run.unprovedDrops > 0)
+      QVNmsg(env->warningChannel, "Warning: %d node LPs unsolved; optimality not proved.\n", run.unprovedDrops);
+    if (!s.incumbent.exists) {
+      status = 110;
+    } else {
+      const double z = s.incumbent.objective, b = s.unprovedBound, gap = std::fabs(z - b);
+      const bool within = gap < (std::fabs(b) + 1e-10) * run.control.epgap || gap < 1.0000000000001 * run.control.epagap;
+      status = within ? 102 : 109;
+    }
   }
   if (status == 101 || status == 103) {
     // The tree is exhausted: nothing open is left to bound the optimum.
@@ -610,6 +622,7 @@ double currentBestBound(const MipRun &run, const NodeRecord *current) {
   if (s.resume) best = std::min(best, s.resume->bound);
   if (current) best = std::min(best, current->bound);
   if (s.incumbent.exists) best = std::min(best, s.incumbent.objective);
+  if (s.unprovedBound < s.cutoff) best = std::min(best, s.unprovedBound);
   return best;
 }
 

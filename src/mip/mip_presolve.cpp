@@ -7,13 +7,24 @@
 #include <algorithm>
 #include <cmath>
 
+#include "mip/mip_run.h"
 #include "model/mip_data.h"
 #include "presolve/presolve_state.h"
 #include "runtime/environment.h"
+#include "simplex/engine.h"
+#include "simplex/lp_relaxation.h"
 
 namespace qvn {
 
 namespace {
+
+// Row violation an incumbent taken back may reach when its integer columns
+// are rounded, as for the candidates of the search itself.
+constexpr double kRoundedRowTolerance = 1e-9;
+// Limits of the LP that makes such an incumbent exact: short, and a small
+// part of the run's time limit, which the run has mostly used by then.
+constexpr int kExactIterations = 20000;
+constexpr double kExactSeconds = 1.0, kExactShare = 0.02;
 
 // The user's start on the reduced columns: a value of a column that lives on
 // keeps its place; columns merged with another (continuous pairs) have no
@@ -184,6 +195,52 @@ int presolvedRunStatus(const PresolveState &s, int reducedStatus) {
   return reducedStatus;
 }
 
+namespace {
+
+// The caller's model with its integer columns fixed at the values of
+// `rounded`, solved over the continuous columns by a relaxation of its own
+// (the search ran on the reduced problem): a point whose integers are exact,
+// in `exact`, which stays empty when the LP does not end optimal within a
+// short limit. 0 or an error of memory.
+int solveAroundIntegers(Environment *env, Problem *lp, const MipSearch &original, const EnvVector<double> &rounded,
+                        EnvVector<double> &exact) {
+  const LpData &d = *lp->lpData;
+  EnvVector<int> cols;
+  EnvVector<double> lower, upper;
+  for (int j = 0; j < d.numCols; ++j) {
+    const bool integer = original.kind[j] == ColKind::kInteger || original.kind[j] == ColKind::kSemiInteger;
+    if (!integer && original.kind[j] != ColKind::kSemiContinuous) continue;
+    cols.push_back(j);
+    // A semi-continuous column stays on its side: off, or inside its range.
+    const bool off = std::fabs(rounded[j]) <= kRoundedRowTolerance;
+    lower.push_back(integer || off ? rounded[j] : original.semiLower[j]);
+    upper.push_back(integer || off ? rounded[j] : d.upperBound[j]);
+  }
+  if (cols.empty() || static_cast<int>(cols.size()) == d.numCols) return 0;
+  LpRelaxation *r = nullptr;
+  const int created = relaxCreate(env, d, &r);
+  if (created != 0) return created == QVNERR_NO_MEMORY ? created : 0;
+  struct Release {
+    LpRelaxation *&r;
+    ~Release() { relaxFree(r); }
+  } release{r};
+  if (relaxChangeBounds(*r, static_cast<int>(cols.size()), cols.data(), lower.data(), upper.data()) != 0) return 0;
+  RelaxSolveLimits limits;
+  limits.iterationLimit = kExactIterations;
+  const double tilim = env->generalParams->tilim;
+  limits.timeLimit = std::min(kExactSeconds, kExactShare * tilim);
+  int status = 0;
+  const int failure = relaxSolve(*r, limits, &status);
+  if (failure == QVNERR_NO_MEMORY) return failure;
+  if (failure != 0 || status != kRunOptimal) return 0;
+  exact.assign(relaxPrimal(*r), relaxPrimal(*r) + d.numCols);
+  for (int j = 0; j < d.numCols; ++j)
+    if (original.kind[j] == ColKind::kInteger || original.kind[j] == ColKind::kSemiInteger) exact[j] = rounded[j];
+  return 0;
+}
+
+} // namespace
+
 int adoptReducedResult(Environment *env, Problem *lp, MipSearch &original) {
   const PresolveState &s = *lp->presolved;
   const LpData &d = *lp->lpData;
@@ -203,6 +260,27 @@ int adoptReducedResult(Environment *env, Problem *lp, MipSearch &original) {
   EnvVector<double> x(static_cast<size_t>(d.numCols), 0.0);
   const double *rx = haveReduced ? reduced->incumbent.x.data() : nullptr;
   QVN_TRY(QVNuncrushx(env, lp, x.data(), rx));
+  if (!original.kind.empty()) {
+    // Postsolve rebuilds removed columns from their rows, rounding included:
+    // integer columns go back onto their integers where the rows hold as
+    // tightly as before.
+    EnvVector<double> rounded(x);
+    for (int j = 0; j < d.numCols; ++j)
+      if (original.kind[j] == ColKind::kInteger || original.kind[j] == ColKind::kSemiInteger)
+        rounded[j] = std::round(rounded[j]);
+    double integrality = 0.0;
+    const double before = solutionViolation(d, original.kind, original.semiLower.data(), x.data(), &integrality);
+    const double tolerance = std::max(kRoundedRowTolerance, before);
+    if (solutionViolation(d, original.kind, original.semiLower.data(), rounded.data(), &integrality) <= tolerance) {
+      x.swap(rounded);
+    } else {
+      EnvVector<double> exact;
+      QVN_TRY(solveAroundIntegers(env, lp, original, rounded, exact));
+      if (!exact.empty() &&
+          solutionViolation(d, original.kind, original.semiLower.data(), exact.data(), &integrality) <= tolerance)
+        x.swap(exact);
+    }
+  }
   const double z = objectiveOf(d, x.data());
   if (!s.reduced) original.bestBound = z;  // presolve alone settled it
   if (original.incumbent.exists && original.incumbent.objective <= z) return 0;

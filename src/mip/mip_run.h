@@ -17,6 +17,7 @@ struct SosCandidate {
   int set;
   int split;        // position in the set's member list
   double weight;    // weight sum of the members at nonzero values
+  double share;     // part of the set's mass on the members up to the split
 };
 
 struct DebugSolution;
@@ -46,7 +47,7 @@ struct MipRun {
   // directions (1 up, -1 down, 0 free); empty when no order is in use.
   EnvVector<int> priority, orderDirection;
   int lpFailures = 0;      // node LPs that ended neither optimal nor proved
-  int unprovedDrops = 0;   // troubled nodes left without a bound or a branch
+  int unprovedDrops = 0;   // troubled nodes dropped without a bound (see MipSearch::unprovedBound)
   int diveSteps = 0;
   DebugSolution *debug = nullptr;  // a known solution the search must not cut off
   // A stop asked by a callback: 113 (aborted) or a failure of 1000 and up.

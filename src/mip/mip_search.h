@@ -32,6 +32,10 @@ struct IncumbentStore {
 struct PseudoCostTable {
   EnvVector<int> updateCount;
   EnvVector<double> downCost, upCost;
+  // The same for branches on special ordered sets, one entry per set: the
+  // change per unit of the set's weight on the side a child gives up.
+  EnvVector<int> setUpdateCount;
+  EnvVector<double> setDownCost, setUpCost;
 };
 
 enum class ColKind : unsigned char { kContinuous, kInteger, kSemiContinuous, kSemiInteger };
@@ -78,6 +82,10 @@ struct MipSearch {
   double cutoff = qvn::kTreeInfinity;
   // Lowest bound of any open node when the last run stopped, minimization sense.
   double bestBound = -qvn::kTreeInfinity;
+  // Lowest bound of the nodes dropped because their LP could not be solved
+  // and nothing was left to branch on: no proof covers what they held, so
+  // the best bound of the run stays at or below it.
+  double unprovedBound = qvn::kTreeInfinity;
   // The stored basis of the root LP, for a resumed run.
   qvn::SharedBasis *rootBasis = nullptr;
   // Columns whose node LP bounds differ from the root's now.

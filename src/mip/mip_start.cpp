@@ -1,8 +1,9 @@
 // The MIP start: the user's values fix their columns on the node LP and a
 // short dive on what is left (a fixed-problem solve of at most three LPs)
 // looks for an integer point; a second, looser attempt follows when the first
-// one's LP did not even solve. Either way the node LP goes back to the root's
-// bounds before the root is solved.
+// one's LP did not even solve, and a last one that fixes the integer values
+// alone when neither found a point. Either way the node LP goes back to the
+// root's bounds before the root is solved.
 #include <algorithm>
 #include <cmath>
 
@@ -40,11 +41,18 @@ struct StartFixing {
   }
 };
 
+// The attempts, in their order: the values as given, then looser, then the
+// integer values alone with the continuous columns left to the LP (a start
+// written from another model's solution, or taken through presolve, may
+// carry continuous values that fit its integers only to their rounding).
+enum class Attempt { kFirst, kSecond, kIntegersOnly };
+
 // The bounds one attempt puts on the node LP: given values inside their
 // bounds fix their columns (integers only when within reach of an integer);
 // the second attempt also takes values outside the bounds, moved onto the
 // nearest bound, and integer values within EPINT relative to their size.
-void startBounds(const MipRun &run, const MipStartData &start, bool second, StartFixing &fixing) {
+void startBounds(const MipRun &run, const MipStartData &start, Attempt attempt, StartFixing &fixing) {
+  const bool second = attempt != Attempt::kFirst;
   const MipSearch &s = *run.search;
   const double eprhs = run.env->generalParams->eprhs;
   const double integrality = second ? std::max(run.control.epint, std::ldexp(1.0, -51)) : kFirstIntegrality;
@@ -65,12 +73,15 @@ void startBounds(const MipRun &run, const MipStartData &start, bool second, Star
       break;
     }
     case ColKind::kSemiContinuous:
+      if (attempt == Attempt::kIntegersOnly) break;
       if (std::fabs(v) < 1e-10)
         fixing.fix(j, 0.0, 0.0);
       else
         fixing.fix(j, v, v);
       break;
-    default: fixing.fix(j, v, v); break;
+    default:
+      if (attempt != Attempt::kIntegersOnly) fixing.fix(j, v, v);
+      break;
     }
   }
 }
@@ -92,11 +103,11 @@ int mostFractional(const MipRun &run, const double *x) {
 }
 
 // One attempt. `lpSolved` tells whether its last LP ended optimal.
-int attemptStart(MipRun &run, const MipStartData &start, bool second, bool *found, bool *lpSolved) {
+int attemptStart(MipRun &run, const MipStartData &start, Attempt attempt, bool *found, bool *lpSolved) {
   MipSearch &s = *run.search;
   LpRelaxation &r = *s.nodeLp;
   StartFixing fixing;
-  startBounds(run, start, second, fixing);
+  startBounds(run, start, attempt, fixing);
   *found = false;
   *lpSolved = false;
   QVN_TRY(relaxChangeBounds(r, static_cast<int>(fixing.cols.size()), fixing.cols.data(), fixing.lower.data(),
@@ -140,8 +151,9 @@ int tryMipStart(MipRun &run) {
     return 0;
   const MipStartData &start = *data->startData;
   bool found = false, lpSolved = false;
-  QVN_TRY(attemptStart(run, start, false, &found, &lpSolved));
-  if (!found && !lpSolved) QVN_TRY(attemptStart(run, start, true, &found, &lpSolved));
+  QVN_TRY(attemptStart(run, start, Attempt::kFirst, &found, &lpSolved));
+  if (!found && !lpSolved) QVN_TRY(attemptStart(run, start, Attempt::kSecond, &found, &lpSolved));
+  if (!found) QVN_TRY(attemptStart(run, start, Attempt::kIntegersOnly, &found, &lpSolved));
   if (run.control.display <= 0) return 0;
   if (!found) {
     QVNmsg(run.env->resultsChannel, "Warning:  no solution found from MIP start values.\n");

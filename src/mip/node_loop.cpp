@@ -35,6 +35,9 @@ constexpr double kSosZero = 1e-6;
 // Branch values beyond this magnitude are refused: the children's bounds
 // would no longer be exact integers in the LP's arithmetic.
 constexpr double kIntegerLimit = 2100000000.0;
+// The failure a node LP reports under the test hook that makes it give up
+// (the factor's "singular basis", not fatal to the run).
+constexpr int kFailedOnPurpose = 1256;
 
 struct NodeResult {
   NodeOutcome outcome = NodeOutcome::kLpTrouble;
@@ -124,7 +127,9 @@ int installBasis(MipRun &run, const SharedBasis &b) {
   if (!carryBasis(run.search->cuts, b.rowEpoch, n, b.status.data(), static_cast<int>(b.status.size()), m,
                   run.colStatus.data(), run.rowStatus.data()))
     return 0;
-  return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data());
+  // Dual feasibility survives rows that enter basic, not rows taken out.
+  return relaxSetBasis(r, run.colStatus.data(), run.rowStatus.data(),
+                       b.dualFeasible && b.rowEpoch == rowEpoch(run));
 }
 
 SharedBasis *snapshotBasis(MipRun &run) {
@@ -172,10 +177,10 @@ void findSosCandidates(MipRun &run, const double *x, NodeResult &res) {
     for (int k = first; k <= last; ++k)
       if (sos.weight[k] <= mean) split = k;
     split = std::clamp(split, two ? first + 1 : first, last - 1);
-    run.sosCandidates.push_back(SosCandidate{t, split, weightSum});
-    ++res.iinf;
     double below = 0.0;
     for (int k = first; k <= split; ++k) below += std::fabs(x[sos.member[k]]);
+    run.sosCandidates.push_back(SosCandidate{t, split, weightSum, below / mass});
+    ++res.iinf;
     res.sumInf += std::min(below, mass - below) / mass;
   }
 }
@@ -212,6 +217,30 @@ void findCandidates(MipRun &run, const double *x, NodeResult &res) {
   if (run.sos) findSosCandidates(run, x, res);
 }
 
+// The branch of a node whose LP failed and left no fractional candidate:
+// the integer column of the widest range still open at the node, split next
+// to its LP value when the LP left one, else in the middle. False when every
+// integer column is fixed.
+bool splitUnfixed(const MipRun &run, const NodeResult &res, BranchRecord rec[2]) {
+  const MipSearch &s = *run.search;
+  int best = -1;
+  double widest = 0.0;
+  for (int j = 0; j < run.model->numCols; ++j) {
+    if (s.kind[j] != ColKind::kInteger) continue;
+    const double range = run.nodeUpper[j] - run.nodeLower[j];
+    if (range >= 0.5 && range > widest) best = j, widest = range;
+  }
+  if (best < 0) return false;
+  const double lo = run.nodeLower[best], up = run.nodeUpper[best];
+  double v = res.iinf >= 0 ? relaxPrimal(*s.nodeLp)[best] : 0.5 * (lo + up);
+  if (!std::isfinite(v) || std::fabs(v) >= kInfinity) v = lo > -kInfinity ? lo : up < kInfinity ? up - 1.0 : 0.0;
+  // Children x <= b and x >= b + 1, both inside the node's range.
+  const double b = std::clamp(std::floor(v), lo, up - 1.0);
+  rec[0] = BranchRecord{'D', best, b + 0.5, 0.0};
+  rec[1] = BranchRecord{'U', best, b + 0.5, 0.0};
+  return true;
+}
+
 // Failures of a node LP that end the run: memory and the problem's own faults.
 bool fatalLpFailure(int failure) {
   return failure < 0 || failure == QVNERR_NO_MEMORY || failure == 1018 || failure == 5002;
@@ -239,12 +268,19 @@ int solveNode(MipRun &run, NodeResult &res) {
   limits.display = run.control.display == 5 ? run.env->generalParams->simdisplay : 0;
   int status = 0;
   int failure = relaxSolve(*s.nodeLp, limits, &status);
+  DebugRecord &hook = run.env->debug;
+  const bool failOnPurpose = hook.failNodeLps > 0 && s.nodeCount > 0;
+  if (failOnPurpose) {
+    --hook.failNodeLps;
+    failure = kFailedOnPurpose;
+  }
   if (failure != 0 && !fatalLpFailure(failure)) {
     // A failed node LP (a singular basis, say) is not the run's end: once
     // more from the slack basis, and if that fails too the node stays
     // unsolved and proves nothing.
     QVN_TRY(installSlackBasis(run));
     failure = relaxSolve(*s.nodeLp, limits, &status);
+    if (failOnPurpose) failure = kFailedOnPurpose;
     if (failure != 0 && !fatalLpFailure(failure)) {
       ++run.lpFailures;
       run.candidates.clear();
@@ -290,8 +326,9 @@ int solveNode(MipRun &run, NodeResult &res) {
 
 void updatePseudoCost(MipRun &run, const NodeRecord &node, const NodeResult &res) {
   MipSearch &s = *run.search;
-  if (node.branchVar < 0 || (node.direction != 'U' && node.direction != 'D')) return;
-  if (s.kind[node.branchVar] != ColKind::kInteger) return;
+  if (node.direction != 'U' && node.direction != 'D') return;
+  const bool setBranch = node.branchVar < 0 && node.branchSet >= 0 && node.sosWeight >= 0.0;
+  if (!setBranch && (node.branchVar < 0 || s.kind[node.branchVar] != ColKind::kInteger)) return;
   double now;
   if (res.outcome == NodeOutcome::kFractional || res.outcome == NodeOutcome::kIntegral)
     now = res.objective;
@@ -299,6 +336,11 @@ void updatePseudoCost(MipRun &run, const NodeRecord &node, const NodeResult &res
     now = std::max(s.cutoff, s.cutoff + std::fabs(s.cutoff) * 1e-10 + 1e-10);
   else
     return;
+  if (setBranch) {
+    observeSetPseudoCost(s.pseudo, node.branchSet, node.direction == 'U', std::fabs(now - node.objective),
+                         node.sosWeight, node.branchValue);
+    return;
+  }
   const double f = node.branchValue - std::floor(node.branchValue);
   observePseudoCost(s.pseudo, node.branchVar, node.direction == 'U', std::fabs(now - node.objective), f);
 }
@@ -340,7 +382,7 @@ void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int lef
   line.iterations = s.iterationTotal;
   char name[32];
   line.variable = node.branchVar >= 0 ? columnName(*run.model, node.branchVar, name) : nullptr;
-  line.direction = node.direction;
+  line.direction = node.branchSet >= 0 ? 'C' : node.direction;
   line.parent = node.parentSequence;
   line.depth = node.depth;
   printNodeLine(run.env, line);
@@ -371,7 +413,7 @@ void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeu
   const double best = currentBestBound(run, current);
   line.bestNode = std::fabs(best) >= 1e74 ? best : userValue(run, best);
   line.iterations = s.iterationTotal;
-  line.direction = current ? current->direction : 'N';
+  line.direction = !current ? 'N' : current->branchSet >= 0 ? 'C' : current->direction;
   line.parent = current ? current->parentSequence : -1;
   line.depth = current ? current->depth : 0;
   printNodeLine(run.env, line);
@@ -517,6 +559,7 @@ NodeRecord *branch(MipRun &run, NodeRecord *node, const NodeResult &res, const B
       throw;
     }
   }
+  if (basis) basis->dualFeasible = res.outcome == NodeOutcome::kFractional;
   return chooseNext(run, children);
 }
 
@@ -541,24 +584,68 @@ NodeRecord *branchSos(MipRun &run, NodeRecord *node, const NodeResult &res, cons
       if (run.nodeUpper[j] != 0.0 || run.nodeLower[j] != 0.0) changes.push_back(BoundChange{j, 0.0, 0.0});
     }
     if (!possible) continue;
-    NodeRecord *child = makeChild(run, *node, res, -1, down ? 'D' : 'U', sos.weight[c.split], changes.data(),
+    NodeRecord *child = makeChild(run, *node, res, -1, down ? 'D' : 'U', c.share, changes.data(),
                                   static_cast<int>(changes.size()), 0.0, false);
     child->branchSet = c.set;
     child->sosWeight = c.weight;
     children[k] = keepChild(run, child, basis);
   }
+  if (basis) basis->dualFeasible = res.outcome == NodeOutcome::kFractional;
+  // The cheaper side first, by the sets' pseudo costs once any were seen.
+  double downEstimate = 0.0, upEstimate = 0.0;
+  setPseudoEstimates(run.search->pseudo, c.set, c.weight, c.share, &downEstimate, &upEstimate);
+  if (upEstimate < downEstimate) std::swap(children[0], children[1]);
   return chooseNext(run, children);
 }
 
-// Keeps the candidates of the largest priority, in their order.
+// The set to branch on among those violated: by pseudo costs under the
+// pseudo-cost rules, else the one whose mass is split most evenly.
+const SosCandidate &chooseSet(const MipRun &run) {
+  size_t best = 0;
+  double bestScore = -1.0;
+  const bool byCosts = run.control.varSelect == 2 || run.control.varSelect == 4;
+  for (size_t k = 0; k < run.sosCandidates.size(); ++k) {
+    const SosCandidate &c = run.sosCandidates[k];
+    double score = std::min(c.share, 1.0 - c.share);
+    if (byCosts) {
+      double down = 0.0, up = 0.0;
+      setPseudoEstimates(run.search->pseudo, c.set, c.weight, c.share, &down, &up);
+      score = scoreProduct(down, up);
+    }
+    if (score > bestScore) best = k, bestScore = score;
+  }
+  return run.sosCandidates[best];
+}
+
+// Priority of a set: the largest of its members' (-1 when none has one).
+int setPriority(const MipRun &run, int set) {
+  int top = -1;
+  for (int k = run.sos->start[set]; k < run.sos->start[set + 1]; ++k)
+    top = std::max(top, run.priority[run.sos->member[k]]);
+  return top;
+}
+
+// Keeps the candidates of the largest priority, in their order: columns and
+// sets alike, so that sets of a higher priority than every fractional column
+// are branched on first.
 void filterByPriority(MipRun &run) {
-  if (run.priority.empty() || run.candidates.empty()) return;
+  if (run.priority.empty()) return;
   int top = -1;
   for (const BranchCandidate &c : run.candidates) top = std::max(top, run.priority[c.col]);
+  for (int j : run.semiCandidates) top = std::max(top, run.priority[j]);
+  for (const SosCandidate &c : run.sosCandidates) top = std::max(top, setPriority(run, c.set));
   size_t kept = 0;
   for (size_t k = 0; k < run.candidates.size(); ++k)
     if (run.priority[run.candidates[k].col] == top) run.candidates[kept++] = run.candidates[k];
   run.candidates.resize(kept);
+  kept = 0;
+  for (size_t k = 0; k < run.semiCandidates.size(); ++k)
+    if (run.priority[run.semiCandidates[k]] == top) run.semiCandidates[kept++] = run.semiCandidates[k];
+  run.semiCandidates.resize(kept);
+  kept = 0;
+  for (size_t k = 0; k < run.sosCandidates.size(); ++k)
+    if (setPriority(run, run.sosCandidates[k].set) == top) run.sosCandidates[kept++] = run.sosCandidates[k];
+  run.sosCandidates.resize(kept);
 }
 
 // The order's direction of a column, then BRDIR, override the rule's choice
@@ -704,8 +791,16 @@ int runNodeLoop(MipRun &run) {
         branched = true;
         break;
       }
+      if (res.outcome == NodeOutcome::kLpTrouble && splitUnfixed(run, res, rec)) {
+        // Nothing fractional to go by (or no point at all): the subtree is
+        // still split, so that smaller LPs get their chance to solve.
+        res.objective = current->bound;
+        branched = true;
+        break;
+      }
       if (res.outcome != NodeOutcome::kFractional) break;
       if (res.objective > current->bound) current->bound = res.objective;
+      filterByPriority(run);
       if (run.semiCandidates.empty() == false && run.candidates.empty()) {
         const int j = run.semiCandidates[0];
         const double v = relaxPrimal(*s.nodeLp)[j];
@@ -724,7 +819,6 @@ int runNodeLoop(MipRun &run) {
         ++cutRounds;
         continue;
       }
-      filterByPriority(run);
       MipContext ctx{};
       ctx.env = run.env;
       ctx.nodeLp = s.nodeLp;
@@ -796,8 +890,12 @@ int runNodeLoop(MipRun &run) {
       // A troubled LP still offers its point; the checker on the model decides.
       if (res.outcome == NodeOutcome::kIntegral || res.iinf == 0)
         newIncumbent = offerIncumbent(run, relaxPrimal(*s.nodeLp), static_cast<int>(s.nodeCount), false);
-      // An unsolved LP bounds nothing: the subtree is dropped unproved.
-      if (res.outcome == NodeOutcome::kLpTrouble) ++run.unprovedDrops;
+      // An unsolved LP with nothing left to split bounds nothing: the subtree
+      // is dropped, and its bound stays with the run's best bound.
+      if (res.outcome == NodeOutcome::kLpTrouble && !branched && current->bound < s.cutoff) {
+        ++run.unprovedDrops;
+        s.unprovedBound = std::min(s.unprovedBound, current->bound);
+      }
     }
     if (newIncumbent) {
       storePrune(s.store, s.cutoff);
@@ -813,7 +911,7 @@ int runNodeLoop(MipRun &run) {
     NodeRecord *next = nullptr;
     CurrentNodeGuard nextGuard{s, next};
     if (branched) next = branch(run, current, res, rec, trialBounds);
-    if (sosBranch) next = branchSos(run, current, res, run.sosCandidates[0]);
+    if (sosBranch) next = branchSos(run, current, res, chooseSet(run));
     if (res.outcome == NodeOutcome::kFractional) {
       // The node LP still holds this node's optimum; the heuristics restore it.
       const int before = s.incumbent.found;

@@ -28,6 +28,9 @@ struct SharedBasis {
   int holders = 0;
   // The cut pool's row epoch when it was taken: the rows it speaks of.
   int rowEpoch = 0;
+  // The parent's LP ended optimal on it: the children, which differ only in
+  // bounds, start their dual simplex from a dual feasible basis.
+  bool dualFeasible = false;
   EnvVector<unsigned char> status;
 };
 

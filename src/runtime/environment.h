@@ -48,6 +48,9 @@ struct DebugRecord {
   int level;
   int failures;
   char first[256];
+  // Test hook: this many node LPs of a MIP tree (the root's excepted) give
+  // up as a numerical failure would, each counting one down.
+  int failNodeLps;
 };
 
 // A MIP callback as registered: the function (cast back by its kind) and

@@ -7,6 +7,7 @@
 
 #include "runtime/frame.h"
 #include "simplex/claim_check.h"
+#include "simplex/dual_pricing.h"
 #include "simplex/loops.h"
 #include "simplex/lp_relaxation_internal.h"
 
@@ -363,7 +364,12 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   SimplexEngine &f = r.finishUsed ? r.finish : w;
   if (!refactorDue(f.factor)) refinePrimal(f);
   collectResults(r, f, run, dualsReady);
-  r.dualFeasible = run == kRunOptimal;
+  // A dual run that stopped at infeasibility, the cutoff or a limit usually
+  // leaves a basis that is still dual feasible for the real costs: the next
+  // solve after bound changes then needs no implied boxes either.
+  r.dualFeasible = run == kRunOptimal ||
+                   ((run == kRunInfeasible || run == kRunObjLimit || run == kRunIterLimit) &&
+                    dualInfeasibility(f, true) == 0.0);
   if (r.finishUsed) {
     // The held basis follows the finish when the finish moved it.
     EnvVector<int> c1(static_cast<size_t>(w.n + 1)), r1(static_cast<size_t>(w.m + 1));
@@ -499,20 +505,112 @@ void relaxGetBasis(const LpRelaxation &r, int *colStatus, int *rowStatus) {
   }
 }
 
-int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus) {
+namespace {
+
+// Basis changes that a new basis may differ by and still be reached by
+// factor updates: beyond them one factorization is cheaper than the updates
+// and the longer update file they leave.
+constexpr int kMinBasisPivots = 8;
+constexpr int kBasisPivotShare = 20;  // or one in this many rows
+// A pivot of the change below this, absolute or relative to the column's
+// largest entry, is not taken: the factor would lose accuracy.
+constexpr double kBasisPivotTol = 1e-7, kBasisPivotRelTol = 1e-3;
+
+// Nonbasic variable j at the bound its status names, as installBasis does.
+void placeByStatus(SimplexEngine &e, int j, int status) {
+  const bool lo = e.lower[j] > -kInfinity, up = e.upper[j] < kInfinity;
+  if (status == 2 && up)
+    e.move[j] = kAtUpper;
+  else if (status == 3 && !lo && !up)
+    e.move[j] = kAtZero;
+  else
+    e.move[j] = lo ? kAtLower : up ? kAtUpper : kAtZero;
+  if (e.move[j] == kAtZero) e.x[j] = 0.0;
+  placeNonbasic(e, j);
+}
+
+// Reaches the basis given by status codes from the held one by replacing
+// columns of the current factor, one update each, when few differ. The dual
+// weights follow each replacement. False when the factor is not current, too
+// many columns differ or a replacement has no safe pivot; the engine then
+// holds a valid basis and factor part way, and the caller installs the basis
+// in full.
+bool pivotToBasis(SimplexEngine &e, const int *colStatus, const int *rowStatus, EnvVector<int> &entering,
+                  EnvVector<int> &leaving) {
+  if (!e.factorCurrent || refactorDue(e.factor)) return false;
+  auto statusOf = [&](int j) { return j < e.n ? colStatus[j] : rowStatus[j - e.n]; };
+  entering.clear();
+  leaving.clear();
+  const int limit = std::max(kMinBasisPivots, e.m / kBasisPivotShare);
+  for (int j = 0; j < e.nt; ++j) {
+    const bool wanted = statusOf(j) == 1, basic = e.basicPos[j] >= 0;
+    if (wanted && !basic) entering.push_back(j);
+    if (basic && !wanted) leaving.push_back(e.basicPos[j]);
+    if (static_cast<int>(entering.size()) > limit || static_cast<int>(leaving.size()) > limit) return false;
+  }
+  if (entering.size() != leaving.size()) return false;
+  HVector &col = e.column;
+  for (const int q : entering) {
+    hvClear(col);
+    addColumn(*e.lp, q, 1.0, col.array.data());
+    col.count = -1;
+    ftranForUpdate(e.factor, col);
+    double largest = 0.0, best = 0.0;
+    size_t at = leaving.size();
+    if (col.count >= 0)
+      for (int k = 0; k < col.count; ++k) largest = std::max(largest, std::fabs(col.array[col.index[k]]));
+    else
+      for (int k = 0; k < e.m; ++k) largest = std::max(largest, std::fabs(col.array[k]));
+    for (size_t k = 0; k < leaving.size(); ++k) {
+      const double a = std::fabs(col.array[leaving[k]]);
+      if (a > best) best = a, at = k;
+    }
+    if (at == leaving.size() || best < kBasisPivotTol || best < kBasisPivotRelTol * largest) {
+      hvClear(col);
+      return false;
+    }
+    const int r = leaving[at];
+    leaving[at] = leaving.back();
+    leaving.pop_back();
+    const double alpha = col.array[r];
+    if (e.dualWeightsValid) {
+      btranUnitRow(e, r);
+      updateDualWeights(e, r, alpha);
+      hvClear(e.rowRho);
+    }
+    updateFactor(e.factor, r, alpha);
+    const int out = e.head[r];
+    changeBasis(e, q, r, kAtLower);
+    placeByStatus(e, out, statusOf(out));
+    hvClear(col);
+    if (refactorDue(e.factor)) return false;
+  }
+  for (int j = 0; j < e.nt; ++j)
+    if (e.basicPos[j] < 0) placeByStatus(e, j, statusOf(j));
+  return true;
+}
+
+} // namespace
+
+int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus, bool dualFeasible) {
   if (!colStatus || !rowStatus) return QVNERR_NULL_POINTER;
   SimplexEngine &e = r.work;
   for (int j = 0; j < e.n; ++j)
     if (colStatus[j] < 0 || colStatus[j] > 3) return QVNERR_BAD_ARGUMENT;
   for (int i = 0; i < e.m; ++i)
     if (rowStatus[i] < 0 || rowStatus[i] > 3) return QVNERR_BAD_ARGUMENT;
-  resetWorkingData(e);
-  installBasis(e, colStatus, rowStatus);
-  r.dualFeasible = false;
-  e.dualWeightsValid = false;
-  e.primalWeightsValid = false;
-  e.startGiven = true;
-  return 0;
+  return runCaught([&]() -> int {
+    resetWorkingData(e);
+    EnvVector<int> entering, leaving;
+    if (!pivotToBasis(e, colStatus, rowStatus, entering, leaving)) {
+      installBasis(e, colStatus, rowStatus);
+      e.dualWeightsValid = false;
+    }
+    r.dualFeasible = dualFeasible;
+    e.primalWeightsValid = false;
+    e.startGiven = true;
+    return 0;
+  });
 }
 
 int relaxBasicVariable(const LpRelaxation &r, int pos) {

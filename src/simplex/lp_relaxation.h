@@ -80,7 +80,13 @@ const double *relaxReducedCosts(const LpRelaxation &r); // numCols reduced costs
 int relaxIterations(const LpRelaxation &r);             // of the last solve
 
 void relaxGetBasis(const LpRelaxation &r, int *colStatus, int *rowStatus);
-int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus);
+// Installs a basis. One that differs from the held basis in a few columns is
+// reached by updates of the held factor (no factorization, pricing weights
+// kept). `dualFeasible` tells that the basis is known to be dual feasible for
+// the present costs and rows (an optimal basis of this relaxation, only
+// bounds changed since), so that the dual simplex may start from it as it
+// is; a wrong claim costs a dual phase 1, never a wrong answer.
+int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus, bool dualFeasible = false);
 
 // Basic variable at basis position pos: a column j < numCols, or numCols + i
 // for the logical of row i.

@@ -4,10 +4,12 @@
 
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "mip/mip_check.h"
 #include "mip/mip_models.h"
 #include "runtime/alloc.h"
+#include "runtime/debug_checks.h"
 #include "support/test_support.h"
 
 namespace qvntest {
@@ -63,6 +65,55 @@ TEST_F(MipFailureTest, AnErrorInTheTreeEndsWithOrWithoutIncumbent) {
   EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_FAIL_FEAS);
   EXPECT_TRUE(hasIncumbent());
   EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  takeErrors();
+}
+
+TEST_F(MipFailureTest, UnsolvedNodeLpsNeverProveAnything) {
+  // The knapsack's root is fractional without cuts; heuristics and presolve
+  // stay out so that only the tree finds integer points.
+  const MipModel m = knapsack(4, 7);
+  double optimum = 0.0;
+  ASSERT_TRUE(enumerateOptimum(m, &optimum));
+  QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
+  // A few failed node LPs: their subtrees are split further and solved
+  // below them, so the optimum is still found and proved.
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  env->debug.failNodeLps = 3;
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  EXPECT_EQ(env->debug.failNodeLps, 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
+  double z = 0.0, bound = 0.0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
+  EXPECT_TRUE(sameObjective(z, optimum)) << z << " vs " << optimum;
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  // Every node LP below the root fails: nothing is solved, nothing proved.
+  // Without an incumbent the run must not call the model infeasible.
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  env->debug.failNodeLps = 1000000;
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_FAIL_INFEAS);
+  EXPECT_FALSE(hasIncumbent());
+  // With an empty knapsack as the start the run has an incumbent, but its
+  // bound (a maximization: from above) stays where the root left it.
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  std::vector<int> index(7);
+  std::vector<double> zero(7, 0.0);
+  for (int j = 0; j < 7; ++j) index[j] = j;
+  ASSERT_EQ(QVNcopymipstart(env, lp, 7, index.data(), zero.data()), 0);
+  env->debug.failNodeLps = 1000000;
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  env->debug.failNodeLps = 0;
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_FAIL_FEAS);
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  ASSERT_EQ(QVNgetbestobjval(env, lp, &bound), 0);
+  EXPECT_GE(bound, optimum - 1e-6);
+  double gap = 0.0;
+  ASSERT_EQ(QVNgetmiprelgap(env, lp, &gap), 0);
+  EXPECT_GT(gap, 1e-4);
   takeErrors();
 }
 

@@ -137,6 +137,99 @@ TEST_F(MipSetsTest, SemiIntegerColumnsInAndBeyondTheirGap) {
   expectOptimum(s, 4.0, '1', {}, "beyond the gap");
 }
 
+TEST_F(MipSetsTest, SetsAndColumnsUnderEveryRuleAndPriority) {
+  // Two independent parts in one model: a knapsack of binaries and an SOS1
+  // of continuous columns under a row of its own. The optimum is the sum of
+  // the knapsack's (by enumeration) and the best single column of the set.
+  for (int seed = 1; seed <= 2; ++seed) {
+    MipModel m = knapsack(seed + 40, 8);
+    MipModel sack = m;
+    double sackOptimum = 0.0;
+    ASSERT_TRUE(enumerateOptimum(sack, &sackOptimum));
+    TestRandom random(seed + 200);
+    const double b = random.range(10, 40);
+    const int row = m.lp.addRow('L', b);
+    std::vector<int> members;
+    double best = 0.0;
+    for (int j = 0; j < 5; ++j) {
+      const double c = random.range(1, 20), a = random.range(1, 9), u = random.range(1, 12);
+      members.push_back(m.lp.addCol(c, 0, u, {{row, a}}));
+      best = std::max(best, c * std::min(u, b / a));
+    }
+    m.ctype += std::string(5, 'C');
+    const int n = m.lp.numCols();
+    for (int varsel : {-1, 1, 2, 3, 4})
+      for (int order = 0; order < 3; ++order) {
+        const std::string what = "seed " + std::to_string(seed) + " varsel " + std::to_string(varsel) + " order " +
+                                 std::to_string(order);
+        ASSERT_EQ(loadMipModel(env, lp, m), 0);
+        addSet('1', members);
+        // Order 1 ranks the set's members above the binaries, order 2 below.
+        if (order > 0) {
+          std::vector<int> index(n), priority(n);
+          for (int j = 0; j < n; ++j) {
+            index[j] = j;
+            const bool member = std::find(members.begin(), members.end(), j) != members.end();
+            priority[j] = member == (order == 1) ? 10 : 1;
+          }
+          ASSERT_EQ(QVNcopyorder(env, lp, n, index.data(), priority.data(), nullptr), 0);
+        }
+        QVNsetintparam(env, QVN_PARAM_VARSEL, varsel);
+        expectOptimum(m, sackOptimum + best, '1', members, what);
+      }
+  }
+  QVNsetintparam(env, QVN_PARAM_VARSEL, 0);
+}
+
+TEST_F(MipSetsTest, SetOfHigherPriorityIsBranchedFirst) {
+  // The SOS1 part alone is fractional at the root (two members share the
+  // row), and so is the knapsack: with the set ranked first, the root's
+  // branch is on the set, which the log shows without a column name.
+  MipModel m = knapsack(9, 8);
+  const int row = m.lp.addRow('L', 10);
+  std::vector<int> members;
+  members.push_back(m.lp.addCol(5, 0, 4, {{row, 1}}));
+  members.push_back(m.lp.addCol(5, 0, 4, {{row, 1}}));
+  members.push_back(m.lp.addCol(5, 0, 4, {{row, 1}}));
+  m.ctype += "CCC";
+  const int n = m.lp.numCols();
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  addSet('1', members);
+  std::vector<int> index(n), priority(n, 1);
+  for (int j = 0; j < n; ++j) index[j] = j;
+  for (int j : members) priority[j] = 5;
+  ASSERT_EQ(QVNcopyorder(env, lp, n, index.data(), priority.data(), nullptr), 0);
+  std::string branches;
+  QVNCHANNELptr logChannel = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, nullptr, nullptr, nullptr, &logChannel), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, logChannel, &branches, appendText), 0);
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 5);
+  QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  QVNdelfuncdest(env, logChannel, &branches, appendText);
+  // The children of the root (parent 0, depth 1) carry no column name; a
+  // set's child shows the letter C.
+  const size_t header = branches.find("         Variable B Parent  Depth");
+  ASSERT_NE(header, std::string::npos) << branches;
+  EXPECT_NE(branches.find(std::string(16, ' ') + " C      0      1", header), std::string::npos) << branches;
+  int children = 0;
+  for (size_t at = branches.find("      0      1", header); at != std::string::npos && children < 100;
+       at = branches.find("      0      1", at + 1), ++children) {
+    ASSERT_GE(at, header + 18);
+    EXPECT_EQ(branches.substr(at - 18, 16), std::string(16, ' ')) << branches.substr(at - 18, 32);
+  }
+  EXPECT_GT(children, 0);
+  double sackOptimum = 0.0;
+  ASSERT_TRUE(enumerateOptimum(knapsack(9, 8), &sackOptimum));
+  ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
+  double objective = 0.0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+  EXPECT_TRUE(sameObjective(objective, sackOptimum + 20.0)) << objective;
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+}
+
 class MipStartTest : public MipSetsTest {
 protected:
   std::string run() {
@@ -179,6 +272,33 @@ TEST_F(MipStartTest, FeasibleStartBecomesTheIncumbentBeforeTheRoot) {
   ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
   ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
   EXPECT_TRUE(sameObjective(objective, optimum));
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+}
+
+TEST_F(MipStartTest, IntegerValuesAloneServeWhenTheContinuousOnesDoNotFit) {
+  // max 5a + 4b + c, 2a + 3b + c <= 6, a and b binary, 0 <= c <= 10. The
+  // start a = b = 1, c = 1.5 breaks the row; with a = b = 1 fixed the LP puts
+  // c at 1: objective 10, the optimum (a = 1, b = 0 gives at most 9).
+  MipModel m;
+  m.lp.objSense = QVN_MAX;
+  const int r = m.lp.addRow('L', 6);
+  m.lp.addCol(5, 0, 1, {{r, 2}});
+  m.lp.addCol(4, 0, 1, {{r, 3}});
+  m.lp.addCol(1, 0, 10, {{r, 1}});
+  m.ctype = "BBC";
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  const int index[3] = {0, 1, 2};
+  const double values[3] = {1.0, 1.0, 1.5};
+  ASSERT_EQ(QVNcopymipstart(env, lp, 3, index, values), 0);
+  QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1);
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 0);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);
+  const std::string log = run();
+  EXPECT_NE(log.find("MIP start values provide initial solution with objective 10.0000.\n"), std::string::npos)
+      << log;
+  double objective = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+  EXPECT_EQ(objective, 10.0);
   EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
 }
 

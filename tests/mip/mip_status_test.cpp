@@ -88,6 +88,58 @@ TEST_F(MipStatusTest, InfeasibleUnboundedAndTrivial) {
   EXPECT_EQ(value, 3.0);
 }
 
+void collectText(void *handle, const char *text) { static_cast<std::string *>(handle)->append(text); }
+
+TEST_F(MipStatusTest, UnscaledInfeasibilitiesOfAnOptimum) {
+  // min a + b, a >= 1 and b >= 5e-7 as rows, a and b in an SOS1. A set
+  // member at 5e-7 counts as zero for the search, so a = 1, b = 5e-7 is
+  // its optimum (objective 1 + 5e-7); taken exactly the set is violated by
+  // 5e-7, which an integrality tolerance of 1e-7 does not cover.
+  MipModel m;
+  const int ra = m.lp.addRow('G', 1.0), rb = m.lp.addRow('G', 5e-7);
+  m.lp.addCol(1, 0, 10, {{ra, 1}});
+  m.lp.addCol(1, 0, 10, {{rb, 1}});
+  m.ctype = "CC";
+  const char type = '1';
+  const int start = 0, members[2] = {0, 1};
+  const double weights[2] = {1, 2};
+  std::string warnings;
+  QVNCHANNELptr warning = nullptr;
+  ASSERT_EQ(QVNgetchannels(env, nullptr, &warning, nullptr, nullptr), 0);
+  ASSERT_EQ(QVNaddfuncdest(env, warning, &warnings, collectText), 0);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  for (const double epint : {1e-7, 1e-5}) {
+    load(m);
+    ASSERT_EQ(QVNaddsos(env, lp, 1, 2, &type, &start, members, weights, nullptr), 0);
+    QVNsetdblparam(env, QVN_PARAM_EPINT, epint);
+    warnings.clear();
+    const int status = run();
+    std::vector<double> x(2);
+    ASSERT_EQ(QVNgetx(env, lp, x.data(), 0, 1), 0);
+    // The violation of the set, measured here: the smaller of the two members.
+    const double violation = std::min(std::fabs(x[0]), std::fabs(x[1]));
+    double objective = 0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+    EXPECT_NEAR(objective, x[0] + x[1], 1e-12);
+    EXPECT_NEAR(objective, 1.0 + 5e-7, 1e-9);
+    if (violation > epint) {
+      EXPECT_EQ(status, QVN_STAT_MIP_OPTIMAL_INFEAS) << epint;
+      EXPECT_NE(warnings.find("Warning: integer solution contains unscaled infeasibilities.\n"), std::string::npos);
+      char text[512];
+      ASSERT_NE(QVNgetstatstring(env, status, text), nullptr);
+      EXPECT_STREQ(text, "integer optimal with unscaled infeasibilities");
+      // A final status: the next call returns it at once.
+      EXPECT_EQ(run(), QVN_STAT_MIP_OPTIMAL_INFEAS);
+    } else {
+      EXPECT_EQ(status, QVN_STAT_MIP_OPTIMAL) << epint;
+      EXPECT_EQ(warnings.find("unscaled"), std::string::npos);
+    }
+  }
+  QVNdelfuncdest(env, warning, &warnings, collectText);
+  QVNsetdblparam(env, QVN_PARAM_EPINT, 1e-5);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 1);
+}
+
 TEST_F(MipStatusTest, NodeLimitThenResumeOnTheSameTree) {
   const MipModel m = hardKnapsack();
   double optimum = 0;
@@ -148,7 +200,27 @@ TEST_F(MipStatusTest, TimeSolutionAndGapLimits) {
   ASSERT_EQ(QVNgetmiprelgap(env, lp, &gap), 0);
   EXPECT_LE(gap, 0.05);
   EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  // An absolute gap wider than any: the first incumbent (the empty knapsack
+  // of the start, or a root heuristic's) ends the run with 102, and bound
+  // and gap say how far it may be off.
   QVNsetdblparam(env, QVN_PARAM_EPGAP, 0.0);
+  QVNsetdblparam(env, QVN_PARAM_EPAGAP, 1e9);
+  load(m);
+  {
+    std::vector<int> index(16);
+    std::vector<double> zero(16, 0.0);
+    for (int j = 0; j < 16; ++j) index[j] = j;
+    ASSERT_EQ(QVNcopymipstart(env, lp, 16, index.data(), zero.data()), 0);
+  }
+  EXPECT_EQ(run(), QVN_STAT_MIP_OPTIMAL_TOL);
+  double bound = 0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &objective), 0);
+  ASSERT_EQ(QVNgetbestobjval(env, lp, &bound), 0);
+  ASSERT_EQ(QVNgetmiprelgap(env, lp, &gap), 0);
+  EXPECT_LE(objective, optimum + 1e-6);
+  EXPECT_GE(bound, optimum - 1e-6);  // a maximization: the bound lies above the optimum
+  EXPECT_NEAR(gap, std::fabs(bound - objective) / (std::fabs(objective) + 1e-10), 1e-6 * gap);
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
   QVNsetdblparam(env, QVN_PARAM_EPAGAP, 0.0);
   // A tree limit of a few bytes stops as soon as nodes are stored.
   QVNsetdblparam(env, QVN_PARAM_TRELIM, 1e-6);
