@@ -190,8 +190,9 @@ double objectiveValue(const SimplexEngine &e);
 // (rhs - activity of model d), duals and reduced costs in the objective's
 // sense, and the objective with its constant.
 void storeBasicPoint(const SimplexEngine &e, const LpData &d, SolutionBlock &s);
-// The pivot row alpha_r = rho^T [A, -I] from rowRho, with its nonzeros listed
-// in rowAlpha.index (basic variables may appear; callers skip them).
+// The pivot row alpha_r = rho^T [A, -I] from rowRho over the nonbasic
+// variables, with its nonzeros listed in rowAlpha.index; basic variables
+// never appear, so the loops over the row need not look them up.
 void computePivotRow(SimplexEngine &e);
 // Keeps the packing when structural j became basic (or nonbasic); no-op for
 // logicals and while the copy is not valid.

@@ -163,8 +163,7 @@ void initPrimalWeights(SimplexEngine &e) {
     for (int j = 0; j < e.nt; ++j) {
       if (e.basicPos[j] >= 0) continue;
       hvClear(col);
-      addColumn(lp, j, 1.0, col.array.data());
-      col.count = -1;
+      hvAddColumn(col, lp, j, 1.0);
       ftran(e.factor, col);
       e.primalWeights[j] = 1.0 + hvSquaredNorm(col);
     }
@@ -192,13 +191,14 @@ void updatePrimalWeights(SimplexEngine &e, int q, double alphaQ) {
       const double a = col.array[col.index[k]];
       wq += a * a;
       v.array[col.index[k]] = a;
+      v.index[k] = col.index[k];
     }
     weight[q] = wq;
-    v.count = -1;
+    v.count = col.count;
     btran(e.factor, v);
     for (int k = 0; k < row.count; ++k) {
       const int j = row.index[k];
-      if (e.basicPos[j] >= 0 || j == q || row.array[j] == 0.0) continue;
+      if (j == q || row.array[j] == 0.0) continue;
       const double ratio = row.array[j] / alphaQ;
       const double updated = weight[j] - 2.0 * ratio * columnDot(*e.lp, j, v.array.data()) + ratio * ratio * wq;
       weight[j] = std::max(updated, 1.0 + ratio * ratio);
@@ -209,7 +209,7 @@ void updatePrimalWeights(SimplexEngine &e, int q, double alphaQ) {
   double biggest = 0.0;
   for (int k = 0; k < row.count; ++k) {
     const int j = row.index[k];
-    if (e.basicPos[j] >= 0 || row.array[j] == 0.0) continue;
+    if (row.array[j] == 0.0) continue;
     const double ratio = row.array[j] / alphaQ;
     weight[j] = std::max(weight[j], ratio * ratio * wq);
     biggest = std::max(biggest, weight[j]);

@@ -141,7 +141,7 @@ int updatePhase1(SimplexEngine &e, PrimalWork &w, int r, int leaving) {
       const HVector &row = e.rowAlpha;
       for (int k = 0; k < row.count; ++k) {
         const int j = row.index[k];
-        if (e.basicPos[j] < 0) e.dj[j] -= row.array[j];
+        e.dj[j] -= row.array[j];
       }
       hvClear(e.rowAlpha);
     }
@@ -431,7 +431,7 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
     const double *alpha = e.rowAlpha.array.data();
     for (int k = 0; k < e.rowAlpha.count; ++k) {
       const int j = e.rowAlpha.index[k];
-      if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
+      e.dj[j] -= thetaD * alpha[j];
     }
     if (w.pricing.automatic && e.primalPricing == PrimalPricingKind::kDevex) pricingSample(e, w.pricing);
     updatePrimalWeights(e, q, alphaQ);
@@ -458,8 +458,7 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
   const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
   HVector &col = e.column;
   hvClear(col);
-  addColumn(lp, q, 1.0, col.array.data());
-  col.count = -1;
+  hvAddColumn(col, lp, q, 1.0);
   ftranForUpdate(e.factor, col);
   double step = 0.0;
   const int r = chooseRow(e, q, dir, step);
