@@ -191,6 +191,7 @@ void computeDual(SimplexEngine &e) {
   hvClear(y);
   for (int j = 0; j < e.nt; ++j)
     e.dj[j] = e.basicPos[j] >= 0 ? 0.0 : e.cost[j] - columnDot(*e.lp, j, e.dual.data());
+  ++e.dualsComputed;
 }
 
 double objectiveValue(const SimplexEngine &e) {

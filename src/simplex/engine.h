@@ -131,6 +131,8 @@ struct SimplexEngine {
   EnvVector<double> primalWeights;  // by variable
   bool dualWeightsValid = false, primalWeightsValid = false;
   int dualWeightResets = 0;  // times the dual weights were all set afresh inside a loop
+  int primalWeightResets = 0;  // times the primal weights were all set afresh
+  int dualsComputed = 0;  // times computeDual set every reduced cost afresh
   bool startGiven = false;  // the run began from a held basis
   DualSteepState dualSteep;
   int rebuilds[kRebuildReasons] = {};  // by reason, over all loops of the run

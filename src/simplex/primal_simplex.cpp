@@ -106,6 +106,7 @@ int setPhase(SimplexEngine &e, PrimalWork &w) {
 // changes alone. Returns the phase.
 int updatePhase1(SimplexEngine &e, PrimalWork &w, int r, int leaving) {
   if (leaving >= 0 && e.cost[leaving] != 0.0) {
+    pricingNoteChanged(w.pricing, leaving);
     e.dj[leaving] -= e.cost[leaving];
     e.cost[leaving] = 0.0;
     --w.infeasibleCount;
@@ -142,6 +143,7 @@ int updatePhase1(SimplexEngine &e, PrimalWork &w, int r, int leaving) {
       for (int k = 0; k < row.count; ++k) {
         const int j = row.index[k];
         e.dj[j] -= row.array[j];
+        pricingNoteChanged(w.pricing, j);
       }
       hvClear(e.rowAlpha);
     }
@@ -387,6 +389,7 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
   if (phase == 1) ++e.phase1Iterations;
   if (r == -1) {
     e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
+    pricingNoteChanged(w.pricing, q);
     placeNonbasic(e, q);
     if (phase == 1 && (phase = updatePhase1(e, w, -1, -1)) == 2) logPrimal(e, phase);
     hvClear(col);
@@ -432,6 +435,7 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
     for (int k = 0; k < e.rowAlpha.count; ++k) {
       const int j = e.rowAlpha.index[k];
       e.dj[j] -= thetaD * alpha[j];
+      pricingNoteChanged(w.pricing, j);
     }
     if (w.pricing.automatic && e.primalPricing == PrimalPricingKind::kDevex) pricingSample(e, w.pricing);
     updatePrimalWeights(e, q, alphaQ);
@@ -443,6 +447,8 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
   changeBasis(e, q, r, leaveMove);
   e.x[leaving] = leaveValue;
   e.dj[leaving] = -thetaD;
+  pricingNoteChanged(w.pricing, leaving);
+  pricingNoteChanged(w.pricing, q);
   if (keepDj) e.primalWeights[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
   hvClear(rho);
   hvClear(e.rowAlpha);
