@@ -61,6 +61,9 @@ constexpr double kThresholdCap = 0.99999;
 // take back the ties that the perturbation breaks.
 constexpr double kPerturbationOverTol = 1000.0;
 constexpr double kRatioTolShare = 0.001;
+// Relative drift of the kept objective that the debug layer tolerates: the
+// updates round once per changed value.
+constexpr double kKeptObjectiveTol = 1e-9;
 // Candidates above which the long step orders the breakpoints by heaps.
 constexpr size_t kHeapFrom = 64;
 
@@ -74,6 +77,9 @@ struct DualWork {
   // Set from the basis at each rebuild and kept by the iterations.
   EnvVector<signed char> enter;
   bool enterKept = false;  // inside dualIterate, where the iterations keep `enter`
+  // objectiveValue(e), set with `enter` and kept by the iterations, so that
+  // the objective limit is watched without a pass over all columns.
+  double objective = 0.0;
   // Heaps of candidates by ratio and by Harris bound, the group being
   // collected, and the candidates passed, for the long step over many groups.
   EnvVector<int> byRatio, byBound, group;
@@ -133,6 +139,9 @@ bool flipBoxedToDualFeasible(SimplexEngine &e) {
   return moved;
 }
 
+// The cost objectiveValue weighs x_j with.
+inline double objectiveCost(const SimplexEngine &e, int j) { return j < e.n ? e.lp->cost[j] : 0.0; }
+
 EnterState enterState(const SimplexEngine &e, int j) {
   if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) return kNever;
   switch (e.move[j]) {
@@ -146,12 +155,18 @@ void setEnterStates(const SimplexEngine &e, DualWork &w) {
   w.enter.resize(static_cast<size_t>(e.nt > 0 ? e.nt : 1));
   for (int j = 0; j < e.nt; ++j) w.enter[j] = enterState(e, j);
   w.enterKept = true;
+  w.objective = objectiveValue(e);
 }
 
 // Debug layer: the states the iterations kept must be those of the basis,
-// moves and bounds they left.
+// moves and bounds they left, and the kept objective the sum afresh up to
+// the rounding of its updates.
 void checkEnterStates(const SimplexEngine &e, const DualWork &w) {
   if (debugLevel(e.env) <= 0 || !w.enterKept) return;
+  const double fresh = objectiveValue(e);
+  if (std::fabs(w.objective - fresh) > kKeptObjectiveTol * (1.0 + std::fabs(fresh)))
+    reportDebugFailure(e.env, "simplex debug, dual loop at iteration %d: kept objective %.17g, afresh %.17g",
+                       e.iterations, w.objective, fresh);
   for (int j = 0; j < e.nt; ++j) {
     if (w.enter[j] == enterState(e, j)) continue;
     reportDebugFailure(e.env, "simplex debug, dual loop at iteration %d: entering state of variable %d is %d, not %d",
@@ -557,11 +572,13 @@ void updateIteration(SimplexEngine &e, DualWork &w, int r, int q, double delta, 
       w.enter[j] = enterState(e, j);
       placeNonbasic(e, j);
       hvAddColumn(f, *e.lp, j, -(e.x[j] - from));
+      w.objective += objectiveCost(e, j) * (e.x[j] - from);
     }
     ftran(e.factor, f);
     for (int k = 0; k < f.count; ++k) {
       const int pos = f.index[k];
       e.x[e.head[pos]] += f.array[pos];
+      w.objective += objectiveCost(e, e.head[pos]) * f.array[pos];
       if (w.listValid) noteMoved(e, w, pos);
     }
     hvClear(f);
@@ -575,9 +592,11 @@ void updateIteration(SimplexEngine &e, DualWork &w, int r, int q, double delta, 
   for (int k = 0; k < col.count; ++k) {
     const int pos = col.index[k];
     e.x[e.head[pos]] -= thetaP * col.array[pos];
+    w.objective -= objectiveCost(e, e.head[pos]) * thetaP * col.array[pos];
     if (w.listValid) noteMoved(e, w, pos);
   }
   e.x[q] += thetaP;
+  w.objective += objectiveCost(e, q) * thetaP;
 
   updateDualWeights(e, r, alphaCol);
 
@@ -585,6 +604,7 @@ void updateIteration(SimplexEngine &e, DualWork &w, int r, int q, double delta, 
   changeBasis(e, q, r, toLower ? kAtLower : kAtUpper);
   w.enter[q] = kNever;
   w.enter[leaving] = enterState(e, leaving);
+  w.objective += objectiveCost(e, leaving) * (bound - e.x[leaving]);
   e.x[leaving] = bound;
   if (w.listValid) noteMoved(e, w, r);
   e.dj[leaving] = -thetaD;
@@ -660,7 +680,11 @@ int dualIterations(SimplexEngine &e, DualWork &w, int phase) {
     endLongTightFinish(e, w);
     // The dual objective of an unshifted phase 2 only rises: past the limit,
     // no better point exists.
-    if (limitSet && phase == 2 && !e.costsShifted && objectiveLimitPassed(e, true)) return kRunObjLimit;
+    // The kept objective says when; the sum afresh confirms, so that its
+    // rounding cannot end a run.
+    if (limitSet && phase == 2 && !e.costsShifted && objectiveLimitPassedAt(e, true, w.objective) &&
+        objectiveLimitPassed(e, true))
+      return kRunObjLimit;
     if (refactorDue(e.factor)) {
       dualPricingAtFactor(e);
       QVN_TRY(rebuild(e, w, RebuildReason::kFactorDue, Flip::kBoxed));

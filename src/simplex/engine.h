@@ -216,6 +216,8 @@ double dualInfeasibility(const SimplexEngine &e, bool flipBoxed, int *count = nu
 // it: the dual objective rises towards QVN_PARAM_OBJULIM of a minimization
 // (OBJLLIM of a maximization), the primal one falls towards the other.
 bool objectiveLimitPassed(const SimplexEngine &e, bool dualLoop);
+// The same for a loop that keeps objectiveValue(e) itself, in `objective`.
+bool objectiveLimitPassedAt(const SimplexEngine &e, bool dualLoop, double objective);
 bool objectiveLimitSet(const SimplexEngine &e, bool dualLoop);
 // Limits tested at the head of each iteration; kRunGoing when none is hit.
 int checkLimits(SimplexEngine &e);
