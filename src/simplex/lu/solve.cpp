@@ -259,7 +259,8 @@ template <class Real> struct Solve {
     if (sparse) {
       // Row i leads to the rows above its pivot in U.
       const int reached = reachU(f.uCols, f.rowPos.data(), list, listCount, f.rowMark.data());
-      for (int t = reached - 1; t >= 0; --t) solveAt(f.rowPos[f.dfsOrder[t]]);
+      const int *order = f.dfsOrder.data();
+      for (int t = reached - 1; t >= 0; --t) solveAt(f.rowPos[order[t]]);
       return outCount;
     }
     for (int k = f.posEnd - 1; k >= 0; --k) {
@@ -272,7 +273,8 @@ template <class Real> struct Solve {
   int ftran(double *array, const int *index, int count, int *outIndex, bool keepSpike) {
     loadRows(array, index, count);
     inputSparse = listCount < kHyperDensity * f.m;
-    sparse = chooseSparse(f.ftranDensity, listCount);
+    double &density = keepSpike ? f.ftranDensity : f.ftranOtherDensity;
+    sparse = chooseSparse(density, listCount);
     if (keepSpike) {
       f.spikeInputNz = listCount;
       double largest = 0.0;
@@ -283,7 +285,7 @@ template <class Real> struct Solve {
     forwardEtas();
     if (keepSpike) saveSpike();
     const int outCount = backwardU(array, outIndex);
-    if (inputSparse) record(f.ftranDensity, outCount, f.m);
+    if (inputSparse) record(density, outCount, f.m);
     return outCount;
   }
 
