@@ -136,8 +136,11 @@ void updateDualWeights(SimplexEngine &e, int r, double alphaR) {
   } else {
     HVector &tau = e.tau;
     hvClear(tau);
-    for (int k = 0; k < rho.count; ++k) tau.array[rho.index[k]] = rho.array[rho.index[k]];
-    tau.count = -1;
+    for (int k = 0; k < rho.count; ++k) {
+      tau.array[rho.index[k]] = rho.array[rho.index[k]];
+      tau.index[k] = rho.index[k];
+    }
+    tau.count = rho.count;
     ftran(e.factor, tau);
     for (int k = 0; k < col.count; ++k) {
       const int pos = col.index[k];

@@ -61,13 +61,29 @@ constexpr double kThresholdCap = 0.99999;
 // take back the ties that the perturbation breaks.
 constexpr double kPerturbationOverTol = 1000.0;
 constexpr double kRatioTolShare = 0.001;
-// Candidates above which the long step sorts the breakpoints once.
-constexpr size_t kSortFrom = 64;
+// Relative drift of the kept objective that the debug layer tolerates: the
+// updates round once per changed value.
+constexpr double kKeptObjectiveTol = 1e-9;
+// Candidates above which the long step orders the breakpoints by heaps.
+constexpr size_t kHeapFrom = 64;
+
+// How a variable may enter, by the side its reduced cost can move from.
+enum EnterState : signed char { kNever = 0, kFromLower = 1, kFromUpper = 2, kEitherWay = 3 };
 
 struct DualWork {
   EnvVector<Candidate> candidates;
-  EnvVector<double> relaxed;  // Harris bounds of the sorted candidates
-  EnvVector<int> byRelaxed;   // their order by that bound
+  // By variable: how it may enter (basic and fixed ones never), so that the
+  // ratio test reads one byte per pivot row entry before it looks further.
+  // Set from the basis at each rebuild and kept by the iterations.
+  EnvVector<signed char> enter;
+  bool enterKept = false;  // inside dualIterate, where the iterations keep `enter`
+  // objectiveValue(e), set with `enter` and kept by the iterations, so that
+  // the objective limit is watched without a pass over all columns.
+  double objective = 0.0;
+  // Heaps of candidates by ratio and by Harris bound, the group being
+  // collected, and the candidates passed, for the long step over many groups.
+  EnvVector<int> byRatio, byBound, group;
+  EnvVector<char> passed;
   EnvVector<int> flipped;
   EnvVector<double> savedLower, savedUpper;
   EnvVector<char> banned;  // rows refused as leaving rows until the next factorization
@@ -123,6 +139,42 @@ bool flipBoxedToDualFeasible(SimplexEngine &e) {
   return moved;
 }
 
+// The cost objectiveValue weighs x_j with.
+inline double objectiveCost(const SimplexEngine &e, int j) { return j < e.n ? e.lp->cost[j] : 0.0; }
+
+EnterState enterState(const SimplexEngine &e, int j) {
+  if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) return kNever;
+  switch (e.move[j]) {
+  case kAtLower: return kFromLower;
+  case kAtUpper: return kFromUpper;
+  default: return kEitherWay;
+  }
+}
+
+void setEnterStates(const SimplexEngine &e, DualWork &w) {
+  w.enter.resize(static_cast<size_t>(e.nt > 0 ? e.nt : 1));
+  for (int j = 0; j < e.nt; ++j) w.enter[j] = enterState(e, j);
+  w.enterKept = true;
+  w.objective = objectiveValue(e);
+}
+
+// Debug layer: the states the iterations kept must be those of the basis,
+// moves and bounds they left, and the kept objective the sum afresh up to
+// the rounding of its updates.
+void checkEnterStates(const SimplexEngine &e, const DualWork &w) {
+  if (debugLevel(e.env) <= 0 || !w.enterKept) return;
+  const double fresh = objectiveValue(e);
+  if (std::fabs(w.objective - fresh) > kKeptObjectiveTol * (1.0 + std::fabs(fresh)))
+    reportDebugFailure(e.env, "simplex debug, dual loop at iteration %d: kept objective %.17g, afresh %.17g",
+                       e.iterations, w.objective, fresh);
+  for (int j = 0; j < e.nt; ++j) {
+    if (w.enter[j] == enterState(e, j)) continue;
+    reportDebugFailure(e.env, "simplex debug, dual loop at iteration %d: entering state of variable %d is %d, not %d",
+                       e.iterations, j, w.enter[j], enterState(e, j));
+    return;
+  }
+}
+
 // Groups looked at by full scans before the remaining breakpoints are sorted.
 constexpr int kScannedGroups = 4;
 
@@ -138,32 +190,39 @@ bool groupPasses(const SimplexEngine &e, double slope, double passSlope, bool al
   return allBoxed && slope - passSlope > e.primalTol && passSlope < kInfinity;
 }
 
-// The long step over many groups: the first `live` candidates sorted by
-// ratio, so that each group is the next stretch of that order and its Harris
-// bound the smallest bound not yet passed. Costs a sort instead of a scan of
-// all candidates per group.
-int chooseEnteringSorted(SimplexEngine &e, DualWork &w, size_t live, double slope) {
-  Candidate *cand = w.candidates.data();
-  std::sort(cand, cand + live, [](const Candidate &a, const Candidate &b) { return a.ratio < b.ratio; });
-  w.relaxed.resize(live);
-  w.byRelaxed.resize(live);
-  for (size_t k = 0; k < live; ++k) {
-    w.relaxed[k] = cand[k].bound;
-    w.byRelaxed[k] = static_cast<int>(k);
-  }
-  std::sort(w.byRelaxed.begin(), w.byRelaxed.end(), [&w](int a, int b) { return w.relaxed[a] < w.relaxed[b]; });
-  // Passed groups are always a prefix of the ratio order: [0, first).
-  size_t first = 0, next = 0;
-  while (first < live) {
-    while (static_cast<size_t>(w.byRelaxed[next]) < first) ++next;
-    const double thetaMax = w.relaxed[w.byRelaxed[next]];
+// The long step over many groups: heaps of the first `live` candidates by
+// ratio and by Harris bound, so that each group is popped in ratio order up
+// to the smallest bound not yet passed. Building the heaps costs a pass over
+// the candidates; only the passed groups and the last one pay a logarithm
+// each, where a sort would have paid it for every candidate.
+int chooseEnteringByHeaps(SimplexEngine &e, DualWork &w, size_t live, double slope) {
+  const Candidate *cand = w.candidates.data();
+  EnvVector<int> &byRatio = w.byRatio, &byBound = w.byBound, &group = w.group;
+  EnvVector<char> &passed = w.passed;
+  byRatio.resize(live);
+  byBound.resize(live);
+  passed.assign(live, 0);
+  for (size_t k = 0; k < live; ++k) byRatio[k] = byBound[k] = static_cast<int>(k);
+  // std heaps keep the largest on top: "later" orders put the smallest there.
+  const auto laterRatio = [cand](int a, int b) { return cand[a].ratio > cand[b].ratio; };
+  const auto laterBound = [cand](int a, int b) { return cand[a].bound > cand[b].bound; };
+  std::make_heap(byRatio.begin(), byRatio.end(), laterRatio);
+  std::make_heap(byBound.begin(), byBound.end(), laterBound);
+  size_t ratioLeft = live, boundLeft = live;
+  while (ratioLeft > 0) {
+    // The smallest bound of a candidate not passed yet.
+    while (passed[byBound[0]]) std::pop_heap(byBound.begin(), byBound.begin() + boundLeft--, laterBound);
+    const double thetaMax = cand[byBound[0]].bound;
     int best = -1;
     double bestAbs = 0.0, passSlope = 0.0;
     bool allBoxed = true;
-    size_t end = first;
-    for (; end < live && cand[end].ratio <= thetaMax; ++end) {
-      const Candidate &c = cand[end];
-      if (std::fabs(c.alpha) > bestAbs) bestAbs = std::fabs(c.alpha), best = static_cast<int>(end);
+    group.clear();
+    while (ratioLeft > 0 && cand[byRatio[0]].ratio <= thetaMax) {
+      const int k = byRatio[0];
+      std::pop_heap(byRatio.begin(), byRatio.begin() + ratioLeft--, laterRatio);
+      group.push_back(k);
+      const Candidate &c = cand[k];
+      if (std::fabs(c.alpha) > bestAbs) bestAbs = std::fabs(c.alpha), best = k;
       if (isBoxed(e, c.j))
         passSlope += std::fabs(c.alpha) * (e.upper[c.j] - e.lower[c.j]);
       else
@@ -172,8 +231,7 @@ int chooseEnteringSorted(SimplexEngine &e, DualWork &w, size_t live, double slop
     if (best < 0) return -1;
     if (!groupPasses(e, slope, passSlope, allBoxed)) return cand[best].j;
     slope -= passSlope;
-    for (size_t k = first; k < end; ++k) w.flipped.push_back(cand[k].j);
-    first = end;
+    for (const int k : group) passed[k] = 1, w.flipped.push_back(cand[k].j);
   }
   return -1;
 }
@@ -187,19 +245,20 @@ int chooseColumn(SimplexEngine &e, DualWork &w, double delta) {
   w.candidates.clear();
   w.flipped.clear();
   const HVector &row = e.rowAlpha;
+  const signed char *enter = w.enter.data();
   for (int k = 0; k < row.count; ++k) {
     const int j = row.index[k];
-    if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j]) continue;
+    const signed char how = enter[j];
+    if (how == kNever) continue;
     const double a = sign * alphaRow[j];
     if (std::fabs(a) < kPivotRowZero) continue;
-    const signed char mv = e.move[j];
-    if ((mv == kAtLower && a > 0) || (mv == kAtUpper && a < 0) || mv == kAtZero)
+    if ((how == kFromLower && a > 0) || (how == kFromUpper && a < 0) || how == kEitherWay)
       w.candidates.push_back(Candidate{j, a, e.dj[j] / a, harrisBound(e, w, j, a)});
   }
   double slope = std::fabs(delta);
   size_t live = w.candidates.size();
   for (int groups = 0; live > 0; ++groups) {
-    if (groups == kScannedGroups && live > kSortFrom) return chooseEnteringSorted(e, w, live, slope);
+    if (groups == kScannedGroups && live > kHeapFrom) return chooseEnteringByHeaps(e, w, live, slope);
     double thetaMax = kInfinity;
     for (size_t k = 0; k < live; ++k) thetaMax = std::min(thetaMax, w.candidates[k].bound);
     // The group of breakpoints within the relaxed step; its largest pivot wins.
@@ -302,12 +361,14 @@ enum class Flip { kNo, kBoxed };
 // rows forgiven; with Flip::kBoxed also the boxed nonbasics made dual feasible.
 int rebuild(SimplexEngine &e, DualWork &w, RebuildReason reason, Flip flip) {
   ++e.rebuilds[static_cast<int>(reason)];
+  checkEnterStates(e, w);
   w.listValid = false;
   if (w.anyBanned) std::fill(w.banned.begin(), w.banned.end(), 0), w.anyBanned = false;
   QVN_TRY(refactor(e));
   computePrimal(e);
   computeDual(e);
   if (flip == Flip::kBoxed && flipBoxedToDualFeasible(e)) computePrimal(e);
+  setEnterStates(e, w);
   if (debugLevel(e.env) > 0) debugAfterRebuild(e, reason, DebugScope::kPrimalAndDual);
   return 0;
 }
@@ -318,11 +379,13 @@ int rebuild(SimplexEngine &e, DualWork &w, RebuildReason reason, Flip flip) {
 int confirmRebuild(SimplexEngine &e, DualWork &w, Flip flip) {
   if (!e.checkWithHeldFactor || !e.factorCurrent || refactorDue(e.factor))
     return rebuild(e, w, RebuildReason::kConfirmEnd, flip);
+  checkEnterStates(e, w);
   w.listValid = false;
   if (w.anyBanned) std::fill(w.banned.begin(), w.banned.end(), 0), w.anyBanned = false;
   computePrimal(e);
   computeDual(e);
   if (flip == Flip::kBoxed && flipBoxedToDualFeasible(e)) computePrimal(e);
+  setEnterStates(e, w);
   if (debugLevel(e.env) > 0) debugAfterRebuild(e, RebuildReason::kConfirmEnd, DebugScope::kPrimalAndDual);
   return 0;
 }
@@ -494,7 +557,7 @@ void updateIteration(SimplexEngine &e, DualWork &w, int r, int q, double delta, 
     const HVector &row = e.rowAlpha;
     for (int k = 0; k < row.count; ++k) {
       const int j = row.index[k];
-      if (e.basicPos[j] < 0) e.dj[j] -= thetaD * row.array[j];
+      e.dj[j] -= thetaD * row.array[j];
     }
     for (int k = 0; k < rho.count; ++k) e.dual[rho.index[k]] += thetaD * rho.array[rho.index[k]];
   }
@@ -506,14 +569,16 @@ void updateIteration(SimplexEngine &e, DualWork &w, int r, int q, double delta, 
     for (int j : w.flipped) {
       const double from = e.x[j];
       e.move[j] = e.move[j] == kAtLower ? kAtUpper : kAtLower;
+      w.enter[j] = enterState(e, j);
       placeNonbasic(e, j);
-      addColumn(*e.lp, j, -(e.x[j] - from), f.array.data());
+      hvAddColumn(f, *e.lp, j, -(e.x[j] - from));
+      w.objective += objectiveCost(e, j) * (e.x[j] - from);
     }
-    f.count = -1;
     ftran(e.factor, f);
     for (int k = 0; k < f.count; ++k) {
       const int pos = f.index[k];
       e.x[e.head[pos]] += f.array[pos];
+      w.objective += objectiveCost(e, e.head[pos]) * f.array[pos];
       if (w.listValid) noteMoved(e, w, pos);
     }
     hvClear(f);
@@ -527,14 +592,19 @@ void updateIteration(SimplexEngine &e, DualWork &w, int r, int q, double delta, 
   for (int k = 0; k < col.count; ++k) {
     const int pos = col.index[k];
     e.x[e.head[pos]] -= thetaP * col.array[pos];
+    w.objective -= objectiveCost(e, e.head[pos]) * thetaP * col.array[pos];
     if (w.listValid) noteMoved(e, w, pos);
   }
   e.x[q] += thetaP;
+  w.objective += objectiveCost(e, q) * thetaP;
 
   updateDualWeights(e, r, alphaCol);
 
   updateFactor(e.factor, r, alphaCol);
   changeBasis(e, q, r, toLower ? kAtLower : kAtUpper);
+  w.enter[q] = kNever;
+  w.enter[leaving] = enterState(e, leaving);
+  w.objective += objectiveCost(e, leaving) * (bound - e.x[leaving]);
   e.x[leaving] = bound;
   if (w.listValid) noteMoved(e, w, r);
   e.dj[leaving] = -thetaD;
@@ -561,8 +631,7 @@ int iterate(SimplexEngine &e, DualWork &w, int r, double delta, int phase, bool 
 
   HVector &col = e.column;
   hvClear(col);
-  addColumn(*e.lp, q, 1.0, col.array.data());
-  col.count = -1;
+  hvAddColumn(col, *e.lp, q, 1.0);
   ftranForUpdate(e.factor, col);
   const double alphaCol = col.array[r];
   const double alphaRow = e.rowAlpha.array[q];
@@ -600,8 +669,9 @@ int iterate(SimplexEngine &e, DualWork &w, int r, double delta, int phase, bool 
 }
 
 // Iterates until no primal infeasibility is left or a limit is hit.
-int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
-  w.listValid = false;  // the caller may have moved any value
+int dualIterations(SimplexEngine &e, DualWork &w, int phase) {
+  w.listValid = false;  // the caller may have moved any value, bound or basis
+  setEnterStates(e, w);
   progressStart(w.progress, e.env->generalParams->perlim, e.m, e.n, true, e.iterations, phase, dualMerit(e));
   bool fresh = true;
   const bool limitSet = objectiveLimitSet(e, true);
@@ -610,7 +680,11 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     endLongTightFinish(e, w);
     // The dual objective of an unshifted phase 2 only rises: past the limit,
     // no better point exists.
-    if (limitSet && phase == 2 && !e.costsShifted && objectiveLimitPassed(e, true)) return kRunObjLimit;
+    // The kept objective says when; the sum afresh confirms, so that its
+    // rounding cannot end a run.
+    if (limitSet && phase == 2 && !e.costsShifted && objectiveLimitPassedAt(e, true, w.objective) &&
+        objectiveLimitPassed(e, true))
+      return kRunObjLimit;
     if (refactorDue(e.factor)) {
       dualPricingAtFactor(e);
       QVN_TRY(rebuild(e, w, RebuildReason::kFactorDue, Flip::kBoxed));
@@ -622,6 +696,13 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
     const int status = r < 0 ? noRowLeft(e, w, phase, fresh) : iterate(e, w, r, delta, phase, fresh);
     if (status != kRunGoing) return status;
   }
+}
+
+// The iterations; outside them the bounds and moves change without `enter`.
+int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
+  const int status = dualIterations(e, w, phase);
+  w.enterKept = false;
+  return status;
 }
 
 // Dual phase 1 over artificial boxes. Returns 0 when the basis found is dual

@@ -191,6 +191,7 @@ void computeDual(SimplexEngine &e) {
   hvClear(y);
   for (int j = 0; j < e.nt; ++j)
     e.dj[j] = e.basicPos[j] >= 0 ? 0.0 : e.cost[j] - columnDot(*e.lp, j, e.dual.data());
+  ++e.dualsComputed;
 }
 
 double objectiveValue(const SimplexEngine &e) {
@@ -291,12 +292,15 @@ bool objectiveLimitSet(const SimplexEngine &e, bool dualLoop) {
 }
 
 bool objectiveLimitPassed(const SimplexEngine &e, bool dualLoop) {
-  if (e.cutoffGiven)
-    return dualLoop && e.cutoff < 1e75 && objectiveValue(e) + e.lp->sense * e.lp->offset > e.cutoff;
+  return objectiveLimitPassedAt(e, dualLoop, objectiveValue(e));
+}
+
+bool objectiveLimitPassedAt(const SimplexEngine &e, bool dualLoop, double objective) {
+  if (e.cutoffGiven) return dualLoop && e.cutoff < 1e75 && objective + e.lp->sense * e.lp->offset > e.cutoff;
   bool upward;
   const double limit = objectiveLimit(e, dualLoop, upward);
   if (std::fabs(limit) >= 1e75) return false;
-  const double value = e.lp->sense * objectiveValue(e) + e.lp->offset;
+  const double value = e.lp->sense * objective + e.lp->offset;
   return upward ? value > limit : value < limit;
 }
 

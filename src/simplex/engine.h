@@ -131,6 +131,8 @@ struct SimplexEngine {
   EnvVector<double> primalWeights;  // by variable
   bool dualWeightsValid = false, primalWeightsValid = false;
   int dualWeightResets = 0;  // times the dual weights were all set afresh inside a loop
+  int primalWeightResets = 0;  // times the primal weights were all set afresh
+  int dualsComputed = 0;  // times computeDual set every reduced cost afresh
   bool startGiven = false;  // the run began from a held basis
   DualSteepState dualSteep;
   int rebuilds[kRebuildReasons] = {};  // by reason, over all loops of the run
@@ -190,8 +192,9 @@ double objectiveValue(const SimplexEngine &e);
 // (rhs - activity of model d), duals and reduced costs in the objective's
 // sense, and the objective with its constant.
 void storeBasicPoint(const SimplexEngine &e, const LpData &d, SolutionBlock &s);
-// The pivot row alpha_r = rho^T [A, -I] from rowRho, with its nonzeros listed
-// in rowAlpha.index (basic variables may appear; callers skip them).
+// The pivot row alpha_r = rho^T [A, -I] from rowRho over the nonbasic
+// variables, with its nonzeros listed in rowAlpha.index; basic variables
+// never appear, so the loops over the row need not look them up.
 void computePivotRow(SimplexEngine &e);
 // Keeps the packing when structural j became basic (or nonbasic); no-op for
 // logicals and while the copy is not valid.
@@ -213,6 +216,8 @@ double dualInfeasibility(const SimplexEngine &e, bool flipBoxed, int *count = nu
 // it: the dual objective rises towards QVN_PARAM_OBJULIM of a minimization
 // (OBJLLIM of a maximization), the primal one falls towards the other.
 bool objectiveLimitPassed(const SimplexEngine &e, bool dualLoop);
+// The same for a loop that keeps objectiveValue(e) itself, in `objective`.
+bool objectiveLimitPassedAt(const SimplexEngine &e, bool dualLoop, double objective);
 bool objectiveLimitSet(const SimplexEngine &e, bool dualLoop);
 // Limits tested at the head of each iteration; kRunGoing when none is hit.
 int checkLimits(SimplexEngine &e);

@@ -61,7 +61,8 @@ void columnWise(SimplexEngine &e) {
   // Basic columns are left out: the loops never read their entries.
   for (int j = 0; j < e.n; ++j)
     if (e.basicPos[j] < 0) a[j] = columnDot(lp, j, rho);
-  for (int i = 0; i < e.m; ++i) a[e.n + i] = -rho[i];
+  for (int i = 0; i < e.m; ++i)
+    if (e.basicPos[e.n + i] < 0) a[e.n + i] = -rho[i];
   hvReindex(row);
   ++e.columnWiseRows;
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "runtime/debug_checks.h"
+
 namespace qvn {
 
 namespace {
@@ -21,19 +23,80 @@ inline bool priced(const SimplexEngine &e, int j) { return e.basicPos[j] < 0 && 
 
 inline double freshDj(const SimplexEngine &e, int j) { return e.cost[j] - columnDot(*e.lp, j, e.dual.data()); }
 
-// Entering variable by the largest squared reduced cost violation over its
-// weight (devex or steepest edge; 1.0 for full pricing); -1 when none.
-int chooseWeighted(const SimplexEngine &e) {
-  const double *weight = e.primalWeights.data();
-  int q = -1;
-  double best = 0.0;
+// Merit of j as the entering variable: its squared reduced cost violation
+// over its weight (devex or steepest edge; 1.0 for full pricing), 0 when it
+// cannot enter.
+inline double weightedMerit(const SimplexEngine &e, int j) {
+  if (!priced(e, j)) return 0.0;
+  const double v = violation(e, j, e.dj[j]);
+  return v > e.dualTol ? v * v / e.primalWeights[j] : 0.0;
+}
+
+// Stale entries allowed in the heap, in variables, before a scan renews it.
+constexpr size_t kStaleFactor = 2;
+// Changed variables above this share of all make a scan cheaper than pushes.
+constexpr size_t kScanShare = 16;
+
+// Ties go to the lower index, as in a scan that keeps the first best.
+inline bool heapBelow(const MeritEntry &a, const MeritEntry &b) {
+  return a.merit < b.merit || (a.merit == b.merit && a.j > b.j);
+}
+
+// The scan of all variables: the heap holds every positive merit afresh.
+void scanWeighted(const SimplexEngine &e, WeightedHeap &w) {
+  const size_t nt = static_cast<size_t>(e.nt);
+  if (w.stamp.size() != nt) w.stamp.assign(nt, 0), w.isChanged.assign(nt, 0);
+  for (const int j : w.changed) w.isChanged[j] = 0;
+  w.changed.clear();
+  w.heap.clear();
   for (int j = 0; j < e.nt; ++j) {
-    if (!priced(e, j)) continue;
-    const double v = violation(e, j, e.dj[j]);
-    if (v <= e.dualTol) continue;
-    const double merit = v * v / weight[j];
-    if (merit > best) best = merit, q = j;
+    const double merit = weightedMerit(e, j);
+    if (merit > 0.0) w.heap.push_back(MeritEntry{merit, j, w.stamp[j]});
   }
+  std::make_heap(w.heap.begin(), w.heap.end(), heapBelow);
+  w.tol = e.dualTol;
+  w.dualsComputed = e.dualsComputed;
+  w.weightResets = e.primalWeightResets;
+  w.valid = true;
+}
+
+// Debug layer: no variable may beat the heap's choice.
+void checkWeighted(const SimplexEngine &e, int q, double best) {
+  for (int j = 0; j < e.nt; ++j) {
+    const double merit = weightedMerit(e, j);
+    if (merit <= best * (1.0 + 1e-12)) continue;
+    reportDebugFailure(e.env, "simplex debug, primal pricing at iteration %d: variable %d has merit %g above %g of %d",
+                       e.iterations, j, merit, best, q);
+    return;
+  }
+}
+
+// Entering variable by the largest merit; -1 when none.
+int chooseWeighted(const SimplexEngine &e, PrimalPricing &p) {
+  WeightedHeap &w = p.weighted;
+  if (!w.valid || w.tol != e.dualTol || w.dualsComputed != e.dualsComputed ||
+      w.weightResets != e.primalWeightResets || w.heap.size() > kStaleFactor * static_cast<size_t>(e.nt) + 64 ||
+      kScanShare * w.changed.size() > static_cast<size_t>(e.nt)) {
+    scanWeighted(e, w);
+  } else {
+    for (const int j : w.changed) {
+      w.isChanged[j] = 0;
+      const double merit = weightedMerit(e, j);
+      if (merit > 0.0) {
+        w.heap.push_back(MeritEntry{merit, j, ++w.stamp[j]});
+        std::push_heap(w.heap.begin(), w.heap.end(), heapBelow);
+      } else {
+        ++w.stamp[j];
+      }
+    }
+    w.changed.clear();
+  }
+  while (!w.heap.empty() && w.heap.front().stamp != w.stamp[w.heap.front().j]) {
+    std::pop_heap(w.heap.begin(), w.heap.end(), heapBelow);
+    w.heap.pop_back();
+  }
+  const int q = w.heap.empty() ? -1 : w.heap.front().j;
+  if (debugLevel(e.env) > 0) checkWeighted(e, q, q < 0 ? 0.0 : w.heap.front().merit);
   return q;
 }
 
@@ -143,13 +206,14 @@ int pricingSetup(SimplexEngine &e, PrimalPricing &p) {
 }
 
 int chooseEntering(SimplexEngine &e, PrimalPricing &p) {
-  return pricingKeepsDj(e) ? chooseWeighted(e) : choosePartial(e, p.partial);
+  return pricingKeepsDj(e) ? chooseWeighted(e, p) : choosePartial(e, p.partial);
 }
 
 void initPrimalWeights(SimplexEngine &e) {
   const WorkLp &lp = *e.lp;
   e.primalWeights.assign(static_cast<size_t>(e.nt > 0 ? e.nt : 1), 1.0);
   e.primalWeightsValid = true;
+  ++e.primalWeightResets;
   if (e.primalPricing == PrimalPricingKind::kSteepestSlackStart) {
     for (int j = 0; j < e.n; ++j) {
       double s = 1.0;
@@ -163,8 +227,7 @@ void initPrimalWeights(SimplexEngine &e) {
     for (int j = 0; j < e.nt; ++j) {
       if (e.basicPos[j] >= 0) continue;
       hvClear(col);
-      addColumn(lp, j, 1.0, col.array.data());
-      col.count = -1;
+      hvAddColumn(col, lp, j, 1.0);
       ftran(e.factor, col);
       e.primalWeights[j] = 1.0 + hvSquaredNorm(col);
     }
@@ -192,13 +255,14 @@ void updatePrimalWeights(SimplexEngine &e, int q, double alphaQ) {
       const double a = col.array[col.index[k]];
       wq += a * a;
       v.array[col.index[k]] = a;
+      v.index[k] = col.index[k];
     }
     weight[q] = wq;
-    v.count = -1;
+    v.count = col.count;
     btran(e.factor, v);
     for (int k = 0; k < row.count; ++k) {
       const int j = row.index[k];
-      if (e.basicPos[j] >= 0 || j == q || row.array[j] == 0.0) continue;
+      if (j == q || row.array[j] == 0.0) continue;
       const double ratio = row.array[j] / alphaQ;
       const double updated = weight[j] - 2.0 * ratio * columnDot(*e.lp, j, v.array.data()) + ratio * ratio * wq;
       weight[j] = std::max(updated, 1.0 + ratio * ratio);
@@ -209,13 +273,16 @@ void updatePrimalWeights(SimplexEngine &e, int q, double alphaQ) {
   double biggest = 0.0;
   for (int k = 0; k < row.count; ++k) {
     const int j = row.index[k];
-    if (e.basicPos[j] >= 0 || row.array[j] == 0.0) continue;
+    if (row.array[j] == 0.0) continue;
     const double ratio = row.array[j] / alphaQ;
     weight[j] = std::max(weight[j], ratio * ratio * wq);
     biggest = std::max(biggest, weight[j]);
   }
   // Weights that grew out of all proportion restart the reference framework.
-  if (biggest > 1e6) std::fill(e.primalWeights.begin(), e.primalWeights.end(), 1.0);
+  if (biggest > 1e6) {
+    std::fill(e.primalWeights.begin(), e.primalWeights.end(), 1.0);
+    ++e.primalWeightResets;
+  }
 }
 
 void pricingSample(const SimplexEngine &e, PrimalPricing &p) {

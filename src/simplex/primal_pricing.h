@@ -33,8 +33,31 @@ struct PricingSamples {
   double sumA = 0.0, sumB = 0.0, sumC = 0.0, sumD = 0.0, sumE = 0.0;
 };
 
+// The weighted kinds' choice without a pass over all variables: a max-heap
+// of (merit, variable) in which an entry counts only while its variable has
+// not changed since it was pushed (its stamp equals the variable's). The
+// iterations list the variables whose reduced cost, weight or position they
+// change; the choice pushes their new merits and drops stale entries from
+// the top. A full scan rebuilds the heap when duals are recomputed, weights
+// reset, the tolerance changes or stale entries pile up.
+struct MeritEntry {
+  double merit;
+  int j;
+  int stamp;
+};
+struct WeightedHeap {
+  EnvVector<MeritEntry> heap;
+  EnvVector<int> stamp;       // by variable: changes seen
+  EnvVector<int> changed;     // variables changed since the last choice
+  EnvVector<char> isChanged;  // by variable: listed in `changed`
+  double tol = 0.0;           // the optimality tolerance of the scan
+  int dualsComputed = -1, weightResets = -1;
+  bool valid = false;
+};
+
 struct PrimalPricing {
   PartialPrice partial;
+  WeightedHeap weighted;
   PricingSamples samples;
   bool automatic = false;  // QVN_PARAM_PPRIIND 0: the kind may still move on
   int sampleSize = 4;      // devex iterations sampled before the steepest edge test
@@ -56,6 +79,13 @@ inline bool pricingKeepsDj(const SimplexEngine &e) { return e.primalPricing >= P
 // more than e.dualTol. With sections, the reduced costs of the variables
 // scanned are refreshed from the duals on the way.
 int chooseEntering(SimplexEngine &e, PrimalPricing &p);
+
+// The reduced cost, weight or position of variable j changed outside a full
+// recomputation: the weighted choice must look at it again.
+inline void pricingNoteChanged(PrimalPricing &p, int j) {
+  WeightedHeap &w = p.weighted;
+  if (w.valid && !w.isChanged[j]) w.isChanged[j] = 1, w.changed.push_back(j);
+}
 
 // Start weights of a weighted kind: 1.0 for devex and full pricing, for
 // steepest edge the exact ||B^{-1} a_j||^2 + 1 (kind 2) or those of a slack

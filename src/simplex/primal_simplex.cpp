@@ -106,6 +106,7 @@ int setPhase(SimplexEngine &e, PrimalWork &w) {
 // changes alone. Returns the phase.
 int updatePhase1(SimplexEngine &e, PrimalWork &w, int r, int leaving) {
   if (leaving >= 0 && e.cost[leaving] != 0.0) {
+    pricingNoteChanged(w.pricing, leaving);
     e.dj[leaving] -= e.cost[leaving];
     e.cost[leaving] = 0.0;
     --w.infeasibleCount;
@@ -141,7 +142,8 @@ int updatePhase1(SimplexEngine &e, PrimalWork &w, int r, int leaving) {
       const HVector &row = e.rowAlpha;
       for (int k = 0; k < row.count; ++k) {
         const int j = row.index[k];
-        if (e.basicPos[j] < 0) e.dj[j] -= row.array[j];
+        e.dj[j] -= row.array[j];
+        pricingNoteChanged(w.pricing, j);
       }
       hvClear(e.rowAlpha);
     }
@@ -387,6 +389,7 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
   if (phase == 1) ++e.phase1Iterations;
   if (r == -1) {
     e.move[q] = e.move[q] == kAtUpper ? kAtLower : kAtUpper;
+    pricingNoteChanged(w.pricing, q);
     placeNonbasic(e, q);
     if (phase == 1 && (phase = updatePhase1(e, w, -1, -1)) == 2) logPrimal(e, phase);
     hvClear(col);
@@ -431,7 +434,8 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
     const double *alpha = e.rowAlpha.array.data();
     for (int k = 0; k < e.rowAlpha.count; ++k) {
       const int j = e.rowAlpha.index[k];
-      if (e.basicPos[j] < 0 && alpha[j] != 0.0) e.dj[j] -= thetaD * alpha[j];
+      e.dj[j] -= thetaD * alpha[j];
+      pricingNoteChanged(w.pricing, j);
     }
     if (w.pricing.automatic && e.primalPricing == PrimalPricingKind::kDevex) pricingSample(e, w.pricing);
     updatePrimalWeights(e, q, alphaQ);
@@ -443,6 +447,8 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
   changeBasis(e, q, r, leaveMove);
   e.x[leaving] = leaveValue;
   e.dj[leaving] = -thetaD;
+  pricingNoteChanged(w.pricing, leaving);
+  pricingNoteChanged(w.pricing, q);
   if (keepDj) e.primalWeights[leaving] = std::max(wq / (alphaQ * alphaQ), 1.0);
   hvClear(rho);
   hvClear(e.rowAlpha);
@@ -458,8 +464,7 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
   const double dir = e.dj[q] < 0 ? 1.0 : -1.0;
   HVector &col = e.column;
   hvClear(col);
-  addColumn(lp, q, 1.0, col.array.data());
-  col.count = -1;
+  hvAddColumn(col, lp, q, 1.0);
   ftranForUpdate(e.factor, col);
   double step = 0.0;
   const int r = chooseRow(e, q, dir, step);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "model/problem.h"
+#include "runtime/debug_checks.h"
 #include "simplex/primal_pricing.h"
 #include "simplex/primal_run_fixture.h"
 
@@ -68,6 +69,9 @@ LpModel randomLp(std::mt19937 &rng, int n, int m) {
 }
 
 TEST_F(PrimalPricingRun, EveryKindAndSectionLimitReachesTheSameOptimum) {
+  // The debug layer also holds each choice of the weighted kinds, made from
+  // a list kept by updates, against a scan of all variables.
+  qvn::setDebugLevel(env, 1);
   std::mt19937 rng(4711);
   for (int trial = 0; trial < 6; ++trial) {
     const LpModel m = randomLp(rng, 40 + 20 * trial, 15 + 5 * trial);
@@ -85,6 +89,7 @@ TEST_F(PrimalPricingRun, EveryKindAndSectionLimitReachesTheSameOptimum) {
     }
     ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PRICELIM, 0), 0);
   }
+  EXPECT_EQ(qvn::debugFailureCount(env), 0) << qvn::debugFirstFailure(env);
 }
 
 TEST_F(PrimalPricingRun, AutomaticKindReportsItsMoves) {

@@ -222,7 +222,9 @@ struct LuFactor {
 
   // Running averages of the result densities of FTRAN and BTRAN: the sparse
   // paths pay for their symbolic pass only while results stay sparse.
-  double ftranDensity = 0.0, btranDensity = 0.0;
+  // The entering column (the FTRAN kept for an update) and the other FTRANs
+  // (weights, flips) differ in density by much, so each has its own.
+  double ftranDensity = 0.0, ftranOtherDensity = 0.0, btranDensity = 0.0;
   // Depth-first search: next edge per stack level, the order found, and marks
   // of its own (a row search runs while rowMark lists the vector's rows).
   EnvVector<int> dfsEdge, dfsOrder, dfsMark;

@@ -15,20 +15,18 @@ namespace qvn {
 
 namespace {
 
-constexpr int kHeapRatio = 50;
-
 // Above this predicted result density the plain sweeps are cheaper.
 constexpr double kHyperDensity = 0.10;
 // Weight of the newest solve in the running density average.
 constexpr double kDensityWeight = 0.05;
 
 // Depth-first search from the roots through the edges of each node, given by
-// `range(node, from, to)` as the stretch targets[from..to); each node once
+// `range(node, from, to)` as the stretch target(from..to); each node once
 // (marks equal to `stamp`), without recursion: the stack lives in `stack` and
 // `edge`. Writes the nodes to `order` in postorder, so the reverse of `order`
 // puts every node before the nodes its edges lead to. Returns their count.
-template <class Range>
-int depthFirst(const int *roots, int rootCount, const int *targets, Range range, int *mark, int stamp, int *stack,
+template <class Target, class Range>
+int depthFirst(const int *roots, int rootCount, Target target, Range range, int *mark, int stamp, int *stack,
                int *edge, int *order) {
   int count = 0;
   for (int q = 0; q < rootCount; ++q) {
@@ -42,9 +40,9 @@ int depthFirst(const int *roots, int rootCount, const int *targets, Range range,
     for (;;) {
       range(stack[top], from, to);
       int p = edge[top];
-      while (p < to && mark[targets[p]] == stamp) ++p;
+      while (p < to && mark[target(p)] == stamp) ++p;
       if (p < to) {
-        const int next = targets[p];
+        const int next = target(p);
         edge[top] = p + 1;
         mark[next] = stamp;
         range(next, from, to);
@@ -153,8 +151,10 @@ template <class Real> struct Solve {
       to = e >= 0 ? start[e + 1] : 0;
     };
     int *order = f.dfsOrder.data();
-    const int reached = depthFirst(list, listCount, f.lIndex.data(), range, f.dfsMark.data(), nextStamp(f),
-                                   f.heap.data(), f.dfsEdge.data(), order);
+    const int *lIndex = f.lIndex.data();
+    auto target = [lIndex](int q) { return lIndex[q]; };
+    const int reached = depthFirst(list, listCount, target, range, f.dfsMark.data(), nextStamp(f), f.heap.data(),
+                                   f.dfsEdge.data(), order);
     for (int t = reached - 1; t >= 0; --t) {
       const int row = order[t];
       const int e = etaOf[row];
@@ -234,8 +234,10 @@ template <class Real> struct Solve {
       from = start[pos[x]];
       to = from + count[pos[x]];
     };
-    return depthFirst(roots, rootCount, file.index.data(), range, marks, nextStamp(f), f.heap.data(),
-                      f.dfsEdge.data(), f.dfsOrder.data());
+    const int *index = file.index.data();
+    auto target = [index](int q) { return index[q]; };
+    return depthFirst(roots, rootCount, target, range, marks, nextStamp(f), f.heap.data(), f.dfsEdge.data(),
+                      f.dfsOrder.data());
   }
 
   // Back substitution over U, newest positions first; the solution goes by basis
@@ -257,7 +259,8 @@ template <class Real> struct Solve {
     if (sparse) {
       // Row i leads to the rows above its pivot in U.
       const int reached = reachU(f.uCols, f.rowPos.data(), list, listCount, f.rowMark.data());
-      for (int t = reached - 1; t >= 0; --t) solveAt(f.rowPos[f.dfsOrder[t]]);
+      const int *order = f.dfsOrder.data();
+      for (int t = reached - 1; t >= 0; --t) solveAt(f.rowPos[order[t]]);
       return outCount;
     }
     for (int k = f.posEnd - 1; k >= 0; --k) {
@@ -270,7 +273,8 @@ template <class Real> struct Solve {
   int ftran(double *array, const int *index, int count, int *outIndex, bool keepSpike) {
     loadRows(array, index, count);
     inputSparse = listCount < kHyperDensity * f.m;
-    sparse = chooseSparse(f.ftranDensity, listCount);
+    double &density = keepSpike ? f.ftranDensity : f.ftranOtherDensity;
+    sparse = chooseSparse(density, listCount);
     if (keepSpike) {
       f.spikeInputNz = listCount;
       double largest = 0.0;
@@ -281,7 +285,7 @@ template <class Real> struct Solve {
     forwardEtas();
     if (keepSpike) saveSpike();
     const int outCount = backwardU(array, outIndex);
-    if (inputSparse) record(f.ftranDensity, outCount, f.m);
+    if (inputSparse) record(density, outCount, f.m);
     return outCount;
   }
 
@@ -330,40 +334,30 @@ template <class Real> struct Solve {
     }
     if (!sparse) {
       // Rows without an eta of their own are final from the start.
-      int none = 0;
       const int initial = listCount;
       for (int q = 0; q < initial; ++q)
-        if (f.lEtaOfRow[list[q]] < 0) scatterLRow(list[q], nullptr, none, false);
-      for (int e = nL - 1; e >= 0; --e) scatterLRow(f.lPivotRow[e], nullptr, none, false);
+        if (f.lEtaOfRow[list[q]] < 0) scatterLRow(list[q]);
+      for (int e = nL - 1; e >= 0; --e) scatterLRow(f.lPivotRow[e]);
       return;
     }
-    // Row-wise: a row's value is final once every eta after its own is done.
-    int *heap = f.heap.data();
-    int size = 0;
-    const int initial = listCount;
-    for (int q = 0; q < initial; ++q) {
-      const int i = list[q];
-      const int e = f.lEtaOfRow[i];
-      if (e >= 0) {
-        heapPush(heap, size, e);
-        continue;
-      }
-      scatterLRow(i, heap, size, true);
-    }
-    int plainFrom = -1;
-    while (size > 0) {
-      const int e = heap[0];
-      if (e <= kHeapRatio * size) {
-        plainFrom = e;
-        break;
-      }
-      heapPop(heap, size);
-      scatterLRow(f.lPivotRow[e], heap, size, true);
-    }
-    for (int e = plainFrom; e >= 0; --e) scatterLRow(f.lPivotRow[e], heap, size, false);
+    // Row i leads to the pivot rows of the etas with an entry in row i: a
+    // row's value is final once every row that leads to it is done, which
+    // the reverse postorder of the search guarantees.
+    const int *rowStart = f.lRowStart.data();
+    const int *rowEta = f.lRowEta.data();
+    const int *pivotRow = f.lPivotRow.data();
+    auto target = [rowEta, pivotRow](int q) { return pivotRow[rowEta[q]]; };
+    auto range = [rowStart](int i, int &from, int &to) {
+      from = rowStart[i];
+      to = rowStart[i + 1];
+    };
+    int *order = f.dfsOrder.data();
+    const int reached = depthFirst(list, listCount, target, range, f.dfsMark.data(), nextStamp(f), f.heap.data(),
+                                   f.dfsEdge.data(), order);
+    for (int t = reached - 1; t >= 0; --t) scatterLRow(order[t]);
   }
 
-  void scatterLRow(int i, int *heap, int &size, bool push) {
+  void scatterLRow(int i) {
     const Real t = v.workRows[i];
     if (t == 0) return;
     for (int q = f.lRowStart[i]; q < f.lRowStart[i + 1]; ++q) {
@@ -372,7 +366,6 @@ template <class Real> struct Solve {
       if (f.rowMark[r] != mark) {
         f.rowMark[r] = mark;
         list[listCount++] = r;
-        if (push) heapPush(heap, size, e);
       }
       v.workRows[r] -= v.lRowValue[q] * t;
     }
