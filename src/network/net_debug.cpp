@@ -79,7 +79,8 @@ struct TreeChecker {
     for (size_t k = 1; k < order.size(); ++k) {
       const int v = order[k], e = nodes[v].treeArc, parent = nodes[v].parent;
       if (isArtificial(e)) {
-        if (e != -(v + 1) || parent != net->rootNode || nodes[v].mark != kMarkArtificialBasic)
+        if (e != -(v + 1) || parent != net->rootNode || nodes[v].mark != kMarkArtificialBasic ||
+            nodes[v].flowLower != 0.0 || nodes[v].flowUpper != 0.0)
           fail("artificial tree arc", v, e);
         ++inTree;
         continue;
@@ -87,6 +88,10 @@ struct TreeChecker {
       const NetArc &a = net->arcs[e];
       if (a.status != kArcTree || !((a.fromNode == v && a.toNode == parent) || (a.toNode == v && a.fromNode == parent)))
         fail("tree arc does not join the node to its parent", v, e);
+      const bool tail = a.fromNode == v;
+      if (nodes[v].flowLower != (tail ? a.lowerBound : -a.upperBound) ||
+          nodes[v].flowUpper != (tail ? a.upperBound : -a.lowerBound))
+        fail("flow bounds of the tree arc", v, nodes[v].flowUpper);
     }
     if (inTree != net->nodeCount - 1) fail("tree arc count", net->rootNode, inTree);
   }

@@ -28,59 +28,44 @@ inline double treeArcValue(const NetProblem *net, int n) {
   return tailOfTreeArc(net, n) ? net->nodes[n].flow : -net->nodes[n].flow;
 }
 
-inline void treeArcBounds(const NetProblem *net, int n, double &lower, double &upper) {
-  const int e = net->nodes[n].treeArc;
-  if (isArtificial(e)) {
-    lower = upper = 0.0;
-  } else {
-    lower = net->arcs[e].lowerBound;
-    upper = net->arcs[e].upperBound;
-  }
-}
-
-// Flag of n's tree arc at its current value: out of its bounds by more than tol?
+// Is the flow of n to its parent out of the bounds of its tree arc by more than tol?
 inline int treeArcFlag(const NetProblem *net, int n) {
-  double lower, upper;
-  treeArcBounds(net, n, lower, upper);
-  const double v = treeArcValue(net, n);
+  const NetNode &node = net->nodes[n];
   const double tol = net->feasibilityTol;
-  return v > upper + tol || v < lower - tol ? 1 : 0;
+  return node.flow > node.flowUpper + tol || node.flow < node.flowLower - tol ? 1 : 0;
 }
 
-// Room of n's tree arc when the step moves its value up (dir > 0) or down. A
-// flagged arc stops where it regains its violated bound: its cost term changes
-// there, so no step may run past it.
-inline double room(const NetProblem *net, int n, int dir) {
-  double lower, upper;
-  treeArcBounds(net, n, lower, upper);
-  const double v = treeArcValue(net, n);
+// Room of n's tree arc when the step raises the flow that n sends to its
+// parent (`raise`) or lowers it. A flagged arc stops where it regains its
+// violated bound: its cost term changes there, so no step may run past it.
+inline double room(const NetNode &node, bool raise) {
   double r;
-  if (net->nodes[n].infeasible) {
-    if (dir > 0) r = v < lower ? lower - v : kHuge;
-    else r = v > upper ? v - upper : kHuge;
+  if (node.infeasible) {
+    if (raise) r = node.flow < node.flowLower ? node.flowLower - node.flow : kHuge;
+    else r = node.flow > node.flowUpper ? node.flow - node.flowUpper : kHuge;
+  } else if (raise) {
+    r = node.flowUpper >= kNetInfinite ? kHuge : node.flowUpper - node.flow;
   } else {
-    r = dir > 0 ? (upper >= kNetInfinite ? kHuge : upper - v) : (lower <= -kNetInfinite ? kHuge : v - lower);
+    r = node.flowLower <= -kNetInfinite ? kHuge : node.flow - node.flowLower;
   }
   return r < 0.0 ? 0.0 : r;
 }
 
-// Cost of n's tree arc in the running phase, in the direction parent to n.
+// Potential of n less that of its parent under the running phase's costs.
 inline double potentialStep(NetProblem *net, int n, bool penalty) {
-  const NetNode &node = net->nodes[n];
+  NetNode &node = net->nodes[n];
   const int e = node.treeArc;
-  double c = isArtificial(e) ? 0.0 : net->arcs[e].cost;
+  // The cost of sending one unit from n to its parent over the tree arc;
+  // in phase 1 it is one more above the arc's bounds and one less below.
+  double c = isArtificial(e) ? 0.0 : net->arcs[e].fromNode == n ? net->arcs[e].cost : -net->arcs[e].cost;
   int flag = 0;
   if (penalty) {
-    double lower, upper;
-    treeArcBounds(net, n, lower, upper);
-    const double v = treeArcValue(net, n), tol = net->feasibilityTol;
-    // Growing the arc's value costs one more unit above its upper bound and
-    // one less below its lower bound.
-    if (v > upper + tol) c += 1.0, flag = 1;
-    else if (v < lower - tol) c -= 1.0, flag = 1;
+    const double tol = net->feasibilityTol;
+    if (node.flow > node.flowUpper + tol) c += 1.0, flag = 1;
+    else if (node.flow < node.flowLower - tol) c -= 1.0, flag = 1;
   }
-  net->nodes[n].infeasible = flag;
-  return tailOfTreeArc(net, n) ? -c : c;
+  node.infeasible = flag;
+  return -c;
 }
 
 } // namespace
@@ -137,11 +122,11 @@ void netRatioTest(const NetProblem *net, NetStep &s) {
   int u = s.first, v = s.second;
   while (u != v) {
     if (nodes[u].descendants <= nodes[v].descendants) {
-      const double r = room(net, u, tailOfTreeArc(net, u) ? 1 : -1);
+      const double r = room(nodes[u], true);
       if (r <= firstStep) firstStep = r, firstNode = u;
       u = nodes[u].parent;
     } else {
-      const double r = room(net, v, tailOfTreeArc(net, v) ? -1 : 1);
+      const double r = room(nodes[v], false);
       if (r < secondStep) secondStep = r, secondNode = v;
       v = nodes[v].parent;
     }
@@ -299,24 +284,30 @@ void netPivot(NetProblem *net, NetStep &s) {
   // Re-hang the path q .. w: each node takes its old child on the path as its
   // parent, with the tree arc, flow and flag that joined them; its subtree
   // now runs to the end of the block.
-  int x = q, newParent = p, arcIn = s.entering, flagIn = 0, previousSize = 0;
-  double flowIn = in.fromNode == q ? value : -value;
+  // `joint`: the arc that joins x to its new parent, seen from x.
+  struct Joint {
+    int arc;
+    double flow, lower, upper;
+    int flag;
+  } joint{s.entering, value, in.lowerBound, in.upperBound, 0};
+  if (in.fromNode != q) joint = Joint{s.entering, -value, -in.upperBound, -in.lowerBound, 0};
+  int x = q, newParent = p, previousSize = 0;
   for (;;) {
     NetNode &node = nodes[x];
-    const int oldParent = node.parent, oldArc = node.treeArc, oldFlag = node.infeasible;
-    const double oldFlow = node.flow;
-    const int oldSize = node.descendants + 1;
+    const int oldParent = node.parent, oldSize = node.descendants + 1;
+    // The arc that joined x to its old parent will join the old parent to x.
+    const Joint next{node.treeArc, -node.flow, -node.flowUpper, -node.flowLower, node.infeasible};
     node.parent = newParent;
-    node.treeArc = arcIn;
-    node.flow = flowIn;
-    node.infeasible = flagIn;
+    node.treeArc = joint.arc;
+    node.flow = joint.flow;
+    node.flowLower = joint.lower;
+    node.flowUpper = joint.upper;
+    node.infeasible = joint.flag;
     node.descendants = (x == q ? cutSize : cutSize - previousSize) - 1;
     node.lastSuccessor = blockEnd;
     if (x == w) break;
+    joint = next;
     newParent = x;
-    arcIn = oldArc;
-    flowIn = -oldFlow;
-    flagIn = oldFlag;
     previousSize = oldSize;
     x = oldParent;
   }

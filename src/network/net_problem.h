@@ -63,6 +63,10 @@ struct NetArc {
 struct NetNode {
   double supply;
   double flow;
+  // The bounds that the tree arc puts on `flow`: the arc's own when the node
+  // is its tail, negated and swapped when the node is its head, 0 for an
+  // artificial arc. The ratio test reads them instead of the arc.
+  double flowLower, flowUpper;
   int parent;
   int revThread;      // previous node in the preorder
   int lastSuccessor;  // last node of the subtree in the preorder

@@ -113,7 +113,7 @@ bool buildTree(NetRun &run) {
   int top = 0;
   stack[top++] = root;
   run.order.clear();
-  nodes[root].treeArc = -(root + 1);
+  setTreeArc(net, root, -(root + 1), 0.0);
   nodes[root].descendants = 0;
   while (top > 0) {
     const int u = stack[--top];
@@ -124,7 +124,7 @@ bool buildTree(NetRun &run) {
       const int v = e < 0 ? (u == root ? -e - 1 : root) : (net->arcs[e].fromNode == u ? net->arcs[e].toNode : net->arcs[e].fromNode);
       if (v == u || nodes[v].descendants >= 0) return false;  // a loop or a cycle
       nodes[v].descendants = 0;
-      nodes[v].treeArc = e;
+      setTreeArc(net, v, e, 0.0);
       nodes[v].parent = u;
       stack[top++] = v;
     }

@@ -72,6 +72,23 @@ struct NetStep {
   int flagChangedCount;
 };
 
+// Makes arc e (artificial ones negative) the tree arc of node n, carrying
+// `flow` from n to its parent.
+inline void setTreeArc(NetProblem *net, int n, int e, double flow) {
+  NetNode &node = net->nodes[n];
+  node.treeArc = e;
+  node.flow = flow;
+  if (isArtificial(e)) {
+    node.flowLower = node.flowUpper = 0.0;
+  } else if (net->arcs[e].fromNode == n) {
+    node.flowLower = net->arcs[e].lowerBound;
+    node.flowUpper = net->arcs[e].upperBound;
+  } else {
+    node.flowLower = -net->arcs[e].upperBound;
+    node.flowUpper = -net->arcs[e].lowerBound;
+  }
+}
+
 // Sets `first`, `second`, `apex`, `step` and the blocking node for an entering arc.
 void netRatioTest(const NetProblem *net, NetStep &step);
 // Carries the step out: flows, statuses, tree links and potentials. Sets state
