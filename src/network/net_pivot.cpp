@@ -312,13 +312,17 @@ void netPivot(NetProblem *net, NetStep &s) {
     x = oldParent;
   }
   // The moved subtree keeps its inner potential differences; only its level
-  // shifts. This is the one walk over the whole block.
+  // shifts against the rest of the tree. Potentials matter only up to a
+  // constant, so the smaller side moves: the block, or everything else (the
+  // thread from the block's end round to p). This is the one walk of a pivot
+  // that is not bounded by the paths.
   double *potential = net->potential;
   const int *thread = net->thread;
-  const double shift = potential[p] + (in.toNode == q ? in.cost : -in.cost) - potential[q];
+  double shift = potential[p] + (in.toNode == q ? in.cost : -in.cost) - potential[q];
   if (shift != 0.0) {
-    int n = q;
-    for (int left = cutSize; left > 0; --left, n = thread[n]) potential[n] += shift;
+    int n = q, count = cutSize;
+    if (2 * cutSize > net->nodeCount) n = thread[blockEnd], count = net->nodeCount - cutSize, shift = -shift;
+    for (; count > 0; --count, n = thread[n]) potential[n] += shift;
   }
   if (phase1) refreshFlagged(net, s);
 }

@@ -421,6 +421,8 @@ int solve(NetRun &run) {
     if (!buildTree(run)) return QVNERR_NO_BASIS;
   }
   const int flows = computeFlows(run);
+  // Prices for the getters even when the supplies end the run here.
+  allPotentials(net);
   if (flows == kNetSupplyInfeasible || flows == QVNERR_BOUNDS_INFEAS) return 0;
   QVN_TRY(flows);
   feasibilityTest(net);
@@ -468,6 +470,12 @@ int netPrimopt(Environment *env, NetProblem *net) {
   if (negate)
     for (int j = 0; j < net->arcCount; ++j) net->arcs[j].cost = -net->arcs[j].cost;
   int status = runCaught([&]() { return solve(run); });
+  if (status == 0 && netSolved(net) && net->rootNode >= 0) {
+    // Pivots may have shifted the whole tree's prices: the root's is 0 again.
+    const double level = net->potential[net->rootNode];
+    if (level != 0.0)
+      for (int i = 0; i < net->nodeCount; ++i) net->potential[i] -= level;
+  }
   if (net->costScale != 1.0 || !run.heldCost.empty()) restoreCosts(run);
   if (negate)
     for (int j = 0; j < net->arcCount; ++j) net->arcs[j].cost = -net->arcs[j].cost;
