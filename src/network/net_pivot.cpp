@@ -1,8 +1,12 @@
 // One step of the network simplex on the tree held in the node records: the
 // ratio test along the cycle, the flow change, the exchange of tree arcs and
 // the potentials of the moved subtree. Work is proportional to the two paths
-// and the moved subtree, never to the network.
+// and the moved subtree, never to the network: the cycle is found by climbing
+// from the end with the smaller subtree, and the moved subtree is one block of
+// the preorder thread, re-rooted by splicing a few runs of it; only its
+// potentials are visited node by node.
 #include <cmath>
+#include <limits>
 
 #include "network/net_simplex.h"
 
@@ -24,111 +28,61 @@ inline double treeArcValue(const NetProblem *net, int n) {
   return tailOfTreeArc(net, n) ? net->nodes[n].flow : -net->nodes[n].flow;
 }
 
-inline void treeArcBounds(const NetProblem *net, int n, double &lower, double &upper) {
-  const int e = net->nodes[n].treeArc;
-  if (isArtificial(e)) {
-    lower = upper = 0.0;
-  } else {
-    lower = net->arcs[e].lowerBound;
-    upper = net->arcs[e].upperBound;
-  }
-}
-
-// Flag of n's tree arc at its current value: out of its bounds by more than tol?
+// Is the flow of n to its parent out of the bounds of its tree arc by more than tol?
 inline int treeArcFlag(const NetProblem *net, int n) {
-  double lower, upper;
-  treeArcBounds(net, n, lower, upper);
-  const double v = treeArcValue(net, n);
+  const NetNode &node = net->nodes[n];
   const double tol = net->feasibilityTol;
-  return v > upper + tol || v < lower - tol ? 1 : 0;
+  return node.flow > node.flowUpper + tol || node.flow < node.flowLower - tol ? 1 : 0;
 }
 
-// Room of n's tree arc when the step moves its value up (dir > 0) or down. A
-// flagged arc stops where it regains its violated bound: its cost term changes
-// there, so no step may run past it.
-inline double room(const NetProblem *net, int n, int dir) {
-  double lower, upper;
-  treeArcBounds(net, n, lower, upper);
-  const double v = treeArcValue(net, n);
+// Room of n's tree arc when the step raises the flow that n sends to its
+// parent (`raise`) or lowers it. A flagged arc stops where it regains its
+// violated bound: its cost term changes there, so no step may run past it.
+inline double room(const NetNode &node, bool raise) {
   double r;
-  if (net->nodes[n].infeasible) {
-    if (dir > 0) r = v < lower ? lower - v : kHuge;
-    else r = v > upper ? v - upper : kHuge;
+  if (node.infeasible) {
+    if (raise) r = node.flow < node.flowLower ? node.flowLower - node.flow : kHuge;
+    else r = node.flow > node.flowUpper ? node.flow - node.flowUpper : kHuge;
+  } else if (raise) {
+    r = node.flowUpper >= kNetInfinite ? kHuge : node.flowUpper - node.flow;
   } else {
-    r = dir > 0 ? (upper >= kNetInfinite ? kHuge : upper - v) : (lower <= -kNetInfinite ? kHuge : v - lower);
+    r = node.flowLower <= -kNetInfinite ? kHuge : node.flow - node.flowLower;
   }
   return r < 0.0 ? 0.0 : r;
 }
 
-int findApex(const NetProblem *net, int u, int v) {
-  const NetNode *nodes = net->nodes;
-  // The end with the smaller subtree cannot be an ancestor of the other, so it may climb.
-  while (u != v) {
-    if (nodes[u].descendants <= nodes[v].descendants)
-      u = nodes[u].parent;
-    else
-      v = nodes[v].parent;
-  }
-  return u;
-}
-
-void unlinkChild(NetNode *nodes, int x) {
-  NetNode &n = nodes[x];
-  if (n.previousSibling >= 0)
-    nodes[n.previousSibling].nextSibling = n.nextSibling;
-  else if (n.parent >= 0)
-    nodes[n.parent].firstChild = n.nextSibling;
-  if (n.nextSibling >= 0) nodes[n.nextSibling].previousSibling = n.previousSibling;
-  n.nextSibling = n.previousSibling = -1;
-}
-
-void pushChild(NetNode *nodes, int parent, int x) {
-  NetNode &n = nodes[x];
-  n.parent = parent;
-  n.previousSibling = -1;
-  n.nextSibling = nodes[parent].firstChild;
-  if (n.nextSibling >= 0) nodes[n.nextSibling].previousSibling = x;
-  nodes[parent].firstChild = x;
-}
-
-// Cost of n's tree arc in the running phase, in the direction parent to n.
+// Potential of n less that of its parent under the running phase's costs.
 inline double potentialStep(NetProblem *net, int n, bool penalty) {
-  const NetNode &node = net->nodes[n];
+  NetNode &node = net->nodes[n];
   const int e = node.treeArc;
-  double c = isArtificial(e) ? 0.0 : net->arcs[e].cost;
+  // The cost of sending one unit from n to its parent over the tree arc;
+  // in phase 1 it is one more above the arc's bounds and one less below.
+  double c = isArtificial(e) ? 0.0 : net->arcs[e].fromNode == n ? net->arcs[e].cost : -net->arcs[e].cost;
   int flag = 0;
   if (penalty) {
-    double lower, upper;
-    treeArcBounds(net, n, lower, upper);
-    const double v = treeArcValue(net, n), tol = net->feasibilityTol;
-    // Growing the arc's value costs one more unit above its upper bound and
-    // one less below its lower bound.
-    if (v > upper + tol) c += 1.0, flag = 1;
-    else if (v < lower - tol) c -= 1.0, flag = 1;
+    const double tol = net->feasibilityTol;
+    if (node.flow > node.flowUpper + tol) c += 1.0, flag = 1;
+    else if (node.flow < node.flowLower - tol) c -= 1.0, flag = 1;
   }
-  net->nodes[n].infeasible = flag;
-  return tailOfTreeArc(net, n) ? -c : c;
+  node.infeasible = flag;
+  return -c;
 }
 
 } // namespace
 
-int phase1NodePotential(NetProblem *net, int n) {
-  NetNode &node = net->nodes[n];
-  node.potential = net->nodes[node.parent].potential + potentialStep(net, n, true);
-  return node.infeasible;
-}
-
 int subtreePotentials(NetProblem *net, int top) {
   NetNode *nodes = net->nodes;
+  double *potential = net->potential;
+  const int *thread = net->thread;
   const bool penalty = net->state == kNetPhase1;
-  int flagged = 0;
-  for (int n = top; n >= 0; n = preorderNext(nodes, top, n)) {
+  int flagged = 0, n = top;
+  for (int left = nodes[top].descendants; left >= 0; --left, n = thread[n]) {
     if (nodes[n].parent < 0) {
-      nodes[n].potential = 0.0;
+      potential[n] = 0.0;
       nodes[n].infeasible = 0;
       continue;
     }
-    nodes[n].potential = nodes[nodes[n].parent].potential + potentialStep(net, n, penalty);
+    potential[n] = potential[nodes[n].parent] + potentialStep(net, n, penalty);
     flagged += nodes[n].infeasible;
   }
   return flagged;
@@ -140,12 +94,12 @@ void allPotentials(NetProblem *net) {
 
 void netRatioTest(const NetProblem *net, NetStep &s) {
   const NetArc &in = net->arcs[s.entering];
+  const double *potential = net->potential;
   // Flow runs through the entering arc from `second` to `first`, then up the
   // tree from `first` to the apex and down to `second`.
-  const bool forward =
-      in.status == kArcLower ||
-      (in.status == kArcFree &&
-       in.cost - net->nodes[in.toNode].potential + net->nodes[in.fromNode].potential < -kFreeArcDirectionTol);
+  const bool forward = in.status == kArcLower ||
+                       (in.status == kArcFree &&
+                        in.cost - potential[in.toNode] + potential[in.fromNode] < -kFreeArcDirectionTol);
   s.first = forward ? in.toNode : in.fromNode;
   s.second = forward ? in.fromNode : in.toNode;
   s.step = in.upperBound >= kNetInfinite || in.lowerBound <= -kNetInfinite ? kHuge : in.upperBound - in.lowerBound;
@@ -155,18 +109,31 @@ void netRatioTest(const NetProblem *net, NetStep &s) {
     s.apex = s.first;
     return;
   }
-  s.apex = findApex(net, s.first, s.second);
-  // Ties go to the last blocking arc met from the apex along the cycle's
-  // direction (down to `second`, the entering arc, up from `first`), which keeps
-  // the tree strongly feasible and degenerate pivots from cycling.
-  for (int n = s.second; n != s.apex; n = net->nodes[n].parent) {
-    const double r = room(net, n, tailOfTreeArc(net, n) ? -1 : 1);
-    if (r < s.step) s.step = r, s.blockingNode = n, s.blockingOnFirst = 0;
+  // One climb finds the apex and the tightest arc of each side. The end with
+  // fewer descendants cannot be an ancestor of the other, so it may always
+  // climb. Ties go to the last blocking arc met from the apex along the
+  // cycle's direction (down to `second`, the entering arc, up from `first`),
+  // which keeps the tree strongly feasible and degenerate pivots from
+  // cycling: on the side of `second` the first arc met on the climb wins a
+  // tie, on the side of `first` the last.
+  const NetNode *nodes = net->nodes;
+  double firstStep = std::numeric_limits<double>::infinity(), secondStep = firstStep;
+  int firstNode = -1, secondNode = -1;
+  int u = s.first, v = s.second;
+  while (u != v) {
+    if (nodes[u].descendants <= nodes[v].descendants) {
+      const double r = room(nodes[u], true);
+      if (r <= firstStep) firstStep = r, firstNode = u;
+      u = nodes[u].parent;
+    } else {
+      const double r = room(nodes[v], false);
+      if (r < secondStep) secondStep = r, secondNode = v;
+      v = nodes[v].parent;
+    }
   }
-  for (int n = s.first; n != s.apex; n = net->nodes[n].parent) {
-    const double r = room(net, n, tailOfTreeArc(net, n) ? 1 : -1);
-    if (r <= s.step) s.step = r, s.blockingNode = n, s.blockingOnFirst = 1;
-  }
+  s.apex = u;
+  if (secondStep < s.step) s.step = secondStep, s.blockingNode = secondNode;
+  if (firstStep <= s.step) s.step = firstStep, s.blockingNode = firstNode, s.blockingOnFirst = 1;
 }
 
 namespace {
@@ -192,6 +159,59 @@ int holderOf(const NetProblem *net, int e) {
   const NetArc &a = net->arcs[e];
   if (a.status != kArcTree) return -1;
   return net->nodes[a.fromNode].treeArc == e && net->nodes[a.fromNode].parent == a.toNode ? a.fromNode : a.toNode;
+}
+
+// Phase 1: a tree arc whose flag the step changed changes its penalty, and
+// with it the potentials of the subtree below it.
+void refreshFlagged(NetProblem *net, const NetStep &s) {
+  for (int k = 0; k < s.flagChangedCount; ++k) {
+    const int holder = holderOf(net, s.flagChanged[k]);
+    if (holder >= 0) subtreePotentials(net, holder);
+  }
+}
+
+inline void link(NetNode *nodes, int *thread, int before, int after) {
+  thread[before] = after;
+  nodes[after].revThread = before;
+}
+
+// The thread for a pivot that cuts the subtree of w and hangs it under p,
+// re-rooted at q (q lies in the subtree of w; parents are still the old ones).
+// Write the path from q up to w as x0 = q, x1, ..., xk = w. In the old
+// preorder the subtree of xi is xi, Ai, the subtree of x(i-1), Bi; in the new
+// one the moved block reads: the subtree of q, x1 A1 B1, ..., xk Ak Bk, right
+// after p. Each run keeps its inner links and its nodes' last successors, so
+// only the joints change. Returns the last node of the new block.
+int rethread(NetProblem *net, int p, int q, int w) {
+  NetNode *nodes = net->nodes;
+  int *thread = net->thread;
+  const int beforeBlock = nodes[w].revThread;
+  int tail = nodes[q].lastSuccessor;   // last node of the new block so far
+  int childLast = tail;                // last node of the child's old subtree
+  int afterOld = thread[childLast];    // what followed that subtree in the old thread
+  int childRev = nodes[q].revThread;   // what preceded the child in the old thread
+  for (int child = q; child != w;) {
+    const int x = nodes[child].parent;
+    const int xLast = nodes[x].lastSuccessor, xRev = nodes[x].revThread;
+    const bool aEmpty = thread[x] == child;
+    link(nodes, thread, tail, x);
+    // A runs from x's own successor, which it keeps, to the child's predecessor.
+    tail = aEmpty ? x : childRev;
+    if (xLast != childLast) {
+      // B runs from what followed the child's subtree to x's last successor.
+      link(nodes, thread, tail, afterOld);
+      tail = xLast;
+      afterOld = thread[xLast];
+    }
+    childLast = xLast;
+    childRev = xRev;
+    child = x;
+  }
+  link(nodes, thread, beforeBlock, afterOld);
+  const int afterP = thread[p];
+  link(nodes, thread, p, q);
+  link(nodes, thread, tail, afterP);
+  return tail;
 }
 
 } // namespace
@@ -220,8 +240,10 @@ void netPivot(NetProblem *net, NetStep &s) {
     }
   }
   if (s.blockingNode < 0) {
-    // The entering arc runs from one bound to the other and the tree stays.
+    // The entering arc runs from one bound to the other and the tree stays;
+    // only the flags that the step changed move potentials.
     in.status ^= 2;
+    if (phase1) refreshFlagged(net, s);
     return;
   }
   const int w = s.blockingNode;
@@ -251,38 +273,58 @@ void netPivot(NetProblem *net, NetStep &s) {
   const int cutSize = nodes[w].descendants + 1;
   for (int n = nodes[w].parent; n != s.apex; n = nodes[n].parent) nodes[n].descendants -= cutSize;
   for (int n = p; n != s.apex; n = nodes[n].parent) nodes[n].descendants += cutSize;
+  const int oldLast = nodes[w].lastSuccessor, before = nodes[w].revThread;
+  const int blockEnd = rethread(net, p, q, w);
+  // Last successors outside the block: the ancestors of w that ended with the
+  // block now end just before it, then those of p that ended at p (among them,
+  // when the block returns to where it was, the same nodes) end with it.
+  for (int n = nodes[w].parent; n >= 0 && nodes[n].lastSuccessor == oldLast; n = nodes[n].parent)
+    nodes[n].lastSuccessor = before;
+  for (int n = p; n >= 0 && nodes[n].lastSuccessor == p; n = nodes[n].parent) nodes[n].lastSuccessor = blockEnd;
   // Re-hang the path q .. w: each node takes its old child on the path as its
-  // parent, with the tree arc, flow and flag that joined them.
-  int x = q, newParent = p, arcIn = s.entering, flagIn = 0, previousSize = 0;
-  double flowIn = in.fromNode == q ? value : -value;
+  // parent, with the tree arc, flow and flag that joined them; its subtree
+  // now runs to the end of the block.
+  // `joint`: the arc that joins x to its new parent, seen from x.
+  struct Joint {
+    int arc;
+    double flow, lower, upper;
+    int flag;
+  } joint{s.entering, value, in.lowerBound, in.upperBound, 0};
+  if (in.fromNode != q) joint = Joint{s.entering, -value, -in.upperBound, -in.lowerBound, 0};
+  int x = q, newParent = p, previousSize = 0;
   for (;;) {
-    const int oldParent = nodes[x].parent, oldArc = nodes[x].treeArc, oldFlag = nodes[x].infeasible;
-    const double oldFlow = nodes[x].flow;
-    const int oldSize = nodes[x].descendants + 1;
-    unlinkChild(nodes, x);
-    pushChild(nodes, newParent, x);
-    nodes[x].treeArc = arcIn;
-    nodes[x].flow = flowIn;
-    nodes[x].infeasible = flagIn;
-    nodes[x].descendants = (x == q ? cutSize : cutSize - previousSize) - 1;
+    NetNode &node = nodes[x];
+    const int oldParent = node.parent, oldSize = node.descendants + 1;
+    // The arc that joined x to its old parent will join the old parent to x.
+    const Joint next{node.treeArc, -node.flow, -node.flowUpper, -node.flowLower, node.infeasible};
+    node.parent = newParent;
+    node.treeArc = joint.arc;
+    node.flow = joint.flow;
+    node.flowLower = joint.lower;
+    node.flowUpper = joint.upper;
+    node.infeasible = joint.flag;
+    node.descendants = (x == q ? cutSize : cutSize - previousSize) - 1;
+    node.lastSuccessor = blockEnd;
     if (x == w) break;
+    joint = next;
     newParent = x;
-    arcIn = oldArc;
-    flowIn = -oldFlow;
-    flagIn = oldFlag;
     previousSize = oldSize;
     x = oldParent;
   }
-  // The moved subtree keeps its inner differences; only its level shifts.
-  const double target = nodes[p].potential + (in.toNode == q ? in.cost : -in.cost);
-  const double shift = target - nodes[q].potential;
-  if (shift != 0.0)
-    for (int n = q; n >= 0; n = preorderNext(nodes, q, n)) nodes[n].potential += shift;
-  if (phase1)
-    for (int k = 0; k < s.flagChangedCount; ++k) {
-      const int holder = holderOf(net, s.flagChanged[k]);
-      if (holder >= 0) subtreePotentials(net, holder);
-    }
+  // The moved subtree keeps its inner potential differences; only its level
+  // shifts against the rest of the tree. Potentials matter only up to a
+  // constant, so the smaller side moves: the block, or everything else (the
+  // thread from the block's end round to p). This is the one walk of a pivot
+  // that is not bounded by the paths.
+  double *potential = net->potential;
+  const int *thread = net->thread;
+  double shift = potential[p] + (in.toNode == q ? in.cost : -in.cost) - potential[q];
+  if (shift != 0.0) {
+    int n = q, count = cutSize;
+    if (2 * cutSize > net->nodeCount) n = thread[blockEnd], count = net->nodeCount - cutSize, shift = -shift;
+    for (; count > 0; --count, n = thread[n]) potential[n] += shift;
+  }
+  if (phase1) refreshFlagged(net, s);
 }
 
 } // namespace qvn

@@ -1,8 +1,12 @@
-// The pricers of the network simplex. All three look at the arcs section by
-// section (section j: arcs j, j + s, j + 2s, ...), so that one call prices a
-// spread sample of the network rather than a clump of neighbours, and stop as
-// soon as a section has produced a candidate.
+// The pricers of the network simplex. All three look at the arcs block by
+// block and stop as soon as a block has produced a candidate; they differ in
+// what they remember between calls:
+// - partial pricing remembers only where to go on;
+// - multiple partial pricing keeps a ring of recent candidates and prices
+//   them again first;
+// - multiple partial pricing with sorting keeps the k best candidates.
 #include <algorithm>
+#include <cmath>
 
 #include "network/net_simplex.h"
 #include "runtime/errors.h"
@@ -13,32 +17,36 @@ namespace {
 
 // A candidate must beat the best by this much: ties keep the first.
 constexpr double kPricingTieTol = 1e-10;
+// Block length per square root of the arc count.
+constexpr double kBlockPerRoot = 1.0;
 
-int sectionCountFor(int arcs) {
+int listLengthFor(int arcs) {
   if (arcs < 1000) return 15;
   if (arcs < 10000) return 25;
   if (arcs < 100000) return 50;
   return 100;
 }
 
-void layOutSections(NetPricer *p, const NetProblem *net, double tolerance) {
+void layOutBlocks(NetPricer *p, const NetProblem *net, double tolerance) {
   const int m = net->arcCount;
   p->tolerance = tolerance;
-  p->sectionCount = sectionCountFor(m);
-  p->stride = m < p->sectionCount ? 1 : m / p->sectionCount;
-  p->nextSection = 0;
+  p->listLength = listLengthFor(m);
+  p->blockLength = std::max(p->listLength, static_cast<int>(std::ceil(kBlockPerRoot * std::sqrt(double(m)))));
+  p->blockCount = m == 0 ? 1 : (m + p->blockLength - 1) / p->blockLength;
+  p->nextBlock = 0;
   p->listCount = 0;
   p->writePosition = 0;
 }
 
 bool priceable(const NetArc &a) { return a.status != kArcTree && a.status != kArcFixed; }
 
-// Prices one section; each candidate goes to `take`; keeps the best.
+// Prices one block; each candidate goes to `take`; keeps the best.
 template <class Take>
-void scanSection(const NetProblem *net, int section, int stride, double threshold, double &best, int &bestArc,
-                 Take &&take) {
+void scanBlock(const NetProblem *net, const NetPricer *p, int block, double &best, int &bestArc, Take &&take) {
   const NetArc *arcs = net->arcs;
-  for (int j = section; j < net->arcCount; j += stride) {
+  const double threshold = -p->tolerance;
+  const int end = std::min(net->arcCount, (block + 1) * p->blockLength);
+  for (int j = block * p->blockLength; j < end; ++j) {
     const NetArc &a = arcs[j];
     if (!priceable(a)) continue;
     const double d = arcReducedValue(net, a);
@@ -51,22 +59,29 @@ void scanSection(const NetProblem *net, int section, int stride, double threshol
   }
 }
 
+// Scans blocks from the remembered one: at least `minimum`, then on until a
+// candidate stands or every block has been seen.
+template <class Take>
+void scanBlocks(const NetProblem *net, NetPricer *p, int minimum, double &best, int &bestArc, Take &&take) {
+  for (int seen = 0; seen < p->blockCount && (seen < minimum || bestArc < 0); ++seen) {
+    scanBlock(net, p, p->nextBlock, best, bestArc, take);
+    p->nextBlock = p->nextBlock + 1 == p->blockCount ? 0 : p->nextBlock + 1;
+  }
+}
+
 void setTol(NetPricer *p, double tolerance) { p->tolerance = tolerance; }
 void finishPricer(NetPricer *p) { p->listCount = p->writePosition = 0; }
 
 // ---- partial ----
 int startPartial(NetPricer *p, const NetProblem *net, double tolerance) {
-  layOutSections(p, net, tolerance);
+  layOutBlocks(p, net, tolerance);
   return 0;
 }
 
 int nextPartial(NetPricer *p, const NetProblem *net, double *value) {
   double best = -p->tolerance;
   int bestArc = -1;
-  for (int seen = 0; seen < p->stride && bestArc < 0; ++seen) {
-    scanSection(net, p->nextSection, p->stride, -p->tolerance, best, bestArc, [](int, double) {});
-    p->nextSection = p->nextSection + 1 == p->stride ? 0 : p->nextSection + 1;
-  }
+  scanBlocks(net, p, 0, best, bestArc, [](int, double) {});
   if (value) *value = best;
   return bestArc;
 }
@@ -83,8 +98,8 @@ int ensureList(NetPricer *p, int capacity) {
 }
 
 int startMultiple(NetPricer *p, const NetProblem *net, double tolerance) {
-  layOutSections(p, net, tolerance);
-  return ensureList(p, 2 * p->sectionCount);
+  layOutBlocks(p, net, tolerance);
+  return ensureList(p, 2 * p->listLength);
 }
 
 // Prices the listed arcs again and keeps the candidates, in order.
@@ -116,24 +131,21 @@ int nextMultiple(NetPricer *p, const NetProblem *net, double *value) {
     if (++p->writePosition == p->listCapacity) p->writePosition = 0;
     p->listCount = std::min(p->listCount + 1, p->listCapacity);
   };
-  for (int seen = 0; seen < p->stride && (seen == 0 || bestArc < 0); ++seen) {
-    scanSection(net, p->nextSection, p->stride, -p->tolerance, best, bestArc, take);
-    p->nextSection = p->nextSection + 1 == p->stride ? 0 : p->nextSection + 1;
-  }
+  scanBlocks(net, p, 1, best, bestArc, take);
   if (value) *value = best;
   return bestArc;
 }
 
 // ---- multiple partial with sorting: the k best survive between calls ----
 int startSorted(NetPricer *p, const NetProblem *net, double tolerance) {
-  layOutSections(p, net, tolerance);
-  const int m = net->arcCount;
-  return ensureList(p, (m / p->stride) + p->sectionCount + 2);
+  layOutBlocks(p, net, tolerance);
+  return ensureList(p, p->blockLength + p->listLength + 1);
 }
 
-void sortByValue(NetPricerEntry *list, int lo, int hi) {
-  // Quicksort on the middle element; the shorter side recurses, so the depth
-  // stays logarithmic.
+// Moves the `keep` smallest values of list[0 .. count) to its front (in no
+// particular order): a quickselect on the middle element.
+void keepBest(NetPricerEntry *list, int count, int keep) {
+  int lo = 0, hi = count - 1;
   while (lo < hi) {
     const double pivot = list[lo + (hi - lo) / 2].value;
     int i = lo, j = hi;
@@ -142,13 +154,10 @@ void sortByValue(NetPricerEntry *list, int lo, int hi) {
       while (list[j].value > pivot) --j;
       if (i <= j) std::swap(list[i++], list[j--]);
     }
-    if (j - lo < hi - i) {
-      sortByValue(list, lo, j);
-      lo = i;
-    } else {
-      sortByValue(list, i, hi);
-      hi = j;
-    }
+    // Now list[lo .. j] <= pivot <= list[i .. hi], and anything between equals it.
+    if (keep - 1 <= j) hi = j;
+    else if (keep - 1 >= i) lo = i;
+    else return;
   }
 }
 
@@ -156,17 +165,14 @@ int nextSorted(NetPricer *p, const NetProblem *net, double *value) {
   double best = -p->tolerance;
   int bestArc = -1;
   repriceList(p, net, best, bestArc);
-  if (p->listCount > p->sectionCount) {
-    sortByValue(p->list, 0, p->listCount - 1);
-    p->listCount = p->sectionCount;
+  if (p->listCount > p->listLength) {
+    keepBest(p->list, p->listCount, p->listLength);
+    p->listCount = p->listLength;
   }
   auto take = [p](int arc, double d) {
     if (p->listCount < p->listCapacity) p->list[p->listCount++] = NetPricerEntry{arc, d};
   };
-  for (int seen = 0; seen < p->stride && (seen == 0 || bestArc < 0); ++seen) {
-    scanSection(net, p->nextSection, p->stride, -p->tolerance, best, bestArc, take);
-    p->nextSection = p->nextSection + 1 == p->stride ? 0 : p->nextSection + 1;
-  }
+  scanBlocks(net, p, 1, best, bestArc, take);
   if (value) *value = best;
   return bestArc;
 }

@@ -35,6 +35,8 @@ void releaseParts(NetProblem *net) {
   envFree(net->name);
   envFree(net->arcs);
   envFree(net->nodes);
+  envFree(net->potential);
+  envFree(net->thread);
   freeNameTable(net->arcNames);
   freeNameTable(net->nodeNames);
 }
@@ -112,7 +114,7 @@ int addNetNodes(Environment *env, NetProblem *net, int count, const double *supp
     NetNode &n = net->nodes[net->nodeCount + k];
     n = NetNode{};
     n.supply = supply ? supply[k] : 0.0;
-    n.parent = n.firstChild = n.nextSibling = n.previousSibling = -1;
+    n.parent = n.revThread = n.lastSuccessor = -1;
     n.descendants = -1;
     n.treeArc = -(net->nodeCount + k + 1);
     n.mark = kMarkArtificialBasic;

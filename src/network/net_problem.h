@@ -52,11 +52,24 @@ struct NetArc {
   int status;
 };
 
+// The tree is kept in preorder: the thread (NetProblem::thread) runs through
+// every node, each subtree being the run of `descendants` + 1 nodes from its
+// root to its `lastSuccessor`; the last node threads back to the root. A cut
+// subtree is then a block to unlink and relink at a few joints.
+// The potentials and the thread live in arrays of their own beside the
+// records: pricing reads nothing else of a node, and the walk over a moved
+// subtree reads the thread and writes potentials only, so both stay in cache
+// on networks whose node records do not.
 struct NetNode {
   double supply;
-  double potential;
   double flow;
-  int parent, firstChild, nextSibling, previousSibling;
+  // The bounds that the tree arc puts on `flow`: the arc's own when the node
+  // is its tail, negated and swapped when the node is its head, 0 for an
+  // artificial arc. The ratio test reads them instead of the arc.
+  double flowLower, flowUpper;
+  int parent;
+  int revThread;      // previous node in the preorder
+  int lastSuccessor;  // last node of the subtree in the preorder
   int descendants;
   int treeArc;  // arc to the parent; -(i + 1) for node i's artificial arc
   int mark;
@@ -77,6 +90,10 @@ struct NetProblem {
   int arcCount, nodeCount;
   qvn::NetArc *arcs;
   qvn::NetNode *nodes;
+  // Per node, valid while a tree stands (see NetNode); `treeSpace` entries each.
+  double *potential;
+  int *thread;
+  int treeSpace;
   NameTable *arcNames, *nodeNames;
   qvn::NetPricer *pricer;
   int rootNode;

@@ -82,13 +82,14 @@ bool checkBasis(NetProblem *net) {
   return basic == net->nodeCount;
 }
 
-// Lays the basic arcs out from the root; false when they do not span a tree.
+// Lays the basic arcs out from the root in preorder; false when they do not
+// span a tree.
 bool buildTree(NetRun &run) {
   NetProblem *net = run.net;
   NetNode *nodes = net->nodes;
   const int n = net->nodeCount, root = net->rootNode;
   for (int i = 0; i < n; ++i) {
-    nodes[i].parent = nodes[i].firstChild = nodes[i].nextSibling = nodes[i].previousSibling = -1;
+    nodes[i].parent = -1;
     nodes[i].descendants = -1;
     nodes[i].infeasible = 0;
   }
@@ -106,28 +107,36 @@ bool buildTree(NetRun &run) {
     if (net->arcs[j].status == kArcTree) edge[fill[net->arcs[j].fromNode]++] = j, edge[fill[net->arcs[j].toNode]++] = j;
   for (int i = 0; i < n; ++i)
     if (i != root && nodes[i].mark == kMarkArtificialBasic) edge[fill[i]++] = -(i + 1), edge[fill[root]++] = -(i + 1);
+  // Depth first from a stack: a node is laid down when it comes off the stack,
+  // and its children go on together, so each subtree comes out in one run.
+  EnvVector<int> &stack = fill;
+  int top = 0;
+  stack[top++] = root;
   run.order.clear();
-  run.order.push_back(root);
-  nodes[root].treeArc = -(root + 1);
+  setTreeArc(net, root, -(root + 1), 0.0);
   nodes[root].descendants = 0;
-  for (size_t k = 0; k < run.order.size(); ++k) {
-    const int u = run.order[k];
+  while (top > 0) {
+    const int u = stack[--top];
+    run.order.push_back(u);
     for (int at = start[u]; at < start[u + 1]; ++at) {
       const int e = edge[at];
       if (e == nodes[u].treeArc && u != root) continue;
       const int v = e < 0 ? (u == root ? -e - 1 : root) : (net->arcs[e].fromNode == u ? net->arcs[e].toNode : net->arcs[e].fromNode);
       if (v == u || nodes[v].descendants >= 0) return false;  // a loop or a cycle
       nodes[v].descendants = 0;
-      nodes[v].treeArc = e;
+      setTreeArc(net, v, e, 0.0);
       nodes[v].parent = u;
-      nodes[v].nextSibling = nodes[u].firstChild;
-      if (nodes[u].firstChild >= 0) nodes[nodes[u].firstChild].previousSibling = v;
-      nodes[u].firstChild = v;
-      run.order.push_back(v);
+      stack[top++] = v;
     }
   }
   if (static_cast<int>(run.order.size()) != n) return false;
   for (int k = n - 1; k > 0; --k) nodes[nodes[run.order[k]].parent].descendants += nodes[run.order[k]].descendants + 1;
+  for (int k = 0; k < n; ++k) {
+    const int u = run.order[k], v = run.order[k + 1 < n ? k + 1 : 0];
+    net->thread[u] = v;
+    nodes[v].revThread = u;
+    nodes[u].lastSuccessor = run.order[k + nodes[u].descendants];
+  }
   return true;
 }
 
@@ -270,6 +279,7 @@ void runPivot(NetRun &run, int arc, double reduced) {
   run.step.reduced = reduced;
   netRatioTest(run.net, run.step);
   netPivot(run.net, run.step);
+  if (run.net->state != kNetUnbounded) checkNetTree(run.env, run.net, "after a pivot");
 }
 
 void scaleCosts(NetProblem *net) {
@@ -382,6 +392,21 @@ int solve(NetRun &run) {
     net->state = kNetOptimal;
     return 0;
   }
+  if (net->treeSpace < net->nodeCount) {
+    // Both arrays or neither: a failure leaves the old pair.
+    auto *potential = static_cast<double *>(envAlloc(sizeof(double) * static_cast<size_t>(net->nodeCount)));
+    auto *thread = static_cast<int *>(envAlloc(sizeof(int) * static_cast<size_t>(net->nodeCount)));
+    if (!potential || !thread) {
+      envFree(potential);
+      envFree(thread);
+      return QVNERR_NO_MEMORY;
+    }
+    envFree(net->potential);
+    envFree(net->thread);
+    net->potential = potential;
+    net->thread = thread;
+    net->treeSpace = net->nodeCount;
+  }
   run.flagChanged.resize(static_cast<size_t>(net->nodeCount) + 1);
   run.step.flagChanged = run.flagChanged.data();
   if (net->state == kNetNoBasis) startBasis(net);
@@ -396,6 +421,8 @@ int solve(NetRun &run) {
     if (!buildTree(run)) return QVNERR_NO_BASIS;
   }
   const int flows = computeFlows(run);
+  // Prices for the getters even when the supplies end the run here.
+  allPotentials(net);
   if (flows == kNetSupplyInfeasible || flows == QVNERR_BOUNDS_INFEAS) return 0;
   QVN_TRY(flows);
   feasibilityTest(net);
@@ -443,6 +470,12 @@ int netPrimopt(Environment *env, NetProblem *net) {
   if (negate)
     for (int j = 0; j < net->arcCount; ++j) net->arcs[j].cost = -net->arcs[j].cost;
   int status = runCaught([&]() { return solve(run); });
+  if (status == 0 && netSolved(net) && net->rootNode >= 0) {
+    // Pivots may have shifted the whole tree's prices: the root's is 0 again.
+    const double level = net->potential[net->rootNode];
+    if (level != 0.0)
+      for (int i = 0; i < net->nodeCount; ++i) net->potential[i] -= level;
+  }
   if (net->costScale != 1.0 || !run.heldCost.empty()) restoreCosts(run);
   if (negate)
     for (int j = 0; j < net->arcCount; ++j) net->arcs[j].cost = -net->arcs[j].cost;

@@ -13,7 +13,7 @@ constexpr double kUnboundedStep = 5e19;
 // What entering an out-of-tree arc gains per unit moved in its good direction:
 // negative for a candidate.
 inline double arcReducedValue(const NetProblem *net, const NetArc &a) {
-  const double forward = a.cost - net->nodes[a.toNode].potential + net->nodes[a.fromNode].potential;
+  const double forward = a.cost - net->potential[a.toNode] + net->potential[a.fromNode];
   switch (a.status) {
   case kArcLower: return forward;
   case kArcUpper: return -forward;
@@ -37,13 +37,18 @@ struct NetPricerEntry {
   double value;
 };
 
+// The arcs are priced in blocks of consecutive arcs, block j holding arcs
+// j * blockLength up to the next block. A block grows with the square root of
+// the arc count: long enough that the best candidate of one is a good pivot,
+// short enough that a pivot costs less pricing than tree work.
 struct NetPricer {
   const NetPricerOps *ops;
   NetPricing kind;
   double tolerance;
-  int sectionCount;   // k
-  int stride;         // s: section j holds arcs j, j + s, j + 2s, ...
-  int nextSection;
+  int listLength;   // k: how many candidates a candidate list keeps
+  int blockLength;
+  int blockCount;
+  int nextBlock;
   NetPricerEntry *list;
   int listCapacity, listCount, writePosition;
 };
@@ -67,26 +72,34 @@ struct NetStep {
   int flagChangedCount;
 };
 
+// Makes arc e (artificial ones negative) the tree arc of node n, carrying
+// `flow` from n to its parent.
+inline void setTreeArc(NetProblem *net, int n, int e, double flow) {
+  NetNode &node = net->nodes[n];
+  node.treeArc = e;
+  node.flow = flow;
+  if (isArtificial(e)) {
+    node.flowLower = node.flowUpper = 0.0;
+  } else if (net->arcs[e].fromNode == n) {
+    node.flowLower = net->arcs[e].lowerBound;
+    node.flowUpper = net->arcs[e].upperBound;
+  } else {
+    node.flowLower = -net->arcs[e].upperBound;
+    node.flowUpper = -net->arcs[e].lowerBound;
+  }
+}
+
 // Sets `first`, `second`, `apex`, `step` and the blocking node for an entering arc.
 void netRatioTest(const NetProblem *net, NetStep &step);
 // Carries the step out: flows, statuses, tree links and potentials. Sets state
 // 12 on an unbounded step.
 void netPivot(NetProblem *net, NetStep &step);
-// Phase 1 potential and flag of node n from its parent's; returns the flag.
-int phase1NodePotential(NetProblem *net, int n);
 // Potentials (and in phase 1 the flags) over the subtree of n, n included;
 // returns the number of flagged arcs in it.
 int subtreePotentials(NetProblem *net, int n);
 // Potentials of every node from the root down.
 void allPotentials(NetProblem *net);
-// Preorder successor of `n` within the subtree of `top`, or -1 at its end.
-inline int preorderNext(const NetNode *nodes, int top, int n) {
-  if (nodes[n].firstChild >= 0) return nodes[n].firstChild;
-  while (n != top) {
-    if (nodes[n].nextSibling >= 0) return nodes[n].nextSibling;
-    n = nodes[n].parent;
-  }
-  return -1;
-}
-
+// Debug level 1 and up: recomputes the tree's links, flows and potentials and
+// reports what the updates got wrong (net_debug.cpp).
+void checkNetTree(Environment *env, const NetProblem *net, const char *where);
 } // namespace qvn

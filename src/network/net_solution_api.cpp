@@ -27,7 +27,7 @@ int statusOfState(int state) {
 }
 
 // Node prices in the caller's sense, so that dj = cost - pi[from] + pi[to].
-double nodePrice(const NetProblem &n, int i) { return -n.objSense * n.nodes[i].potential; }
+double nodePrice(const NetProblem &n, int i) { return -n.objSense * n.potential[i]; }
 
 double arcReduced(const NetProblem &n, int j) {
   const NetArc &a = n.arcs[j];

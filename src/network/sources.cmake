@@ -1,5 +1,6 @@
 list(APPEND QUORVAN_SOURCES
   src/network/dimacs.cpp
+  src/network/net_debug.cpp
   src/network/net_api.cpp
   src/network/net_hybrid.cpp
   src/network/net_pivot.cpp

@@ -1,5 +1,6 @@
 #include "network/net_check.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -33,6 +34,59 @@ TestNet randomNet(unsigned seed, int nodes, int arcs, bool uncapacitated) {
     // Costs stay non-negative on unbounded arcs so that no cycle is unbounded.
     const double c = up >= 1e20 ? draw(0, 40) : draw(-10, 40);
     t.arc(u, v, lo, up, c);
+  }
+  return t;
+}
+
+TestNet netgenNet(unsigned seed, int nodes, int arcs, bool infeasible, bool uncapacitated) {
+  std::mt19937 rng(seed);
+  auto draw = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+  const int sources = std::max(1, nodes / 20), sinks = sources, total = 100 * sources;
+  const double wide = 1e20;
+  TestNet t;
+  t.nodes = nodes;
+  t.supply.assign(static_cast<size_t>(nodes), 0.0);
+  // Sources 0 .. sources - 1, sinks at the end, transshipment nodes between.
+  for (int k = 0; k < total; ++k) t.supply[draw(0, sources - 1)] += 1;
+  for (int k = 0; k < total; ++k) t.supply[nodes - 1 - draw(0, sinks - 1)] -= 1;
+  std::vector<int> trans;
+  for (int i = sources; i < nodes - sinks; ++i) trans.push_back(i);
+  std::shuffle(trans.begin(), trans.end(), rng);
+  // Chain of source s: s, then every sources-th transshipment node; its end
+  // feeds the sinks dealt to it (each sink to one chain, each chain a sink).
+  std::vector<int> chainEnd(static_cast<size_t>(sources));
+  for (int s = 0; s < sources; ++s) {
+    int at = s;
+    for (size_t k = static_cast<size_t>(s); k < trans.size(); k += static_cast<size_t>(sources)) {
+      t.arc(at, trans[k], 0, wide, draw(1, 100));
+      at = trans[k];
+    }
+    chainEnd[s] = at;
+  }
+  std::vector<int> fed(static_cast<size_t>(sources), 0);
+  for (int k = 0; k < sinks; ++k) {
+    const int s = draw(0, sources - 1);
+    t.arc(chainEnd[s], nodes - 1 - k, 0, wide, draw(1, 100));
+    fed[s] = 1;
+  }
+  for (int s = 0; s < sources; ++s)
+    if (!fed[s]) t.arc(chainEnd[s], nodes - 1 - draw(0, sinks - 1), 0, wide, draw(1, 100));
+  // Random arcs: none into a source, none out of a sink, no loops.
+  while (t.arcs() < arcs) {
+    const int u = draw(0, nodes - sinks - 1), v = draw(sources, nodes - 1);
+    if (u == v) continue;
+    const double cap = draw(1, 100) <= 80 ? draw(1, 1000) : wide;
+    t.arc(u, v, 0, cap, draw(1, 100));
+  }
+  if (uncapacitated)
+    for (double &up : t.upper) up = wide;
+  if (infeasible) {
+    // Source 0 may send one unit along each of its arcs and must send one more.
+    int out = 0;
+    for (int j = 0; j < t.arcs(); ++j)
+      if (t.from[j] == 0) t.upper[j] = 1, ++out;
+    const double extra = out + 1 - t.supply[0];
+    if (extra > 0) t.supply[0] += extra, t.supply[nodes - 1] -= extra;
   }
   return t;
 }
@@ -110,29 +164,6 @@ std::string dimacsText(const TestNet &t) {
     s << "a " << t.from[j] + 1 << " " << t.to[j] + 1 << " " << t.lower[j] << " "
       << (t.upper[j] >= 1e20 ? 1e9 : t.upper[j]) << " " << t.cost[j] << "\n";
   return s.str();
-}
-
-bool solveWithGlpsol(const TestNet &t, const std::string &dir, Outcome &out) {
-  if (!std::filesystem::exists("/usr/bin/glpsol")) return false;
-  const std::string input = dir + "/glp.min", report = dir + "/glp.out";
-  std::ofstream(input) << dimacsText(t);
-  const std::string command = "/usr/bin/glpsol --mincost " + input + " -o " + report + " >/dev/null 2>&1";
-  if (std::system(command.c_str()) != 0 && !std::filesystem::exists(report)) return false;
-  std::ifstream in(report);
-  std::string line;
-  out = Outcome{};
-  while (std::getline(in, line)) {
-    if (line.rfind("Status:", 0) == 0) {
-      if (line.find("OPTIMAL") != std::string::npos) out.status = 1;
-      else if (line.find("INFEASIBLE") != std::string::npos || line.find("EMPTY") != std::string::npos) out.status = 3;
-      else if (line.find("UNBOUNDED") != std::string::npos) out.status = 2;
-    }
-    if (line.rfind("Objective:", 0) == 0) {
-      const size_t colon = line.find(':');
-      out.objective = std::strtod(line.c_str() + colon + 1, nullptr);
-    }
-  }
-  return true;
 }
 
 } // namespace qvntest

@@ -1,6 +1,6 @@
 // Independent facts about network solutions: a checker of flows and node
-// prices that shares no code with the network simplex, the same network
-// solved as an LP by the dual simplex, and glpsol's answer where installed.
+// prices that shares no code with the network simplex, and the same network
+// solved as an LP by the dual simplex.
 #pragma once
 #include <string>
 #include <vector>
@@ -26,6 +26,15 @@ struct TestNet {
 // routed along a hidden path skeleton so that most draws are feasible.
 TestNet randomNet(unsigned seed, int nodes, int arcs, bool uncapacitated = false);
 
+// A network in the manner of the classic NETGEN generator, as
+// bench/netgen.py writes them: `nodes` / 20 sources and as many sinks with
+// 100 units per source, chains of transshipment nodes from each source to
+// sinks (wide enough for all supply, so the network is feasible), random arcs
+// up to `arcs`, costs 1 to 100, capacities 1 to 1000 on 80% of the random
+// arcs. `infeasible` narrows the arcs of the first source below its supply;
+// `uncapacitated` gives every arc an infinite upper bound.
+TestNet netgenNet(unsigned seed, int nodes, int arcs, bool infeasible, bool uncapacitated);
+
 // Loads `t` into `net` (replacing what it holds).
 int loadNet(QVNENVptr env, QVNNETptr net, const TestNet &t);
 
@@ -42,8 +51,6 @@ struct Outcome {
 };
 // The LP form (one equality row per node) solved by our dual simplex.
 Outcome solveAsLp(QVNENVptr env, const TestNet &t);
-// glpsol --mincost on a DIMACS file of `t`; false when glpsol is absent.
-bool solveWithGlpsol(const TestNet &t, const std::string &dir, Outcome &out);
 // DIMACS text of `t` (its bounds must be finite or 1e20 upper bounds).
 std::string dimacsText(const TestNet &t);
 
