@@ -354,6 +354,12 @@ int runRootRounds(MipRun &run) {
     if (room <= 0) break;
     int found[kCutFamilyCount] = {};
     QVN_TRY(separateRound(run, x, mask, fracPasses > 0, room, found));
+    // Installing the round's cuts and solving again costs more than a round
+    // on a large model; past the limit the run ends with the LP as it is.
+    if (elapsedSeconds(run) >= run.control.timeLimit) {
+      blockClear(pool.pending);
+      break;
+    }
     int left = room;
     for (int k = 0; k < kCutFamilyCount; ++k) left -= found[k];
     rescanRetired(pool, x, kRescanViolation, left, &found[kCutDiscard]);
@@ -404,7 +410,9 @@ int runRootRounds(MipRun &run) {
   }
   // The tree starts from the binding cuts only; the optimum stays as it is.
   // Deleting rows clears the LP's point, which the root heuristics read: the
-  // re-solve from the optimal basis takes no iteration.
+  // re-solve from the optimal basis takes no iteration. Past the time limit
+  // no tree follows, and the LP keeps its rows and point.
+  if (elapsedSeconds(run) >= run.control.timeLimit) return 0;
   int removed = 0;
   QVN_TRY(purgeCuts(pool, *s.nodeLp, 0, &removed));
   if (removed > 0) {
