@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "barrier/crossover.h"
+#include "simplex/loops.h"
 
 namespace qvn {
 
@@ -77,23 +78,8 @@ int primalRatio(const SimplexEngine &e, double dir, double dist, double &step) {
   }
   // Among the variables that reach their bound within the relaxed step, the
   // largest pivot leaves.
-  int leave = -1;
   double bestAbs = 0.0, leaveRatio = 0.0;
-  for (int k = 0; k < col.count; ++k) {
-    const int pos = col.index[k];
-    const double a = col.array[pos];
-    if (std::fabs(a) < kColumnZero) continue;
-    const int j = e.head[pos];
-    const double g = -dir * a;
-    double t;
-    if (g < 0 && e.lower[j] > -kInfinity)
-      t = (e.x[j] - e.lower[j]) / -g;
-    else if (g > 0 && e.upper[j] < kInfinity)
-      t = (e.upper[j] - e.x[j]) / g;
-    else
-      continue;
-    if (t <= thetaMax && std::fabs(a) > bestAbs) bestAbs = std::fabs(a), leave = pos, leaveRatio = t;
-  }
+  const int leave = largestPivotWithin(e, dir, thetaMax, kColumnZero, &bestAbs, &leaveRatio);
   if (leave < 0 || bestAbs < kPivotTol) return -3;
   step = std::max(leaveRatio, 0.0);
   return leave;

@@ -231,23 +231,8 @@ int chooseRow(const SimplexEngine &e, int q, double dir, double &step) {
     }
     return -2;
   }
-  int leave = -1;
   double bestAbs = 0.0, leaveRatio = 0.0;
-  for (int k = 0; k < col.count; ++k) {
-    const int pos = col.index[k];
-    const double a = col.array[pos];
-    if (std::fabs(a) < kColumnZero) continue;
-    const int j = e.head[pos];
-    const double g = -dir * a;
-    double ratio;
-    if (g < 0 && e.lower[j] > -kInfinity)
-      ratio = (e.x[j] - e.lower[j]) / -g;
-    else if (g > 0 && e.upper[j] < kInfinity)
-      ratio = (e.upper[j] - e.x[j]) / g;
-    else
-      continue;
-    if (ratio <= thetaMax && std::fabs(a) > bestAbs) bestAbs = std::fabs(a), leave = pos, leaveRatio = ratio;
-  }
+  const int leave = largestPivotWithin(e, dir, thetaMax, kColumnZero, &bestAbs, &leaveRatio);
   if (range <= leaveRatio) {
     step = range;
     return -1;
@@ -546,6 +531,30 @@ int primalLoop(SimplexEngine &e) {
 }
 
 } // namespace
+
+int largestPivotWithin(const SimplexEngine &e, double dir, double thetaMax, double columnZero, double *pivot,
+                       double *ratio) {
+  const HVector &col = e.column;
+  int leave = -1;
+  *pivot = 0.0;
+  *ratio = 0.0;
+  for (int k = 0; k < col.count; ++k) {
+    const int pos = col.index[k];
+    const double a = col.array[pos];
+    if (std::fabs(a) < columnZero) continue;
+    const int j = e.head[pos];
+    const double g = -dir * a;
+    double t;
+    if (g < 0 && e.lower[j] > -kInfinity)
+      t = (e.x[j] - e.lower[j]) / -g;
+    else if (g > 0 && e.upper[j] < kInfinity)
+      t = (e.upper[j] - e.x[j]) / g;
+    else
+      continue;
+    if (t <= thetaMax && std::fabs(a) > *pivot) *pivot = std::fabs(a), leave = pos, *ratio = t;
+  }
+  return leave;
+}
 
 int runPrimalSimplex(SimplexEngine &e) {
   e.claimVar = -1;
