@@ -48,7 +48,7 @@ TEST(CutPoolTest, StoredBasisCarriedOverPurgesAndNewRows) {
   deleted.push_back(5);
   pool->purgeLog.push_back(deleted);
   pool->rowEpoch = 1;
-  int col[2] = {}, row[5] = {};
+  int col[2] = {}, row[6] = {};  // room for the six rows of the last case
   ASSERT_TRUE(qvn::carryBasis(pool, 0, 2, stored, 6, 5, col, row));
   EXPECT_EQ(col[0], 1);
   EXPECT_EQ(col[1], 2);
