@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Solves the shared netlib models with `quorvan solve` and compares with the
 # reference objectives; with --compare also runs clp on each model in the same
-# run and reports time and iteration ratios.
+# run and reports time and iteration ratios. Times are CPU seconds of the
+# whole process (reading included) for both, on the same uncompressed file.
 #
 #   bench/netlib.sh [--method dual|primal|auto|barrier] [--compare] [--time-limit S]
 #                   [--param NAME=VALUE ...] [MODEL ...]
@@ -30,32 +31,41 @@ fi
 clpmethod=-dualsimplex; [ "$method" = barrier ] && clpmethod=-barrier
 scratch=$(mktemp -d); trap 'rm -rf "$scratch"' EXIT
 results=$scratch/results.tsv
+# Both sides are timed the same way: CPU seconds (user + system) of the whole
+# process, reading included, on the same uncompressed file, so that a loaded
+# machine does not tilt the ratio. The output goes to $scratch/run.out.
+cpuRun() {
+  local TIMEFORMAT='%U %S'
+  { time "$@" > "$scratch/run.out" 2>&1; } 2> "$scratch/run.cpu"
+  awk '{ printf "%.3f", $1 + $2 }' "$scratch/run.cpu"
+}
 
 printf '%-10s %-26s %20s %20s %9s %8s %8s' model status objective reference relerr iters time
 [ $compare = 1 ] && printf ' %8s %8s %7s %7s' clpiter clptime tratio iratio
 echo
 for m in "${models[@]}"; do
   ref=$(awk -v n="$m" '$1==n {print $3}' "$data/reference.tsv")
-  out=$(timeout $((limit + 30)) "$tool" solve "$data/$m.mps.gz" --method "$method" --time-limit "$limit" --quiet "${params[@]}" 2>&1)
+  zcat "$data/$m.mps.gz" > "$scratch/$m.mps"
+  t=$(cpuRun timeout $((limit + 30)) "$tool" solve "$scratch/$m.mps" --method "$method" --time-limit "$limit" --quiet "${params[@]}")
+  out=$(cat "$scratch/run.out")
   status=$(sed -n 's/^Status: //p' <<< "$out"); status=${status:-error}
   obj=$(sed -n 's/^Objective: //p' <<< "$out"); iters=$(sed -n 's/^Iterations: //p' <<< "$out")
   # The barrier compares its own iterations; the crossover's simplex ones are apart.
   [ "$method" = barrier ] && iters=$(sed -n 's/^Barrier iterations: //p' <<< "$out")
-  t=$(sed -n 's/^Time: //p' <<< "$out")
   rel=$(awk -v a="${obj:-nan}" -v b="${ref:-nan}" 'BEGIN { if (a == "none" || a == "nan" || b == "nan") { print "-"; exit }
         d = a - b; if (d < 0) d = -d; s = b < 0 ? -b : b; if (s < 1) s = 1; printf "%.1e", d / s }')
   printf '%-10s %-26s %20s %20s %9s %8s %8s' "$m" "$status" "${obj:--}" "${ref:--}" "$rel" "${iters:--}" "${t:--}"
   cit=-; ctime=-
   if [ $compare = 1 ]; then
-    zcat "$data/$m.mps.gz" > "$scratch/$m.mps"
-    cout=$(timeout $((limit + 30)) clp "$scratch/$m.mps" $clpmethod 2>&1 | grep -E '^(Optimal|Primal infeasible|Dual infeasible|Stopped|Infeasible)' | tail -1)
+    ctime=$(cpuRun timeout $((limit + 30)) clp "$scratch/$m.mps" $clpmethod)
+    cout=$(grep -E '^(Optimal|Primal infeasible|Dual infeasible|Stopped|Infeasible)' "$scratch/run.out" | tail -1)
     cit=$(sed -n 's/.* - \([0-9]*\) iterations time \([0-9.]*\).*/\1/p' <<< "$cout"); cit=${cit:--}
-    ctime=$(sed -n 's/.* - \([0-9]*\) iterations time \([0-9.]*\).*/\2/p' <<< "$cout"); ctime=${ctime:--}
-    rm -f "$scratch/$m.mps"
+    [ -z "$cout" ] && ctime=-
     awk -v a="${t:-}" -v b="$ctime" -v i="${iters:-}" -v j="$cit" 'BEGIN {
       if (a == "" || b == "-") printf " %8s %8s %7s %7s", j, b, "-", "-";
       else printf " %8s %8s %7.2f %7.2f", j, b, (a + 0.1) / (b + 0.1), (j > 0 ? i / j : 0) }'
   fi
+  rm -f "$scratch/$m.mps"
   echo
   printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$m" "$status" "$rel" "${iters:-0}" "${t:-0}" "$cit" "$ctime" "$ref" >> "$results"
 done
