@@ -243,8 +243,13 @@ int printRanges(QVNENVptr env, QVNLPptr lp) {
 
 int fail(QVNENVptr env, const char *what, int status) {
   char buffer[1024];
-  std::fprintf(stderr, "quorvan solve: %s failed: %s", what,
-               QVNgeterrorstring(env, status, buffer) ? buffer : "unknown error\n");
+  const bool known = QVNgeterrorstring(env, status, buffer) != nullptr;
+  // A text with a place for a word reached the error channel filled in
+  // already; its table form would show the placeholder.
+  if (known && std::strchr(buffer, '%'))
+    std::fprintf(stderr, "quorvan solve: %s failed: error %d\n", what, status);
+  else
+    std::fprintf(stderr, "quorvan solve: %s failed: %s", what, known ? buffer : "unknown error\n");
   return 1;
 }
 

@@ -70,6 +70,16 @@ TEST_F(Cli, ConvertStatsAndErrors) {
 
 namespace qvn {
 
+// An error whose text names a word prints it filled in, never the raw
+// placeholder: a quadratic objective that is not convex is refused with 5002.
+TEST_F(Cli, ErrorTextsWithAWordAreFilledIn) {
+  const std::string lp = writeFile("nonconvex.lp", "Minimize\n obj: [ - x ^ 2 ] / 2\nSubject To\n c: x <= 1\nEnd\n");
+  std::string out;
+  EXPECT_EQ(run("solve " + lp, out), 1) << out;
+  EXPECT_NE(out.find("5002"), std::string::npos) << out;
+  EXPECT_EQ(out.find("%s"), std::string::npos) << out;
+}
+
 TEST_F(Cli, SolveReportsSummaryAndRejectsBadOptions) {
   const std::string model = std::string(QUORVAN_SOURCE_DIR) + "/examples/production.lp";
   std::string out;
