@@ -1009,6 +1009,44 @@ QVN_API int QVNgetconflictext(QVNCENVptr env, QVNCLPptr lp, int *groupStatus, in
 /* The conflict as an LP file, named "<problem>_conflict". */
 QVN_API int QVNclpwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
 
+/* ---- Progress callback of the continuous optimizers --------------------
+   Called with one of the wherefrom numbers below: by the simplex loops and
+   the barrier at each iteration, by presolve at each pass and by the
+   conflict refiner at each test (4 and 5 are kept for crossover). A non-zero return
+   stops the run: status 13 for an optimizer, error 1106 from presolve,
+   status 38 from the refiner. It is not called for the LPs inside a MIP
+   run, where the MIP callbacks serve. The callback reads numbers with
+   QVNgetcallbackinfo: objectives and flags as double and int, infeasibility
+   sums of the working (scaled) problem; presolve gives its running counts
+   instead. The network simplex has a callback of its
+   own (QVNNETsetcallbackfunc, where 3). */
+#define QVN_CALLBACK_PRIMAL            1
+#define QVN_CALLBACK_DUAL              2
+#define QVN_CALLBACK_NETWORK           3
+#define QVN_CALLBACK_PRIMAL_CROSSOVER  4
+#define QVN_CALLBACK_DUAL_CROSSOVER    5
+#define QVN_CALLBACK_BARRIER           6
+#define QVN_CALLBACK_PRESOLVE          7
+#define QVN_CALLBACK_QPBARRIER         8
+#define QVN_CALLBACK_QPSIMPLEX         9
+#define QVN_CALLBACK_CONFLICT          10
+
+#define QVN_CALLBACK_INFO_PRIMAL_OBJ        1
+#define QVN_CALLBACK_INFO_DUAL_OBJ          2
+#define QVN_CALLBACK_INFO_PRIMAL_INFMEAS    3
+#define QVN_CALLBACK_INFO_DUAL_INFMEAS      4
+#define QVN_CALLBACK_INFO_PRIMAL_FEAS       5
+#define QVN_CALLBACK_INFO_DUAL_FEAS         6
+#define QVN_CALLBACK_INFO_ITCOUNT           7
+#define QVN_CALLBACK_INFO_PRESOLVE_ROWSGONE 8
+#define QVN_CALLBACK_INFO_PRESOLVE_COLSGONE 9
+#define QVN_CALLBACK_INFO_PRESOLVE_AGGSUBST 10
+#define QVN_CALLBACK_INFO_PRESOLVE_BOUNDS   11
+
+typedef int (*QVNlpcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle);
+QVN_API int QVNsetlpcallbackfunc(QVNENVptr env, QVNlpcallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetlpcallbackfunc(QVNCENVptr env, QVNlpcallbackfunc *callback_p, void **cbhandle_p);
+
 /* ---- MIP callbacks ------------------------------------------------------
    Registered on the Environment (a null function removes one) and called
    during QVNmipopt with the run's callback data, the wherefrom number and the

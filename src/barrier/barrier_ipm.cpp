@@ -64,6 +64,8 @@ int iterate(Run &run, BarrierIterate &it, bool useInfRatio) {
   st.growthLimit = ctl.growthLimit;
   st.noProgressIterations = ctl.noProgressIterations;
   st.display = ctl.display;
+  st.sense = run.w.sense;
+  st.offset = run.w.offset;
   BarrierHistory history;
   Residuals r;
   Direction step;

@@ -136,6 +136,7 @@ struct StopSettings {
   double growthLimit = 1e12;
   int noProgressIterations = 50;
   int display = 1;
+  double sense = 1.0, offset = 0.0;  // of the user's objective, for the progress callback
 };
 
 // Internal status of the stop test that the driver turns into 6.

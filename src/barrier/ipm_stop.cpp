@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "barrier/ipm.h"
+#include "runtime/progress_callback.h"
 #include "runtime/environment.h"
 
 namespace qvn {
@@ -206,7 +207,19 @@ int barrierStopTest(const BarrierProblem &p, BarrierIterate &it, const Residuals
       std::fabs(dobj) > kOverflowObjective || !(it.primalInfeasibility <= kOverflowNorm) ||
       !(it.dualInfeasibility <= kOverflowNorm) || !(it.complementarity <= kOverflowNorm))
     return kBarOverflow;
-  // 7. The termination flag.
+  // 7. The caller's progress callback, then the termination flag.
+  if (progressCallbackSet(env)) {
+    LpProgress report;
+    report.wherefrom = p.qpFlag ? QVN_CALLBACK_QPBARRIER : QVN_CALLBACK_BARRIER;
+    report.iterations = k;
+    report.primalObjective = st.sense * pobj + st.offset;
+    report.dualObjective = st.sense * dobj + st.offset;
+    report.primalInfeasibility = it.primalInfeasibility;
+    report.dualInfeasibility = it.dualInfeasibility;
+    report.primalFeasible = it.relPrimal <= kLooseFeasTol;
+    report.dualFeasible = it.relDual <= kLooseFeasTol;
+    if (reportProgress(env, report) != 0) return kBarAborted;
+  }
   if (terminateRequested(env)) return kBarAborted;
   return 0;
 }

@@ -26,6 +26,7 @@
 #include "runtime/environment.h"
 #include "runtime/errors.h"
 #include "runtime/params.h"
+#include "runtime/progress_callback.h"
 #include "simplex/engine.h"
 #include "simplex/lp_relaxation.h"
 
@@ -58,25 +59,35 @@ struct SavedParams {
   }
 };
 
-// The MIP callbacks stay out of the tests: they solve copies whose columns
-// and rows are numbered apart from the caller's model, which a callback would
-// read as its own.
+// The callbacks stay out of the tests: they solve copies whose columns and
+// rows are numbered apart from the caller's model, which a callback would
+// read as its own. The progress callback is asked by the search itself, once
+// per test.
 struct SuspendedCallbacks {
   Environment *env;
   CallbackSlot saved[kMipCallbackKinds];
+  LpCallback progress;
+  void *progressHandle;
   explicit SuspendedCallbacks(Environment *e) : env(e) {
     for (int k = 0; k < kMipCallbackKinds; ++k) {
       saved[k] = env->mipCallbacks[k];
       env->mipCallbacks[k] = CallbackSlot{nullptr, nullptr};
     }
+    progress = env->generalParams->lpCallback;
+    progressHandle = env->generalParams->lpCallbackHandle;
+    env->generalParams->lpCallback = nullptr;
+    env->generalParams->lpCallbackHandle = nullptr;
   }
   ~SuspendedCallbacks() {
     for (int k = 0; k < kMipCallbackKinds; ++k) env->mipCallbacks[k] = saved[k];
+    env->generalParams->lpCallback = progress;
+    env->generalParams->lpCallbackHandle = progressHandle;
   }
 };
 
 struct ConflictRun {
   Environment *env = nullptr;
+  const SuspendedCallbacks *callbacks = nullptr;
   ConflictResult *groups = nullptr;
   ModelImage model;
   bool isMip = false;
@@ -333,7 +344,15 @@ int fullTest(ConflictRun &run, const EnvVector<uint8_t> &on, Verdict *out) {
 }
 
 int runTest(ConflictRun &run, int level, const EnvVector<uint8_t> &on, Verdict *out) {
-  if (terminateRequested(run.env)) {
+  const SuspendedCallbacks *cb = run.callbacks;
+  bool abort = terminateRequested(run.env);
+  if (!abort && cb && cb->progress) {
+    LpProgress report;
+    report.wherefrom = QVN_CALLBACK_CONFLICT;
+    report.iterations = run.iteration;
+    abort = cb->progress(run.env, &report, QVN_CALLBACK_CONFLICT, cb->progressHandle) != 0;
+  }
+  if (abort) {
     run.status = QVN_STAT_CONFLICT_ABORT_USER;
     *out = Verdict::kStopped;
     return 0;
@@ -457,6 +476,7 @@ int refineConflict(Environment *env, Problem *lp, ConflictResult &groups, const 
   if (env->mipCallbacks[kCutCallback].function)
     QVNmsg(env->warningChannel, "Warning:  Cut callback ignored during conflict refinement.\n");
   SuspendedCallbacks callbacksOff(env);
+  run.callbacks = &callbacksOff;
   run.timeLimit = saved.tilim;
   run.itLimit = env->generalParams->itlim;
   run.display = env->generalParams->conflictdisplay;

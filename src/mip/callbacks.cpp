@@ -6,6 +6,7 @@
 
 #include "mip/cuts/cut_pool.h"
 #include "runtime/frame.h"
+#include "runtime/progress_callback.h"
 #include "simplex/lp_relaxation.h"
 
 namespace qvn {
@@ -225,6 +226,8 @@ QVN_API int QVNgetcutcallbackfunc(QVNCENVptr env, QVNcutcallbackfunc *callback_p
 
 QVN_API int QVNgetcallbackinfo(QVNCENVptr env, void *cbdata, int wherefrom, int whichinfo, void *result_p) {
   return guarded(env, [&]() -> int {
+    if (wherefrom >= QVN_CALLBACK_PRIMAL && wherefrom <= QVN_CALLBACK_QPSIMPLEX)
+      return progressInfo(cbdata, wherefrom, whichinfo, result_p);
     if (!servedHere(wherefrom)) return QVNERR_BAD_ARGUMENT;
     if (!result_p) return QVNERR_NULL_POINTER;
     MipCallbackData *d = dataOf(cbdata, wherefrom);

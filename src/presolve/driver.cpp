@@ -8,6 +8,7 @@
 #include "model/copy.h"
 #include "presolve/presolve_state.h"
 #include "runtime/environment.h"
+#include "runtime/progress_callback.h"
 
 namespace qvn {
 
@@ -49,10 +50,19 @@ void takeList(EnvVector<int> &touched, EnvVector<char> &marked, EnvVector<int> &
 
 int eliminated(const PresolveState &s) { return s.rowsEliminated + s.colsEliminated; }
 
-// The progress call of each inner round: a report every 5 seconds, and the
-// terminate flag.
+// The progress call of each inner round: a report every 5 seconds, the
+// caller's progress callback and the terminate flag.
 int progress(Environment *env, const PresolveState &s, std::chrono::steady_clock::time_point &last) {
   if (terminateRequested(env)) return QVNERR_PRESLV_ABORT;
+  if (progressCallbackSet(env)) {
+    LpProgress report;
+    report.wherefrom = QVN_CALLBACK_PRESOLVE;
+    report.rowsGone = s.rowsEliminated;
+    report.colsGone = s.colsEliminated;
+    report.substitutions = s.substitutions;
+    report.boundChanges = s.boundsImproved;
+    if (reportProgress(env, report) != 0) return QVNERR_PRESLV_ABORT;
+  }
   const auto now = std::chrono::steady_clock::now();
   if (std::chrono::duration<double>(now - last).count() < 5.0) return 0;
   last = now;

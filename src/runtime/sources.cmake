@@ -9,6 +9,7 @@ list(APPEND QUORVAN_SOURCES
   src/runtime/param_file.cpp
   src/runtime/params.cpp
   src/runtime/params_api.cpp
+  src/runtime/progress_callback.cpp
   src/runtime/sort.cpp
   src/runtime/threads.cpp
 )

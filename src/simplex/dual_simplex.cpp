@@ -747,6 +747,7 @@ int dualPhase1(SimplexEngine &e, DualWork &w) {
 }
 
 int dualLoop(SimplexEngine &e) {
+  e.loopKind = QVN_CALLBACK_DUAL;
   DualWork w;
   w.ratioTol = e.dualTol;
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);

@@ -1,5 +1,7 @@
 #include "simplex/engine.h"
 
+#include "runtime/progress_callback.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -304,14 +306,56 @@ bool objectiveLimitPassedAt(const SimplexEngine &e, bool dualLoop, double object
   return upward ? value > limit : value < limit;
 }
 
+namespace {
+// What a progress callback may ask of the loop's point: its objective (the
+// basic solution's value is both loops' objective), and the sums of the
+// violations of the working bounds and of the reduced costs' signs.
+void measureEngine(const void *source, LpProgress &p) {
+  const auto &e = *static_cast<const SimplexEngine *>(source);
+  const double objective = e.lp->sense * objectiveValue(e) + e.lp->offset;
+  p.primalObjective = p.dualObjective = objective;
+  double primal = 0.0;
+  for (int k = 0; k < e.m; ++k) {
+    const int j = e.head[k];
+    primal += std::max(0.0, std::max(e.lower[j] - e.x[j], e.x[j] - e.upper[j]));
+  }
+  p.primalInfeasibility = primal;
+  p.dualInfeasibility = dualInfeasibility(e, true);
+  p.primalFeasible = maxPrimalInfeasibility(e) <= e.primalTol;
+  p.dualFeasible = p.dualInfeasibility == 0.0;
+}
+
+bool progressSaysStop(const SimplexEngine &e) {
+  LpProgress p;
+  p.wherefrom = e.loopKind;
+  p.iterations = e.iterations;
+  p.measure = measureEngine;
+  p.source = &e;
+  return reportProgress(e.env, p) != 0;
+}
+} // namespace
+
 int checkLimits(SimplexEngine &e) {
   if (e.iterations >= e.iterationLimit) return kRunIterLimit;
+  if (e.reportProgress && e.loopKind != 0 && progressCallbackSet(e.env) && progressSaysStop(e)) return kRunAborted;
   if (terminateRequested(e.env)) return kRunAborted;
   // Every tenth iteration: on a large LP a hundred iterations can take a
   // good part of a second, beyond what a time limit may overrun.
   if (e.iterations > 0 && e.iterations % 10 == 0 && e.timeLimit < 1e74) {
     const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - e.start).count();
     if (elapsed > e.timeLimit) return kRunTimeLimit;
+  }
+  // A long solve tells the caller it is alive: at most every thousand
+  // iterations and every ten seconds.
+  if (e.reportProgress && e.display > 0 && e.iterations > 0 && e.iterations % 1000 == 0 &&
+      e.iterations - e.elapsedLineIteration >= 1000) {
+    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - e.start).count();
+    if (elapsed - e.elapsedLineSeconds >= 10.0) {
+      QVNmsg(e.env->resultsChannel, "Elapsed time = %7.2f sec. (%d iterations).\n", elapsed, e.iterations);
+      QVNflushchannel(e.env, e.env->resultsChannel);
+      e.elapsedLineIteration = e.iterations;
+      e.elapsedLineSeconds = elapsed;
+    }
   }
   return kRunGoing;
 }

@@ -122,6 +122,14 @@ struct SimplexEngine {
   bool logStarted = false;
   int repairs = 0;
   bool costsShifted = false;
+  // The loop running (QVN_CALLBACK_PRIMAL or _DUAL), set at each loop's
+  // entry, and whether this engine serves a caller's LP solve, whose progress
+  // callback is then asked at each iteration (never for a MIP's node LPs).
+  int loopKind = 0;
+  bool reportProgress = false;
+  // Where the last "Elapsed time" line of a caller's solve was printed.
+  int elapsedLineIteration = 0;
+  double elapsedLineSeconds = 0.0;
 
   // Pricing: the kinds in force and the weights, kept across the loops of one
   // optimization so that a clean-up pass goes on with them.

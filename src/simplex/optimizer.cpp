@@ -114,6 +114,7 @@ int solveProblem(Environment *env, Problem *lp, int method) {
     ~Release() { relaxFree(r); }
   } release{r};
   r->checkByFactor = true;
+  r->work.reportProgress = r->finish.reportProgress = true;
   startBasis(r->work, lp);
   int run = 0;
   QVN_TRY(solveHeld(*r, method == kPrimal ? RelaxMethod::kPrimal : RelaxMethod::kDual, true, false, &run));

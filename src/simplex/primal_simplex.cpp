@@ -492,6 +492,7 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
 }
 
 int primalLoop(SimplexEngine &e) {
+  e.loopKind = QVN_CALLBACK_PRIMAL;
   const WorkLp &lp = *e.lp;
   PrimalWork w;
   w.baseLower.assign(lp.lower.begin(), lp.lower.end());

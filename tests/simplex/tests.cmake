@@ -7,6 +7,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   simplex/netlib_test.cpp
   simplex/primal_pricing_test.cpp
   simplex/progress_test.cpp
+  simplex/progress_callback_test.cpp
   simplex/result_guard_test.cpp
   simplex/scaled_model_test.cpp
   simplex/simplex_debug_test.cpp
