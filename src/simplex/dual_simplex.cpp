@@ -625,6 +625,14 @@ int iterate(SimplexEngine &e, DualWork &w, int r, double delta, int phase, bool 
       fresh = true;
       return kRunGoing;
     }
+    if (w.tightenedAt >= 0 && std::fabs(delta) <= w.savedPrimalTol) {
+      // The ray proves only that this row stays outside the tight tolerance
+      // of the last steps; within the caller's tolerance it is met. The
+      // finish ends and the run goes on at the caller's tolerance.
+      e.primalTol = w.savedPrimalTol;
+      w.tightenedAt = -1;
+      return kRunGoing;
+    }
     e.claimVar = e.head[r];
     return kRunInfeasible;
   }

@@ -97,6 +97,41 @@ TEST_F(LpSolve, InfeasibleAndUnbounded) {
   solveBoth(badBounds, QVN_STAT_INFEASIBLE);
 }
 
+// A model missed by less than the feasibility tolerance is feasible for
+// every method, with or without presolve (the dual once called it infeasible
+// after cutting its tolerance for the last steps); missed by ten times the
+// tolerance it is infeasible for every one.
+TEST_F(LpSolve, ViolationInsideTheToleranceIsFeasibleForEveryMethod) {
+  const double tol = 1e-6;
+  for (double miss : {0.4 * tol, 10 * tol}) {
+    LpModel m;  // min x + y, x >= 1, x + y <= 1 - miss
+    m.addRow('L', 1.0 - miss);
+    m.addCol(1, 1.0, kInf, {{0, 1}});
+    m.addCol(1, 0.0, kInf, {{0, 1}});
+    for (int preind : {0, 1}) {
+      for (auto *optimizer : {QVNprimopt, QVNdualopt, QVNlpopt}) {
+        SCOPED_TRACE(testing::Message() << "miss " << miss << " preind " << preind);
+        ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, preind), 0);
+        int status = 0;
+        QVNLPptr lp = QVNcreateprob(env, &status, "test");
+        ASSERT_EQ(m.load(env, lp), 0);
+        ASSERT_EQ(optimizer(env, lp), 0);
+        if (miss > tol) {
+          EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+        } else {
+          EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+          double x[2] = {0, 0};
+          ASSERT_EQ(QVNgetx(env, lp, x, 0, 1), 0);
+          EXPECT_GE(x[0], 1.0 - tol);
+          EXPECT_GE(x[1], -tol);
+          EXPECT_LE(x[0] + x[1], 1.0 - miss + tol);
+        }
+        QVNfreeprob(env, &lp);
+      }
+    }
+  }
+}
+
 TEST_F(LpSolve, FreeFixedRangedEmptyAndEqualityRows) {
   // min  x0 - x1 + 2 x2 + 0 x3 + x4
   //  r0:  x0 + x1           = 4      (equality)
