@@ -250,6 +250,32 @@ TEST_F(QpBarrier, QuadraticObjectivesReadFromFilesAreSolved) {
   }
 }
 
+TEST_F(QpBarrier, AStalledRunEndsInNoProgressAndNeverClaimsOptimal) {
+  // min x1 + x2^2, x1 + x2 >= 1, x2 + x3 >= 0.5, x2 <= 5: x1 = 1 - x2 makes
+  // the objective 1 - x2 + x2^2, least at x2 = 0.5: value 0.75.
+  QpModel m;
+  const int r0 = m.lp.addRow('G', 1.0), r1 = m.lp.addRow('G', 0.5);
+  m.lp.addCol(1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}});
+  m.lp.addCol(0.0, 0.0, 5.0, {{r0, 1.0}, {r1, 1.0}});
+  m.lp.addCol(0.0, 0.0, QVN_INFBOUND, {{r1, 1.0}});
+  m.q = {{1, 1, 2.0}};
+  // Steps of 1e-4 of the way to the boundary stall every measure; a QP has
+  // no self-dual repeat, so the no-progress test ends the run after 25.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 1), 0);
+  ASSERT_EQ(QVNsetdblparam(env, 3025, 1e-4), 0);
+  ASSERT_EQ(QVNsetintparam(env, 3023, 25), 0);
+  ASSERT_EQ(loadQp(env, lp, m), 0);
+  log.clear();
+  ASSERT_EQ(QVNqpopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_NUM_BEST);
+  EXPECT_EQ(QVNgetbaritcnt(env, lp), 25);
+  EXPECT_NE(log.find("Numerical difficulties in barrier algorithm.\n"), std::string::npos) << log;
+  ASSERT_EQ(QVNsetdblparam(env, 3025, 0.0), 0);
+  ASSERT_EQ(QVNsetintparam(env, 3023, 50), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
+  solveAndCheck(m, 0.75);
+}
+
 TEST_F(QpBarrier, QThatIsNotSemiDefiniteIsRefused) {
   QpModel m;
   const int r0 = m.lp.addRow('L', 4.0);
