@@ -264,13 +264,14 @@ int primalPushes(CrossoverWork &cw) {
   cw.batchMove.assign(kLongestRun, kAtZero);
   int runLength = kFirstRun;
   bool dualsReady = false;
-  // A fresh factor when the updates ask for one; true when its drift shows
-  // a basis too ill-conditioned to go on: basic values that it moves by more
-  // than their size, once far or again and again, make the moves
-  // meaningless, and the phase stops to leave the choice to the caller.
+  // A fresh factor when the updates ask for one; cw.breakdown when its
+  // drift shows a basis too ill-conditioned to go on: basic values that it
+  // moves by more than their size, once far or again and again, make the
+  // moves meaningless, and the phase stops to leave the choice to the caller.
   auto brokenDown = [&]() -> int {
     if (!refactorDue(e.factor)) return 0;
     QVN_TRY(crossoverRefactor(cw));
+    dualsReady = false;  // a repair may have changed the basis
     if (cw.log) logPrimalMoves(cw);
     if (cw.drift > kDriftNoted) ++cw.driftCount;
     cw.breakdown = cw.drift > kBreakdownDrift || cw.driftCount >= kDriftCountLimit;
