@@ -39,6 +39,7 @@ struct CrossoverWork {
   EnvVector<signed char> batchMove;  // the bound each pushed member of a run ends at
   int driftCount = 0;           // refactorizations of the phase with a drift above 1
   bool breakdown = false;       // the drift showed an ill-conditioned basis: the phase stopped
+  bool dualOnly = false;        // a dual crossover without its primal pushes
   CrossoverCounts counts;
   std::chrono::steady_clock::time_point began, lastElapsedLine;
   int moves = 0;                // pushes and exchanges of the phase running

@@ -75,7 +75,7 @@ int crossPhases(CrossoverWork &cw, Environment *env, const WorkLp &scaled, const
   if (dualFirst) {
     QVN_TRY(dualPushes(cw));
     if (!cw.stopStatus) QVN_TRY(crossoverRefactor(cw));
-    if (!cw.stopStatus) QVN_TRY(primalPushes(cw));
+    if (!cw.stopStatus && !cw.dualOnly) QVN_TRY(primalPushes(cw));
   } else {
     QVN_TRY(primalPushes(cw));
     if (cw.breakdown) return 0;
@@ -116,17 +116,29 @@ int crossBasis(Environment *env, Problem *lp, const WorkLp &w, const BarrierResu
       scaled = w;
       scaleCrossoverPoint(env, w, r, scaled, point);
     }
-    CrossoverWork first;
-    int status = crossPhases(first, env, dualFirst ? w : scaled, dualFirst ? r : point, dualFirst);
-    CrossoverWork second;
-    CrossoverWork *cw = &first;
-    if (status == 0 && first.breakdown) {
-      if (first.log) QVNmsg(env->resultsChannel, "  Primal:  Basis ill-conditioned; crossing over from the dual side.\n");
-      dualFirst = true;
-      second.counts = first.counts;
-      status = crossPhases(second, env, scaled, point, true);
-      cw = &second;
+    // At most three tries: as asked; after a primal breakdown the dual
+    // crossover on the scaled copy; after a breakdown of the primal pushes
+    // that follow dual ones, the same dual crossover without them: the dual
+    // simplex takes the superbasics at their nearer bounds from a basis that
+    // is still sound.
+    CrossoverWork tries[3];
+    const bool scaledRun = !dualFirst;
+    int status = 0, at = 0;
+    for (;; ++at) {
+      CrossoverWork &t = tries[at];
+      if (at > 0) {
+        const CrossoverWork &before = tries[at - 1];
+        t.counts = before.counts;
+        t.dualOnly = dualFirst;
+        if (before.log)
+          QVNmsg(env->resultsChannel, dualFirst ? "  Primal:  Basis ill-conditioned; crossing over by the dual side alone.\n"
+                                                : "  Primal:  Basis ill-conditioned; crossing over from the dual side.\n");
+        dualFirst = true;
+      }
+      status = crossPhases(t, env, scaledRun ? scaled : w, scaledRun ? point : r, dualFirst);
+      if (status != 0 || !t.breakdown || t.dualOnly || at == 2) break;
     }
+    CrossoverWork *cw = &tries[at];
     counts = cw->counts;
     if (status != 0) return status == QVNERR_NO_MEMORY ? status : 0;
     stopStatus = cw->stopStatus;
