@@ -42,6 +42,7 @@ cpuRun() {
 
 printf '%-10s %-26s %20s %20s %9s %8s %8s' model status objective reference relerr iters time
 [ $compare = 1 ] && printf ' %8s %8s %7s %7s' clpiter clptime tratio iratio
+[ "$method" = barrier ] && printf ' %8s' simplex
 echo
 for m in "${models[@]}"; do
   ref=$(awk -v n="$m" '$1==n {print $3}' "$data/reference.tsv")
@@ -51,7 +52,9 @@ for m in "${models[@]}"; do
   status=$(sed -n 's/^Status: //p' <<< "$out"); status=${status:-error}
   obj=$(sed -n 's/^Objective: //p' <<< "$out"); iters=$(sed -n 's/^Iterations: //p' <<< "$out")
   # The barrier compares its own iterations; the crossover's simplex ones are apart.
-  [ "$method" = barrier ] && iters=$(sed -n 's/^Barrier iterations: //p' <<< "$out")
+  # The simplex pivots after the crossover are kept apart as well: a good
+  # crossover leaves few or none.
+  splx=0; [ "$method" = barrier ] && splx=${iters:-0} && iters=$(sed -n 's/^Barrier iterations: //p' <<< "$out")
   rel=$(awk -v a="${obj:-nan}" -v b="${ref:-nan}" 'BEGIN { if (a == "none" || a == "nan" || b == "nan") { print "-"; exit }
         d = a - b; if (d < 0) d = -d; s = b < 0 ? -b : b; if (s < 1) s = 1; printf "%.1e", d / s }')
   printf '%-10s %-26s %20s %20s %9s %8s %8s' "$m" "$status" "${obj:--}" "${ref:--}" "$rel" "${iters:--}" "${t:--}"
@@ -66,13 +69,16 @@ for m in "${models[@]}"; do
       else printf " %8s %8s %7.2f %7.2f", j, b, (a + 0.1) / (b + 0.1), (j > 0 ? i / j : 0) }'
   fi
   rm -f "$scratch/$m.mps"
+  [ "$method" = barrier ] && printf ' %8s' "$splx"
   echo
-  printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$m" "$status" "$rel" "${iters:-0}" "${t:-0}" "$cit" "$ctime" "$ref" >> "$results"
+  printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$m" "$status" "$rel" "${iters:-0}" "${t:-0}" "$cit" "$ctime" "$ref" "$splx" >> "$results"
 done
-awk -F'\t' -v compare=$compare '
+awk -F'\t' -v compare=$compare -v barrier=$([ "$method" = barrier ] && echo 1 || echo 0) '
   { n++; if ($2 == "optimal" && $3 != "-" && $3 + 0 <= 1e-6) ok++;
     if ($2 == "optimal" && ($3 == "-" || $3 + 0 > 1e-6)) wrong++;
-    if (compare && $7 != "-" && $5 != "") { k++; lt += log(($5 + 0.1) / ($7 + 0.1)); its += $4; cits += $6 } }
+    if (compare && $7 != "-" && $5 != "") { k++; lt += log(($5 + 0.1) / ($7 + 0.1)); its += $4; cits += $6 }
+    splx += $9; if ($9 == 0) none++ }
   END {
     printf "\n%d models, %d optimal within 1e-6 of the reference, %d claimed optimal but off\n", n, ok, wrong + 0;
+    if (barrier) printf "simplex iterations after the crossover: %d in all; %d models need none\n", splx, none;
     if (compare && k > 0) printf "shifted geometric mean of time ratio (ours/clp, shift 0.1 s): %.2f over %d models; iterations ours/clp: %.2f\n", exp(lt / k), k, its / cits }' "$results"

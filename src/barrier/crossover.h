@@ -33,6 +33,13 @@ struct CrossoverWork {
   EnvVector<int> list;          // superbasic variables for the primal pushes
   EnvVector<int> dualList;      // basic variables with a reduced cost, for the dual pushes
   EnvVector<double> start;      // the interior point's x, by variable
+  EnvVector<double> kept;       // x before a refactorization, to measure the drift
+  double drift = 0.0;           // largest relative change of a basic value at the last refactorization
+  EnvVector<double> batchDuals;  // duals of the basis for the directions of a run of pushes
+  EnvVector<signed char> batchMove;  // the bound each pushed member of a run ends at
+  int driftCount = 0;           // refactorizations of the phase with a drift above 1
+  bool breakdown = false;       // the drift showed an ill-conditioned basis: the phase stopped
+  bool dualOnly = false;        // a dual crossover without its primal pushes
   CrossoverCounts counts;
   std::chrono::steady_clock::time_point began, lastElapsedLine;
   int moves = 0;                // pushes and exchanges of the phase running

@@ -12,6 +12,10 @@ namespace {
 
 constexpr double kColumnZero = 1e-11;  // entries of a solved column below this are rounding
 constexpr double kPivotTol = 1e-7;     // smallest pivot an exchange accepts
+constexpr double kBreakdownDrift = 100.0;  // relative drift of a basic value that stops the phase at once
+constexpr double kDriftNoted = 1.0;        // ... and the one that stops it at the kDriftCountLimit-th time
+constexpr int kDriftCountLimit = 6;
+constexpr int kFirstRun = 16, kLongestRun = 1024;  // superbasics pushed by one solve
 constexpr double kCostTol = 1e-5;      // a reduced cost this small leaves the direction to the bounds
 constexpr double kHarrisTol = 1e-9;    // relative overstep of a bound the ratio test allows
 
@@ -161,6 +165,77 @@ int pushOne(CrossoverWork &cw, int j) {
   return 1;
 }
 
+// The direction of superbasic j as pushOne takes it, without its column:
+// the point's reduced cost, or else c_j - a_j^T y with y the duals of the
+// basis (`duals`, filled on first need).
+double pushCost(CrossoverWork &cw, int j, bool &dualsReady) {
+  SimplexEngine &e = cw.e;
+  const double d = cw.primalFirst ? cw.z[j] : 0.0;
+  if (std::fabs(d) > kCostTol) return d;
+  if (!dualsReady) {
+    HVector &y = e.rowRho;
+    hvClear(y);
+    for (int k = 0; k < e.m; ++k) y.array[k] = e.cost[e.head[k]];
+    y.count = -1;
+    btran(e.factor, y);
+    cw.batchDuals.assign(y.array.begin(), y.array.begin() + e.m);
+    hvClear(y);
+    dualsReady = true;
+  }
+  return e.cost[j] - columnDot(*e.lp, j, cw.batchDuals.data());
+}
+
+// Pushes the superbasics in `run` to their bounds together, by one solve
+// for the combined change of the basic values: taken (true) only when every
+// basic variable ends within its bound and the ratio test's tolerance, or
+// no further outside than it was. Most pushes need no exchange, and one
+// solve for a run of them is far cheaper than one each. A variable with no
+// bound in its direction ends the run before it (`taken` counts the run's
+// head that was treated).
+bool pushBatch(CrossoverWork &cw, const int *run, int count, bool &dualsReady, int &taken) {
+  SimplexEngine &e = cw.e;
+  HVector &col = e.column;
+  hvClear(col);
+  double *rhs = col.array.data();
+  taken = 0;
+  for (; taken < count; ++taken) {
+    const int j = run[taken];
+    double dir, dist;
+    signed char endMove;
+    chooseTarget(e, j, pushCost(cw, j, dualsReady), dir, dist, endMove);
+    if (dist >= kInfinity) break;
+    cw.batchMove[taken] = endMove;
+    addColumn(*e.lp, j, -dir * dist, rhs);
+  }
+  if (taken == 0) {
+    hvClear(col);
+    return false;
+  }
+  col.count = -1;
+  ftran(e.factor, col);
+  bool inside = true;
+  for (int k = 0; k < e.m && inside; ++k) {
+    const int j = e.head[k];
+    const double before = e.x[j], after = before + rhs[k];
+    const double below = e.lower[j] - kHarrisTol * std::max(1.0, std::fabs(e.lower[j]));
+    const double above = e.upper[j] + kHarrisTol * std::max(1.0, std::fabs(e.upper[j]));
+    if (after < below && after < before) inside = false;
+    if (after > above && after > before) inside = false;
+  }
+  if (inside) {
+    for (int k = 0; k < e.m; ++k) e.x[e.head[k]] += rhs[k];
+    for (int q = 0; q < taken; ++q) {
+      const int j = run[q];
+      const signed char m = cw.batchMove[q];
+      e.move[j] = m;
+      e.x[j] = m == kAtLower ? e.lower[j] : e.upper[j];
+    }
+    cw.counts.primalPushes += taken;
+  }
+  hvClear(col);
+  return inside;
+}
+
 } // namespace
 
 int primalPushes(CrossoverWork &cw) {
@@ -181,16 +256,57 @@ int primalPushes(CrossoverWork &cw) {
   const int pushesBefore = cw.counts.primalPushes, exchangesBefore = cw.counts.primalExchanges;
   cw.moves = 0;
   bool logged = false;
-  for (size_t k = 0; k < cw.list.size(); ++k) {
-    const int j = cw.list[k];
-    if (e.basicPos[j] >= 0 || e.move[j] != kAtZero) continue;
+  // Runs of superbasics are tried together first; a run that would take a
+  // basic variable out of its bounds goes one by one, with exchanges, and
+  // the next run is shorter. The duals for the directions hold until the
+  // basis changes.
+  EnvVector<int> run;
+  cw.batchMove.assign(kLongestRun, kAtZero);
+  int runLength = kFirstRun;
+  bool dualsReady = false;
+  // A fresh factor when the updates ask for one; cw.breakdown when its
+  // drift shows a basis too ill-conditioned to go on: basic values that it
+  // moves by more than their size, once far or again and again, make the
+  // moves meaningless, and the phase stops to leave the choice to the caller.
+  auto brokenDown = [&]() -> int {
+    if (!refactorDue(e.factor)) return 0;
+    QVN_TRY(crossoverRefactor(cw));
+    dualsReady = false;  // a repair may have changed the basis
+    if (cw.log) logPrimalMoves(cw);
+    if (cw.drift > kDriftNoted) ++cw.driftCount;
+    cw.breakdown = cw.drift > kBreakdownDrift || cw.driftCount >= kDriftCountLimit;
+    return 0;
+  };
+  for (size_t k = 0; k < cw.list.size() && !cw.breakdown;) {
     if (crossoverLimitHit(cw)) return 0;
     if (cw.log && !logged) logPrimalMoves(cw), logged = true;
-    cw.moves += pushOne(cw, j);
-    if (refactorDue(e.factor)) {
-      QVN_TRY(crossoverRefactor(cw));
-      if (cw.log) logPrimalMoves(cw);
+    const int movesLeft = e.iterationLimit - (cw.counts.primalPushes + cw.counts.primalExchanges +
+                                              cw.counts.dualPushes + cw.counts.dualExchanges);
+    run.clear();
+    for (; k < cw.list.size() && static_cast<int>(run.size()) < std::min(runLength, movesLeft); ++k) {
+      const int j = cw.list[k];
+      if (e.basicPos[j] < 0 && e.move[j] == kAtZero) run.push_back(j);
     }
+    const int runCount = static_cast<int>(run.size());
+    int taken = 0;
+    if (runCount > 1 && pushBatch(cw, run.data(), runCount, dualsReady, taken)) {
+      cw.moves += taken;
+      runLength = std::min(2 * runLength, kLongestRun);
+    } else {
+      taken = 0;
+      runLength = std::max(runLength / 4, 1);
+    }
+    // What the run left, one by one.
+    for (int q = taken; q < runCount && !cw.breakdown; ++q) {
+      const int j = run[q];
+      if (e.basicPos[j] >= 0 || e.move[j] != kAtZero) continue;
+      if (q > taken && crossoverLimitHit(cw)) return 0;
+      const int exchanged = cw.counts.primalExchanges;
+      cw.moves += pushOne(cw, j);
+      if (cw.counts.primalExchanges != exchanged) dualsReady = false;
+      QVN_TRY(brokenDown());
+    }
+    if (!cw.breakdown) QVN_TRY(brokenDown());
     crossoverElapsedLine(cw, "PMoves");
   }
   if (cw.log && cw.moves > 0) logPrimalMoves(cw);

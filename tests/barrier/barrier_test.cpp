@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "barrier/barrier.h"
+#include "barrier/ipm.h"
 #include "barrier/ordering/cholesky.h"
 #include "model/problem.h"
 #include "simplex/work_lp.h"
@@ -342,6 +343,91 @@ TEST_F(BarrierSolve, IterationLimitsAndTheLog) {
   EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_PRIM_OBJ_LIM);
   EXPECT_NE(log.find(" Barrier limit on primal objective exceeded.\n"), std::string::npos) << log;
   ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_BAROBJRNG, 1e20), 0);
+}
+
+TEST_F(BarrierSolve, NoProgressTheUnboundedFaceAndALargeObjectiveShift) {
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+  // min -x - 2y, x + y <= 4, x <= 10, y <= 3: optimum (1, 3), value -7.
+  LpModel m;
+  const int r0 = m.addRow('L', 4.0);
+  m.addCol(-1.0, 0.0, 10.0, {{r0, 1.0}});
+  m.addCol(-2.0, 0.0, 3.0, {{r0, 1.0}});
+  // Steps of 1e-4 of the way to the boundary: nothing moves by a percent in
+  // 20 iterations, so after 25 the plain run gives up; the repeat in the
+  // self-dual form runs on to the iteration limit. Neither claims optimal.
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNsetdblparam(env, 3025, 1e-4), 0);
+  ASSERT_EQ(QVNsetintparam(env, 3023, 25), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 60), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARCROSSALG, -1), 0);
+  log.clear();
+  ASSERT_EQ(QVNbaropt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_IT_LIM);
+  EXPECT_EQ(QVNgetbaritcnt(env, lp), 60);
+  const size_t ratioHeading = log.find("Inf Ratio\n");
+  ASSERT_NE(ratioHeading, std::string::npos) << log;
+  EXPECT_NE(log.find("\n  25 ", ratioHeading), std::string::npos) << log;
+  EXPECT_EQ(log.find("\n  26 "), log.find("\n  26 ", ratioHeading)) << log;
+  ASSERT_EQ(QVNsetdblparam(env, 3025, 0.0), 0);
+  ASSERT_EQ(QVNsetintparam(env, 3023, 50), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARITLIM, 2100000000), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARCROSSALG, 0), 0);
+
+  // A constant of 1e6 beside an objective of -7: the relative gap the stop
+  // test closes is on -7, a far smaller share of what the caller reads, and
+  // the warning says so. The value itself is still the optimum.
+  for (double offset : {0.0, 1e6}) {
+    SCOPED_TRACE(offset);
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNchgobjoffset(env, lp, offset), 0);
+    log.clear();
+    ASSERT_EQ(QVNbaropt(env, lp), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+    double obj = 0.0;
+    ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
+    EXPECT_NEAR(obj, offset - 7.0, 1e-6);
+    const bool warned = log.find("\nWarning:  Barrier optimality criterion affected by large objective shift.\n") !=
+                        std::string::npos;
+    EXPECT_EQ(warned, offset != 0.0) << log;
+  }
+
+  // The unbounded optimal face, on a point built for it: the complementarity
+  // closed, the gap and the residuals not, and x grown past BARGROWTH.
+  qvn::BarrierProblem p;
+  p.rows = 1;
+  p.columnsTotal = 2;
+  p.kind = 1;
+  p.b = {1.0};
+  p.c = {0.0, 0.0};
+  p.lo = {0.0, 0.0};
+  p.up = {1e20, 5.0};
+  p.hasL = {1, 1};
+  p.hasU = {0, 1};
+  p.qdiag = {0.0, 0.0};
+  p.start = {0, 1, 2};
+  p.index = {0, 0};
+  p.value = {1.0, 1.0};
+  auto stopOn = [&](double growth, double gap, double residual) {
+    qvn::BarrierIterate it;
+    it.x = {1e13, 1.0};
+    it.y = {0.0};
+    it.complementarity = 1e-12;
+    it.primalObjective = gap;
+    it.dualObjective = 0.0;
+    it.relPrimal = it.relPrimalUnscaled = residual;
+    qvn::Residuals r;
+    qvn::BarrierHistory h;
+    qvn::StopSettings st;
+    st.growthLimit = growth;
+    st.display = 0;
+    return qvn::barrierStopTest(p, it, r, h, st, 1, 0.0, env);
+  };
+  EXPECT_EQ(stopOn(1e12, 0.5, 1e-3), QVN_STAT_OPTIMAL_FACE_UNBOUNDED);
+  // Below the growth limit there is no verdict yet; a closed gap on a
+  // feasible point is an optimum whatever the size of x.
+  EXPECT_EQ(stopOn(1e14, 0.5, 1e-3), 0);
+  EXPECT_EQ(stopOn(1e12, 1e-10, 0.0), QVN_STAT_OPTIMAL);
 }
 
 TEST_F(BarrierSolve, NetlibSampleReachesTheReferenceWithACheckedBasis) {

@@ -250,6 +250,78 @@ TEST_F(QpBarrier, QuadraticObjectivesReadFromFilesAreSolved) {
   }
 }
 
+TEST_F(QpBarrier, AStalledRunEndsInNoProgressAndNeverClaimsOptimal) {
+  // min x1 + x2^2, x1 + x2 >= 1, x2 + x3 >= 0.5, x2 <= 5: x1 = 1 - x2 makes
+  // the objective 1 - x2 + x2^2, least at x2 = 0.5: value 0.75.
+  QpModel m;
+  const int r0 = m.lp.addRow('G', 1.0), r1 = m.lp.addRow('G', 0.5);
+  m.lp.addCol(1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}});
+  m.lp.addCol(0.0, 0.0, 5.0, {{r0, 1.0}, {r1, 1.0}});
+  m.lp.addCol(0.0, 0.0, QVN_INFBOUND, {{r1, 1.0}});
+  m.q = {{1, 1, 2.0}};
+  // Steps of 1e-4 of the way to the boundary stall every measure; a QP has
+  // no self-dual repeat, so the no-progress test ends the run after 25.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 1), 0);
+  ASSERT_EQ(QVNsetdblparam(env, 3025, 1e-4), 0);
+  ASSERT_EQ(QVNsetintparam(env, 3023, 25), 0);
+  ASSERT_EQ(loadQp(env, lp, m), 0);
+  log.clear();
+  ASSERT_EQ(QVNqpopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_NUM_BEST);
+  EXPECT_EQ(QVNgetbaritcnt(env, lp), 25);
+  EXPECT_NE(log.find("Numerical difficulties in barrier algorithm.\n"), std::string::npos) << log;
+  ASSERT_EQ(QVNsetdblparam(env, 3025, 0.0), 0);
+  ASSERT_EQ(QVNsetintparam(env, 3023, 50), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
+  solveAndCheck(m, 0.75);
+}
+
+TEST_F(QpBarrier, InfeasibleAndUnboundedQpsEndInTheirStatuses) {
+  // Rows that contradict each other, under a diagonal and under a coupled
+  // Q: x1 + x2 >= 3 and x1 + x2 <= 1. The witness is the dual simplex on
+  // the same rows with the linear objective alone: feasibility does not
+  // depend on the objective.
+  for (bool coupled : {false, true}) {
+    SCOPED_TRACE(coupled ? "coupled Q" : "diagonal Q");
+    QpModel m;
+    const int r0 = m.lp.addRow('G', 3.0), r1 = m.lp.addRow('L', 1.0);
+    m.lp.addCol(1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
+    m.lp.addCol(0.0, 0.0, QVN_INFBOUND, {{r0, 1.0}, {r1, 1.0}});
+    m.q = {{0, 0, 2.0}, {1, 1, 4.0}};
+    if (coupled) m.q.push_back({0, 1, 1.0}), m.q.push_back({1, 0, 1.0});
+    ASSERT_EQ(m.lp.load(env, lp), 0);
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    const int witness = QVNgetstat(env, lp);
+    EXPECT_TRUE(witness == QVN_STAT_INFEASIBLE || witness == QVN_STAT_INForUNBD) << witness;
+    ASSERT_EQ(loadQp(env, lp, m), 0);
+    ASSERT_EQ(QVNqpopt(env, lp), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_INFEASIBLE);
+  }
+  // min -x1 + x2^2 with x1 - x2 >= 1: x = (1, 0) is feasible and d = (1, 0)
+  // keeps the row (A d = 1 >= 0), costs c'd = -1 and has Q d = 0, so the
+  // objective falls without end along x + t d.
+  QpModel m;
+  const int r0 = m.lp.addRow('G', 1.0);
+  m.lp.addCol(-1.0, 0.0, QVN_INFBOUND, {{r0, 1.0}});
+  m.lp.addCol(0.0, 0.0, QVN_INFBOUND, {{r0, -1.0}});
+  m.q = {{1, 1, 2.0}};
+  const std::vector<double> point = {1.0, 0.0}, ray = {1.0, 0.0};
+  double activity = 0.0, rayRow = 0.0, cost = 0.0;
+  std::vector<double> qRay(2, 0.0);
+  for (int j = 0; j < 2; ++j) {
+    for (const auto &[r, v] : m.lp.cols[j]) activity += v * point[j], rayRow += v * ray[j];
+    cost += m.lp.obj[j] * ray[j];
+  }
+  for (const auto &[r, c, v] : m.q) qRay[r] += v * ray[c];
+  ASSERT_GE(activity, 1.0);
+  ASSERT_GE(rayRow, 0.0);
+  ASSERT_LT(cost, 0.0);
+  ASSERT_EQ(qRay, std::vector<double>(2, 0.0));
+  ASSERT_EQ(loadQp(env, lp, m), 0);
+  ASSERT_EQ(QVNqpopt(env, lp), 0);
+  EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_UNBOUNDED);
+}
+
 TEST_F(QpBarrier, QThatIsNotSemiDefiniteIsRefused) {
   QpModel m;
   const int r0 = m.lp.addRow('L', 4.0);
