@@ -230,9 +230,10 @@ int priceAndUpdate(SiftState &s) {
       EnvVector<int> flags(static_cast<size_t>(2 * s.m + size), 0);
       for (int t = 0; t < drop; ++t) flags[2 * s.m + out[t].col] = 1;
       QVN_TRY(QVNdelsetcols(s.env, s.workLp, flags.data()));
+      // The call leaves each column's new index in its flag, -1 for the deleted.
       EnvVector<int> kept;
       for (int k = 0; k < size; ++k) {
-        if (flags[2 * s.m + k])
+        if (flags[2 * s.m + k] < 0)
           s.inWork[s.workColumns[k]] = 0;
         else
           kept.push_back(s.workColumns[k]);
@@ -243,7 +244,10 @@ int priceAndUpdate(SiftState &s) {
   }
   EnvVector<int> cols;
   for (const Candidate &c : cands) cols.push_back(c.col);
-  return addWorkColumns(s, cols);
+  QVN_TRY(addWorkColumns(s, cols));
+  checkSiftWorkColumns(s.env, s.lp, s.workLp, s.m, s.workColumns.data(), static_cast<int>(s.workColumns.size()),
+                       s.inWork.data());
+  return 0;
 }
 
 void logRound(const SiftState &s, double value) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 
+#include "runtime/debug_checks.h"
 #include "simplex/basis_test_support.h"
 
 namespace {
@@ -159,6 +160,24 @@ TEST_F(Sifting, TransportationProblemAgreesWithTheDualForEveryWorkMethod) {
   ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 1), 0);
   QVNfreeprob(env, &lp);
   takeErrors();  // the network extraction's probe of the column count reports a short array
+}
+
+// fast0507's relaxation (507 rows, 63009 columns) grows its work LP past the
+// target size, so rounds drop columns: under the debug check the work LP
+// must still hold exactly the columns the driver lists (a deletion renumbers
+// them), and the run reaches the reference optimum.
+TEST_F(Sifting, RoundsThatDropColumnsKeepTheWorkLpInStep) {
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  int status = 0;
+  QVNLPptr lp = QVNcreateprob(env, &status, "fast0507");
+  ASSERT_EQ(QVNreadcopyprob(env, lp, (data + "/miplib3/fast0507.mps.gz").c_str(), nullptr), 0);
+  ASSERT_EQ(QVNchgprobtype(env, lp, QVN_PROB_LP), 0);
+  qvn::setDebugLevel(env, 1);
+  solveChecked(lp, 172.14556668, false);
+  EXPECT_EQ(qvn::debugFailureCount(env), 0) << qvn::debugFirstFailure(env);
+  qvn::setDebugLevel(env, 0);
+  QVNfreeprob(env, &lp);
 }
 
 } // namespace
