@@ -33,7 +33,11 @@ Key keyOf(const SideField &f) {
 struct BasisRead {
   ColumnNameIndex cols, rows;
   EnvVector<int> colStatus, rowStatus;
+  bool mustMatchCounts = false;  // the header's counts must be the problem's
 };
+
+// A file of another shape; no message of its own (negative: nothing to report).
+constexpr int kCountsDiffer = -1;
 
 // The column of field k, or -1 after the warning.
 int columnOf(SideReader &r, BasisRead &b, int k) {
@@ -124,9 +128,23 @@ int basisLine(SideReader &r, BasisRead &b) {
   return 0;
 }
 
+// The counts of the full header ("... Rows %d  Cols %d"), or false when the
+// line has none. The problem's name before them may hold blanks, so the last
+// "  Rows " of the line is taken.
+bool headerCounts(const char *line, int *rows, int *cols) {
+  const char *at = nullptr;
+  for (const char *p = std::strstr(line, "  Rows "); p; p = std::strstr(p + 1, "  Rows ")) at = p;
+  return at && std::sscanf(at, "  Rows %d  Cols %d", rows, cols) == 2;
+}
+
 int readBasisBody(SideReader &r, void *context) {
   auto &b = *static_cast<BasisRead *>(context);
   QVN_TRY(r.start());
+  if (b.mustMatchCounts) {
+    int rows = -1, cols = -1;
+    if (!headerCounts(r.buffer, &rows, &cols) || rows != b.rows.count || cols != b.cols.count)
+      return kCountsDiffer;
+  }
   for (;;) {
     const int kind = r.nextDataLine();
     if (kind < 0) return kind;
@@ -160,8 +178,13 @@ int readBasisArrays(Environment *env, Problem *lp, const char *fileName, int *cs
   return 0;
 }
 
-int readBasis(Environment *env, Problem *lp, const char *fileName) {
+int readBasis(Environment *env, Problem *lp, const char *fileName) { return installBasisFile(env, lp, fileName, false); }
+
+} // namespace
+
+int installBasisFile(Environment *env, Problem *lp, const char *fileName, bool countsMustMatch) {
   BasisRead b;
+  b.mustMatchCounts = countsMustMatch;
   QVN_TRY(parseBasis(env, lp, fileName, b));
   if (!lp->basisData) lp->basisData = envNew<BasisData>();
   BasisData &held = *lp->basisData;
@@ -176,29 +199,34 @@ int readBasis(Environment *env, Problem *lp, const char *fileName) {
   return 0;
 }
 
+namespace {
+
 struct BasisWrite {
-  const Problem *lp;
+  const LpData *d;
+  const int *colStatus, *rowStatus;
+  int iterations;
+  const char *comment;
   ColumnNameIndex cols, rows;
 };
 
 int writeBasisBody(QvnFile *out, void *context) {
   const auto &w = *static_cast<BasisWrite *>(context);
-  const LpData &d = *w.lp->lpData;
-  const BasisData &b = *w.lp->basisData;
+  const LpData &d = *w.d;
+  if (w.comment) filePrintf(out, "* %s\n", w.comment);
   filePrintf(out, "NAME          %.255s  Iterations %d  Rows %d  Cols %d\n", d.probName ? d.probName : "",
-             w.lp->solution ? w.lp->solution->iterationCount : 0, d.numRows, d.numCols);
+             w.iterations, d.numRows, d.numCols);
   // Basic columns and nonbasic rows pair off in index order.
   int i = 0;
   for (int j = 0; j < d.numCols; ++j) {
-    if (b.colStatus[static_cast<size_t>(j)] != 1) continue;
-    while (b.rowStatus[static_cast<size_t>(i)] == 1) ++i;
+    if (w.colStatus[j] != 1) continue;
+    while (w.rowStatus[i] == 1) ++i;
     const char sense = d.sense[static_cast<size_t>(i)];
-    const bool upper = sense == 'G' || (sense == 'R' && b.rowStatus[static_cast<size_t>(i)] == 2);
+    const bool upper = sense == 'G' || (sense == 'R' && w.rowStatus[i] == 2);
     filePrintf(out, " X%c %.255s  %.255s\n", upper ? 'U' : 'L', w.cols.text(j), w.rows.text(i));
     ++i;
   }
   for (int j = 0; j < d.numCols; ++j)
-    if (b.colStatus[static_cast<size_t>(j)] == 2) filePrintf(out, " UL %.255s\n", w.cols.text(j));
+    if (w.colStatus[j] == 2) filePrintf(out, " UL %.255s\n", w.cols.text(j));
   filePuts(out, "ENDATA\n");
   return 0;
 }
@@ -218,13 +246,19 @@ int writeBasis(Environment *env, Problem *lp, const char *fileName) {
     QVNmsg(env->warningChannel, "Default variable names x1, x2 ... to be created.\n");
   if (!d.rowNames.exists && d.numRows > 0)
     QVNmsg(env->warningChannel, "Default row names c1, c2 ... to be created.\n");
-  BasisWrite w{lp, {}, {}};
-  w.cols.build(lp);
-  w.rows.buildRows(lp);
-  return writeSideFile(env, fileName, writeBasisBody, &w);
+  return writeBasisFile(env, lp, b->colStatus.data(), b->rowStatus.data(),
+                        lp->solution ? lp->solution->iterationCount : 0, fileName, nullptr);
 }
 
 } // namespace
+
+int writeBasisFile(Environment *env, const Problem *lp, const int *colStatus, const int *rowStatus, int iterations,
+                   const char *path, const char *comment) {
+  BasisWrite w{lp->lpData, colStatus, rowStatus, iterations, comment, {}, {}};
+  w.cols.build(lp);
+  w.rows.buildRows(lp);
+  return writeSideFile(env, path, writeBasisBody, &w);
+}
 
 } // namespace qvn
 

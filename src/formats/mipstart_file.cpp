@@ -1,7 +1,11 @@
 // MIP start files (".mst"): the text form (a NAME line, then column name and
 // value per line) and the XML form of a solution document whose `variable`
-// elements carry the values. The reader tells them apart by the first byte.
+// elements carry the values. The reader tells them apart by the first byte;
+// the writer by the name: ".xml" as the last extension, or just before
+// ".mst" ("start.xml.mst"), asks for the XML form, any other name gets the
+// text form. A compression extension behind them does not count.
 #include <cstring>
+#include <strings.h>
 
 #include "formats/number_format.h"
 #include "formats/side_file.h"
@@ -121,6 +125,41 @@ int writeStartBody(QvnFile *out, void *context) {
   return 0;
 }
 
+int writeStartXmlBody(QvnFile *out, void *context) {
+  const auto &w = *static_cast<StartWrite *>(context);
+  const LpData &d = *w.lp->lpData;
+  ColumnNameIndex names;
+  names.build(w.lp);
+  filePuts(out, "<?xml version = \"1.0\" standalone=\"yes\"?>\n");
+  filePuts(out, "<QUORVANSolution version=\"1.0\">\n <variables>\n");
+  for (int j = 0; j < d.numCols; ++j) {
+    const char t = d.ctype[static_cast<size_t>(j)];
+    if (t != 'B' && t != 'I' && t != 'N') continue;
+    filePuts(out, "  <variable name=\"");
+    putXmlEscaped(out, names.text(j));
+    filePrintf(out, "\" index=\"%d\" value=\"%.15g\"/>\n", j, w.x[static_cast<size_t>(j)]);
+  }
+  filePuts(out, " </variables>\n</QUORVANSolution>\n");
+  return 0;
+}
+
+bool endsWithNoCase(const char *text, size_t length, const char *tail) {
+  const size_t n = std::strlen(tail);
+  return length >= n && strncasecmp(text + length - n, tail, n) == 0;
+}
+
+// The name asks for the XML form (see the head of the file).
+bool wantsXml(const char *fileName) {
+  size_t length = std::strlen(fileName);
+  for (const char *zip : {".bz2", ".gz", ".z"})
+    if (endsWithNoCase(fileName, length, zip)) {
+      length -= std::strlen(zip);
+      break;
+    }
+  if (endsWithNoCase(fileName, length, ".mst")) length -= 4;
+  return endsWithNoCase(fileName, length, ".xml");
+}
+
 int writeStart(Environment *env, Problem *lp, const char *fileName) {
   if (lp->lpData->ctype.empty()) return QVNERR_NOT_MIP;
   StartWrite w{lp, {}};
@@ -130,7 +169,8 @@ int writeStart(Environment *env, Problem *lp, const char *fileName) {
     if (status != 0) return alreadyReported(status);
   }
   announceDefaultColumnNames(env, lp);
-  return writeSideFile(env, fileName, writeStartBody, &w);
+  const bool xml = fileName && wantsXml(fileName);
+  return writeSideFile(env, fileName, xml ? writeStartXmlBody : writeStartBody, &w);
 }
 
 } // namespace

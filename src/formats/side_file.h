@@ -85,6 +85,20 @@ void announceDefaultColumnNames(const Environment *env, const Problem *lp);
 // runs `body`, closes; 1422 when the file cannot be written.
 int writeSideFile(Environment *env, const char *path, int (*body)(QvnFile *, void *), void *context);
 
+// The basis file form of given statuses (held form: a row's status is its
+// activity's), under the full header with `iterations` and the counts, and
+// with a "* comment" line first when comment is not null. The statuses must
+// hold as many basic variables as rows.
+int writeBasisFile(Environment *env, const Problem *lp, const int *colStatus, const int *rowStatus, int iterations,
+                   const char *path, const char *comment);
+// Reads a basis file and installs it as the held basis of lp. With
+// countsMustMatch, a file whose header does not give lp's row and column
+// counts is refused (negative, nothing printed) and lp is left as it was.
+int installBasisFile(Environment *env, Problem *lp, const char *fileName, bool countsMustMatch);
+
+// Text with the five XML escapes, for attribute values.
+void putXmlEscaped(QvnFile *out, const char *text);
+
 // The exported frames: a reader changes the problem (a fixed-type handle
 // refuses), a writer only reads it.
 template <class Read> int guardedSideRead(QVNCENVptr cenv, QVNLPptr lp, const char *fileName, Read read) {

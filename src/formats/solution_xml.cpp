@@ -12,10 +12,7 @@
 
 namespace qvn {
 
-namespace {
-
-// Text with the five XML escapes.
-void putEscaped(QvnFile *out, const char *text) {
+void putXmlEscaped(QvnFile *out, const char *text) {
   for (const char *p = text; *p; ++p) {
     switch (*p) {
     case '"': filePuts(out, "&quot;"); break;
@@ -27,6 +24,10 @@ void putEscaped(QvnFile *out, const char *text) {
     }
   }
 }
+
+namespace {
+
+void putEscaped(QvnFile *out, const char *text) { putXmlEscaped(out, text); }
 
 // Attributes of an element whose indent level is 1 stand on lines of their
 // own; at level 0 the whole element keeps to one line.

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <utility>
 
+#include "formats/restart_file.h"
 #include "simplex/dual_pricing.h"
 #include "simplex/implied_boxes.h"
 #include "simplex/loops.h"
@@ -685,6 +686,7 @@ int dualIterations(SimplexEngine &e, DualWork &w, int phase) {
   const bool limitSet = objectiveLimitSet(e, true);
   for (;;) {
     if (int s = checkLimits(e)) return s;
+    recoveryPoint(e);
     endLongTightFinish(e, w);
     // The dual objective of an unshifted phase 2 only rises: past the limit,
     // no better point exists.

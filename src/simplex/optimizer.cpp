@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "barrier/barrier.h"
+#include "formats/restart_file.h"
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
 #include "simplex/advanced_basis.h"
@@ -158,6 +159,7 @@ int optimize(Environment *env, Problem *lp, int method) {
     QVN_TRY(flushCache(env, lp));
     QVN_TRY(refuseNonFiniteData(env, *lp->lpData));
     if (settleContradictoryBounds(env, lp)) return 0;
+    RestartScope restart(env, lp);
     return optimizeWithPresolve(env, lp, method, solveByMethod);
   });
   gp.advind = savedAdvind;

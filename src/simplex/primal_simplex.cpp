@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "formats/restart_file.h"
 #include "simplex/loops.h"
 #include "simplex/primal_pricing.h"
 #include "runtime/debug_checks.h"
@@ -516,6 +517,7 @@ int primalLoop(SimplexEngine &e) {
   const bool limitSet = objectiveLimitSet(e, false);
   for (;;) {
     if (int s = checkLimits(e)) return s;
+    recoveryPoint(e);
     endLongTightFinish(e, w);
     if (w.phase1TolCut && phase == 2) e.dualTol = w.phase1SavedDualTol, w.phase1TolCut = false;
     if (limitSet && phase == 2 && !w.perturbed && objectiveLimitPassed(e, false)) return kRunObjLimit;

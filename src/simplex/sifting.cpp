@@ -17,6 +17,7 @@ namespace {
 
 constexpr int kPrimal = methodNumber(LpMethod::kPrimal), kDual = methodNumber(LpMethod::kDual);
 constexpr int kAutomatic = methodNumber(LpMethod::kAuto);
+constexpr int kNetwork = methodNumber(LpMethod::kNetwork), kBarrier = methodNumber(LpMethod::kBarrier);
 
 struct SiftState {
   Environment *env = nullptr;
@@ -30,7 +31,7 @@ struct SiftState {
   int phase1Iterations = 0, iterationCount = 0, workIterations = 0;
   int added = 0, removed = 0;
   int statusCode = 0;           // 0 running, 1 finished, 3 the limit was reached
-  int method = kAutomatic;     // or kPrimal, kDual by QVN_PARAM_SIFTALG
+  int method = kAutomatic;     // or the method QVN_PARAM_SIFTALG names
   int solves = 0;               // of the work LP
   double tolerance = 1e-6;
   ~SiftState() {
@@ -133,19 +134,45 @@ int enterPhase(SiftState &s, int phase) {
   return 0;
 }
 
+// An exported optimizer called from inside the sifting frame has printed its
+// error already: negated, the outer frame does not print it again.
+int inner(int status) { return status > 0 ? -status : status; }
+
+// The work LP by the network stage and the primal clean-up, or by the
+// barrier and crossover, each from scratch: neither takes the last round's
+// basis, and both leave a basis for the pricing and the mapping back.
+int solveWorkByOptimizer(SiftState &s) {
+  Environment *env = s.env;
+  int &netDisplay = env->netParams->netdisplay, &barDisplay = env->barrierParams->bardisplay;
+  const int savedNet = netDisplay, savedBar = barDisplay;
+  netDisplay = 0;
+  barDisplay = 0;
+  const int rc = s.method == kNetwork ? QVNhybnetopt(env, s.workLp, 'p') : QVNhybbaropt(env, s.workLp, 0);
+  netDisplay = savedNet;
+  barDisplay = savedBar;
+  return inner(rc);
+}
+
 int solveWork(SiftState &s, int *status) {
   GeneralParams &gp = *s.env->generalParams;
-  const int savedAdvind = gp.advind, savedDisplay = gp.simdisplay;
+  const int savedAdvind = gp.advind, savedDisplay = gp.simdisplay, savedRecovery = gp.p1004;
+  const int savedRestart = gp.p1041;
   gp.advind = 1;
   gp.simdisplay = 0;
+  // The work LP neither writes nor loads restart files: they would serve nothing.
+  gp.p1004 = 2100000000;
+  gp.p1041 = 0;
   // The automatic choice: the dual for the first work LP, which starts from
   // nothing; the primal afterwards, since added columns and new costs keep
   // the held basis primal feasible.
   const int method = s.method != kAutomatic ? s.method : s.solves == 0 ? kDual : kPrimal;
   ++s.solves;
-  const int rc = solveBySimplex(s.env, s.workLp, method);
+  const int rc = method == kNetwork || method == kBarrier ? solveWorkByOptimizer(s)
+                                                          : solveBySimplex(s.env, s.workLp, method);
   gp.advind = savedAdvind;
   gp.simdisplay = savedDisplay;
+  gp.p1004 = savedRecovery;
+  gp.p1041 = savedRestart;
   QVN_TRY(rc);
   *status = s.workLp->status;
   if (s.workLp->solution) s.workIterations += s.workLp->solution->iterationCount;
@@ -203,9 +230,10 @@ int priceAndUpdate(SiftState &s) {
       EnvVector<int> flags(static_cast<size_t>(2 * s.m + size), 0);
       for (int t = 0; t < drop; ++t) flags[2 * s.m + out[t].col] = 1;
       QVN_TRY(QVNdelsetcols(s.env, s.workLp, flags.data()));
+      // The call leaves each column's new index in its flag, -1 for the deleted.
       EnvVector<int> kept;
       for (int k = 0; k < size; ++k) {
-        if (flags[2 * s.m + k])
+        if (flags[2 * s.m + k] < 0)
           s.inWork[s.workColumns[k]] = 0;
         else
           kept.push_back(s.workColumns[k]);
@@ -216,7 +244,10 @@ int priceAndUpdate(SiftState &s) {
   }
   EnvVector<int> cols;
   for (const Candidate &c : cands) cols.push_back(c.col);
-  return addWorkColumns(s, cols);
+  QVN_TRY(addWorkColumns(s, cols));
+  checkSiftWorkColumns(s.env, s.lp, s.workLp, s.m, s.workColumns.data(), static_cast<int>(s.workColumns.size()),
+                       s.inWork.data());
+  return 0;
 }
 
 void logRound(const SiftState &s, double value) {
@@ -308,9 +339,8 @@ int siftSolve(Environment *env, Problem *lp) {
   s.n = d.numCols;
   s.m = d.numRows;
   s.tolerance = env->generalParams->epopt;
-  // 3 (network) and 4 (barrier) are not at hand here: the primal stands in.
-  const int alg = env->generalParams->siftalg;
-  s.method = alg == 0 ? kAutomatic : alg == 2 ? kDual : kPrimal;
+  // QVN_PARAM_SIFTALG's values are the method numbers, 0 the automatic choice.
+  s.method = env->generalParams->siftalg;
   s.cost.resize(static_cast<size_t>(s.n > 0 ? s.n : 1));
   for (int j = 0; j < s.n; ++j) s.cost[j] = d.objSense * d.objCoef[j];
   s.inWork.assign(static_cast<size_t>(s.n > 0 ? s.n : 1), 0);

@@ -15,4 +15,9 @@ int siftSolve(Environment *env, Problem *lp);
 // QVN_PARAM_ADVIND is on.
 int solveBySimplex(Environment *env, Problem *lp, int method);
 
+// Debug check (level 1 and up): work columns 2m + k of `work` are the
+// columns columns[k] of `whole`, and inWork marks exactly those.
+void checkSiftWorkColumns(Environment *env, const Problem *whole, Problem *work, int m, const int *columns,
+                          int count, const char *inWork);
+
 } // namespace qvn

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "formats/format_test_support.h"
+#include "mip/mip_check.h"
 
 namespace qvntest {
 namespace {
@@ -713,6 +714,61 @@ TEST_F(SideFiles, MalformedCorpusFailsWithItsErrorAndChangesNothing) {
   }
   EXPECT_GE(cases, 30);
   takeWarnings();
+}
+
+} // namespace
+} // namespace qvntest
+
+namespace qvntest {
+namespace {
+
+// The incumbent of p0033 written as an XML MIP start (the name asks for the
+// form) and as text; the XML one, read into a fresh copy, is that run's first
+// incumbent with the start's message, at the published optimum, and the
+// independent checker accepts it. A name with `<` and `&` comes back whole.
+TEST_F(SideFiles, XmlMipStartOfTheWriterIsTheFirstIncumbentOfTheNextRun) {
+  const std::string data = sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  double optimum = 0;
+  ASSERT_TRUE(referenceOptimum(data, "p0033", &optimum));
+  const std::string model = data + "/miplib3/p0033.mps.gz";
+  int status = 0;
+  QVNLPptr p = QVNcreateprob(env, &status, "p0033"), q = QVNcreateprob(env, &status, "p0033");
+  problems.push_back(p);
+  problems.push_back(q);
+  ASSERT_EQ(QVNreadcopyprob(env, p, model.c_str(), nullptr), 0);
+  ASSERT_EQ(QVNchgname(env, p, 'c', 0, "a<&b"), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_MIPDISPLAY, 1), 0);
+  ASSERT_EQ(QVNmipopt(env, p), 0);
+  const MipModel m = readMipModel(env, p);
+  ASSERT_EQ(checkIncumbentOf(env, p, m), "");
+  double first = 0;
+  ASSERT_EQ(QVNgetobjval(env, p, &first), 0);
+  ASSERT_TRUE(sameObjective(first, optimum)) << first;
+
+  ASSERT_EQ(QVNmstwrite(env, p, path("p0033.xml.mst").c_str()), 0);
+  ASSERT_EQ(QVNmstwrite(env, p, path("p0033.mst").c_str()), 0);
+  ASSERT_EQ(QVNmstwrite(env, p, path("p0033.xml").c_str()), 0);
+  const std::string xml = fileText("p0033.xml.mst");
+  EXPECT_EQ(xml.rfind("<?xml", 0), 0u);
+  EXPECT_EQ(countOf(xml, "<variable "), QVNgetnumcols(env, p));  // every column is binary
+  EXPECT_NE(xml.find("name=\"a&lt;&amp;b\""), std::string::npos);
+  EXPECT_EQ(fileText("p0033.mst").rfind("NAME", 0), 0u);
+  EXPECT_EQ(fileText("p0033.xml"), xml);
+
+  ASSERT_EQ(QVNreadcopyprob(env, q, model.c_str(), nullptr), 0);
+  ASSERT_EQ(QVNchgname(env, q, 'c', 0, "a<&b"), 0);
+  ASSERT_EQ(QVNreadcopymipstart(env, q, path("p0033.xml.mst").c_str()), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_NODELIM, 0), 0);
+  takeResults();
+  ASSERT_EQ(QVNmipopt(env, q), 0);
+  char text[128];
+  std::snprintf(text, sizeof text, "MIP start values provide initial solution with objective %.4f.\n", optimum);
+  EXPECT_NE(takeResults().find(text), std::string::npos);
+  EXPECT_EQ(checkIncumbentOf(env, q, readMipModel(env, q)), "");
+  double again = 0;
+  ASSERT_EQ(QVNgetobjval(env, q, &again), 0);
+  EXPECT_TRUE(sameObjective(again, optimum)) << again;
 }
 
 } // namespace
