@@ -107,6 +107,10 @@ struct SavedRelaxState {
   ~SavedRelaxState();
 };
 int relaxRestoreState(LpRelaxation &r, const RelaxState &s);
+// Factors the held basis afresh unless the factor has no updates yet: trials
+// that each start from a saved state then run on a short update file and
+// need no factorization of their own. 0 or an error.
+int relaxFreshFactor(LpRelaxation &r);
 void relaxFreeState(RelaxState *&s);
 
 // Strong branching trial on column j: the down branch with upper bound
@@ -116,5 +120,13 @@ void relaxFreeState(RelaxState *&s);
 // branches' optima (infinite, 1e75, for an infeasible branch).
 int relaxStrongBranch(LpRelaxation &r, int j, double downUpper, double upLower, int iterationLimit,
                       double *downObjective, int *downStatus, double *upObjective, int *upStatus);
+// The same from a state saved by relaxSaveState on this relaxation as it now
+// stands, for a series of trials at one node: each trial restores it. A side
+// whose dual objective passes `objectiveLimit` stops there with status
+// kRunObjLimit. A side stopped by the iteration limit reports the bound its
+// duals prove, which may lie below the node's own objective.
+int relaxStrongBranchFrom(LpRelaxation &r, const RelaxState &base, int j, double downUpper, double upLower,
+                          int iterationLimit, double objectiveLimit, double *downObjective, int *downStatus,
+                          double *upObjective, int *upStatus);
 
 } // namespace qvn
