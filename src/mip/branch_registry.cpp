@@ -46,10 +46,7 @@ int strongTrial(MipContext &ctx, const BranchCandidate &c, int iterationLimit, d
   double downObj = kTreeInfinity, upObj = kTreeInfinity;
   int downStatus = 0, upStatus = 0;
   if (ctx.trialBase) {
-    if (!ctx.trialBase->state) {
-      QVN_TRY(relaxFreshFactor(*ctx.nodeLp));
-      QVN_TRY(relaxSaveState(*ctx.nodeLp, &ctx.trialBase->state));
-    }
+    if (!ctx.trialBase->state) QVN_TRY(relaxSaveState(*ctx.nodeLp, &ctx.trialBase->state));
     // A side that passes the cutoff is dead: its trial stops there.
     QVN_TRY(relaxStrongBranchFrom(*ctx.nodeLp, *ctx.trialBase->state, c.col, downUpper, upLower, iterationLimit,
                                   ctx.cutoff, &downObj, &downStatus, &upObj, &upStatus));

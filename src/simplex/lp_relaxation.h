@@ -107,10 +107,6 @@ struct SavedRelaxState {
   ~SavedRelaxState();
 };
 int relaxRestoreState(LpRelaxation &r, const RelaxState &s);
-// Factors the held basis afresh unless the factor has no updates yet: trials
-// that each start from a saved state then run on a short update file and
-// need no factorization of their own. 0 or an error.
-int relaxFreshFactor(LpRelaxation &r);
 void relaxFreeState(RelaxState *&s);
 
 // Strong branching trial on column j: the down branch with upper bound

@@ -64,19 +64,6 @@ int relaxSaveState(const LpRelaxation &r, RelaxState **out) {
   return 0;
 }
 
-int relaxFreshFactor(LpRelaxation &r) {
-  SimplexEngine &e = r.work;
-  if (e.factorCurrent && !e.factor.mustRefactor && e.factor.lu->updateCount == 0) return 0;
-  return runCaught([&]() -> int {
-    const int repairs = e.repairs;
-    QVN_TRY(refactor(e));
-    // A repaired basis is another basis: nothing says it is dual feasible.
-    if (e.repairs != repairs) r.dualFeasible = false;
-    computePrimal(e);
-    return 0;
-  });
-}
-
 int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
   if (s.numRows != r.lp.numRow) return QVNERR_BAD_ARGUMENT;
   return runCaught([&]() -> int {

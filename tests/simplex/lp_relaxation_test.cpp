@@ -530,7 +530,6 @@ TEST_F(LpRelaxationTest, StrongBranchSeriesFromOneState) {
     std::vector<int> cs0(n), rs0(rows), cs1(n), rs1(rows);
     qvn::relaxGetBasis(*relax, cs0.data(), rs0.data());
     const std::vector<double> x0(qvn::relaxPrimal(*relax), qvn::relaxPrimal(*relax) + n);
-    ASSERT_EQ(qvn::relaxFreshFactor(*relax), 0);
     qvn::SavedRelaxState base;
     ASSERT_EQ(qvn::relaxSaveState(*relax, &base.state), 0);
     int tried = 0, lastCol = -1;
