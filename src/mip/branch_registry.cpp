@@ -37,6 +37,7 @@ void makeBranchPair(const BranchCandidate &c, bool upFirst, double downEstimate,
 void proveBound(MipContext &ctx, int col, double lower, double upper) {
   ctx.proved->push_back(BoundChange{col, lower, upper});
   relaxChangeBounds(*ctx.nodeLp, 1, &col, &lower, &upper);
+  if (ctx.trialBase) relaxFreeState(ctx.trialBase->state);
 }
 
 int strongTrial(MipContext &ctx, const BranchCandidate &c, int iterationLimit, double *downGain,
@@ -44,8 +45,15 @@ int strongTrial(MipContext &ctx, const BranchCandidate &c, int iterationLimit, d
   const double downUpper = std::floor(c.value), upLower = downUpper + 1.0;
   double downObj = kTreeInfinity, upObj = kTreeInfinity;
   int downStatus = 0, upStatus = 0;
-  QVN_TRY(relaxStrongBranch(*ctx.nodeLp, c.col, downUpper, upLower, iterationLimit, &downObj, &downStatus,
-                            &upObj, &upStatus));
+  if (ctx.trialBase) {
+    if (!ctx.trialBase->state) QVN_TRY(relaxSaveState(*ctx.nodeLp, &ctx.trialBase->state));
+    // A side that passes the cutoff is dead: its trial stops there.
+    QVN_TRY(relaxStrongBranchFrom(*ctx.nodeLp, *ctx.trialBase->state, c.col, downUpper, upLower, iterationLimit,
+                                  ctx.cutoff, &downObj, &downStatus, &upObj, &upStatus));
+  } else {
+    QVN_TRY(relaxStrongBranch(*ctx.nodeLp, c.col, downUpper, upLower, iterationLimit, &downObj, &downStatus,
+                              &upObj, &upStatus));
+  }
   auto dead = [&](double obj, int status) {
     return status == kRunInfeasible || status == kRunObjLimit || obj >= ctx.cutoff;
   };

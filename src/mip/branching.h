@@ -36,6 +36,9 @@ struct MipContext {
   EnvVector<BoundChange> *proved;
   bool nodeInfeasible;  // both directions of some candidate fail
   double objectiveRaise;  // a proved lower bound on the node's optimum
+  // The node LP's state that trials go back to, saved by the first trial and
+  // dropped when a proved change alters the LP; null: each trial saves its own.
+  SavedRelaxState *trialBase;
 };
 
 struct BranchRecord {

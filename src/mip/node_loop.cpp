@@ -837,6 +837,8 @@ int runNodeLoop(MipRun &run) {
       proved.clear();
       ctx.proved = &proved;
       ctx.objectiveRaise = res.objective;
+      SavedRelaxState trialBase;
+      ctx.trialBase = &trialBase;
       const bool allowTrials = rounds < kProvedRounds;
       const BranchRule *rule = allowTrials ? run.rule : findBranchRule(1);
       const int failure = rule->select(ctx, nullptr, rec);

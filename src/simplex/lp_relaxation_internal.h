@@ -44,6 +44,9 @@ struct RelaxState {
   bool startGiven = false;
   double markowitz = 0.0;
   LuFactor *lu = nullptr;  // copy of the factor, when it was current
+  // What tells that the factor was neither updated nor rebuilt since.
+  int factorizations = 0, luUpdates = 0, luPosEnd = 0;
+  int64_t luEtaUsed = 0;
   EnvVector<double> rx, rRow, rDual, rRc;
   double objective = 0.0;
   int iterations = 0, lastStatus = 0;

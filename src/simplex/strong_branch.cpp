@@ -44,7 +44,13 @@ int relaxSaveState(const LpRelaxation &r, RelaxState **out) {
     s->mustRefactor = e.factor.mustRefactor;
     s->startGiven = e.startGiven;
     s->markowitz = e.factor.markowitz;
-    if (s->factorCurrent) s->lu = envNew<LuFactor>(*e.factor.lu);
+    if (s->factorCurrent) {
+      s->lu = envNew<LuFactor>(*e.factor.lu);
+      s->factorizations = e.factorizations;
+      s->luUpdates = e.factor.lu->updateCount;
+      s->luEtaUsed = e.factor.lu->etaUsed;
+      s->luPosEnd = e.factor.lu->posEnd;
+    }
     s->rx = r.x, s->rRow = r.rowActivity, s->rDual = r.duals, s->rRc = r.reducedCosts;
     s->objective = r.objective, s->iterations = r.iterations, s->lastStatus = r.lastStatus;
     s->dualFeasible = r.dualFeasible;
@@ -64,8 +70,21 @@ int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
     SimplexEngine &e = r.work;
     copyInto(r.lp.lower, s.lpLower), copyInto(r.lp.upper, s.lpUpper), copyInto(r.lp.cost, s.lpCost);
     if (r.useScaled) copyInto(r.scaled.lower, s.scLower), copyInto(r.scaled.upper, s.scUpper), copyInto(r.scaled.cost, s.scCost);
+    if (e.packed.valid && e.basicPos.size() == s.basicPos.size()) {
+      // Columns that entered the basis since go back to the nonbasic part of
+      // their rows, those that left it back to the basic part.
+      for (int k = 0; k < e.m; ++k) {
+        const int j = e.head[k];
+        if (j < e.n && s.basicPos[j] < 0) packedColumnMoved(e, j, false);
+      }
+      for (int k = 0; k < e.m; ++k) {
+        const int j = s.head[k];
+        if (j < e.n && e.basicPos[j] < 0) packedColumnMoved(e, j, true);
+      }
+    } else {
+      e.packed.valid = false;  // the row copy was packed for another basis
+    }
     copyInto(e.head, s.head), copyInto(e.basicPos, s.basicPos), copyInto(e.move, s.move);
-    e.packed.valid = false;  // the row copy was packed for another basis
     copyInto(e.x, s.x), copyInto(e.cost, s.cost), copyInto(e.lower, s.lower), copyInto(e.upper, s.upper);
     copyInto(e.dual, s.dual), copyInto(e.dj, s.dj);
     copyInto(e.dualWeights, s.dualWeights), copyInto(e.primalWeights, s.primalWeights);
@@ -73,7 +92,11 @@ int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
     e.startGiven = s.startGiven;
     e.factor.markowitz = s.markowitz;
     if (s.lu) {
-      *e.factor.lu = *s.lu;
+      const LuFactor &now = *e.factor.lu;
+      const bool untouched = e.factorizations == s.factorizations && now.valid && !now.needFactorFlag &&
+                             now.updateCount == s.luUpdates && now.etaUsed == s.luEtaUsed &&
+                             now.posEnd == s.luPosEnd;
+      if (!untouched) *e.factor.lu = *s.lu;
       e.factor.mustRefactor = false;
       e.factorCurrent = true;
     } else {
@@ -99,9 +122,33 @@ void relaxFreeState(RelaxState *&s) {
 
 namespace {
 
-// One branch: bounds [lo, up] on column j, a bounded dual simplex, the bound
-// it proves. The caller restores the state.
-int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, double *objective, int *status) {
+// Reduced costs below this count as zero in the bound of a stopped trial.
+constexpr double kBoundDjTol = 1e-9;
+
+// The bound that the duals of a stopped dual run prove, min over the box of
+// c x - y (A x - b) with the real costs: the objective of the basic point less
+// what each nonbasic variable at the wrong bound for its reduced cost
+// overstates. Real costs and duals are those collectResults left; the
+// boxes are the LP's own, not the working boxes a run may have added.
+double lagrangianBound(LpRelaxation &r) {
+  const SimplexEngine &f = finalEngine(r);
+  const WorkLp &lp = *f.lp;
+  double excess = 0.0;
+  for (int j = 0; j < f.nt; ++j) {
+    if (f.basicPos[j] >= 0) continue;
+    const double d = f.dj[j];
+    if (std::fabs(d) <= kBoundDjTol) continue;
+    const double bound = d > 0 ? lp.lower[j] : lp.upper[j];
+    if (bound <= -kInfinity || bound >= kInfinity) return -1e75;
+    excess += d * (f.x[j] - bound);
+  }
+  return r.objective - std::max(0.0, excess);
+}
+
+// One branch: bounds [lo, up] on column j, a bounded dual simplex that stops
+// at the objective limit, the bound it proves. The caller restores the state.
+int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, double objectiveLimit,
+          double *objective, int *status) {
   *objective = 1e75;
   if (lo > up) {
     *status = kRunInfeasible;
@@ -110,6 +157,7 @@ int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, doub
   QVN_TRY(relaxChangeBounds(r, 1, &j, &lo, &up));
   RelaxSolveLimits limits;
   limits.iterationLimit = std::max(0, iterationLimit);
+  limits.objectiveLimit = objectiveLimit;
   SimplexEngine &e = r.work;
   resetWorkingData(e);
   applyLimits(e, limits);
@@ -117,17 +165,37 @@ int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, doub
   // No unscaled finish: a trial needs a bound, not an exact optimum.
   QVN_TRY(solveHeld(r, RelaxMethod::kDual, false, false, &run));
   *status = run;
-  if (run == kRunInfeasible) return 0;
-  // A dual feasible basis (the dual loop keeps one in phase 2) gives a lower
-  // bound where the run stopped early; an unbounded branch has none.
-  if (run == kRunUnbounded || run == kRunInfOrUnbd)
-    *objective = -1e75;
-  else
+  if (run == kRunInfeasible || run == kRunObjLimit) return 0;
+  if (run == kRunOptimal)
     *objective = r.objective;
+  else if (run == kRunIterLimit)
+    *objective = lagrangianBound(r);
+  else
+    *objective = -1e75;  // unbounded, or stopped with nothing proved
   return 0;
 }
 
 } // namespace
+
+int relaxStrongBranchFrom(LpRelaxation &r, const RelaxState &base, int j, double downUpper, double upLower,
+                          int iterationLimit, double objectiveLimit, double *downObjective, int *downStatus,
+                          double *upObjective, int *upStatus) {
+  if (!downObjective || !downStatus || !upObjective || !upStatus) return QVNERR_NULL_POINTER;
+  if (j < 0 || j >= r.lp.numCol) return QVNERR_COL_INDEX_RANGE;
+  if (std::isnan(downUpper) || std::isnan(upLower) || std::isnan(objectiveLimit)) return QVNERR_NAN;
+  if (base.numRows != r.lp.numRow) return QVNERR_BAD_ARGUMENT;
+  const double lower = base.lpLower[j], upper = base.lpUpper[j];
+  int status = trial(r, j, lower, std::min(upper, downUpper), iterationLimit, objectiveLimit, downObjective,
+                     downStatus);
+  int restored = relaxRestoreState(r, base);
+  if (status == 0) status = restored;
+  if (status == 0) {
+    status = trial(r, j, std::max(lower, upLower), upper, iterationLimit, objectiveLimit, upObjective, upStatus);
+    restored = relaxRestoreState(r, base);
+    if (status == 0) status = restored;
+  }
+  return status;
+}
 
 int relaxStrongBranch(LpRelaxation &r, int j, double downUpper, double upLower, int iterationLimit,
                       double *downObjective, int *downStatus, double *upObjective, int *upStatus) {
@@ -136,16 +204,8 @@ int relaxStrongBranch(LpRelaxation &r, int j, double downUpper, double upLower, 
   if (std::isnan(downUpper) || std::isnan(upLower)) return QVNERR_NAN;
   SavedRelaxState saved;
   QVN_TRY(relaxSaveState(r, &saved.state));
-  const double lower = r.lp.lower[j], upper = r.lp.upper[j];
-  int status = trial(r, j, lower, std::min(upper, downUpper), iterationLimit, downObjective, downStatus);
-  int restored = relaxRestoreState(r, *saved.state);
-  if (status == 0) status = restored;
-  if (status == 0) {
-    status = trial(r, j, std::max(lower, upLower), upper, iterationLimit, upObjective, upStatus);
-    restored = relaxRestoreState(r, *saved.state);
-    if (status == 0) status = restored;
-  }
-  return status;
+  return relaxStrongBranchFrom(r, *saved.state, j, downUpper, upLower, iterationLimit, 1e75, downObjective,
+                               downStatus, upObjective, upStatus);
 }
 
 } // namespace qvn

@@ -509,6 +509,88 @@ TEST_F(LpRelaxationTest, StrongBranchingOnNetlibModels) {
   if (modelsRun == 0) GTEST_SKIP() << "shared test models not present";
 }
 
+// A series of trials from one saved state, as a node runs them: every side's
+// answer is checked against a cold solve of the branch (an optimum equal to
+// it; a side stopped by the iteration limit or the objective limit no
+// better than it proves), the relaxation ends as it was, and a branch solved
+// after the series (on the row copy and factor the restores left) agrees
+// with its cold solve.
+TEST_F(LpRelaxationTest, StrongBranchSeriesFromOneState) {
+  int modelsRun = 0;
+  for (const char *name : {"afiro", "boeing2", "share2b", "israel"}) {
+    LpModel m;
+    if (!readNetlib(name, m)) continue;
+    SCOPED_TRACE(name);
+    qvn::relaxFree(relax);
+    if (lp) QVNfreeprob(env, &lp);
+    build(m);
+    ASSERT_EQ(solve(), qvn::kRunOptimal);
+    const int n = model.numCols(), rows = model.numRows();
+    const double rootObj = qvn::relaxObjective(*relax);
+    std::vector<int> cs0(n), rs0(rows), cs1(n), rs1(rows);
+    qvn::relaxGetBasis(*relax, cs0.data(), rs0.data());
+    const std::vector<double> x0(qvn::relaxPrimal(*relax), qvn::relaxPrimal(*relax) + n);
+    qvn::SavedRelaxState base;
+    ASSERT_EQ(qvn::relaxSaveState(*relax, &base.state), 0);
+    int tried = 0, lastCol = -1;
+    for (int j = 0; j < n && tried < 4; ++j) {
+      const double v = x0[j];
+      if (std::fabs(v - std::round(v)) < 0.05) continue;
+      SCOPED_TRACE(j);
+      // Alternate tight and loose limits: 2 iterations stop most sides early;
+      // an objective limit just above the node's stops those that pass it.
+      const int itLimit = tried % 2 == 0 ? 2 : 1000;
+      const double objLimit = tried % 2 == 0 ? 1e75 : rootObj + 1e-3 * (1.0 + std::fabs(rootObj));
+      ++tried, lastCol = j;
+      double obj[2];
+      int st[2];
+      ASSERT_EQ(qvn::relaxStrongBranchFrom(*relax, *base.state, j, std::floor(v), std::ceil(v), itLimit, objLimit,
+                                           &obj[0], &st[0], &obj[1], &st[1]),
+                0);
+      for (int side = 0; side < 2; ++side) {
+        LpModel branch = model;
+        (side == 0 ? branch.upper[j] : branch.lower[j]) = side == 0 ? std::floor(v) : std::ceil(v);
+        const ColdAnswer c = cold(branch);
+        const double tol = 1e-6 * std::max(1.0, std::fabs(c.objective));
+        ASSERT_TRUE(c.status == QVN_STAT_INFEASIBLE || c.status == QVN_STAT_OPTIMAL);
+        if (st[side] == qvn::kRunInfeasible) {
+          EXPECT_EQ(c.status, QVN_STAT_INFEASIBLE);
+        } else if (c.status == QVN_STAT_INFEASIBLE) {
+          EXPECT_TRUE(st[side] == qvn::kRunIterLimit || st[side] == qvn::kRunObjLimit) << st[side];
+        } else if (st[side] == qvn::kRunOptimal) {
+          EXPECT_NEAR(obj[side], c.objective, tol);
+        } else if (st[side] == qvn::kRunObjLimit) {
+          EXPECT_GE(c.objective, objLimit - tol);
+        } else {
+          EXPECT_LE(obj[side], c.objective + tol);
+        }
+      }
+      qvn::relaxGetBasis(*relax, cs1.data(), rs1.data());
+      EXPECT_EQ(cs0, cs1);
+      EXPECT_EQ(rs0, rs1);
+      EXPECT_EQ(std::memcmp(x0.data(), qvn::relaxPrimal(*relax), n * sizeof(double)), 0);
+      EXPECT_EQ(qvn::relaxObjective(*relax), rootObj);
+    }
+    if (lastCol >= 0) {
+      // The down branch of the last candidate, solved for real after the series.
+      const double lo = model.lower[lastCol], up = std::floor(x0[lastCol]);
+      ASSERT_EQ(qvn::relaxChangeBounds(*relax, 1, &lastCol, &lo, &up), 0);
+      const int status = solve();
+      LpModel branch = model;
+      branch.upper[lastCol] = up;
+      const ColdAnswer c = cold(branch);
+      if (c.status == QVN_STAT_OPTIMAL) {
+        ASSERT_EQ(status, qvn::kRunOptimal);
+        EXPECT_NEAR(qvn::relaxObjective(*relax), c.objective, 1e-6 * std::max(1.0, std::fabs(c.objective)));
+      } else {
+        EXPECT_EQ(status, qvn::kRunInfeasible);
+      }
+    }
+    ++modelsRun;
+  }
+  if (modelsRun == 0) GTEST_SKIP() << "shared test models not present";
+}
+
 // Bad input changes nothing and crashes nothing.
 TEST_F(LpRelaxationTest, BadInputIsRefused) {
   build(smallModel());
