@@ -43,10 +43,11 @@ for m in "${models[@]}"; do
   # cbc's solution file: a status line, then "index name value cost".
   out=$(QUORVAN_DEBUG_SOLUTION="$scratch/$m.sol" timeout $((limit + 30)) nice "$tool" solve "$scratch/$m.mps" \
         --time-limit "$limit" --quiet "${aggressive[@]}" "${params[@]}" 2>&1)
-  breaches=$(grep -c '^Debug solution' <<< "$out")
+  breaches=$(grep -c '^Debug solution [^:]' <<< "$out")
   applied=$(sed -n 's/^Root cuts: *//p' <<< "$out" | cut -c1-90)
+  grep -q '^Debug solution: ' <<< "$out" || applied="(debug solution not loaded) $applied"
   printf '%-10s breaches %d  %s\n' "$m" "$breaches" "$applied"
-  grep '^Debug solution' <<< "$out" | head -3
+  grep '^Debug solution [^:]' <<< "$out" | head -3
   checked=$((checked + 1)); [ "$breaches" -gt 0 ] && breached=$((breached + 1))
   rm -f "$scratch/$m.mps"
 done
