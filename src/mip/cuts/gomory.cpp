@@ -7,8 +7,10 @@
 // fj = frac(abar_j):
 //   sum_{integer y} min(fj/f0, (1-fj)/(1-f0)) y_j
 //     + sum_{continuous, abar>0} abar_j/f0 y_j - sum_{abar<0} abar_j/(1-f0) y_j >= 1.
-// Logicals count as continuous. The cut is then written on x alone by
-// substituting y back and each logical by its row. The row times a small
+// A logical counts as integer when its row has integer entries on integer
+// columns only and it sits at an integer bound, else as continuous. The cut
+// is then written on x alone by substituting y back and each logical by its
+// row. The row times a small
 // integer k is such a row too, with other fractions: the most efficacious of
 // the k's cuts is the one offered. Cuts longer than a share of the columns or
 // with a wide spread of entries are left out: they slow every later solve.
@@ -54,12 +56,40 @@ void addLogicalRow(const CutContext &c, int i, double mult, EnvVector<double> &d
   for (int t = 0; t < cut.count; ++t) dense[b.index[cut.start + t]] += mult * b.value[cut.start + t];
 }
 
+bool isIntegral(double v) { return v == std::floor(v) && std::fabs(v) < kInfiniteBound; }
+
+// True when the entries are integers on integer columns only: the row's
+// activity is then an integer at every integer point.
+bool integerEntries(const ColKind *kind, const int *index, const double *value, int count) {
+  for (int t = 0; t < count; ++t)
+    if (kind[index[t]] != ColKind::kInteger || !isIntegral(value[t])) return false;
+  return true;
+}
+
+// Per LP row: whether its logical (the row's activity) takes integer values
+// only; a logical at an integer bound then rounds like an integer column.
+void markIntegerLogicals(const CutContext &c, int m, EnvVector<char> &integerLogical) {
+  const RowModel &r = *c.rows;
+  const CutBlock &b = c.pool->installed;
+  integerLogical.assign(static_cast<size_t>(m), 0);
+  for (int i = 0; i < m; ++i) {
+    if (i < r.numRows) {
+      integerLogical[i] = integerEntries(c.kind, r.column.data() + r.start[i], r.value.data() + r.start[i],
+                                         r.start[i + 1] - r.start[i]);
+      continue;
+    }
+    const Cut &cut = b.cuts[i - c.pool->firstCutRow];
+    integerLogical[i] = integerEntries(c.kind, b.index.data() + cut.start, b.value.data() + cut.start, cut.count);
+  }
+}
+
 // The Gomory mixed integer cut of k times tableau row `row` (basic variable
 // `basic` at value beta) as sum dense_j x_j >= *rhs; false when a nonbasic
 // variable with an entry sits at no finite bound.
 bool roundedRow(const CutContext &c, const EnvVector<double> &row, const EnvVector<int> &colStatus,
                 const EnvVector<int> &rowStatus, const EnvVector<double> &lower, const EnvVector<double> &upper,
-                int basic, int k, double beta, EnvVector<double> &dense, double *rhsOut) {
+                const EnvVector<char> &integerLogical, int basic, int k, double beta, EnvVector<double> &dense,
+                double *rhsOut) {
   const int n = static_cast<int>(colStatus.size()), m = static_cast<int>(rowStatus.size());
   const double kb = k * beta;
   const double f0 = kb - std::floor(kb);
@@ -76,7 +106,8 @@ bool roundedRow(const CutContext &c, const EnvVector<double> &row, const EnvVect
     if (status == 3 || std::fabs(bound) >= kInfiniteBound) return false;
     const double abar = k * (atUpper ? -row[j] : row[j]);
     double g;
-    if (j < n && c.kind[j] == ColKind::kInteger) {
+    const bool integer = j < n ? c.kind[j] == ColKind::kInteger : integerLogical[j - n] && isIntegral(bound);
+    if (integer) {
       const double fj = abar - std::floor(abar);
       g = std::min(fj / f0, (1.0 - fj) / (1.0 - f0));
     } else {
@@ -119,6 +150,8 @@ int separateGomory(MipRun &run, void *data, const double *x, int *added) {
   if (static_cast<int>(cands.size()) > c.fracCandidates) cands.resize(static_cast<size_t>(c.fracCandidates));
   EnvVector<double> row(static_cast<size_t>(n + m)), dense(static_cast<size_t>(n));
   EnvVector<double> lower(static_cast<size_t>(n + m)), upper(static_cast<size_t>(n + m));
+  EnvVector<char> integerLogical;
+  markIntegerLogicals(c, m, integerLogical);
   for (int j = 0; j < n; ++j) relaxGetBounds(lp, j, &lower[j], &upper[j]);
   for (int i = 0; i < m; ++i) relaxGetRowBounds(lp, i, &lower[n + i], &upper[n + i]);
   EnvVector<int> index;
@@ -141,7 +174,8 @@ int separateGomory(MipRun &run, void *data, const double *x, int *added) {
     double bestEfficacy = 0.0, bestRhs = 0.0;
     for (int k = 1; k <= kScaleTrials; ++k) {
       double rhs = 0.0;
-      if (!roundedRow(c, row, colStatus, rowStatus, lower, upper, basic, k, x[basic], dense, &rhs)) break;
+      if (!roundedRow(c, row, colStatus, rowStatus, lower, upper, integerLogical, basic, k, x[basic], dense, &rhs))
+        break;
       double activity = 0.0, norm = 0.0, largest = 0.0, smallest = HUGE_VAL;
       int length = 0;
       for (int j = 0; j < n; ++j)
