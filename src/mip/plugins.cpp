@@ -49,6 +49,12 @@ constexpr int kPerFamilyRoom = 500;
 // relative count as stalls once the fractional passes are spent.
 constexpr double kStallFactor = 1.0;
 constexpr int kStallsToStop = 2;
+// Passes of MIR on tableau rows where Gomory has none.
+constexpr int kTableauMirPasses = 2;
+// From this round on, a round that moves the bound by less than kTailShare
+// of the move of all rounds before it counts as a stall.
+constexpr int kTailRounds = 4;
+constexpr double kTailShare = 0.002;
 // A cut whose row has been loose this many rounds leaves the LP.
 constexpr int kPurgeAge = 3;
 // Safety net for CUTPASS 0 (the stalling test usually ends far earlier).
@@ -221,15 +227,26 @@ CutContext contextFor(MipRun &run, int room) {
                     run.control.timeLimit};
 }
 
+// found[] recounted from the pending block after the selection.
+void countSelected(const CutBlock &pending, int found[kCutFamilyCount]) {
+  std::fill(found, found + kCutFamilyCount, 0);
+  for (const Cut &c : pending.cuts) ++found[c.family];
+}
+
 // One separation round: each family in order, each with what room is left.
-int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int room, int found[kCutFamilyCount],
-                  bool nodeRound = false) {
+// Tableau rows are separated when tableauFamily is not -1, their cuts
+// counted under it; *tableauCuts gets their number.
+int separateRound(MipRun &run, const double *x, unsigned mask, int tableauFamily, int room,
+                  int found[kCutFamilyCount], bool nodeRound = false, int *tableauCuts = nullptr) {
   auto runFamily = [&](int k) -> int {
     if (!kFamilies[k].separate || room <= 0 || elapsedSeconds(run) > run.control.timeLimit) return 0;
     CutContext c = contextFor(run, std::min(kPerFamilyRoom, room));
     int added = 0;
+    const int counted = k == kCutFract ? tableauFamily : k;
+    c.tableauFamily = counted;
     QVN_TRY(kFamilies[k].separate(run, &c, x, &added));
-    found[k] += added;
+    found[counted] += added;
+    if (k == kCutFract && tableauCuts) *tableauCuts = added;
     room -= added;
     return 0;
   };
@@ -246,7 +263,7 @@ int separateRound(MipRun &run, const double *x, unsigned mask, bool gomory, int 
     if (!(mask & (1u << kCutFlow)) && p.flowcovers >= 0 && !nodeRound) QVN_TRY(runFamily(kCutFlow));
     if (p.mircuts >= 0 || nodeRound) QVN_TRY(runFamily(kCutMir));
   }
-  if (gomory) QVN_TRY(runFamily(kCutFract));
+  if (tableauFamily >= 0) QVN_TRY(runFamily(kCutFract));
   return 0;
 }
 
@@ -308,6 +325,15 @@ int runRootRounds(MipRun &run) {
   if (!root || run.stopStatus != 0 || p.cutpass < 0) return 0;
   const unsigned mask = rootMask(p);
   int fracPasses = fractionalPasses(p, *run.model, s.integerCount);
+  // Where the fractional passes are none by the automatic rule (many
+  // continuous columns per integer), MIR runs on the rows of the tableau in
+  // their stead, by the same pass count: on such models the rows of the
+  // model seldom give MIR what a tableau row combines.
+  int tableauFamily = kCutFract;
+  if (fracPasses == 0 && p.fraccuts == 0 && p.fracpass == 0 && p.mircuts >= 0 && p.p2082 == 0) {
+    fracPasses = kTableauMirPasses;
+    tableauFamily = kCutMir;
+  }
   if (mask == 0 && fracPasses == 0 && p.probe < 0 && p.p2038 < 1) return 0;
   bool boundsMoved = false;
   QVN_TRY(preparePool(run, &boundsMoved));
@@ -344,6 +370,7 @@ int runRootRounds(MipRun &run) {
   }
   if (mask == 0 && fracPasses == 0) return 0;
   int stalls = 0;
+  const double zFirst = z;
   const int fullFracPasses = fracPasses;
   bool restored = false;
   for (int round = 0; round < roundLimit; ++round) {
@@ -353,18 +380,23 @@ int runRootRounds(MipRun &run) {
     const int room = pool.cutLimit - relaxNumRows(*s.nodeLp);
     if (room <= 0) break;
     int found[kCutFamilyCount] = {};
-    QVN_TRY(separateRound(run, x, mask, fracPasses > 0, room, found));
+    int tableauCuts = 0;
+    QVN_TRY(separateRound(run, x, mask, fracPasses > 0 ? tableauFamily : -1, room, found, false, &tableauCuts));
     // Installing the round's cuts and solving again costs more than a round
     // on a large model; past the limit the run ends with the LP as it is.
     if (elapsedSeconds(run) >= run.control.timeLimit) {
       blockClear(pool.pending);
       break;
     }
+    // Of near-parallel cuts only the most efficacious earns a row; what the
+    // selection drops counts as not found.
+    int dropped = 0;
+    selectPending(pool, x, run.model->numCols, room, &dropped);
+    if (dropped > 0) countSelected(pool.pending, found);
     int left = room;
     for (int k = 0; k < kCutFamilyCount; ++k) left -= found[k];
     rescanRetired(pool, x, kRescanViolation, left, &found[kCutDiscard]);
     if (run.debug) debugCheckPending(run, pool.pending);
-    if (fracPasses > 0) --fracPasses;
     // Loose cuts go before the new ones come: the purge reads the row
     // activities of the last solve, which changing rows discards (x with them).
     int removed = 0;
@@ -395,7 +427,13 @@ int runRootRounds(MipRun &run) {
     for (int k = 0; k < kCutFamilyCount; ++k) total += found[k];
     for (int k = 0; k < kCutFamilyCount && total > 0; ++k)
       pool.boundMoved[k] += std::max(0.0, zNew - z) * found[k] / total;
-    const bool stalled = zNew - z <= kStallFactor * (std::fabs(zNew) + std::fabs(z) + 1.0) * 0.5e-5;
+    // A round stalls when the bound barely moves, or when the rounds tail
+    // off: past the first few, a move below a small share of all the move so far.
+    const bool stalled = zNew - z <= kStallFactor * (std::fabs(zNew) + std::fabs(z) + 1.0) * 0.5e-5 ||
+                         (round >= kTailRounds && zNew - z < kTailShare * (zNew - zFirst));
+    // A fractional pass is spent by a round whose bound stalled or whose
+    // Gomory cuts were none: while they move the bound they keep coming.
+    if (fracPasses > 0 && (stalled || tableauCuts == 0)) --fracPasses;
     z = zNew;
     root->objective = z;
     root->bound = std::max(root->bound, z);
@@ -466,7 +504,7 @@ int separateAtNode(MipRun &run, const NodeRecord &node, double objective, const 
   const int room = pool.cutLimit - relaxNumRows(lp);
   if (room <= 0) return 0;
   int found[kCutFamilyCount] = {};
-  QVN_TRY(separateRound(run, x, turn.mask, false, room, found, true));
+  QVN_TRY(separateRound(run, x, turn.mask, -1, room, found, true));
   if (run.debug) debugCheckPending(run, pool.pending);
   // Loose cuts leave now and then, before the new rows come, while the LP's
   // row activities are still those of its solve.

@@ -19,6 +19,8 @@ constexpr double kMinEfficacy = 1e-5;
 // Purges remembered for carrying stored bases over; a basis older than these
 // starts its node from the basis the LP holds.
 constexpr size_t kPurgeLogLength = 256;
+// Cuts of one round whose cosine exceeds this are one cut for the LP.
+constexpr double kMaxParallelism = 0.98;
 
 } // namespace
 
@@ -176,6 +178,62 @@ bool offerCut(CutContext &c, int family, EnvVector<int> &index, EnvVector<double
   ++c.pool->serial;
   --c.room;
   return true;
+}
+
+void selectPending(CutPool &pool, const double *x, int numCols, int maxCuts, int *dropped) {
+  *dropped = 0;
+  CutBlock &p = pool.pending;
+  const int count = static_cast<int>(p.cuts.size());
+  if (count == 0) return;
+  struct Ranked {
+    int k;
+    double efficacy, norm;
+  };
+  EnvVector<Ranked> ranked(static_cast<size_t>(count));
+  for (int k = 0; k < count; ++k) {
+    const Cut &c = p.cuts[k];
+    double norm = 0.0;
+    for (int t = 0; t < c.count; ++t) norm += p.value[c.start + t] * p.value[c.start + t];
+    norm = std::sqrt(norm);
+    ranked[k] = Ranked{k, norm > 0.0 ? cutViolation(p, k, x) / norm : 0.0, norm};
+  }
+  std::sort(ranked.begin(), ranked.end(), [](const Ranked &a, const Ranked &b) {
+    return a.efficacy != b.efficacy ? a.efficacy > b.efficacy : a.k < b.k;
+  });
+  // Each candidate is scattered once and compared with the kept ones by
+  // their entries; the kept set stays small, so this stays cheap.
+  EnvVector<double> dense(static_cast<size_t>(numCols), 0.0);
+  EnvVector<int> kept;
+  EnvVector<double> keptNorm;
+  for (const Ranked &r : ranked) {
+    if (static_cast<int>(kept.size()) >= maxCuts) break;
+    const Cut &c = p.cuts[r.k];
+    for (int t = 0; t < c.count; ++t) dense[p.index[c.start + t]] = p.value[c.start + t];
+    bool parallel = false;
+    for (size_t q = 0; q < kept.size() && !parallel; ++q) {
+      const Cut &o = p.cuts[kept[q]];
+      double dot = 0.0;
+      for (int t = 0; t < o.count; ++t) dot += p.value[o.start + t] * dense[p.index[o.start + t]];
+      // As <= rows: only a positive cosine means the same direction.
+      if ((o.sense == 'G') != (c.sense == 'G')) dot = -dot;
+      parallel = dot > kMaxParallelism * r.norm * keptNorm[q];
+    }
+    for (int t = 0; t < c.count; ++t) dense[p.index[c.start + t]] = 0.0;
+    if (parallel) continue;
+    kept.push_back(r.k);
+    keptNorm.push_back(r.norm);
+  }
+  if (static_cast<int>(kept.size()) == count) return;
+  // The survivors in their order of finding, so that runs stay reproducible.
+  std::sort(kept.begin(), kept.end());
+  CutBlock chosen;
+  for (int k : kept) {
+    const Cut &c = p.cuts[k];
+    blockAppend(chosen, c.sense, c.family, c.rhs, c.count, p.index.data() + c.start, p.value.data() + c.start,
+                c.serial);
+  }
+  *dropped = count - static_cast<int>(kept.size());
+  p = std::move(chosen);
 }
 
 int installCuts(CutPool &pool, LpRelaxation &lp, int *installed) {

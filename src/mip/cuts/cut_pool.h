@@ -117,6 +117,9 @@ struct CutContext {
   int fracCandidates;  // rows of B^-1 Gomory may use
   int aggregateLimit;  // model rows MIR may combine
   double deadline;     // elapsed seconds at which separation gives up
+  // The family the cuts from tableau rows count under: Gomory's own, or MIR
+  // where MIR runs on the tableau in Gomory's stead.
+  int tableauFamily = kCutFract;
 };
 
 // True when the run's time is up; families test it between candidates.
@@ -127,6 +130,12 @@ inline bool cutTimeUp(const MipRun &run, const CutContext &c) { return elapsedSe
 // room remains. True when it was added.
 bool offerCut(CutContext &c, int family, EnvVector<int> &index, EnvVector<double> &value, double rhs,
               const double *x);
+
+// Keeps of the pending cuts the `maxCuts` most efficacious (violation at x
+// over norm) among those no more parallel than kMaxParallelism to a better
+// one; the rest go. *dropped gets their number. Many near-parallel cuts from
+// one round grow the LP without moving the bound more than one of them does.
+void selectPending(CutPool &pool, const double *x, int numCols, int maxCuts, int *dropped);
 
 // Moves the pending cuts that are not duplicates into the LP. *installed gets their number.
 int installCuts(CutPool &pool, LpRelaxation &lp, int *installed);

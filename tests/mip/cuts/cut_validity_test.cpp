@@ -303,16 +303,48 @@ MipModel singleNodeFlow(uint64_t seed, int n) {
   return m;
 }
 
+// Facilities i (binary y_i, fixed cost) serve the demands of k customers
+// through shipments x_ij with cost, up to a capacity U_i y_i per facility:
+// ten and more continuous columns per integer, where MIR runs on the rows of
+// the tableau in place of Gomory.
+MipModel facilityLocation(uint64_t seed, int n, int k) {
+  TestRandom r(seed);
+  MipModel m;
+  m.lp.objSense = QVN_MIN;
+  for (int i = 0; i < n; ++i) m.lp.addCol(r.range(20, 60), 0.0, 1.0);  // y_i
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < k; ++j) m.lp.addCol(r.range(1, 9), 0.0, 1e20);  // x_ij
+  m.ctype = std::string(n, 'B') + std::string(n * k, 'C');
+  std::vector<int> demand(k);
+  int total = 0;
+  for (int j = 0; j < k; ++j) {
+    const int d = r.range(1, 6);
+    total += d;
+    demand[j] = m.lp.addRow('G', d);
+    for (int i = 0; i < n; ++i) m.lp.set(demand[j], n + i * k + j, 1.0);
+  }
+  for (int i = 0; i < n; ++i) {
+    const int cap = m.lp.addRow('L', 0.0);
+    m.lp.set(cap, i, -(total / 2 + r.range(1, 8)));
+    for (int j = 0; j < k; ++j) m.lp.set(cap, n + i * k + j, 1.0);
+  }
+  return m;
+}
+
 TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
-  int checked = 0, facts = 0, flowCuts = 0;
-  for (uint64_t seed = 1; seed <= 16; ++seed) {
-    const int n = 5;
-    const MipModel m = seed % 2 ? fixedCharge(seed, n) : singleNodeFlow(seed, n);
+  int checked = 0, facts = 0, flowCuts = 0, tableauMir = 0;
+  for (uint64_t seed = 1; seed <= 22; ++seed) {
+    const bool facility = seed > 16;
+    const int n = facility ? 3 : 5;
+    const MipModel m = facility ? facilityLocation(seed, n, 10) : seed % 2 ? fixedCharge(seed, n) : singleNodeFlow(seed, n);
     ASSERT_EQ(loadMipModel(env, lp, m), 0);
     ASSERT_EQ(QVNmipopt(env, lp), 0);
     const std::vector<CutView> cuts = cutsOf(lp);
     checked += static_cast<int>(cuts.size());
-    for (const CutView &c : cuts) flowCuts += c.family == qvn::kCutFlow;
+    for (const CutView &c : cuts) {
+      flowCuts += c.family == qvn::kCutFlow;
+      tableauMir += facility && c.family == qvn::kCutMir;
+    }
     // For each y, the largest value of each cut's left side over the
     // continuous polytope, by an LP on a separate problem.
     int status = 0;
@@ -372,6 +404,7 @@ TEST_F(CutValidityTest, MixedModelsPerIntegerAssignment) {
   EXPECT_GT(checked, 0);
   EXPECT_GT(facts, 0);
   EXPECT_GT(flowCuts, 0);  // the variable upper bounds x_i <= U_i y_i were used
+  EXPECT_GT(tableauMir, 0);
 }
 
 // The debug solution: an optimum found with cuts off and checked by the
