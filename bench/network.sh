@@ -8,13 +8,17 @@
 #
 #   bench/network.sh [--sizes "1000 10000 100000 1000000"] [--seed N]
 #                    [--no-lp-above ARCS] [--no-glpsol-above ARCS]
-#                    [--time-limit S]
+#                    [--time-limit S] [--lp-time-limit S]
+# --lp-time-limit gives the dual simplex on the LP form and glpsol a limit of
+# their own (default: --time-limit), so that the largest size can let them run
+# long while the network simplex keeps a short one.
 # Also solves one infeasible and one uncapacitated instance at the smallest size.
-# A run that meets the time limit shows its status as "limit".
+# A run that meets its time limit shows its status as "limit" and its CPU
+# seconds with a ">" in front: a lower bound, as are the ratios built on it.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 tool=${QUORVAN_TOOL:-$root/build/release/apps/quorvan}
-sizes="1000 10000 100000 1000000"; seed=1; lpMax=1000000; glpMax=1000000; limit=600
+sizes="1000 10000 100000 1000000"; seed=1; lpMax=1000000; glpMax=1000000; limit=600; lpLimit=
 while [ $# -gt 0 ]; do
   case "$1" in
     --sizes) sizes=$2; shift 2 ;;
@@ -22,10 +26,12 @@ while [ $# -gt 0 ]; do
     --no-lp-above) lpMax=$2; shift 2 ;;
     --no-glpsol-above) glpMax=$2; shift 2 ;;
     --time-limit) limit=$2; shift 2 ;;
-    -h|--help) sed -n 2,13p "$0"; exit 0 ;;
+    --lp-time-limit) lpLimit=$2; shift 2 ;;
+    -h|--help) sed -n 2,16p "$0"; exit 0 ;;
     *) echo "unknown argument $1"; exit 2 ;;
   esac
 done
+lpLimit=${lpLimit:-$limit}
 [ -x "$tool" ] || { echo "build the release tree first: $tool missing"; exit 1; }
 command -v glpsol > /dev/null || echo "glpsol not installed (Debian: glpk-utils): its column stays empty"
 scratch=$(mktemp -d); trap 'rm -rf "$scratch"' EXIT
@@ -69,53 +75,66 @@ with open(sys.argv[2], "w") as out:
 EOF
 }
 
-# Runs a command under the time limit; prints its CPU seconds, or "limit"
-# when the limit ended it. Its output goes to $scratch/out.
+# Runs a command under a time limit (seconds, the first argument); prints its
+# CPU seconds, with a ">" in front when the limit ended it: a lower bound.
+# Its output goes to $scratch/out.
 cpu() {
-  /usr/bin/time -f "%U %S" -o "$scratch/time" timeout --kill-after=10 "$((limit + 30))" "$@" > "$scratch/out" 2>&1
+  local lim=$1; shift
+  /usr/bin/time -f "%U %S" -o "$scratch/time" timeout --kill-after=10 "$((lim + 30))" "$@" > "$scratch/out" 2>&1
   local rc=$?
   local t; t=$(tail -1 "$scratch/time" | awk '{printf "%.2f", $1 + $2}')
-  if [ $rc -eq 124 ] || [ $rc -eq 137 ]; then echo "limit"; else echo "$t"; fi
+  if [ $rc -eq 124 ] || [ $rc -eq 137 ]; then echo ">$t"; else echo "$t"; fi
 }
 field() { sed -n "s/^$1: *//p" "$scratch/out" | head -1; }
-ratio() { case "$1$2" in *limit*|*-*) echo "-" ;; *) echo "scale=1; $1 / ($2 + 0.005)" | bc ;; esac; }
+# a / b; a lower bound over an exact b gives a lower bound.
+ratio() {
+  case "$1$2" in *-*|*">"*">"*) echo "-"; return ;; esac
+  case "$2" in ">"*) echo "-"; return ;; esac
+  local a=${1#>}
+  local r; r=$(echo "scale=1; $a / ($2 + 0.005)" | bc)
+  [ "$a" = "$1" ] && echo "$r" || echo ">$r"
+}
 # Do two outcomes agree? Optimal ones by objective (to 1e-9 relative:
 # integers in, integers out), others by status.
 agree() {
   python3 -c "import sys
 sa, oa, sb, ob = [x.lower() for x in sys.argv[1:5]]
-if 'skipped' in (sa, sb) or 'limit' in (sa, sb) or '' in (sa, sb): print('-')
+if 'skipped' in (sa, sb) or 'limit' in sa + sb or '' in (sa, sb): print('-')
 elif sa.startswith('optimal') and sb.startswith('optimal'):
     print('yes' if abs(float(oa) - float(ob)) <= 1e-9 * max(1.0, abs(float(oa))) else 'NO')
 else: print('yes' if sa.split()[0] == sb.split()[0] else 'NO')" "$1" "$2" "$3" "$4"
 }
 
-printf "%-14s %7s %8s | %-10s %12s %8s | %-10s %12s %8s | %-10s %12s %8s | %6s %6s | %5s %5s\n" \
-  instance nodes arcs net-status net-objective net-cpu lp-status lp-objective lp-cpu glp-status glp-objective \
+printf "%-14s %7s %8s | %-10s %12s %8s %9s | %-10s %12s %8s | %-10s %12s %8s | %6s %6s | %5s %5s\n" \
+  instance nodes arcs net-status net-objective net-cpu net-pivots lp-status lp-objective lp-cpu glp-status glp-objective \
   glp-cpu lp/net glp/net lp=? glp=?
 run() {
   local name=$1 file=$2 arcs=$3
   local nodes; nodes=$(sed -n 's/^p min \([0-9]*\) .*/\1/p' "$file")
-  local tn sn on tl sl ol tg sg og
-  tn=$(cpu "$tool" solve "$file" --quiet --time-limit "$limit"); sn=$(field Status); on=$(field Objective)
-  [ "$tn" = limit ] && sn=limit
+  local tn sn on pn tl sl ol tg sg og
+  tn=$(cpu "$limit" "$tool" solve "$file" --quiet --time-limit "$limit")
+  sn=$(field Status); on=$(field Objective); pn=$(field Iterations)
+  case "$tn" in ">"*) sn=limit ;; esac
+  case "$sn" in *limit*) tn=">${tn#>}"; sn=limit ;; esac
   if [ "$arcs" -le "$lpMax" ]; then
     toLp "$file" "$scratch/form.lp"
-    tl=$(cpu "$tool" solve "$scratch/form.lp" --method dual --quiet --time-limit "$limit")
+    tl=$(cpu "$lpLimit" "$tool" solve "$scratch/form.lp" --method dual --quiet --time-limit "$lpLimit")
     sl=$(field Status); ol=$(field Objective)
-    [ "$tl" = limit ] && sl=limit
+    case "$tl" in ">"*) sl=limit ;; esac
+    case "$sl" in *limit*) tl=">${tl#>}"; sl=limit ;; esac
   else
     tl=-; sl=skipped; ol=-
   fi
   if command -v glpsol > /dev/null && [ "$arcs" -le "$glpMax" ]; then
     rm -f "$scratch/glp.txt"
-    tg=$(cpu glpsol --mincost "$file" -o "$scratch/glp.txt" --tmlim "$limit")
+    tg=$(cpu "$lpLimit" glpsol --mincost "$file" -o "$scratch/glp.txt" --tmlim "$lpLimit")
     sg=$(sed -n 's/^Status: *//p' "$scratch/glp.txt" 2>/dev/null | head -1)
     og=$(sed -n 's/^Objective: *\([-0-9.e+]*\).*/\1/p' "$scratch/glp.txt" 2>/dev/null | head -1)
     grep -q "NO PRIMAL FEASIBLE" "$scratch/out" && sg=infeasible
     grep -q "UNBOUNDED" "$scratch/out" && sg=unbounded
     grep -q "TIME LIMIT" "$scratch/out" && sg=limit
-    [ "$tg" = limit ] && sg=limit
+    case "$tg" in ">"*) sg=limit ;; esac
+    [ "$sg" = limit ] && tg=">${tg#>}"
     sg=$(echo "${sg:-none}" | tr 'A-Z' 'a-z'); [ -z "$og" ] && og=-
   else
     tg=-; sg=skipped; og=-
@@ -124,8 +143,8 @@ run() {
   case "$sn" in optimal*) ;; *) on=- ;; esac
   case "$sl" in optimal*) ;; *) ol=- ;; esac
   case "$sg" in optimal*) ;; *) og=- ;; esac
-  printf "%-14s %7s %8s | %-10s %12s %8s | %-10s %12s %8s | %-10s %12s %8s | %6s %6s | %5s %5s\n" \
-    "$name" "$nodes" "$arcs" "$sn" "$on" "$tn" "$sl" "$ol" "$tl" "$sg" "$og" "$tg" \
+  printf "%-14s %7s %8s | %-10s %12s %8s %9s | %-10s %12s %8s | %-10s %12s %8s | %6s %6s | %5s %5s\n" \
+    "$name" "$nodes" "$arcs" "$sn" "$on" "$tn" "${pn:--}" "$sl" "$ol" "$tl" "$sg" "$og" "$tg" \
     "$(ratio "$tl" "$tn")" "$(ratio "$tg" "$tn")" "$(agree "$sn" "$on" "$sl" "$ol")" \
     "$(agree "$sn" "$on" "$sg" "$og")"
 }
