@@ -119,6 +119,41 @@ struct Replay {
     colStat[y] = kStLower;
   }
 
+  // Kinds 1 and 2: each group sums to a bound on x_j that one removed row
+  // sets; the tightest of them and the column's own bound gives the value.
+  // That row binds (nonbasic) and x_j is basic; when the own bound wins, x_j
+  // sits on it and every removed row stays basic.
+  void infiniteBound(const ReductionRecord &r) {
+    const int j = r.index;
+    const bool upward = r.kind == kRecInfiniteUpper;
+    double best = r.value, sum = 0.0;
+    bool own = r.value > -kPreInf && r.value < kPreInf;
+    if (!own) best = upward ? -kPreInf : kPreInf;
+    int bindingRow = -1;
+    for (int k = 0; k < r.count; ++k) {
+      const int i = idx(r)[k];
+      if (i >= 0) {
+        sum += val(r)[k] * x[i];
+        continue;
+      }
+      const double bound = sum + val(r)[k];
+      sum = 0.0;
+      if (upward ? bound > best : bound < best) best = bound, bindingRow = -1 - i, own = false;
+    }
+    if (best <= -kPreInf || best >= kPreInf) best = 0.0;  // no row and no own bound: a free column
+    x[j] = best;
+    d[j] = 0.0;
+    if (bindingRow < 0) {
+      colStat[j] = own ? (upward ? kStLower : kStUpper) : kStFree;
+      return;
+    }
+    colStat[j] = kStBasic;
+    // The row binds at its lower limit when x_j grows through a positive
+    // entry or falls through a negative one, else at its upper limit.
+    for (int k = r.count; k < r.count + r.count2; ++k)
+      if (idx(r)[k] == bindingRow) rowStat[bindingRow] = (val(r)[k] > 0) == upward ? kStLower : kStUpper;
+  }
+
   // z = x_j + r x_k splits back: a nonbasic z puts both at the bounds that
   // made its bound; a basic z keeps k at a bound when j can take the rest,
   // else j at the bound it would cross and k basic. d_k = r d_z.
@@ -183,6 +218,7 @@ void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &i
     case kRecForceUpper: case kRecForceLower: rp.forcingRow(rec); break;
     case kRecAggregate: case kRecDoubleton: rp.aggregation(rec); break;
     case kRecMergedColumns: rp.mergedColumns(rec); break;
+    case kRecInfiniteUpper: case kRecInfiniteLower: rp.infiniteBound(rec); break;
     default: break;  // side choices need nothing: the statuses are settled below
     }
   }
