@@ -11,6 +11,7 @@
 #include <cmath>
 
 #include "presolve/presolve_state.h"
+#include "runtime/environment.h"
 
 namespace qvn {
 
@@ -252,6 +253,64 @@ void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &i
       const int st = rp.rowStat[i];
       out.rowStatus[i] = st == kStBasic ? kStBasic : lo == up ? kStLower : sideOf(act[i], lo, up);
     }
+}
+
+// The consistency test of a solution of the original model against the log:
+// every removed column must hold the value its record fixed, every row that
+// substituted a column must still hold, a free empty column sits at 0, and
+// the objective must equal the reduced problem's at the crushed point plus
+// the constant the reductions collected.
+int checkPostsolve(Environment *env, const Problem *lp, const PresolveState &s, const double *x) {
+  constexpr double kTol = 1e-6, kZero = 1e-13;
+  int faults = 0;
+  auto differ = [&](double a, double b) { return std::fabs(a - b) > kTol * std::max(1.0, std::fabs(b)); };
+  for (int r = s.head; r >= 0; r = s.records[r].next) {
+    const ReductionRecord &rec = s.records[r];
+    const int *idx = s.recIndex.data() + rec.first;
+    const double *val = s.recValue.data() + rec.first;
+    switch (rec.kind) {
+    case kRecFixed: case kRecAtLower: case kRecAtUpper:
+      if (differ(x[rec.index], rec.value)) {
+        QVNmsg(env->resultsChannel, "Fixed value %17.10e != x %17.10e\n", rec.value, x[rec.index]);
+        QVNmsg(env->resultsChannel, "diff =%17.10e\n", x[rec.index] - rec.value);
+        ++faults;
+      }
+      break;
+    case kRecFreeEmpty:
+      if (std::fabs(x[rec.index]) > kZero) {
+        QVNmsg(env->resultsChannel, "fval %17.10e != 0\n", x[rec.index]);
+        ++faults;
+      }
+      break;
+    case kRecAggregate: case kRecDoubleton: {
+      double pval = 0.0;
+      for (int k = 0; k < rec.count; ++k) pval += val[k] * x[idx[k]];
+      if (differ(pval, rec.value)) {
+        QVNmsg(env->resultsChannel, "pval %17.10e != fval %17.10e\n", pval, rec.value);
+        ++faults;
+      }
+      break;
+    }
+    default: break;
+    }
+  }
+  if (s.reduced) {
+    const LpData &d = *lp->lpData, &red = *s.reduced->lpData;
+    double c = d.objOffset, pconst = red.objOffset;
+    for (int j = 0; j < s.numCols; ++j) c += d.objCoef[j] * x[j];
+    // The crushed point: merged columns hold x_j + r x_k, oldest merge first.
+    EnvVector<double> merged(x, x + s.numCols);
+    EnvVector<int> order;
+    for (int r = s.head; r >= 0; r = s.records[r].next) order.push_back(r);
+    for (auto it = order.rbegin(); it != order.rend(); ++it)
+      if (s.records[*it].kind == kRecMergedColumns) merged[s.records[*it].index] += s.records[*it].value * merged[s.records[*it].other];
+    for (size_t k = 0; k < s.redColOrig.size(); ++k) pconst += red.objCoef[k] * merged[s.redColOrig[k]];
+    if (differ(c, pconst)) {
+      QVNmsg(env->resultsChannel, "c %17.10e != pconst %17.10e\n", c, pconst);
+      ++faults;
+    }
+  }
+  return faults;
 }
 
 } // namespace qvn

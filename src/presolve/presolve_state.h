@@ -309,6 +309,11 @@ struct OriginalSolution {
   int *colStatus = nullptr, *rowStatus = nullptr;
 };
 void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &in, OriginalSolution &out);
+// Debug test of a point x of the original model against the log (tolerance
+// 1e-6, zero test 1e-13); each inconsistency goes to the results channel
+// ("Fixed value ...", "diff =...", "pval ...", "c ...", "fval ... != 0").
+// Returns how many it found.
+int checkPostsolve(Environment *env, const Problem *lp, const PresolveState &s, const double *x);
 
 // Optimizer hook (optimize_presolved.cpp): presolve, solve the reduced problem
 // with `solve`, uncrush and run the clean-up re-solve with the primal loop.

@@ -76,7 +76,8 @@ TEST_F(NetlibPresolve, SmallModelsMatchReferenceWithAndWithoutPresolve) {
 
 // Primal reductions keep every feasible point: an optimum found without
 // presolve, attached as the test solution, survives every clean-up step of a
-// run with primal reductions only. A point moved off a row stops the run.
+// run with primal reductions only, and the log's consistency test passes on
+// it. A point moved off a row stops the run.
 TEST_F(NetlibPresolve, PrimalReductionsKeepAKnownOptimum) {
   const std::string dir = qvntest::sharedDataDir();
   if (dir.empty()) GTEST_SKIP() << "shared data absent";
@@ -98,6 +99,9 @@ TEST_F(NetlibPresolve, PrimalReductionsKeepAKnownOptimum) {
     ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_REDUCE, 1), 0);
     qvn::setPresolveTestSolution(lp, x.data());
     EXPECT_EQ(QVNpresolve(env, lp, 2), 0);
+    // The log agrees with the point: fixed values, substitution rows and
+    // the reduced objective with its constant.
+    if (lp->presolved && lp->presolved->reduced) EXPECT_EQ(qvn::checkPostsolve(env, lp, *lp->presolved, x.data()), 0);
     // The same point pushed far outside a column's bounds and so off its rows.
     for (int j = 0; j < n; ++j) x[j] += 1e3 * (1.0 + std::fabs(x[j]));
     qvn::setPresolveTestSolution(lp, x.data());

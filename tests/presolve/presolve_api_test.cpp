@@ -7,6 +7,7 @@
 #include <functional>
 #include <vector>
 
+#include "presolve/presolve_state.h"
 #include "presolve/presolve_test_support.h"
 #include "runtime/alloc.h"
 
@@ -498,6 +499,37 @@ TEST_F(PresolveApi, QuadraticUncrushOfDualsPricesTheGradient) {
   ASSERT_EQ(QVNchgobj(env, red, 2, all, c), 0);
   ASSERT_EQ(QVNuncrushpi(env, lp, piPlain, rpi, rx), 0);
   EXPECT_NEAR(std::fabs(piPlain[1]), 0.75, 1e-12);
+}
+
+// The consistency test of the log: the replayed optimum agrees with every
+// record and with the reduced objective; a point that moves a column off the
+// value its record fixed is named with the difference, and the objective
+// then disagrees too.
+TEST_F(PresolveApi, PostsolveConsistencyMessages) {
+  const LpModel m = model();
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  QVNCLPptr red = nullptr;
+  ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+  ASSERT_NE(red, nullptr);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  ASSERT_EQ(QVNdualopt(env, const_cast<QVNLPptr>(red)), 0);
+  const int cols = QVNgetnumcols(env, red);
+  double rx[5] = {}, x[5] = {};
+  ASSERT_EQ(QVNgetx(env, red, rx, 0, cols - 1), 0);
+  ASSERT_EQ(QVNuncrushx(env, lp, x, rx), 0);
+  const PresolveState &s = *lp->presolved;
+  takeLog();
+  EXPECT_EQ(qvn::checkPostsolve(env, lp, s, x), 0);
+  EXPECT_EQ(takeLog(), "");
+  // x4 went at its upper bound 2.
+  x[4] = 1.5;
+  EXPECT_EQ(qvn::checkPostsolve(env, lp, s, x), 2);
+  const std::string text = takeLog();
+  EXPECT_NE(text.find("Fixed value  2.0000000000e+00 != x  1.5000000000e+00\ndiff =-5.0000000000e-01\n"),
+            std::string::npos) << text;
+  EXPECT_NE(text.find("c "), std::string::npos) << text;
+  EXPECT_NE(text.find(" != pconst "), std::string::npos) << text;
 }
 
 } // namespace
