@@ -636,6 +636,33 @@ QVN_API int QVNlprewrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName);
    fixed columns show only through the shift, returned in objShift (may be
    NULL) and stated on the NAME line. */
 QVN_API int QVNdualwrite(QVNCENVptr env, QVNCLPptr lp, const char *fileName, double *objShift);
+/* Model files into the caller's arrays, without a problem. Every array comes
+   from QVNmalloc (free it with QVNfree) and holds the read count plus the
+   extra room asked in the in/out numbers colExtra ... rowNameExtra, which
+   return the sizes allocated (each at least 1); those may be NULL for no
+   extra room. Columns are colStart/colCount/rowIndex/coefValue as in
+   QVNcopylp; range is NULL-free and 0 for rows that are not 'R'. objName and
+   rhsName take 256 bytes each and may be NULL. The names are pointers into
+   one store each. The "m" forms add column types (ctype, 'C' throughout for
+   an LP) and the special ordered sets, the "q" forms the quadratic objective
+   (full symmetric Q by columns); a plain form gives all. What a form does not
+   return is read, checked and dropped with a warning. */
+#define QVN_READ_ARRAY_ARGS                                                                              \
+  QVNENVptr env, const char *fileName, int *numColsOut, int *numRowsOut, int *objSenseOut,           \
+      double **objOut, double **rhsOut, char **senseOut, double **rangeOut, int **colStartOut,         \
+      int **colCountOut, int **rowIndexOut, double **coefValueOut, double **lowerOut, double **upperOut, \
+      char *objNameOut, char *rhsNameOut, char ***colNamesOut, char **colStoreOut, char ***rowNamesOut,  \
+      char **rowStoreOut, int *colExtra, int *rowExtra, int *nzExtra, int *colNameExtra, int *rowNameExtra
+#define QVN_READ_MIP_ARGS                                                                                \
+  char **ctypeOut, int *sosCountOut, int *sosNzOut, char **sosTypeOut, int **sosStartOut, int **sosIndexOut, \
+      double **sosWeightOut
+#define QVN_READ_QUAD_ARGS int **qmatbegOut, int **qmatcntOut, int **qmatindOut, double **qmatvalOut, int *qnzOut
+QVN_API int QVNlpread(QVN_READ_ARRAY_ARGS, QVN_READ_MIP_ARGS, QVN_READ_QUAD_ARGS);
+QVN_API int QVNlpmread(QVN_READ_ARRAY_ARGS, QVN_READ_MIP_ARGS);
+QVN_API int QVNlpqread(QVN_READ_ARRAY_ARGS, QVN_READ_QUAD_ARGS);
+QVN_API int QVNmpsread(QVN_READ_ARRAY_ARGS, QVN_READ_MIP_ARGS, QVN_READ_QUAD_ARGS);
+QVN_API int QVNmpsmread(QVN_READ_ARRAY_ARGS, QVN_READ_MIP_ARGS);
+QVN_API int QVNmpsqread(QVN_READ_ARRAY_ARGS, QVN_READ_QUAD_ARGS);
 
 /* ---- Side files ------------------------------------------------------- */
 /* Priority order (".ord"), SOS (".sos") and MIP start (".mst", text or XML)
@@ -732,6 +759,67 @@ QVN_API int QVNgetcolinfeas(QVNCENVptr env, QVNCLPptr lp, const double *x, doubl
 #define QVN_QUAL_MAX_RED_COST        8
 #define QVN_QUAL_SUM_PRIMAL_INFEAS   9
 #define QVN_QUAL_SUM_DUAL_INFEAS    10
+/* 11-20: keys 1-10 measured on the LP as the simplex scales it (x * colscale,
+   rows / rowscale, duals * rowscale, reduced costs / colscale). */
+#define QVN_QUAL_MAX_SCALED_PRIMAL_INFEAS   11
+#define QVN_QUAL_MAX_SCALED_DUAL_INFEAS     12
+#define QVN_QUAL_MAX_SCALED_PRIMAL_RESIDUAL 13
+#define QVN_QUAL_MAX_SCALED_DUAL_RESIDUAL   14
+#define QVN_QUAL_MAX_SCALED_X               15
+#define QVN_QUAL_MAX_SCALED_SLACK           16
+#define QVN_QUAL_MAX_SCALED_PI              17
+#define QVN_QUAL_MAX_SCALED_RED_COST        18
+#define QVN_QUAL_SUM_SCALED_PRIMAL_INFEAS   19
+#define QVN_QUAL_SUM_SCALED_DUAL_INFEAS     20
+/* 21-24: key 1 and 2 split by columns and rows. */
+#define QVN_QUAL_MAX_COL_BOUND_INFEAS       21
+#define QVN_QUAL_MAX_ROW_INFEAS             22
+#define QVN_QUAL_MAX_COL_DUAL_INFEAS        23
+#define QVN_QUAL_MAX_ROW_DUAL_INFEAS        24
+/* 25-28: 1-norms of x, slack, pi, dj (integer form -1). */
+#define QVN_QUAL_SUM_X                      25
+#define QVN_QUAL_SUM_SLACK                  26
+#define QVN_QUAL_SUM_PI                     27
+#define QVN_QUAL_SUM_RED_COST               28
+/* Infeasibilities relative to 1 + |limit| and 1 + |cost|. */
+#define QVN_QUAL_MAX_REL_PRIMAL_INFEAS      29
+#define QVN_QUAL_MAX_REL_DUAL_INFEAS        30
+/* |distance to the nearest finite limit| x |dual| over columns and rows. */
+#define QVN_QUAL_MAX_COMPLEMENTARITY        31
+#define QVN_QUAL_SUM_COMPLEMENTARITY        32
+/* c'x + offset, the dual objective of (pi, dj) and their difference. */
+#define QVN_QUAL_PRIMAL_OBJ                 33
+#define QVN_QUAL_DUAL_OBJ                   34
+#define QVN_QUAL_OBJ_GAP                    35
+/* Estimated 1-norm condition number of the held basis (integer form: its
+   dimension); 1217 without a basis. */
+#define QVN_QUAL_KAPPA                      36
+/* Counts (both forms give the count): violations above EPRHS and EPOPT,
+   basic columns and basic rows, basic variables at a bound, nonbasic
+   variables pricing at zero, nonbasic variables away from their bounds. */
+#define QVN_QUAL_COUNT_PRIMAL_INFEAS        37
+#define QVN_QUAL_COUNT_DUAL_INFEAS          38
+#define QVN_QUAL_COUNT_BASIC_COLS           39
+#define QVN_QUAL_COUNT_BASIC_ROWS           40
+#define QVN_QUAL_COUNT_PRIMAL_DEGENERATE    41
+#define QVN_QUAL_COUNT_DUAL_DEGENERATE      42
+#define QVN_QUAL_COUNT_OFF_BOUND_NONBASIC   43
+/* Largest and smallest |a(i,j)| of the matrix, as entered and scaled
+   (integer form: the column). */
+#define QVN_QUAL_MAX_COEF                   44
+#define QVN_QUAL_MIN_COEF                   45
+#define QVN_QUAL_MAX_SCALED_COEF            46
+#define QVN_QUAL_MIN_SCALED_COEF            47
+/* Largest distance of a nonbasic variable from its nearest bound, largest
+   row activity |a_i x|. */
+#define QVN_QUAL_MAX_NONBASIC_OFF_BOUND     48
+#define QVN_QUAL_MAX_ROW_ACTIVITY           49
+/* The row scale factors the simplex applies to the problem under
+   QVN_PARAM_SCAIND (a row's activity is divided by its factor); 1 for every
+   row when scaling is off or not needed. QVNunscaleprob drops scale factors
+   held on the problem. */
+QVN_API int QVNgetrowscale(QVNCENVptr env, QVNCLPptr lp, double *scale, int begin, int end);
+QVN_API int QVNunscaleprob(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNgetdblquality(QVNCENVptr env, QVNCLPptr lp, double *valuePointer, int key);
 QVN_API int QVNgetintquality(QVNCENVptr env, QVNCLPptr lp, int *valuePointer, int key);
 
@@ -841,6 +929,10 @@ QVN_API int QVNgetredlp(QVNCENVptr env, QVNCLPptr lp, QVNCLPptr *reducedOut);
 QVN_API int QVNcopyprotected(QVNCENVptr env, QVNLPptr lp, int count, const int *indices);
 QVN_API int QVNgetprotected(QVNCENVptr env, QVNCLPptr lp, int *countOut, int *indices, int space,
                             int *surplusOut);
+/* Original index of each reduced column (row) begin..end; 1103 without a
+   presolved problem, 1119 for a dualized one. */
+QVN_API int QVNEgetorigcolind(QVNCENVptr env, QVNCLPptr lp, int *origIndex, int begin, int end);
+QVN_API int QVNEgetorigrowind(QVNCENVptr env, QVNCLPptr lp, int *origIndex, int begin, int end);
 QVN_API int QVNcrushx(QVNCENVptr env, QVNCLPptr lp, const double *x, double *reducedX);
 QVN_API int QVNuncrushx(QVNCENVptr env, QVNCLPptr lp, double *x, const double *reducedX);
 QVN_API int QVNcrushpi(QVNCENVptr env, QVNCLPptr lp, const double *pi, double *reducedPi);

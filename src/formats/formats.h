@@ -14,6 +14,9 @@ namespace qvn {
 // and the negated number comes back, `image` then holds nothing of use.
 int readMpsFile(Environment *env, const char *path, ModelImage &image);
 int readLpFile(Environment *env, const char *path, ModelImage &image);
+// Reserves the image's arrays by the starting sizes of the read parameters
+// (QVN_PARAM_ROWREADLIM, COLREADLIM, NZREADLIM): hints, never limits.
+void reserveReadHints(Environment *env, ModelImage &image);
 
 // The format chosen by type word, name or first bytes (null type word allowed).
 int readModelImage(Environment *env, const char *fileName, const char *typeWord, ModelImage &image);

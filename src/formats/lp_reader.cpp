@@ -1213,6 +1213,7 @@ struct LpReader {
 
 int readLpFile(Environment *env, const char *path, ModelImage &image) {
   image = ModelImage();
+  reserveReadHints(env, image);
   LpReader reader(env, image, path);
   return readFrame(env, path, ".lp", image, reader.in, [&] { return reader.run(); });
 }

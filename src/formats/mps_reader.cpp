@@ -1033,6 +1033,7 @@ void checkIndicatorColumns(Environment *env, ModelImage &image) {
 
 int readMpsFile(Environment *env, const char *path, ModelImage &image) {
   image = ModelImage();
+  reserveReadHints(env, image);
   MpsReader reader(env, image);
   return readFrame(env, path, ".mps", image, reader.in, [&] { return reader.run(); });
 }

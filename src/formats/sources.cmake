@@ -11,6 +11,7 @@ list(APPEND QUORVAN_SOURCES
   src/formats/mipstart_file.cpp
   src/formats/number_format.cpp
   src/formats/order_file.cpp
+  src/formats/read_arrays.cpp
   src/formats/restart_file.cpp
   src/formats/side_file.cpp
   src/formats/solution_read.cpp

@@ -58,6 +58,11 @@ void deleteAttachedColumns(Problem *lp, int oldCount, const int *map) {
   });
 }
 
+bool attachmentHoldsResult(const Problem *lp, AttachmentKind kind) {
+  const AttachmentOps &ops = attachmentOps(kind);
+  return ops.holdsResult && ops.holdsResult(lp);
+}
+
 void freeScaleFactors(Problem *lp) {
   LpData &d = *lp->lpData;
   d.rowScale = d.colScale = nullptr;

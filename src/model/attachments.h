@@ -43,6 +43,9 @@ struct AttachmentOps {
   void (*addColumns)(Problem *lp, int numCols) = nullptr;
   void (*truncateColumns)(Problem *lp, int count) = nullptr;
   void (*deleteColumns)(Problem *lp, int oldCount, const int *map) = nullptr;
+  // True while the block holds a result that an edit would have to follow
+  // (a kept reduced problem), so that dropping it deserves a warning.
+  bool (*holdsResult)(const Problem *lp) = nullptr;
 };
 
 // The record of one kind; defined by the registry.
@@ -67,6 +70,9 @@ void deleteAttachedColumns(Problem *lp, int oldCount, const int *map);
 // search has no solution. Defined by the registry, so that the readers of
 // results need not know which subsystem keeps it.
 int attachedSolutionPoint(const Problem *lp, double *objective, EnvVector<double> *x, EnvVector<double> *slack);
+
+// Whether the block of `kind` holds a result an edit must follow or drop.
+bool attachmentHoldsResult(const Problem *lp, AttachmentKind kind);
 
 // The model's own: the scale factors of LpData.
 void freeScaleFactors(Problem *lp);

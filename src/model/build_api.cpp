@@ -134,6 +134,8 @@ QVN_API int QVNaddcols(QVNCENVptr cenv, QVNLPptr lp, int count, int newNonzeros,
     b.count = count, b.objCoef = objCoef, b.lowerBound = lowerBound, b.upperBound = upperBound;
     b.names = colNames, b.numNonzeros = newNonzeros, b.colStart = colStart, b.rowIndex = rowIndex;
     b.coefValue = coefValue;
+    // New columns would need their own reductions: a kept presolved copy goes.
+    dropPresolvedCopy(env, p, "Warning: Adding columns to the presolved model fails.\n");
     return addColumns(env, p, b, ModelEvent::kColsAdded);
   });
 }

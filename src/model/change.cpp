@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "model/attachments.h"
 #include "model/datacheck.h"
 #include "model/edit.h"
 #include "runtime/environment.h"
@@ -47,6 +48,17 @@ void repairStatus(Problem *lp, int j) {
   else if (s == 2 && upperInf) s = lowerInf ? 3 : 0;
 }
 
+// The held primal start of a nonbasic column stays at the bound its status
+// names, so that the start still describes the basis.
+void followBound(Problem *lp, int j) {
+  if (!heldPrimalStart(lp) || lp->basisData->colStatus.empty()) return;
+  const LpData &d = *lp->lpData;
+  const int s = lp->basisData->colStatus[j];
+  double &x = lp->basisData->primalStart[j];
+  if (s == 0 && d.lowerBound[j] > -kInfinity) x = d.lowerBound[j] / colScaleOf(d, j);
+  else if (s == 2 && d.upperBound[j] < kInfinity) x = d.upperBound[j] / colScaleOf(d, j);
+}
+
 } // namespace
 
 extern "C" {
@@ -57,6 +69,10 @@ QVN_API int QVNchgobj(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
     QVN_TRY(checkList(env, p, count, indices, values, false, values));
     if (count == 0) return 0;
     LpData &d = *p->lpData;
+    for (int k = 0; k < count; ++k) carryCostChange(p, indices[k], values[k] - d.objCoef[indices[k]] * colScaleOf(d, indices[k]));
+    // A kept presolved copy follows through the presolve's own change, which
+    // warns and drops it when a listed column did not survive.
+    if (attachmentHoldsResult(p, AttachmentKind::kPresolve)) return QVNprechgobj(env, p, count, indices, values);
     modelChanged(env, p, ModelEvent::kObjChanged);
     for (int k = 0; k < count; ++k) d.objCoef[indices[k]] = values[k] / colScaleOf(d, indices[k]);
     return 0;
@@ -69,8 +85,12 @@ QVN_API int QVNchgrhs(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
     QVN_TRY(checkList(env, p, count, indices, values, true, values));
     if (count == 0) return 0;
     LpData &d = *p->lpData;
+    dropPresolvedCopy(env, p, "Warning: Changing rhs of the presolved model fails.\n");
     modelChanged(env, p, ModelEvent::kRhsChanged);
-    for (int k = 0; k < count; ++k) d.rhs[indices[k]] = values[k] / rowScaleOf(d, indices[k]);
+    for (int k = 0; k < count; ++k) {
+      carryRhsChange(p, indices[k], values[k] - d.rhs[indices[k]] * rowScaleOf(d, indices[k]));
+      d.rhs[indices[k]] = values[k] / rowScaleOf(d, indices[k]);
+    }
     return 0;
   });
 }
@@ -85,7 +105,10 @@ QVN_API int QVNchgrngval(QVNCENVptr cenv, QVNLPptr lp, int count, const int *ind
       if (d.sense[indices[k]] != 'R') return QVNERR_NO_RNGVAL;
     if (d.rangeValue.empty()) d.rangeValue.assign(static_cast<size_t>(d.rowSpace), 0.0);
     modelChanged(env, p, ModelEvent::kRangeChanged);
-    for (int k = 0; k < count; ++k) setRangeValue(d, indices[k], values[k]);
+    for (int k = 0; k < count; ++k) {
+      setRangeValue(d, indices[k], values[k]);
+      repairRowStatus(p, indices[k]);
+    }
     return 0;
   });
 }
@@ -133,6 +156,7 @@ QVN_API int QVNchgbds(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
     // A held row copy stays valid when only basic, unfixed columns move.
     const BasisData *basis = p->basisData;
     bool keepRowCopy = basis && p->rowCopy && p->rowCopy->upToDate && !basis->colStatus.empty();
+    dropPresolvedCopy(env, p, "Warning: Changing bounds of the presolved model fails.\n");
     modelChanged(env, p, ModelEvent::kBoundsChanged);
     for (int k = 0; k < count; ++k) {
       const int j = indices[k];
@@ -152,6 +176,7 @@ QVN_API int QVNchgbds(QVNCENVptr cenv, QVNLPptr lp, int count, const int *indice
           d.upperBound[j] = v >= kBigBound ? kInfinity : v * scale;
       }
       repairStatus(p, j);
+      followBound(p, j);
       keepRowCopy = keepRowCopy && j < static_cast<int>(basis->colStatus.size()) && basis->colStatus[j] == 1 &&
                     std::fabs(d.upperBound[j] - d.lowerBound[j]) >= kFixedGap;
     }

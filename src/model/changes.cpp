@@ -135,6 +135,11 @@ void freeFixedProblem(Environment *env, Problem *lp) {
   }
   lp->fixedProblem = nullptr;
   freeProblem(env, fixed);
+  // A handle of a fixed type without its fixed problem reads its own model again.
+  if (isFixedType(lp->probType)) {
+    lp->probType = kProbLP;
+    recomputeType(lp);
+  }
 }
 
 // What the model does itself for an action; the blocks of later subsystems

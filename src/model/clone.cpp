@@ -7,7 +7,7 @@
 #include "model/attachments.h"
 #include "runtime/environment.h"
 
-using namespace qvn;
+namespace qvn {
 
 namespace {
 
@@ -18,6 +18,8 @@ EnvVector<char *> namePointers(const NameStore &store, int count) {
   for (int i = 0; i < count; ++i) out[i] = const_cast<char *>(store.name(i));
   return out;
 }
+
+} // namespace
 
 int cloneInto(Environment *env, Problem *src, Problem *dst) {
   QVN_TRY(flushCache(env, src));
@@ -61,7 +63,9 @@ int cloneInto(Environment *env, Problem *src, Problem *dst) {
   return 0;
 }
 
-} // namespace
+} // namespace qvn
+
+using namespace qvn;
 
 extern "C" {
 

@@ -3,6 +3,7 @@
 // one merge pass places all of them, so no call ever shifts the matrix.
 #include <algorithm>
 
+#include "model/attachments.h"
 #include "model/datacheck.h"
 #include "model/edit.h"
 #include "runtime/environment.h"
@@ -36,6 +37,17 @@ ModelEvent matrixEvent(const Problem *lp, int col) {
   return ModelEvent::kMatrixCoefChanged;
 }
 
+// The held start vectors after a_(row,col) moves by delta: the row's slack
+// rhs - a x falls by delta x_col, the column's reduced cost c - A'pi by
+// delta pi_row. Read before the event, which may drop the solution but
+// never the held vectors.
+void carryMatrixChange(Problem *lp, int row, int col, double delta) {
+  const LpData &d = *lp->lpData;
+  BasisData *b = lp->basisData;
+  if (heldPrimalStart(lp)) b->primalStart[d.numCols + row] -= delta * b->primalStart[col];
+  if (heldDualStart(lp)) b->dualStart[d.numRows + col] -= delta * b->dualStart[row];
+}
+
 int changeMatrixEntry(Environment *env, Problem *lp, int row, int col, double value) {
   LpData &d = *lp->lpData;
   PendingData &c = d.cache;
@@ -48,6 +60,14 @@ int changeMatrixEntry(Environment *env, Problem *lp, int row, int col, double va
     int64_t at = -1;
     for (int64_t k = begin; k < end && at < 0; ++k)
       if (d.rowIndex[k] == row) at = k;
+    // The old value is the latest pending triplet of the pair, else the stored one.
+    double old = at >= 0 ? d.coefValue[at] * colScaleOf(d, col) * rowScaleOf(d, row) : 0.0;
+    for (size_t k = c.nzValue.size(); pendingTriplets && k-- > 0;)
+      if (c.nzRow[k] == row && c.nzCol[k] == col) {
+        old = c.nzValue[k];
+        break;
+      }
+    if (value != old) carryMatrixChange(lp, row, col, value - old);
     if (at >= 0 || value != 0.0 || pendingTriplets) {
       // A pending triplet for the same pair must not win over this later change.
       if (at < 0 || pendingTriplets) pendTriplet(d, row, col, value);
@@ -72,20 +92,24 @@ int changeMatrixEntry(Environment *env, Problem *lp, int row, int col, double va
 int changeObjective(Environment *env, Problem *lp, int col, double value) {
   LpData &d = *lp->lpData;
   modelChanged(env, lp, ModelEvent::kObjEntryChanged);
-  if (col >= d.numCols)
+  if (col >= d.numCols) {
     d.cache.colObj[col - d.numCols] = value;
-  else
+  } else {
+    carryCostChange(lp, col, value - d.objCoef[col] * colScaleOf(d, col));
     d.objCoef[col] = value / colScaleOf(d, col);
+  }
   return 0;
 }
 
 int changeRhs(Environment *env, Problem *lp, int row, double value) {
   LpData &d = *lp->lpData;
   modelChanged(env, lp, ModelEvent::kRhsEntryChanged);
-  if (row >= d.numRows)
+  if (row >= d.numRows) {
     d.cache.rowRhs[row - d.numRows] = value;
-  else
+  } else {
+    carryRhsChange(lp, row, value - d.rhs[row] * rowScaleOf(d, row));
     d.rhs[row] = value / rowScaleOf(d, row);
+  }
   return 0;
 }
 
@@ -125,6 +149,40 @@ void storeRange(LpData &d, int row, double value) {
     setRangeValue(d, row, value);
 }
 
+bool heldPrimalStart(const Problem *lp) {
+  const LpData &d = *lp->lpData;
+  return lp->basisData && lp->basisData->primalStart.size() == static_cast<size_t>(d.numCols + d.numRows);
+}
+
+bool heldDualStart(const Problem *lp) {
+  const LpData &d = *lp->lpData;
+  return lp->basisData && lp->basisData->dualStart.size() == static_cast<size_t>(d.numCols + d.numRows);
+}
+
+void carryRhsChange(Problem *lp, int row, double delta) {
+  if (heldPrimalStart(lp)) lp->basisData->primalStart[lp->lpData->numCols + row] += delta;
+}
+
+void carryCostChange(Problem *lp, int col, double delta) {
+  if (heldDualStart(lp)) lp->basisData->dualStart[lp->lpData->numRows + col] += delta;
+}
+
+void repairRowStatus(Problem *lp, int row) {
+  if (!lp->basisData || static_cast<int>(lp->basisData->rowStatus.size()) <= row) return;
+  double lo, up;
+  rowActivityLimits(*lp->lpData, row, lo, up);
+  const bool lowerInf = lo <= -kInfinity, upperInf = up >= kInfinity;
+  int &s = lp->basisData->rowStatus[row];
+  if (s == 0 && lowerInf) s = upperInf ? 3 : 2;
+  else if (s == 2 && upperInf) s = lowerInf ? 3 : 0;
+}
+
+void dropPresolvedCopy(Environment *env, Problem *lp, const char *warning) {
+  if (!attachmentHoldsResult(lp, AttachmentKind::kPresolve)) return;
+  QVNmsg(env->warningChannel, "%s", warning);
+  releaseAttachment(lp, AttachmentKind::kPresolve);
+}
+
 } // namespace qvn
 
 extern "C" {
@@ -143,6 +201,7 @@ QVN_API int QVNchgcoef(QVNCENVptr cenv, QVNLPptr lp, int row, int col, double va
       QVN_TRY(prepareRange(*p->lpData, row));
       modelChanged(env, p, ModelEvent::kRowwiseCoefChanged);
       storeRange(*p->lpData, row, value);
+      if (row < p->lpData->numRows) repairRowStatus(p, row);
       return 0;
     }
     return changeMatrixEntry(env, p, row, col, value);

@@ -20,4 +20,9 @@ int copyLpWithNames(Environment *env, Problem *lp, int numCols, int numRows, int
 // caller builds the new model in `from` and commits with this call.
 void adoptModel(Environment *env, Problem *lp, Problem *from);
 
+// The model of `src` (data, names, types, sets, attached Q) into the empty
+// problem `dst`, without solutions, bases or presolve state; the copy gets
+// no spare space.
+int cloneInto(Environment *env, Problem *src, Problem *dst);
+
 } // namespace qvn

@@ -16,6 +16,23 @@ namespace qvn {
 inline double colScaleOf(const LpData &d, int j) { return d.colScale ? d.colScale[j] : 1.0; }
 inline double rowScaleOf(const LpData &d, int i) { return d.rowScale ? d.rowScale[i] : 1.0; }
 
+// Held start vectors follow a change of one number, so that the next solve
+// starts warm: primalStart holds x then the row slacks rhs - a_i x, dualStart
+// the row duals then the reduced costs c - A'pi. Each does nothing unless the
+// vector covers the stored rows and columns.
+bool heldPrimalStart(const Problem *lp);
+bool heldDualStart(const Problem *lp);
+// rhs of `row` moved by delta: its slack moves by delta.
+void carryRhsChange(Problem *lp, int row, double delta);
+// Cost of `col` moved by delta: its reduced cost moves by delta.
+void carryCostChange(Problem *lp, int col, double delta);
+// A nonbasic row of a held basis whose range moved to an infinite limit is
+// moved to its other limit, or made free.
+void repairRowStatus(Problem *lp, int row);
+// When a kept presolved copy is held it cannot follow this change: the
+// warning goes out and the copy is dropped (an event would drop it silently).
+void dropPresolvedCopy(Environment *env, Problem *lp, const char *warning);
+
 // End of the last structural column's entries.
 int64_t structuralEnd(const LpData &d);
 // Number of stored matrix entries of the structural columns.

@@ -140,8 +140,16 @@ QVN_API int QVNfreeprob(QVNCENVptr cenv, QVNLPptr *lpPointer) {
   });
 }
 
+// The handle's own type: a fixed type says so, while its other reads go to
+// the fixed problem.
 QVN_API int QVNgetprobtype(QVNCENVptr env, QVNCLPptr lp) {
-  return problemValue(env, lp, -1, [](Problem *p) { return p->probType; });
+  int type = -1;
+  guarded(env, [&]() -> int {
+    if (!problemOfEnv(env, lp) || !checkProblemFast(lp)) return QVNERR_NO_PROBLEM;
+    type = lp->probType;
+    return 0;
+  });
+  return type;
 }
 
 QVN_API int QVNgetstat(QVNCENVptr env, QVNCLPptr lp) {

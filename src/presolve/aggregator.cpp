@@ -76,6 +76,7 @@ bool integralRow(const PresolveState &s, int r, double smallest) {
 bool impliedFree(const PresolveState &s, int r, int j) {
   double lo = 0, up = 0;
   impliedByRow(s, r, j, lo, up);
+  storedImplied(s, j, lo, up);
   const double l = s.colLower[j], u = s.colUpper[j];
   const bool lowOk = l <= -kPreInf || (lo > -kPreInf && lo >= l - 1e-9 * std::max(1.0, std::fabs(l)));
   const bool upOk = u >= kPreInf || (up < kPreInf && up <= u + 1e-9 * std::max(1.0, std::fabs(u)));
@@ -83,6 +84,7 @@ bool impliedFree(const PresolveState &s, int r, int j) {
 }
 
 int substituteColumn(PresolveState &s, int r, int y, int keep) {
+  ++s.impliedEpoch;  // y's own bounds leave with it
   const double b = s.rowLower[r];
   const double a = entryValue(s, r, y);
   const double cy = s.cost[y];

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "presolve/presolve_state.h"
+#include "quadratic/qp_data.h"
 #include "runtime/environment.h"
 
 using namespace qvn;
@@ -55,7 +56,8 @@ namespace qvn {
 // Coefficients of original columns, with each removed column replaced by what
 // its record says, oldest removal first so that a replacement may use columns
 // that a later record removes. A merged column k can only go with its partner
-// j in the proportion of the merge (x_j + r x_k); else 1003.
+// j in the proportion of the merge (x_j + r x_k), and a column sent to an
+// infinite bound not at all; else 1003.
 int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset) {
   EnvVector<int> order;
   for (int r = s.head; r >= 0; r = s.records[r].next) order.push_back(r);
@@ -85,6 +87,11 @@ int foldForm(const PresolveState &s, EnvVector<double> &acc, double &offset) {
       acc[k] = 0.0;
       break;
     }
+    // A column sent to an infinite bound takes a value that no linear form
+    // of the remaining columns gives.
+    case kRecInfiniteUpper: case kRecInfiniteLower:
+      if (acc[rec.index] != 0.0) return QVNERR_BAD_ARGUMENT;
+      break;
     default: break;
     }
   }
@@ -147,6 +154,17 @@ QVN_API int QVNcrushpi(QVNCENVptr env, QVNCLPptr lp, const double *pi, double *r
 
 namespace {
 
+// out += Q x over the first n columns of the symmetric Q.
+void addQx(const QpData &q, const double *x, int n, double *out) {
+  const int cols = std::min(n, qpNumColumns(q));
+  if (q.separable) {
+    for (int k = 0; k < cols && k < static_cast<int>(q.diagonal.size()); ++k) out[k] += q.diagonal[k] * x[k];
+    return;
+  }
+  for (int k = 0; k < cols; ++k)
+    for (int p = q.qColStart[k]; p < q.qColStart[k] + q.qColCount[k]; ++p) out[k] += q.qValue[p] * x[q.qRowIndex[p]];
+}
+
 // x, when given, is the reduced problem's primal point; it tells which
 // bounds are active for the replay of the duals. `needX`: the caller must give it.
 int uncrushDuals(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reducedPi, const double *x, bool needX) {
@@ -167,6 +185,8 @@ int uncrushDuals(QVNCENVptr env, QVNCLPptr lp, double *pi, const double *reduced
         for (int64_t q = d.colStart[k]; q < d.colStart[k] + d.colCount[k]; ++q) v -= d.coefValue[q] * reducedPi[d.rowIndex[q]];
         dj[k] = v;
       }
+      // A quadratic objective prices each column at its gradient c + Qx.
+      if (const QpData *q = s->reduced->qpData) addQx(*q, xr.data(), n, dj.data());
     }
     EnvVector<int> colStatus, rowStatus;
     statusesFromPoint(*s, xr.data(), colStatus, rowStatus);

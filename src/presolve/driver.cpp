@@ -84,6 +84,43 @@ bool checkDependenciesLast(const PresolveState &s) {
   return s.primalFlag && (s.depind >= 2 || (s.depind == -1 && !barrierMethod(s)));
 }
 
+// The test solution against what remains: the largest violation of a live
+// column's bounds or a live row's limits, relative to 1 + |limit|. Merged
+// columns hold x_j + r x_k; removed columns show through the limits of the
+// rows they left.
+double testViolation(const PresolveState &s) {
+  EnvVector<double> v(s.testSolution);
+  EnvVector<int> order;
+  for (int r = s.head; r >= 0; r = s.records[r].next) order.push_back(r);
+  for (auto it = order.rbegin(); it != order.rend(); ++it) {
+    const ReductionRecord &rec = s.records[*it];
+    if (rec.kind == kRecMergedColumns) v[rec.index] += rec.value * v[rec.other];
+  }
+  auto outside = [](double a, double lo, double up) {
+    if (lo > -kPreInf && a < lo) return (lo - a) / (1.0 + std::fabs(lo));
+    if (up < kPreInf && a > up) return (a - up) / (1.0 + std::fabs(up));
+    return 0.0;
+  };
+  double worst = 0.0;
+  for (int j = 0; j < s.numCols; ++j)
+    if (s.colLive[j] >= 0) worst = std::max(worst, outside(v[j], s.colLower[j], s.colUpper[j]));
+  for (int i = 0; i < s.numRows; ++i) {
+    if (s.rowLive[i] < 0) continue;
+    double act = 0.0;
+    for (int e : s.rowEntries[i])
+      if (s.entries[e].alive) act += s.entries[e].value * v[s.entries[e].col];
+    worst = std::max(worst, outside(act, s.rowLower[i], s.rowUpper[i]));
+  }
+  return worst;
+}
+
+// The clean-up step's early stop: a reduction that cut off the attached test
+// solution ends the run as infeasible, where it happened.
+int checkTestSolution(const PresolveState &s) {
+  if (s.testSolution.size() != static_cast<size_t>(s.numCols)) return 0;
+  return testViolation(s) > s.feasTol ? QVNERR_PRESLV_INForUNBD : 0;
+}
+
 int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
   EnvVector<int> rows, cols;
   int tries = 0;
@@ -104,8 +141,10 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
         // Rows touched by the column pass are looked at again in the next round.
         // Integer bounds first: a row that cannot hold then names the column it pushes out.
         QVN_TRY(integerPasses(env, lp, s, rows));
+        QVN_TRY(boundStrengthening(env, lp, s, rows));
         QVN_TRY(rowActivityPass(env, lp, s, rows));
       }
+      QVN_TRY(checkTestSolution(s));
     } while ((eliminated(s) != before || !s.touchedRows.empty() || !s.touchedCols.empty()) && ++rounds < 1000);
     if (s.dualLevel > 0) QVN_TRY(duplicateColumns(env, lp, s));
     if (s.primalFlag) QVN_TRY(duplicateRows(env, lp, s));
@@ -121,6 +160,7 @@ int reductionLoop(Environment *env, const Problem *lp, PresolveState &s) {
         changed = true;
       }
     }
+    QVN_TRY(checkTestSolution(s));
     if (!changed) break;
   }
   s.aggTries = tries;
@@ -164,6 +204,7 @@ void fillMaps(PresolveState &s) {
     case kRecFreeEmpty: j = rec.index, status = mapCode(RemovedColumn::kFreeAtZero); break;
     case kRecAggregate: case kRecDoubleton: j = s.recIndex[rec.first], status = mapCode(RemovedColumn::kByReplay); break;
     case kRecMergedColumns: j = rec.other, status = mapCode(RemovedColumn::kByReplay); break;
+    case kRecInfiniteUpper: case kRecInfiniteLower: j = rec.index, status = mapCode(RemovedColumn::kByReplay); break;
     default: break;
     }
     if (j >= 0 && s.colMap[j] < 0) s.colMap[j] = status;
@@ -241,22 +282,34 @@ bool presolveParamsMatch(const Environment *env, const PresolveState &s) {
 void dropPresolveResult(Problem *lp) {
   if (!lp->presolved) return;
   EnvVector<int> keep;
+  EnvVector<double> point;
   keep.swap(lp->presolved->protectedList);
+  point.swap(lp->presolved->testSolution);
   freePresolved(lp);
-  if (keep.empty()) return;
+  if (keep.empty() && point.empty()) return;
   lp->presolved = envNew<PresolveState>();
   lp->presolved->protectedList.swap(keep);
+  lp->presolved->testSolution.swap(point);
+}
+
+void setPresolveTestSolution(Problem *lp, const double *x) {
+  if (!lp->presolved) lp->presolved = envNew<PresolveState>();
+  EnvVector<double> &point = lp->presolved->testSolution;
+  if (x) point.assign(x, x + lp->lpData->numCols);
+  else point = EnvVector<double>();
 }
 
 namespace {
 
 int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, int passCap, bool mip = false) {
   EnvVector<int> keep;
-  if (lp->presolved) keep.swap(lp->presolved->protectedList);
+  EnvVector<double> point;
+  if (lp->presolved) keep.swap(lp->presolved->protectedList), point.swap(lp->presolved->testSolution);
   freePresolved(lp);
   lp->presolved = envNew<PresolveState>();
   PresolveState &s = *lp->presolved;
   s.protectedList.swap(keep);
+  s.testSolution.swap(point);
   setUp(env, s);
   s.method = method;
   s.mip = mip;

@@ -11,6 +11,7 @@
 #include <cmath>
 
 #include "presolve/presolve_state.h"
+#include "runtime/environment.h"
 
 namespace qvn {
 
@@ -119,6 +120,41 @@ struct Replay {
     colStat[y] = kStLower;
   }
 
+  // Kinds 1 and 2: each group sums to a bound on x_j that one removed row
+  // sets; the tightest of them and the column's own bound gives the value.
+  // That row binds (nonbasic) and x_j is basic; when the own bound wins, x_j
+  // sits on it and every removed row stays basic.
+  void infiniteBound(const ReductionRecord &r) {
+    const int j = r.index;
+    const bool upward = r.kind == kRecInfiniteUpper;
+    double best = r.value, sum = 0.0;
+    bool own = r.value > -kPreInf && r.value < kPreInf;
+    if (!own) best = upward ? -kPreInf : kPreInf;
+    int bindingRow = -1;
+    for (int k = 0; k < r.count; ++k) {
+      const int i = idx(r)[k];
+      if (i >= 0) {
+        sum += val(r)[k] * x[i];
+        continue;
+      }
+      const double bound = sum + val(r)[k];
+      sum = 0.0;
+      if (upward ? bound > best : bound < best) best = bound, bindingRow = -1 - i, own = false;
+    }
+    if (best <= -kPreInf || best >= kPreInf) best = 0.0;  // no row and no own bound: a free column
+    x[j] = best;
+    d[j] = 0.0;
+    if (bindingRow < 0) {
+      colStat[j] = own ? (upward ? kStLower : kStUpper) : kStFree;
+      return;
+    }
+    colStat[j] = kStBasic;
+    // The row binds at its lower limit when x_j grows through a positive
+    // entry or falls through a negative one, else at its upper limit.
+    for (int k = r.count; k < r.count + r.count2; ++k)
+      if (idx(r)[k] == bindingRow) rowStat[bindingRow] = (val(r)[k] > 0) == upward ? kStLower : kStUpper;
+  }
+
   // z = x_j + r x_k splits back: a nonbasic z puts both at the bounds that
   // made its bound; a basic z keeps k at a bound when j can take the rest,
   // else j at the bound it would cross and k basic. d_k = r d_z.
@@ -183,6 +219,7 @@ void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &i
     case kRecForceUpper: case kRecForceLower: rp.forcingRow(rec); break;
     case kRecAggregate: case kRecDoubleton: rp.aggregation(rec); break;
     case kRecMergedColumns: rp.mergedColumns(rec); break;
+    case kRecInfiniteUpper: case kRecInfiniteLower: rp.infiniteBound(rec); break;
     default: break;  // side choices need nothing: the statuses are settled below
     }
   }
@@ -216,6 +253,64 @@ void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &i
       const int st = rp.rowStat[i];
       out.rowStatus[i] = st == kStBasic ? kStBasic : lo == up ? kStLower : sideOf(act[i], lo, up);
     }
+}
+
+// The consistency test of a solution of the original model against the log:
+// every removed column must hold the value its record fixed, every row that
+// substituted a column must still hold, a free empty column sits at 0, and
+// the objective must equal the reduced problem's at the crushed point plus
+// the constant the reductions collected.
+int checkPostsolve(Environment *env, const Problem *lp, const PresolveState &s, const double *x) {
+  constexpr double kTol = 1e-6, kZero = 1e-13;
+  int faults = 0;
+  auto differ = [&](double a, double b) { return std::fabs(a - b) > kTol * std::max(1.0, std::fabs(b)); };
+  for (int r = s.head; r >= 0; r = s.records[r].next) {
+    const ReductionRecord &rec = s.records[r];
+    const int *idx = s.recIndex.data() + rec.first;
+    const double *val = s.recValue.data() + rec.first;
+    switch (rec.kind) {
+    case kRecFixed: case kRecAtLower: case kRecAtUpper:
+      if (differ(x[rec.index], rec.value)) {
+        QVNmsg(env->resultsChannel, "Fixed value %17.10e != x %17.10e\n", rec.value, x[rec.index]);
+        QVNmsg(env->resultsChannel, "diff =%17.10e\n", x[rec.index] - rec.value);
+        ++faults;
+      }
+      break;
+    case kRecFreeEmpty:
+      if (std::fabs(x[rec.index]) > kZero) {
+        QVNmsg(env->resultsChannel, "fval %17.10e != 0\n", x[rec.index]);
+        ++faults;
+      }
+      break;
+    case kRecAggregate: case kRecDoubleton: {
+      double pval = 0.0;
+      for (int k = 0; k < rec.count; ++k) pval += val[k] * x[idx[k]];
+      if (differ(pval, rec.value)) {
+        QVNmsg(env->resultsChannel, "pval %17.10e != fval %17.10e\n", pval, rec.value);
+        ++faults;
+      }
+      break;
+    }
+    default: break;
+    }
+  }
+  if (s.reduced) {
+    const LpData &d = *lp->lpData, &red = *s.reduced->lpData;
+    double c = d.objOffset, pconst = red.objOffset;
+    for (int j = 0; j < s.numCols; ++j) c += d.objCoef[j] * x[j];
+    // The crushed point: merged columns hold x_j + r x_k, oldest merge first.
+    EnvVector<double> merged(x, x + s.numCols);
+    EnvVector<int> order;
+    for (int r = s.head; r >= 0; r = s.records[r].next) order.push_back(r);
+    for (auto it = order.rbegin(); it != order.rend(); ++it)
+      if (s.records[*it].kind == kRecMergedColumns) merged[s.records[*it].index] += s.records[*it].value * merged[s.records[*it].other];
+    for (size_t k = 0; k < s.redColOrig.size(); ++k) pconst += red.objCoef[k] * merged[s.redColOrig[k]];
+    if (differ(c, pconst)) {
+      QVNmsg(env->resultsChannel, "c %17.10e != pconst %17.10e\n", c, pconst);
+      ++faults;
+    }
+  }
+  return faults;
 }
 
 } // namespace qvn

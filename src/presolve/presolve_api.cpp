@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "model/attachments.h"
+#include "model/edit.h"
 #include "presolve/presolve_state.h"
 #include "runtime/environment.h"
 
@@ -180,6 +181,39 @@ QVN_API int QVNprechgobj(QVNCENVptr cenv, QVNLPptr lp, int count, const int *ind
       dropPresolveResult(p);
     }
     return 0;
+  });
+}
+
+} // extern "C"
+
+namespace {
+
+// Reduced index -> original index, entries begin..end of `map`.
+int originalIndices(const Environment *env, const Problem *lp, const char *name, int *out, int begin, int end,
+                    bool rows) {
+  if (!out) return QVNERR_NULL_POINTER;
+  const PresolveState *s = lp->presolved;
+  if (!s || !s->ran) return QVNERR_PRESLV_NO_PROB;
+  if (s->dualized) return QVNERR_PRESLV_DUAL;
+  const EnvVector<int> &map = rows ? s->redRowOrig : s->redColOrig;
+  QVN_TRY(rangeStatus(env, name, begin, end, static_cast<int>(map.size())));
+  if (end >= begin) std::copy(map.begin() + begin, map.begin() + end + 1, out);
+  return 0;
+}
+
+} // namespace
+
+extern "C" {
+
+QVN_API int QVNEgetorigcolind(QVNCENVptr env, QVNCLPptr lp, int *origIndex, int begin, int end) {
+  return guardedProblem(env, lp, [&](Problem *p) {
+    return originalIndices(env, p, "QVNEgetorigcolind", origIndex, begin, end, false);
+  });
+}
+
+QVN_API int QVNEgetorigrowind(QVNCENVptr env, QVNCLPptr lp, int *origIndex, int begin, int end) {
+  return guardedProblem(env, lp, [&](Problem *p) {
+    return originalIndices(env, p, "QVNEgetorigrowind", origIndex, begin, end, true);
   });
 }
 

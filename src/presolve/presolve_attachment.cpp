@@ -13,10 +13,20 @@ void freePresolved(Problem *lp) {
   envDelete(s);
 }
 
+namespace {
+
+bool holdsReducedProblem(const Problem *lp) {
+  const PresolveState *s = lp->presolved;
+  return s && s->ran && !s->nothingDone && (s->reduced || s->dualProblem);
+}
+
+} // namespace
+
 const AttachmentOps kPresolveAttachment = {
     .name = "presolve",
     .releasedBy = {ModelAction::kFreePresolve},
     .release = freePresolved,
+    .holdsResult = holdsReducedProblem,
 };
 
 } // namespace qvn

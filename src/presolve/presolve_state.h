@@ -22,6 +22,8 @@ constexpr double kPreInf = 1e20;
 
 // Kinds of replay records (numbers as the crush functions know them).
 enum RecordKind {
+  kRecInfiniteUpper = 1,  // zero-cost column sent up without limit with the rows it satisfies
+  kRecInfiniteLower = 2,  // ... down without limit
   kRecFixed = 3,        // fixed column: x = value
   kRecAtLower = 4,      // column fixed at its lower bound by a dual argument or a forcing row
   kRecAtUpper = 5,      // ... at its upper bound
@@ -68,6 +70,10 @@ constexpr int mapCode(RemovedColumn c) { return static_cast<int>(c); }
 //     (column k = r * column j, x_j + r x_k lives on as column j); lower/upper
 //     j's bounds before; group 1 two entries (k, lower of k), (k, upper of k).
 //  22: index row; value the side chosen (0 lower, 2 upper).
+//  1, 2: index column; value its own bound on the far side; group 1 per
+//     removed row with a finite limit: (k, -a_ik / a_ij) for the row's other
+//     columns, closed by (-1 - row, limit / a_ij); group 2 (row, a_ij) of
+//     those rows.
 struct ReductionRecord {
   int kind = 0;
   int index = -1;
@@ -134,11 +140,28 @@ struct PresolveState {
   // would undo the argument.
   qvn::EnvVector<char> dualRemoved;
   qvn::EnvVector<int> protectedList;  // sorted; survives a new run
+  // A point of the original model (a debugging aid of the presolver): each
+  // clean-up step measures it against the rows and columns that remain, and
+  // a violation above the feasibility tolerance stops the run with 1101.
+  // Survives a new run, as the protected columns do.
+  qvn::EnvVector<double> testSolution;
   // Integer presolve: the columns that must take integer values (empty in an
   // LP run). A reduction that would let such a column take a fractional
   // value, or lose an integer point, is skipped or rounded.
   bool mip = false;
   qvn::EnvVector<char> integerCol;
+  // Bound strengthening: the tightest bounds that single rows imply for each
+  // column from the other columns' bounds, kept apart from the column's own
+  // bounds (which stay as the model has them, so no dual has to move). They
+  // serve the implied-free tests. A stored bound holds only while
+  // impliedStamp[j] equals impliedEpoch: the epoch moves on whenever a
+  // column's own bounds are dropped (a substitution, a column sent to an
+  // infinite bound) or rows leave with it, since a bound derived through
+  // the dropped one would otherwise free a second column on the first one's
+  // account, and the two could then leave their bounds together.
+  qvn::EnvVector<double> impliedLower, impliedUpper;
+  qvn::EnvVector<int> impliedStamp;
+  int impliedEpoch = 0;
   bool dualUsed = false;  // some column went by an argument about the objective
   bool dualVerdict = false;  // the run ended on an argument about the objective (unboundedness)
 
@@ -219,6 +242,15 @@ void fixColumn(PresolveState &s, int j, double v, int kind);
 int emptyAndSingletonRows(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
 int rowActivityPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
 int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
+// Implied bounds of the columns of the listed rows into impliedLower/Upper;
+// 1101 when a row's implied bounds leave a column no room.
+int boundStrengthening(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
+// The stored implied bounds of column j, when still valid, tighten lo/up.
+inline void storedImplied(const PresolveState &s, int j, double &lo, double &up) {
+  if (s.impliedStamp.empty() || s.impliedStamp[j] != s.impliedEpoch) return;
+  lo = std::max(lo, s.impliedLower[j]);
+  up = std::min(up, s.impliedUpper[j]);
+}
 int columnPass(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &cols);
 int duplicateColumns(Environment *env, const Problem *lp, PresolveState &s);
 int aggregate(Environment *env, const Problem *lp, PresolveState &s);
@@ -254,8 +286,11 @@ int runPresolve(Environment *env, Problem *lp, bool keepReduced, int method);
 // integer passes, no dualization, the log under the "MIP" prefix, and a
 // reduced problem that keeps the column types.
 int runMipPresolveCore(Environment *env, Problem *lp);
-// Frees the state of lp but keeps its protected columns.
+// Frees the state of lp but keeps its protected columns and test solution.
 void dropPresolveResult(Problem *lp);
+// Attaches a test solution (numCols values of the original model) to the
+// presolve runs of lp; null detaches it.
+void setPresolveTestSolution(Problem *lp, const double *x);
 // Frees the state of lp with its reduced and dual problems.
 void freePresolved(Problem *lp);
 // The record under which a Problem keeps its presolve state (presolve_attachment.cpp).
@@ -274,6 +309,11 @@ struct OriginalSolution {
   int *colStatus = nullptr, *rowStatus = nullptr;
 };
 void uncrush(const Problem *lp, const PresolveState &s, const ReducedSolution &in, OriginalSolution &out);
+// Debug test of a point x of the original model against the log (tolerance
+// 1e-6, zero test 1e-13); each inconsistency goes to the results channel
+// ("Fixed value ...", "diff =...", "pval ...", "c ...", "fval ... != 0").
+// Returns how many it found.
+int checkPostsolve(Environment *env, const Problem *lp, const PresolveState &s, const double *x);
 
 // Optimizer hook (optimize_presolved.cpp): presolve, solve the reduced problem
 // with `solve`, uncrush and run the clean-up re-solve with the primal loop.

@@ -39,6 +39,49 @@ int emptyColumn(Environment *env, const Problem *lp, PresolveState &s, int j) {
   return 0;
 }
 
+// A column of zero cost that no row stops from growing (or falling) without
+// limit satisfies every row it touches, whatever the other columns do: it
+// goes "to its infinite bound" with those rows, and the replay gives it the
+// least finite value that holds them all. Record kind 1 (upward) or 2
+// (downward): index the column, value its own finite bound on the far side
+// (or the infinity), group 1, per row, the entries (k, -a_ik / a_ij) of the
+// other columns closed by (-1 - i, b_i / a_ij), b_i the row's finite limit;
+// each group sums to one bound on x_j. The rows' duals are 0 and so is the
+// column's reduced cost, so the replayed point stays optimal.
+void toInfiniteBound(Environment *env, const Problem *lp, PresolveState &s, int j, bool upward) {
+  if (logOn(env)) {
+    char buf[32];
+    QVNmsg(env->resultsChannel, "Column '%.255s' set to infinite %s bound.\n", colNameOf(lp, j, buf),
+           upward ? "upper" : "lower");
+  }
+  ++s.impliedEpoch;  // its rows leave: what they implied for others no longer holds
+  const int rec = pushRecord(s, upward ? kRecInfiniteUpper : kRecInfiniteLower, j);
+  record(s, rec).value = upward ? s.colLower[j] : s.colUpper[j];
+  record(s, rec).cost = 0.0;
+  EnvVector<std::pair<int, double>> rows, bounding;
+  for (int e : s.colEntries[j])
+    if (s.entries[e].alive) rows.push_back({s.entries[e].row, s.entries[e].value});
+  for (const auto &[i, a] : rows) {
+    // Growing x_j moves a x_j towards the row's open side; the other side
+    // (finite or not) is the only one that can bind.
+    const double limit = (a > 0) == upward ? s.rowLower[i] : s.rowUpper[i];
+    if (limit > -kPreInf && limit < kPreInf) {
+      for (int e : s.rowEntries[i]) {
+        const PresolveEntry &en = s.entries[e];
+        if (en.alive && en.col != j) recordPair(s, rec, en.col, -en.value / a);
+      }
+      recordPair(s, rec, -1 - i, limit / a);
+      bounding.push_back({i, a});
+    }
+  }
+  // Group 2: (row, a_ij) of the rows with a limit, for the side that binds.
+  for (const auto &[i, a] : bounding) recordPair(s, rec, i, a, true);
+  for (const auto &[i, a] : rows) removeRow(s, i);
+  s.dualRemoved[j] = 1, s.dualUsed = true;
+  s.colLower[j] = -kPreInf, s.colUpper[j] = kPreInf;
+  removeCol(s, j);
+}
+
 // A column whose rows never stop it from moving in the direction its cost
 // favours goes to that bound.
 int dominatedColumn(Environment *env, const Problem *lp, PresolveState &s, int j) {
@@ -57,20 +100,16 @@ int dominatedColumn(Environment *env, const Problem *lp, PresolveState &s, int j
     if (!canDecrease && !canIncrease) return 0;
   }
   const double c = s.cost[j], l = s.colLower[j], u = s.colUpper[j];
-  if (canDecrease && c >= 0) {
-    if (l > -kPreInf) {
-      s.dualRemoved[j] = 1, s.dualUsed = true;
-      fixColumn(s, j, l, kRecAtLower);
-    } else if (c > 0) {
-      return dualInfeasible(env, lp, s, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
-    }
-  } else if (canIncrease && c <= 0) {
-    if (u < kPreInf) {
-      s.dualRemoved[j] = 1, s.dualUsed = true;
-      fixColumn(s, j, u, kRecAtUpper);
-    } else if (c < 0) {
-      return dualInfeasible(env, lp, s, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
-    }
+  if (canDecrease && c >= 0 && l > -kPreInf) {
+    s.dualRemoved[j] = 1, s.dualUsed = true;
+    fixColumn(s, j, l, kRecAtLower);
+  } else if (canIncrease && c <= 0 && u < kPreInf) {
+    s.dualRemoved[j] = 1, s.dualUsed = true;
+    fixColumn(s, j, u, kRecAtUpper);
+  } else if ((canDecrease && c > 0) || (canIncrease && c < 0)) {
+    return dualInfeasible(env, lp, s, "Primal unbounded due to dual bounds, variable '%.255s'.\n", j);
+  } else if (c == 0.0 && (canIncrease || canDecrease) && !isIntegerCol(s, j)) {
+    toInfiniteBound(env, lp, s, j, canIncrease);
   }
   return 0;
 }

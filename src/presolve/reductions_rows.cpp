@@ -1,5 +1,6 @@
-// Row reductions: empty rows, singleton rows to bounds, redundant and forcing
-// rows from the activity bounds, and parallel rows.
+// Row reductions: empty rows, singleton rows to bounds, the bounds rows imply
+// on their columns, redundant and forcing rows from the activity bounds, and
+// parallel rows.
 #include <algorithm>
 #include <cmath>
 
@@ -154,6 +155,57 @@ int rowActivityPass(Environment *env, const Problem *lp, PresolveState &s, const
       forcingRow(s, i, true);
     } else if (a.maxInf == 0 && rl > -kPreInf && a.max <= rl + 1e-10 * std::max(1.0, std::fabs(rl))) {
       forcingRow(s, i, false);
+    }
+  }
+  return 0;
+}
+
+int boundStrengthening(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows) {
+  for (int i : rows) {
+    if (s.rowLive[i] < 2) continue;
+    const double rl = s.rowLower[i], ru = s.rowUpper[i];
+    const Activity act = rowActivity(s, i);
+    // With two infinite contributions on a side no column gets a bound from it.
+    if (act.minInf > 1 && act.maxInf > 1) continue;
+    for (int e : s.rowEntries[i]) {
+      const PresolveEntry &en = s.entries[e];
+      if (!en.alive || std::fabs(en.value) < 1e-10) continue;
+      const int j = en.col;
+      const double a = en.value, l = s.colLower[j], u = s.colUpper[j];
+      // The activity of the others: this column's part taken out, or, when it
+      // is the one infinite contribution, the rest as it stands.
+      const double own = a > 0 ? l : u, ownHi = a > 0 ? u : l;
+      const bool ownMinInf = own <= -kPreInf || own >= kPreInf, ownMaxInf = ownHi <= -kPreInf || ownHi >= kPreInf;
+      const int restMinInf = act.minInf - (ownMinInf ? 1 : 0), restMaxInf = act.maxInf - (ownMaxInf ? 1 : 0);
+      const double restMin = act.min - (ownMinInf ? 0.0 : a * own), restMax = act.max - (ownMaxInf ? 0.0 : a * ownHi);
+      // a x in [rl - restMax, ru - restMin]
+      const double axLo = rl > -kPreInf && restMaxInf == 0 ? rl - restMax : -kPreInf;
+      const double axUp = ru < kPreInf && restMinInf == 0 ? ru - restMin : kPreInf;
+      double lo = -kPreInf, up = kPreInf;
+      if (a > 0) {
+        if (axLo > -kPreInf) lo = axLo / a;
+        if (axUp < kPreInf) up = axUp / a;
+      } else {
+        if (axUp < kPreInf) lo = axUp / a;
+        if (axLo > -kPreInf) up = axLo / a;
+      }
+      if (lo <= -kPreInf && up >= kPreInf) continue;
+      if (s.impliedStamp[j] != s.impliedEpoch) {
+        s.impliedStamp[j] = s.impliedEpoch;
+        s.impliedLower[j] = -kPreInf, s.impliedUpper[j] = kPreInf;
+      }
+      // A row at odds with the column's own bounds is the activity pass's to
+      // name; one at odds with what another row implies is caught only here.
+      const double il = s.impliedLower[j], iu = s.impliedUpper[j];
+      const double size = std::max(lo > -kPreInf ? std::fabs(lo) : 0.0, up < kPreInf ? std::fabs(up) : 0.0);
+      const double margin = 10.0 * s.feasTol * std::max(1.0, size);
+      if ((iu < kPreInf && lo > iu + margin) || (il > -kPreInf && up < il - margin)) {
+        char buf[32];
+        if (logOn(env)) QVNmsg(env->resultsChannel, "Implied bounds make row '%.255s' infeasible.\n", rowNameOf(lp, i, buf));
+        return QVNERR_PRESLV_INForUNBD;
+      }
+      s.impliedLower[j] = std::max(s.impliedLower[j], lo);
+      s.impliedUpper[j] = std::min(s.impliedUpper[j], up);
     }
   }
   return 0;

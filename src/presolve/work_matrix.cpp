@@ -27,6 +27,10 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
   s.cost.assign(static_cast<size_t>(n), 0.0);
   s.protectedCol.assign(static_cast<size_t>(n), 0);
   s.dualRemoved.assign(static_cast<size_t>(n), 0);
+  s.impliedLower.assign(static_cast<size_t>(n), -kPreInf);
+  s.impliedUpper.assign(static_cast<size_t>(n), kPreInf);
+  s.impliedStamp.assign(static_cast<size_t>(n), -1);
+  s.impliedEpoch = 0;
   for (int j : s.protectedList)
     if (j >= 0 && j < n) s.protectedCol[j] = 1;
   // Members of special ordered sets: a dual argument or a substitution knows

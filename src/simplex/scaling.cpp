@@ -131,3 +131,61 @@ void applyScaling(WorkLp &lp, const ScaleFactors &s) {
 }
 
 } // namespace qvn
+
+// ---- Getters of the scale factors ------------------------------------------
+
+#include "model/attachments.h"
+#include "model/edit.h"
+#include "runtime/environment.h"
+
+using namespace qvn;
+
+extern "C" {
+
+QVN_API int QVNgetrowscale(QVNCENVptr env, QVNCLPptr lp, double *scale, int begin, int end) {
+  return guardedProblem(env, lp, [&](Problem *p) -> int {
+    QVN_TRY(flushCache(const_cast<Environment *>(env), p));
+    if (!scale) return QVNERR_NULL_POINTER;
+    const LpData &d = *p->lpData;
+    QVN_TRY(rangeStatus(env, "QVNgetrowscale", begin, end, d.numRows));
+    if (d.rowScale) {
+      std::copy(d.rowScale + begin, d.rowScale + end + 1, scale);
+      return 0;
+    }
+    // The factors a solve would apply: those of the working form under SCAIND.
+    std::fill(scale, scale + (end - begin + 1), 1.0);
+    if (end < begin || env->generalParams->scaind < 0) return 0;
+    WorkLp w;
+    buildWorkLp(d, w);
+    ScaleFactors s;
+    computeScaling(w, env->generalParams->scaind, s);
+    if (s.kind >= 0) std::copy(s.rowScale.begin() + begin, s.rowScale.begin() + end + 1, scale);
+    return 0;
+  });
+}
+
+QVN_API int QVNunscaleprob(QVNCENVptr cenv, QVNLPptr lp) {
+  auto *env = const_cast<Environment *>(cenv);
+  return guardedEdit(env, lp, [&](Problem *p) -> int {
+    QVN_TRY(flushCache(env, p));
+    LpData &d = *p->lpData;
+    if (!d.rowScale && !d.colScale) return 0;
+    modelChanged(env, p, ModelEvent::kScalingChanged);
+    // Back to the caller's units, as the getters read them: entries times
+    // both factors, costs times the column's, bounds over it, rhs times the
+    // row's. The range columns are rebuilt from the ranges below.
+    for (int j = 0; j < d.numCols; ++j) {
+      const double c = colScaleOf(d, j);
+      for (int64_t k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k)
+        d.coefValue[k] *= c * rowScaleOf(d, d.rowIndex[k]);
+      d.objCoef[j] *= c;
+      if (d.lowerBound[j] > -kInfinity) d.lowerBound[j] /= c;
+      if (d.upperBound[j] < kInfinity) d.upperBound[j] /= c;
+    }
+    for (int i = 0; i < d.numRows; ++i) d.rhs[i] *= rowScaleOf(d, i);
+    freeScaleFactors(p);
+    return rebuildLogicals(p);
+  });
+}
+
+} // extern "C"

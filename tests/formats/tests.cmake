@@ -13,4 +13,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   formats/side_files_test.cpp
   formats/side_restart_test.cpp
   formats/dual_writer_test.cpp
+  formats/read_arrays_test.cpp
 )

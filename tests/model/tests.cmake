@@ -6,4 +6,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   model/problem_test.cpp
   model/random_edit_test.cpp
   model/read_back.cpp
+  model/warm_edits_test.cpp
 )

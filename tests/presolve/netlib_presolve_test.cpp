@@ -6,6 +6,7 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <vector>
 
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
@@ -71,6 +72,44 @@ protected:
 TEST_F(NetlibPresolve, SmallModelsMatchReferenceWithAndWithoutPresolve) {
   run({"afiro", "sc50b", "sc105", "blend", "share2b", "stocfor1", "scagr7", "kb2",
        "boeing2", "recipe", "israel", "lotfi", "vtpbase", "bore3d", "scorpion"});
+}
+
+// Primal reductions keep every feasible point: an optimum found without
+// presolve, attached as the test solution, survives every clean-up step of a
+// run with primal reductions only, and the log's consistency test passes on
+// it. A point moved off a row stops the run.
+TEST_F(NetlibPresolve, PrimalReductionsKeepAKnownOptimum) {
+  const std::string dir = qvntest::sharedDataDir();
+  if (dir.empty()) GTEST_SKIP() << "shared data absent";
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+  for (const char *name : {"afiro", "sc105", "blend", "share2b", "stocfor1", "scagr7", "kb2", "boeing2", "recipe",
+                           "lotfi", "vtpbase", "bore3d", "scorpion", "agg", "agg2", "e226", "scsd1",
+                           "sctap2", "israel", "ship04l", "gfrd-pnc"}) {
+    SCOPED_TRACE(name);
+    int status = 0;
+    QVNLPptr lp = QVNcreateprob(env, &status, name);
+    ASSERT_EQ(QVNreadcopyprob(env, lp, (dir + "/netlib/" + name + ".mps.gz").c_str(), nullptr), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+    ASSERT_EQ(QVNdualopt(env, lp), 0);
+    ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+    const int n = QVNgetnumcols(env, lp);
+    std::vector<double> x(n);
+    ASSERT_EQ(QVNgetx(env, lp, x.data(), 0, n - 1), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 1), 0);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_REDUCE, 1), 0);
+    qvn::setPresolveTestSolution(lp, x.data());
+    EXPECT_EQ(QVNpresolve(env, lp, 2), 0);
+    // The log agrees with the point: fixed values, substitution rows and
+    // the reduced objective with its constant.
+    if (lp->presolved && lp->presolved->reduced) EXPECT_EQ(qvn::checkPostsolve(env, lp, *lp->presolved, x.data()), 0);
+    // The same point pushed far outside a column's bounds and so off its rows.
+    for (int j = 0; j < n; ++j) x[j] += 1e3 * (1.0 + std::fabs(x[j]));
+    qvn::setPresolveTestSolution(lp, x.data());
+    EXPECT_NE(QVNpresolve(env, lp, 2), 0);
+    takeErrors();
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_REDUCE, 3), 0);
+    QVNfreeprob(env, &lp);
+  }
 }
 
 } // namespace

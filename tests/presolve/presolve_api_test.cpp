@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <vector>
 
+#include "presolve/presolve_state.h"
 #include "presolve/presolve_test_support.h"
 #include "runtime/alloc.h"
 
@@ -353,6 +356,180 @@ TEST_F(PresolveApi, AllocationFailuresAreReportedAndLeakNothing) {
   double obj = 0;
   ASSERT_EQ(QVNgetobjval(env, lp, &obj), 0);
   EXPECT_NEAR(obj, 1.0, 1e-9);
+}
+
+// The index maps of the reduced problem agree with the maps QVNgetprestat
+// gives; they need a presolved problem and a range inside it.
+TEST_F(PresolveApi, OriginalIndicesOfTheReducedProblem) {
+  ASSERT_EQ(model().load(env, lp), 0);
+  int orig[5] = {};
+  EXPECT_EQ(QVNEgetorigcolind(env, lp, orig, 0, 0), QVNERR_PRESLV_NO_PROB);
+  EXPECT_EQ(QVNEgetorigrowind(env, lp, orig, 0, 0), QVNERR_PRESLV_NO_PROB);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  int pre = 0, colMap[5], rowMap[4];
+  ASSERT_EQ(QVNgetprestat(env, lp, &pre, colMap, rowMap, nullptr, nullptr), 0);
+  QVNCLPptr red = nullptr;
+  ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+  ASSERT_NE(red, nullptr);
+  const int cols = QVNgetnumcols(env, red), rows = QVNgetnumrows(env, red);
+  ASSERT_GT(cols, 0);
+  ASSERT_GT(rows, 0);
+  ASSERT_EQ(QVNEgetorigcolind(env, lp, orig, 0, cols - 1), 0);
+  for (int k = 0; k < cols; ++k) EXPECT_EQ(colMap[orig[k]], k);
+  ASSERT_EQ(QVNEgetorigrowind(env, lp, orig, 0, rows - 1), 0);
+  for (int k = 0; k < rows; ++k) EXPECT_EQ(rowMap[orig[k]], k);
+  // A part of the range: the same entries.
+  int part[1] = {-7};
+  ASSERT_EQ(QVNEgetorigcolind(env, lp, part, cols - 1, cols - 1), 0);
+  ASSERT_EQ(QVNEgetorigcolind(env, lp, orig, 0, cols - 1), 0);
+  EXPECT_EQ(part[0], orig[cols - 1]);
+  takeErrors();
+  EXPECT_EQ(QVNEgetorigcolind(env, lp, orig, 0, cols), QVNERR_INDEX_RANGE);
+  EXPECT_EQ(QVNEgetorigrowind(env, lp, orig, -1, 0), QVNERR_INDEX_RANGE);
+  EXPECT_EQ(QVNEgetorigcolind(env, lp, nullptr, 0, 0), QVNERR_NULL_POINTER);
+  EXPECT_NE(takeErrors(), "");
+}
+
+// Edits that a kept presolved copy cannot follow drop it with their warning;
+// a cost change of surviving columns keeps it in step, and the next solve
+// still reaches the optimum of the changed model.
+TEST_F(PresolveApi, KeptCopyFollowsOrWarnsOnEdits) {
+  const LpModel m = model();
+  auto presolved = [&]() {
+    int pre = 0;
+    EXPECT_EQ(QVNgetprestat(env, lp, &pre, nullptr, nullptr, nullptr, nullptr), 0);
+    return pre == 1;
+  };
+  const int col0 = 0, col4 = 4, row0 = 0;
+  const char lower = 'L';
+  const double one = 1.0, two = 2.0;
+  struct Case {
+    const char *warning;
+    std::function<int()> edit;
+  };
+  const std::vector<Case> cases = {
+      {"Warning: Changing bounds of the presolved model fails.\n", [&] { return QVNchgbds(env, lp, 1, &col0, &lower, &one); }},
+      {"Warning: Changing rhs of the presolved model fails.\n", [&] { return QVNchgrhs(env, lp, 1, &row0, &two); }},
+      {"Warning: Adding columns to the presolved model fails.\n",
+       [&] { return QVNaddcols(env, lp, 1, 0, &one, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr); }},
+      // Column 4 went at its upper bound: its cost cannot reach the copy.
+      {"Warning: Changing obj. of the presolved model fails.\n", [&] { return QVNchgobj(env, lp, 1, &col4, &two); }},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.warning);
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+    ASSERT_TRUE(presolved());
+    takeLog();
+    ASSERT_EQ(c.edit(), 0);
+    EXPECT_EQ(takeLog(), c.warning);
+    EXPECT_FALSE(presolved());
+  }
+  // Without a kept copy the same edits say nothing.
+  ASSERT_EQ(m.load(env, lp), 0);
+  takeLog();
+  ASSERT_EQ(QVNchgbds(env, lp, 1, &col0, &lower, &one), 0);
+  ASSERT_EQ(QVNchgrhs(env, lp, 1, &row0, &two), 0);
+  EXPECT_EQ(takeLog(), "");
+
+  // A surviving column's cost: the copy stays, and the solve through it
+  // answers for the changed model (checked on the model read back).
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  int colMap[5];
+  ASSERT_EQ(QVNgetprestat(env, lp, nullptr, colMap, nullptr, nullptr, nullptr), 0);
+  int kept = -1;
+  for (int j = 0; j < 5 && kept < 0; ++j)
+    if (colMap[j] >= 0) kept = j;
+  ASSERT_GE(kept, 0);
+  const double cost = 3.0;
+  takeLog();
+  ASSERT_EQ(QVNchgobj(env, lp, 1, &kept, &cost), 0);
+  EXPECT_EQ(takeLog(), "");
+  EXPECT_TRUE(presolved());
+  ASSERT_EQ(QVNlpopt(env, lp), 0);
+  const LpModel changed = qvntest::readModel(env, lp);
+  EXPECT_EQ(changed.obj[kept], 3.0);
+  qvntest::LpSolution sol;
+  ASSERT_EQ(qvntest::readSolution(env, lp, changed, sol), 0);
+  EXPECT_EQ(qvntest::checkOptimal(changed, sol, 1e-9), "");
+}
+
+// With a quadratic objective on the reduced problem, the replay of the duals
+// prices the columns at c + Qx: the same duals as the linear replay of a
+// reduced problem whose costs are c + Qx at that point.
+TEST_F(PresolveApi, QuadraticUncrushOfDualsPricesTheGradient) {
+  // min x0 + 3 x1, r0: x0 + 2 x1 >= 2, r1: x0 <= 1.5 (a singleton row, a
+  // bound of x0 in the reduced problem), x in [0, 10]. The replay gives r1
+  // the reduced cost of x0 at that bound as its dual, so the cost a column
+  // is priced at shows in the duals.
+  LpModel m;
+  m.addRow('G', 2), m.addRow('L', 1.5);
+  m.addCol(1, 0, 10, {{0, 1}, {1, 1}});
+  m.addCol(3, 0, 10, {{0, 2}});
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  QVNCLPptr cred = nullptr;
+  ASSERT_EQ(QVNgetredlp(env, lp, &cred), 0);
+  ASSERT_NE(cred, nullptr);
+  auto red = const_cast<QVNLPptr>(cred);
+  ASSERT_EQ(QVNgetnumrows(env, red), 1);
+  ASSERT_EQ(QVNgetnumcols(env, red), 2);
+  const double rx[2] = {1.5, 0.25}, rpi[1] = {0.25};
+  double c[2];
+  ASSERT_EQ(QVNgetobj(env, red, c, 0, 1), 0);
+  // Q = [[2, 1], [1, 4]] goes onto the reduced problem itself; its events
+  // touch only that problem.
+  const int qbeg[2] = {0, 2}, qcnt[2] = {2, 2}, qind[4] = {0, 1, 0, 1};
+  const double qval[4] = {2, 1, 1, 4};
+  ASSERT_EQ(QVNcopyquad(env, red, qbeg, qcnt, qind, qval), 0);
+  double piQ[2] = {}, piLin[2] = {}, piPlain[2] = {};
+  ASSERT_EQ(QVNqpuncrushpi(env, lp, piQ, rpi, rx), 0);
+  // The same through costs c + Qx and no Q.
+  ASSERT_EQ(QVNchgprobtype(env, red, QVN_PROB_LP), 0);
+  const int all[2] = {0, 1};
+  const double grad[2] = {c[0] + 2 * rx[0] + rx[1], c[1] + rx[0] + 4 * rx[1]};
+  ASSERT_EQ(QVNchgobj(env, red, 2, all, grad), 0);
+  ASSERT_EQ(QVNuncrushpi(env, lp, piLin, rpi, rx), 0);
+  for (int i = 0; i < 2; ++i) EXPECT_NEAR(piQ[i], piLin[i], 1e-12) << i;
+  // By hand: d0 = 1 + (2 * 1.5 + 0.25) - 0.25 = 4, and x0 rests on the bound
+  // that r1 set, so r1 takes d0 / 1 as its dual.
+  EXPECT_NEAR(std::fabs(piQ[1]), 4.0, 1e-12);
+  // Without the gradient the dual of r1 is the linear one, |1 - 0.25|.
+  ASSERT_EQ(QVNchgobj(env, red, 2, all, c), 0);
+  ASSERT_EQ(QVNuncrushpi(env, lp, piPlain, rpi, rx), 0);
+  EXPECT_NEAR(std::fabs(piPlain[1]), 0.75, 1e-12);
+}
+
+// The consistency test of the log: the replayed optimum agrees with every
+// record and with the reduced objective; a point that moves a column off the
+// value its record fixed is named with the difference, and the objective
+// then disagrees too.
+TEST_F(PresolveApi, PostsolveConsistencyMessages) {
+  const LpModel m = model();
+  ASSERT_EQ(m.load(env, lp), 0);
+  ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+  QVNCLPptr red = nullptr;
+  ASSERT_EQ(QVNgetredlp(env, lp, &red), 0);
+  ASSERT_NE(red, nullptr);
+  QVNsetintparam(env, QVN_PARAM_PREIND, 0);
+  ASSERT_EQ(QVNdualopt(env, const_cast<QVNLPptr>(red)), 0);
+  const int cols = QVNgetnumcols(env, red);
+  double rx[5] = {}, x[5] = {};
+  ASSERT_EQ(QVNgetx(env, red, rx, 0, cols - 1), 0);
+  ASSERT_EQ(QVNuncrushx(env, lp, x, rx), 0);
+  const PresolveState &s = *lp->presolved;
+  takeLog();
+  EXPECT_EQ(qvn::checkPostsolve(env, lp, s, x), 0);
+  EXPECT_EQ(takeLog(), "");
+  // x4 went at its upper bound 2.
+  x[4] = 1.5;
+  EXPECT_EQ(qvn::checkPostsolve(env, lp, s, x), 2);
+  const std::string text = takeLog();
+  EXPECT_NE(text.find("Fixed value  2.0000000000e+00 != x  1.5000000000e+00\ndiff =-5.0000000000e-01\n"),
+            std::string::npos) << text;
+  EXPECT_NE(text.find("c "), std::string::npos) << text;
+  EXPECT_NE(text.find(" != pconst "), std::string::npos) << text;
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <string>
 
 #include "presolve/presolve_test_support.h"
 
@@ -127,6 +128,93 @@ TEST_F(Reductions, DominatedColumnsGoToTheirBound) {
   m.addCol(2, 0, 6, {{0, 2}, {1, 1}});
   m.addCol(-1, 0, 3, {{0, 1}, {1, -1}});
   roundTrip(m, -2, 0, 0);
+}
+
+// A zero-cost column that every row lets grow (or fall) without limit goes
+// with those rows: the replay gives it the least value that holds them. y is
+// column 0 so that the column pass meets it first.
+TEST_F(Reductions, ColumnsSentToAnInfiniteBound) {
+  // min x0 + 2 x1, y >= ylow (no upper bound, cost 0):
+  //  r0: 2 y + x0 >= 4, r1: -y + x1 <= 3, r2: x0 + x1 >= 1, x in [0, 10].
+  // r0 and r1 go with y; the rest gives x0 = 1, x1 = 0, objective 1, and the
+  // replay y = max(ylow, (4 - x0) / 2, x1 - 3): 1.5 binding r0 for ylow = 0,
+  // its own bound 10 for ylow = 10.
+  for (double ylow : {0.0, 10.0, -kInf}) {
+    SCOPED_TRACE(ylow);
+    LpModel m;
+    m.addRow('G', 4), m.addRow('L', 3), m.addRow('G', 1);
+    m.addCol(0, ylow, kInf, {{0, 2}, {1, -1}});
+    m.addCol(1, 0, 10, {{0, 1}, {2, 1}});
+    m.addCol(2, 0, 10, {{1, 1}, {2, 1}});
+    roundTrip(m, 1, -1, -1);
+    int status = 0;
+    QVNLPptr lp = QVNcreateprob(env, &status, "inf");
+    ASSERT_EQ(m.load(env, lp), 0);
+    ASSERT_EQ(QVNpresolve(env, lp, 2), 0);
+    int colMap[3] = {}, rowMap[3] = {};
+    ASSERT_EQ(QVNgetprestat(env, lp, nullptr, colMap, rowMap, nullptr, nullptr), 0);
+    EXPECT_EQ(colMap[0], -3);
+    EXPECT_EQ(rowMap[0], -1);
+    EXPECT_EQ(rowMap[1], -1);
+    // A form on y has no image on the reduced columns.
+    const int y = 0;
+    const double one = 1.0;
+    int plen = 0, pind[3];
+    double poff = 0, pval[3];
+    EXPECT_EQ(QVNcrushform(env, lp, 1, &y, &one, &plen, &poff, pind, pval), QVNERR_BAD_ARGUMENT);
+    QVNfreeprob(env, &lp);
+  }
+  // Downwards: z <= 5 with cost 0 and no lower bound, in r0: z + x0 <= 2 and
+  // r1: -z + x1 >= -1, both relaxed when z falls. min x0 + x1 with
+  // r2: x0 + x1 >= 3 gives 3; the replay z = min(5, 2 - x0, x1 + 1).
+  LpModel down;
+  down.addRow('L', 2), down.addRow('G', -1), down.addRow('G', 3);
+  down.addCol(0, -kInf, 5, {{0, 1}, {1, -1}});
+  down.addCol(1, 0, 10, {{0, 1}, {2, 1}});
+  down.addCol(1, 0, 10, {{1, 1}, {2, 1}});
+  roundTrip(down, 3, -1, -1);
+  // With a cost the column is no longer free to move: the reduction stays off.
+  LpModel costly = down;
+  costly.obj[0] = 0.5;
+  const qvntest::ReplayCheck c = qvntest::checkReplay(env, costly);
+  EXPECT_EQ(c.presolveStatus, QVNERR_PRESLV_INForUNBD);  // z falls forever: unbounded
+}
+
+// The bounds a row implies on its columns: one that leaves a column no room
+// proves the row infeasible, with its message; ones inside a column's own
+// bounds let the aggregator take a column out through an equality row that
+// alone would not free it.
+TEST_F(Reductions, BoundsImpliedByRows) {
+  std::string log;
+  ASSERT_EQ(qvntest::captureMessages(env, &log, true, false), 0);
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 1);
+  // Neither row alone is infeasible, but r0: x0 + x1 >= 9 with x1 <= 4 needs
+  // x0 >= 5 and r1: x0 + x2 <= 3 with x2 >= 0 allows x0 <= 3 only
+  // (x0 in [0, 10], x1 and x2 in [0, 4]; costs that fix nothing).
+  LpModel bad;
+  bad.addRow('G', 9), bad.addRow('L', 3);
+  bad.addCol(1, 0, 10, {{0, 1}, {1, 1}});
+  bad.addCol(1, 0, 4, {{0, 1}});
+  bad.addCol(-1, 0, 4, {{1, 1}});
+  EXPECT_EQ(qvntest::checkReplay(env, bad).presolveStatus, QVNERR_PRESLV_INForUNBD);
+  EXPECT_NE(log.find("Implied bounds make row 'R2' infeasible.\n"), std::string::npos) << log;
+  QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
+
+  // min -x + 2 z + w - 0.5 v - 0.25 u
+  //  e0: x + z + w = 4 (x in [0, 3] is not free by e0: z, w in [0, 10])
+  //  r1: x + v <= 3, r2: x - u >= 0 with v, u in [0, 5]: they hold x within
+  //  [u, 3 - v], so x's own bounds [0, 3] follow from r1 and r2.
+  // Optimum by hand: w = 4 - x - z makes the objective
+  // 4 - 2 x + z - 0.5 v - 0.25 u; z = 0, u = x, v = 3 - x: 2.5 - 1.75 x,
+  // least at x = 3: -2.75.
+  LpModel m;
+  m.addRow('E', 4), m.addRow('L', 3), m.addRow('G', 0);
+  m.addCol(-1, 0, 3, {{0, 1}, {1, 1}, {2, 1}});
+  m.addCol(2, 0, 10, {{0, 1}});
+  m.addCol(1, 0, 10, {{0, 1}});
+  m.addCol(-0.5, 0, 5, {{1, 1}});
+  m.addCol(-0.25, 0, 5, {{2, -1}});
+  roundTrip(m, -2.75, -1, -1);
 }
 
 TEST_F(Reductions, ImpliedFreeColumnSingletons) {

@@ -17,4 +17,5 @@ list(APPEND QUORVAN_TEST_SOURCES
   simplex/lu_stress_test.cpp
   simplex/lu_update_test.cpp
   simplex/lu_hyper_test.cpp
+  simplex/quality_test.cpp
 )
