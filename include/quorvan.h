@@ -1184,9 +1184,11 @@ QVN_API int QVNgetcallbacknodex(QVNCENVptr env, void *cbdata, int wherefrom, dou
    has no such data (no node LP point in an informational call, say). Values
    are in the caller's columns and objective sense: callbacks keep presolve
    off, so QVN_PARAM_MIPCBREDLP 0 and 1 name the same space. */
-/* Node facts (QVN_CALLBACK_INFO_NODE_...) of node `nodeindex`: at 102, 104,
-   105, 106 and 113 index 0 is the node in hand and k >= 1 the store's k-1th;
-   elsewhere k is the store's kth, the numbering of the node callback. */
+/* Node facts (QVN_CALLBACK_INFO_NODE_...) of node `nodeindex`: in a call with
+   a node in hand (102, 104, 105, 106, 113, and 101 once a node is taken)
+   index 0 is that node and k >= 1 the store's k-1th; elsewhere k is the
+   store's kth, the numbering of the node callback (103). SIINF, ESTIMATE
+   and OBJVAL are doubles (user sense), TYPE a char, the others int. */
 QVN_API int QVNgetcallbacknodeinfo(QVNCENVptr env, void *cbdata, int wherefrom, int nodeindex, int whichinfo,
                                    void *result_p);
 /* The same for the open node or node in hand with sequence number `seqid`. */

@@ -123,7 +123,8 @@ void makeCallbackChildren(MipRun &run, NodeRecord &parent, const BuiltInBranch &
     child->objective = choice.objective;
     child->bound = bound;
     const double wanted = run.sense * c.estimate;
-    child->estimate = std::isfinite(wanted) && std::fabs(wanted) < 1e37 ? std::max(0.0, wanted - choice.objective) : 1e37;
+    const bool finite = std::isfinite(wanted) && std::fabs(wanted) < 1e37;
+    child->estimate = finite ? std::max(0.0, wanted - choice.objective) : 1e37;
     child->sumInf = choice.sumInf;
     child->iinf = choice.iinf;
     child->direction = 'X';

@@ -76,10 +76,13 @@ int nodeFact(const MipCallbackData &d, const NodeRecord &node, int whichinfo, vo
   case QVN_CALLBACK_INFO_NODE_ESTIMATE: *v = userBound(run, node.objective + std::min(node.estimate, 1e37)); return 0;
   case QVN_CALLBACK_INFO_NODE_DEPTH: *i = node.depth; return 0;
   case QVN_CALLBACK_INFO_NODE_OBJVAL: *v = userBound(run, node.objective); return 0;
-  case QVN_CALLBACK_INFO_NODE_TYPE:
-    *static_cast<char *>(result) =
-        variableBranch ? '0' : node.branchSet >= 0 && run.sos ? run.sos->type[node.branchSet] : node.direction == 'A' ? 'A' : 'X';
+  case QVN_CALLBACK_INFO_NODE_TYPE: {
+    char type = node.direction == 'A' ? 'A' : 'X';
+    if (variableBranch) type = '0';
+    if (node.branchSet >= 0 && run.sos) type = run.sos->type[node.branchSet];
+    *static_cast<char *>(result) = type;
     return 0;
+  }
   case QVN_CALLBACK_INFO_NODE_VAR: *i = variableBranch ? node.branchVar : -1; return 0;
   case QVN_CALLBACK_INFO_NODE_SOS: *i = node.branchSet; return 0;
   case QVN_CALLBACK_INFO_NODE_SEQNUM: *i = node.sequence; return 0;

@@ -283,7 +283,8 @@ int popWithNodeCallback(MipRun &run, NodeRecord **node) {
     d.wherefrom = QVN_CALLBACK_MIP_NODE;
     int index = 0, action = QVN_CALLBACK_DEFAULT;
     const auto f = reinterpret_cast<QVNnodecallbackfunc>(slot.function);
-    const int returned = store.heap[0].empty() ? 0 : f(run.env, &d, QVN_CALLBACK_MIP_NODE, slot.handle, &index, &action);
+    const int returned =
+        store.heap[0].empty() ? 0 : f(run.env, &d, QVN_CALLBACK_MIP_NODE, slot.handle, &index, &action);
     if (keepStop(run, returned, action) && action == QVN_CALLBACK_SET) {
       if (index < 0 || index >= static_cast<int>(store.heap[0].size())) {
         run.callbackStop = QVNERR_INDEX_RANGE;

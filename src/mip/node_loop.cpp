@@ -912,7 +912,11 @@ int runNodeLoop(MipRun &run) {
     }
     NodeRecord *next = nullptr;
     CurrentNodeGuard nextGuard{s, next};
-    if (branched || sosBranch) QVN_TRY(callBranchCallback(run, *current, {branched ? rec : nullptr, sosBranch ? &chooseSet(run) : nullptr, res.objective, res.sumInf, res.iinf, res.outcome == NodeOutcome::kLpTrouble}, &next, &branched, &sosBranch));
+    if (branched || sosBranch) {
+      const BuiltInBranch choice{branched ? rec : nullptr, sosBranch ? &chooseSet(run) : nullptr, res.objective,
+                                 res.sumInf, res.iinf, res.outcome == NodeOutcome::kLpTrouble};
+      QVN_TRY(callBranchCallback(run, *current, choice, &next, &branched, &sosBranch));
+    }
     if (branched) next = branch(run, current, res, rec, trialBounds);
     if (sosBranch) next = branchSos(run, current, res, chooseSet(run));
     if (res.outcome == NodeOutcome::kFractional) {

@@ -14,6 +14,7 @@
 
 #include "mip/mip_check.h"
 #include "mip/mip_models.h"
+#include "runtime/debug_checks.h"
 #include "support/test_support.h"
 
 namespace qvntest {
@@ -217,6 +218,7 @@ int branchThreeWays(QVNCENVptr env, void *cbdata, int wherefrom, void *handle, i
 }
 
 TEST_F(MipCallbackKindsTest, ThreeChildrenOfAGeneralBranchStillFindTheOptimum) {
+  int calls = 0;
   for (uint64_t seed = 21; seed <= 26; ++seed) {
     const MipModel m = randomIntegerModel(seed, 7, 5);
     double optimum = 0.0;
@@ -227,8 +229,10 @@ TEST_F(MipCallbackKindsTest, ThreeChildrenOfAGeneralBranchStillFindTheOptimum) {
     expectOptimum(m, optimum, "seed " + std::to_string(seed));
     EXPECT_EQ(t.refusedRows, t.calls);
     EXPECT_FALSE(t.wrongKindAccepted);
+    calls += t.calls;
     QVNsetbranchcallbackfunc(env, nullptr, nullptr);
   }
+  EXPECT_GT(calls, 5);
   takeErrors();
 }
 
@@ -366,7 +370,8 @@ TEST_F(MipCallbackKindsTest, HeuristicCallbackSuppliesTheIncumbent) {
 // A solve callback that solves the node LP's copy by the primal simplex and
 // hands its basis over; the node then reports the copy's objective.
 struct HandSolver {
-  int solved = 0, agreed = 0, disagreed = 0, noPointBefore = 0;
+  int solved = 0, agreed = 0, disagreed = 0, noPointBefore = 0, withCutRows = 0;
+  int modelRows = 0;
   std::map<int, double> objectiveBySeq;
 };
 
@@ -377,6 +382,7 @@ int solveByHand(QVNCENVptr env, void *cbdata, int wherefrom, void *handle, int *
   if (QVNgetcallbacknodex(env, cbdata, wherefrom, &x, 0, 0) == QVNERR_CALLBACK) ++h->noPointBefore;
   QVNLPptr node = nullptr;
   if (QVNgetcallbacknodelp(env, cbdata, wherefrom, &node) != 0 || !node) return 1;
+  if (QVNgetnumrows(env, node) > h->modelRows) ++h->withCutRows;
   if (QVNprimopt(env, node) != 0) return 1;
   if (QVNgetstat(env, node) != QVN_STAT_OPTIMAL) return 0;
   int seq = -1;
@@ -406,13 +412,14 @@ int compareWithHand(QVNCENVptr env, void *cbdata, int wherefrom, void *handle, d
 
 TEST_F(MipCallbackKindsTest, SolveCallbackSolvesTheNodeLpByHand) {
   // With cut rounds the copy holds the root's cut rows too.
-  int solved = 0, agreed = 0;
+  int solved = 0, agreed = 0, withCutRows = 0;
   for (int cuts = 0; cuts <= 1; ++cuts)
     for (uint64_t seed = 31; seed <= 33; ++seed) {
       const MipModel m = knapsack(seed, 18);
       double optimum = 0.0;
       ASSERT_TRUE(enumerateOptimum(m, &optimum));
       HandSolver h;
+      h.modelRows = static_cast<int>(m.lp.rhs.size());
       plainTree();
       if (cuts) QVNsetintparam(env, QVN_PARAM_CUTPASS, 0);
       ASSERT_EQ(QVNsetsolvecallbackfunc(env, solveByHand, &h), 0);
@@ -420,11 +427,13 @@ TEST_F(MipCallbackKindsTest, SolveCallbackSolvesTheNodeLpByHand) {
       expectOptimum(m, optimum, "seed " + std::to_string(seed));
       solved += h.solved;
       agreed += h.agreed;
+      withCutRows += h.withCutRows;
       EXPECT_EQ(h.disagreed, 0);
       EXPECT_EQ(h.noPointBefore, h.solved);
     }
   EXPECT_GT(solved, 20);
   EXPECT_GT(agreed, 10);
+  EXPECT_GT(withCutRows, 0);
   // The use flag 1 stops the run.
   ASSERT_EQ(QVNsetsolvecallbackfunc(
                 env,
@@ -505,6 +514,61 @@ TEST_F(MipCallbackKindsTest, DeleteNodeCallbackHearsOfEveryDroppedNodeOnce) {
     EXPECT_EQ(seen + gone, made) << seed;
     EXPECT_EQ(l.deletedTwice + l.deletedAfterProcessing + l.processedAfterDelete + l.badWherefrom, 0) << seed;
   }
+  takeErrors();
+}
+
+// Node LPs that fail: the branch-without-solution callback sees the node
+// with no point and makes the built-in children itself.
+struct NoSolution {
+  int calls = 0, solvedCalls = 0, faults = 0;
+};
+
+int branchWithoutSolution(QVNCENVptr env, void *cbdata, int wherefrom, void *handle, int brtype, int, int nodecnt,
+                          int bdcnt, const int *nodebeg, const int *indices, const char *lu, const double *bd,
+                          const double *nodeest, int *useraction_p) {
+  auto *s = static_cast<NoSolution *>(handle);
+  *useraction_p = QVN_CALLBACK_DEFAULT;
+  if (wherefrom == QVN_CALLBACK_MIP_BRANCH) {
+    ++s->solvedCalls;
+    return 0;
+  }
+  ++s->calls;
+  double x = 0.0;
+  int stat = -1;
+  if (wherefrom != QVN_CALLBACK_MIP_BRANCH_NOSOLN || brtype != '0' || nodecnt != 2) ++s->faults;
+  if (QVNgetcallbacknodex(env, cbdata, wherefrom, &x, 0, 0) != QVNERR_CALLBACK) ++s->faults;
+  if (QVNgetcallbacknodeobjval(env, cbdata, wherefrom, &x) != QVNERR_CALLBACK) ++s->faults;
+  if (QVNgetcallbacknodestat(env, cbdata, wherefrom, &stat) != 0 || stat != 0) ++s->faults;
+  for (int k = 0; k < nodecnt; ++k) {
+    const int b = nodebeg[k], count = (k + 1 < nodecnt ? nodebeg[k + 1] : bdcnt) - b;
+    if (QVNbranchcallbackbranchbds(env, cbdata, wherefrom, count, indices + b, lu + b, bd + b, nodeest[k], nullptr,
+                                   nullptr) != 0)
+      ++s->faults;
+  }
+  *useraction_p = QVN_CALLBACK_SET;
+  return 0;
+}
+
+TEST_F(MipCallbackKindsTest, BranchWithoutSolutionCallbackSplitsUnsolvedNodes) {
+  const MipModel m = knapsack(4, 7);
+  double optimum = 0.0;
+  ASSERT_TRUE(enumerateOptimum(m, &optimum));
+  plainTree();
+  NoSolution s;
+  ASSERT_EQ(QVNsetbranchcallbackfunc(env, branchWithoutSolution, &s), 0);
+  ASSERT_EQ(QVNsetbranchnosolncallbackfunc(env, branchWithoutSolution, &s), 0);
+  ASSERT_EQ(loadMipModel(env, lp, m), 0);
+  env->debug.failNodeLps = 3;
+  ASSERT_EQ(QVNmipopt(env, lp), 0);
+  env->debug.failNodeLps = 0;
+  ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
+  double z = 0.0;
+  ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
+  EXPECT_TRUE(sameObjective(z, optimum)) << z << " vs " << optimum;
+  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  EXPECT_EQ(s.calls, 3);
+  EXPECT_GT(s.solvedCalls, 0);
+  EXPECT_EQ(s.faults, 0);
   takeErrors();
 }
 
