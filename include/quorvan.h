@@ -1145,8 +1145,18 @@ QVN_API int QVNgetlpcallbackfunc(QVNCENVptr env, QVNlpcallbackfunc *callback_p, 
    caller's handle. A non-zero return stops the run: below 1000 with status
    113 or 114 (aborted), from 1000 up as a failure (109 or 110). */
 #define QVN_CALLBACK_MIP             101
+#define QVN_CALLBACK_MIP_BRANCH      102
+#define QVN_CALLBACK_MIP_NODE        103
+#define QVN_CALLBACK_MIP_HEURISTIC   104
+#define QVN_CALLBACK_MIP_SOLVE       105
 #define QVN_CALLBACK_MIP_CUT         106
+#define QVN_CALLBACK_MIP_PROBE       107
+#define QVN_CALLBACK_MIP_FRACCUT     108
+#define QVN_CALLBACK_MIP_DISJCUT     109
+#define QVN_CALLBACK_MIP_FLOWMIR     110
 #define QVN_CALLBACK_MIP_INCUMBENT   111
+#define QVN_CALLBACK_MIP_DELETENODE  112
+#define QVN_CALLBACK_MIP_BRANCH_NOSOLN 113
 
 #define QVN_CALLBACK_INFO_BEST_INTEGER     101
 #define QVN_CALLBACK_INFO_BEST_REMAINING   102
@@ -1154,9 +1164,54 @@ QVN_API int QVNgetlpcallbackfunc(QVNCENVptr env, QVNlpcallbackfunc *callback_p, 
 #define QVN_CALLBACK_INFO_NODES_LEFT       104
 #define QVN_CALLBACK_INFO_MIP_ITERATIONS   105
 #define QVN_CALLBACK_INFO_CUTOFF           106
+#define QVN_CALLBACK_INFO_NODE_ITCNT        17
+#define QVN_CALLBACK_INFO_CLIQUE_COUNT     107
+#define QVN_CALLBACK_INFO_COVER_COUNT      108
 #define QVN_CALLBACK_INFO_MIP_FEAS         109
+#define QVN_CALLBACK_INFO_FLOWCOVER_COUNT  110
+#define QVN_CALLBACK_INFO_GUBCOVER_COUNT   111
+#define QVN_CALLBACK_INFO_IMPLBD_COUNT     112
+#define QVN_CALLBACK_INFO_PROBE_PHASE      113
+#define QVN_CALLBACK_INFO_PROBE_PROGRESS   114
+#define QVN_CALLBACK_INFO_FRACCUT_COUNT    115
+#define QVN_CALLBACK_INFO_FRACCUT_PROGRESS 116
+#define QVN_CALLBACK_INFO_DISJCUT_COUNT    117
+#define QVN_CALLBACK_INFO_DISJCUT_PROGRESS 118
+#define QVN_CALLBACK_INFO_FLOWPATH_COUNT   119
+#define QVN_CALLBACK_INFO_MIRCUT_COUNT     120
+#define QVN_CALLBACK_INFO_FLOWMIR_PROGRESS 121
 #define QVN_CALLBACK_INFO_MY_THREAD_NUM    122
 #define QVN_CALLBACK_INFO_USER_THREADS     123
+
+/* QVNgetcallbacknodeinfo and QVNgetcallbackseqinfo. */
+#define QVN_CALLBACK_INFO_NODE_SIINF       201
+#define QVN_CALLBACK_INFO_NODE_NIINF       202
+#define QVN_CALLBACK_INFO_NODE_ESTIMATE    203
+#define QVN_CALLBACK_INFO_NODE_DEPTH       204
+#define QVN_CALLBACK_INFO_NODE_OBJVAL      205
+#define QVN_CALLBACK_INFO_NODE_TYPE        206
+#define QVN_CALLBACK_INFO_NODE_VAR         207
+#define QVN_CALLBACK_INFO_NODE_SOS         208
+/* Further node facts of this library: the node's sequence number (int), its
+   id for the delete-node callback (int, -1 for none) and its user handle
+   (void *, null for none). */
+#define QVN_CALLBACK_INFO_NODE_SEQNUM      209
+#define QVN_CALLBACK_INFO_NODE_NODENUM     210
+#define QVN_CALLBACK_INFO_NODE_USERHANDLE  211
+
+/* QVNgetcallbacksosinfo: the set's type ('1' or '2', char), its size (int),
+   1 when the node LP's point satisfies it (int), and for a member its column
+   index (int) and its weight (double). */
+#define QVN_CALLBACK_INFO_SOS_TYPE         240
+#define QVN_CALLBACK_INFO_SOS_SIZE         241
+#define QVN_CALLBACK_INFO_SOS_IS_FEASIBLE  242
+#define QVN_CALLBACK_INFO_SOS_MEMBER_INDEX 243
+#define QVN_CALLBACK_INFO_SOS_MEMBER_REFVAL 244
+
+/* QVNgetcallbacknodeintfeas, per column. */
+#define QVN_INTEGER_FEASIBLE   0
+#define QVN_INTEGER_INFEASIBLE 1
+#define QVN_CONTINUOUS_VAR     2
 
 #define QVN_CALLBACK_DEFAULT 0
 #define QVN_CALLBACK_FAIL    1
@@ -1175,6 +1230,72 @@ typedef int (*QVNincumbentcallbackfunc)(QVNCENVptr env, void *cbdata, int wheref
 typedef int (*QVNcutcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
                                   int *useraction_p);
 
+/* Branch (102) and branch without solution (113): the built-in choice as
+   `nodecnt` children, child k's `bdcnt` bound changes from nodebeg[k] (column
+   indices[i], lu[i] 'L' lower, 'U' upper or 'B' both, to bd[i]) and its
+   estimate nodeest[k]; brtype '0' for a variable branch, '1' or '2' for a set
+   (`sos` its index, else -1), 'X' otherwise. With *useraction_p 2 the
+   children made by QVNbranchcallbackbranchbds and its like replace the
+   built-in ones (none made: the node is dropped); 1 stops the run. */
+typedef int (*QVNbranchcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle, int brtype,
+                                     int sos, int nodecnt, int bdcnt, const int *nodebeg, const int *indices,
+                                     const char *lu, const double *bd, const double *nodeest,
+                                     int *useraction_p);
+/* Node (103): before a node is taken from the store. *nodeindex_p names it,
+   0 to nodes left - 1 (0 is the node the built-in rule would take), with
+   *useraction_p 2; another index is error 1200. */
+typedef int (*QVNnodecallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
+                                   int *nodeindex_p, int *useraction_p);
+/* Heuristic (104): after a fractional node LP, with its objective and point
+   (user sense). With *useraction_p 2 the callback's x (bounds and rows
+   checked, integer columns rounded) is offered as an incumbent. */
+typedef int (*QVNheuristiccallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
+                                        double *objval_p, double *x, int *useraction_p);
+/* Solve (105): instead of the node LP. The callback may solve the copy of
+   QVNgetcallbacknodelp itself; with *useraction_p 2 its optimal basis is what
+   the node continues from (the node LP is then solved from it, in no
+   iteration when it is optimal). */
+typedef int (*QVNsolvecallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
+                                    int *useraction_p);
+/* Delete node (112): a node made by a branch callback leaves the tree
+   without being processed (at the cutoff, a child not created, or left when
+   the tree ends), with its sequence number and user handle; once per node. */
+typedef void (*QVNdeletenodecallbackfunc)(QVNCENVptr env, int wherefrom, void *cbhandle, int seqnum,
+                                          void *handle);
+
+QVN_API int QVNsetbranchcallbackfunc(QVNENVptr env, QVNbranchcallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetbranchcallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *callback_p, void **cbhandle_p);
+QVN_API int QVNsetbranchnosolncallbackfunc(QVNENVptr env, QVNbranchcallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetbranchnosolncallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *callback_p, void **cbhandle_p);
+QVN_API int QVNsetnodecallbackfunc(QVNENVptr env, QVNnodecallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetnodecallbackfunc(QVNCENVptr env, QVNnodecallbackfunc *callback_p, void **cbhandle_p);
+QVN_API int QVNsetheuristiccallbackfunc(QVNENVptr env, QVNheuristiccallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetheuristiccallbackfunc(QVNCENVptr env, QVNheuristiccallbackfunc *callback_p,
+                                        void **cbhandle_p);
+QVN_API int QVNsetsolvecallbackfunc(QVNENVptr env, QVNsolvecallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetsolvecallbackfunc(QVNCENVptr env, QVNsolvecallbackfunc *callback_p, void **cbhandle_p);
+QVN_API int QVNsetdeletenodecallbackfunc(QVNENVptr env, QVNdeletenodecallbackfunc callback, void *cbhandle);
+QVN_API int QVNgetdeletenodecallbackfunc(QVNCENVptr env, QVNdeletenodecallbackfunc *callback_p,
+                                         void **cbhandle_p);
+
+/* Children of a branch callback (wherefrom 102 or 113 only, else 1003). A
+   child takes the node's bounds changed by `cnt` entries (lu 'L', 'U' or
+   'B'); its estimate is in the user's sense; *seqnum_p (may be null) gets its
+   sequence number. Rows for a child are refused with 1003: children carry
+   bound changes only. */
+QVN_API int QVNbranchcallbackbranchbds(QVNCENVptr env, void *cbdata, int wherefrom, int cnt, const int *indices,
+                                       const char *lu, const double *bd, double nodeest, void *userhandle,
+                                       int *seqnum_p);
+QVN_API int QVNbranchcallbackbranchconstraints(QVNCENVptr env, void *cbdata, int wherefrom, int rcnt, int nzcnt,
+                                               const double *rhs, const char *sense, const int *rmatbeg,
+                                               const int *rmatind, const double *rmatval, double nodeest,
+                                               void *userhandle, int *seqnum_p);
+QVN_API int QVNbranchcallbackbranchgeneral(QVNCENVptr env, void *cbdata, int wherefrom, int varcnt,
+                                           const int *varind, const char *varlu, const double *varbd, int rcnt,
+                                           int nzcnt, const double *rhs, const char *sense, const int *rmatbeg,
+                                           const int *rmatind, const double *rmatval, double nodeest,
+                                           void *userhandle, int *seqnum_p);
+
 QVN_API int QVNsetmipcallbackfunc(QVNENVptr env, QVNmipcallbackfunc callback, void *cbhandle);
 QVN_API int QVNgetmipcallbackfunc(QVNCENVptr env, QVNmipcallbackfunc *callback_p, void **cbhandle_p);
 QVN_API int QVNsetincumbentcallbackfunc(QVNENVptr env, QVNincumbentcallbackfunc callback, void *cbhandle);
@@ -1188,6 +1309,55 @@ QVN_API int QVNgetcallbackinfo(QVNCENVptr env, void *cbdata, int wherefrom, int 
 /* Values begin..end of the point the callback is called for (the node LP's
    solution, or the candidate of an incumbent callback). */
 QVN_API int QVNgetcallbacknodex(QVNCENVptr env, void *cbdata, int wherefrom, double *x, int begin, int end);
+/* The getters below answer from the data of the callback's own call: 1003
+   for a wherefrom that is not a MIP one or not the call's, 1006 when the call
+   has no such data (no node LP point in an informational call, say). Values
+   are in the caller's columns and objective sense: callbacks keep presolve
+   off, so QVN_PARAM_MIPCBREDLP 0 and 1 name the same space. */
+/* Node facts (QVN_CALLBACK_INFO_NODE_...) of node `nodeindex`: in a call with
+   a node in hand (102, 104, 105, 106, 113, and 101 once a node is taken)
+   index 0 is that node and k >= 1 the store's k-1th; elsewhere k is the
+   store's kth, the numbering of the node callback (103). SIINF, ESTIMATE
+   and OBJVAL are doubles (user sense), TYPE a char, the others int. */
+QVN_API int QVNgetcallbacknodeinfo(QVNCENVptr env, void *cbdata, int wherefrom, int nodeindex, int whichinfo,
+                                   void *result_p);
+/* The same for the open node or node in hand with sequence number `seqid`. */
+QVN_API int QVNgetcallbackseqinfo(QVNCENVptr env, void *cbdata, int wherefrom, int seqid, int whichinfo,
+                                  void *result_p);
+QVN_API int QVNgetcallbacksosinfo(QVNCENVptr env, void *cbdata, int wherefrom, int sosindex, int member,
+                                  int whichinfo, void *result_p);
+/* Indicator constraints are not part of a MIP run here: always 1006. */
+QVN_API int QVNgetcallbackindicatorinfo(QVNCENVptr env, void *cbdata, int wherefrom, int iindex, int whichinfo,
+                                        void *result_p);
+/* A Problem holding the node LP as it stands (rows, cuts, node bounds);
+   valid until the callback returns, changes to it stay in it. */
+QVN_API int QVNgetcallbacknodelp(QVNCENVptr env, void *cbdata, int wherefrom, QVNLPptr *nodelp_p);
+/* The Problem being optimized. */
+QVN_API int QVNgetcallbacklp(QVNCENVptr env, void *cbdata, int wherefrom, QVNCLPptr *lp_p);
+QVN_API int QVNgetcallbacknodeobjval(QVNCENVptr env, void *cbdata, int wherefrom, double *objval_p);
+QVN_API int QVNgetcallbackctype(QVNCENVptr env, void *cbdata, int wherefrom, char *xctype, int begin, int end);
+/* Priorities (-1 for none) and directions (1 up, -1 down, 0 free) of the order in use. */
+QVN_API int QVNgetcallbackorder(QVNCENVptr env, void *cbdata, int wherefrom, int *priority, int *direction,
+                                int begin, int end);
+QVN_API int QVNgetcallbackpseudocosts(QVNCENVptr env, void *cbdata, int wherefrom, double *uppc, double *downpc,
+                                      int begin, int end);
+QVN_API int QVNgetcallbackincumbent(QVNCENVptr env, void *cbdata, int wherefrom, double *x, int begin, int end);
+/* QVN_INTEGER_FEASIBLE, QVN_INTEGER_INFEASIBLE or QVN_CONTINUOUS_VAR per
+   column at the node LP's point. */
+QVN_API int QVNgetcallbacknodeintfeas(QVNCENVptr env, void *cbdata, int wherefrom, int *feas, int begin, int end);
+/* Bounds valid in the whole tree, and those of the node in hand. */
+QVN_API int QVNgetcallbackgloballb(QVNCENVptr env, void *cbdata, int wherefrom, double *lb, int begin, int end);
+QVN_API int QVNgetcallbackglobalub(QVNCENVptr env, void *cbdata, int wherefrom, double *ub, int begin, int end);
+QVN_API int QVNgetcallbacknodelb(QVNCENVptr env, void *cbdata, int wherefrom, double *lb, int begin, int end);
+QVN_API int QVNgetcallbacknodeub(QVNCENVptr env, void *cbdata, int wherefrom, double *ub, int begin, int end);
+/* The node LP's status as QVNgetstat tells an LP's (1 optimal, 3 infeasible,
+   12 stopped at the cutoff, 0 when it has none). */
+QVN_API int QVNgetcallbacknodestat(QVNCENVptr env, void *cbdata, int wherefrom, int *nodestat_p);
+/* Rows of child `which_branch` of the built-in branch (at 102 and 113); the
+   built-in branches add none, so *cuts_p and *nzcnt_p are 0. */
+QVN_API int QVNgetcallbackbranchconstraints(QVNCENVptr env, void *cbdata, int wherefrom, int which_branch,
+                                            int *cuts_p, int *nzcnt_p, double *rhs, char *sense, int *rmatbeg,
+                                            int *rmatind, double *rmatval, int rmatsz, int *surplus_p);
 /* Adds the cut sum cutval[k] x[cutind[k]] (sense 'L', 'G' or 'E') rhs from a
    cut callback (error 1003 from any other). */
 QVN_API int QVNcutcallbackadd(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,

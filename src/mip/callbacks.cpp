@@ -1,47 +1,45 @@
-// MIP callbacks: registration on the Environment, the data block a callback
-// receives, the getters it may call, and the cuts it may add.
+// MIP callbacks: registration on the Environment and the calls the run makes,
+// one function per kind. The getters a callback may call are in
+// callback_getters.cpp, the children a branch callback makes in
+// callback_branch.cpp.
 #include "mip/callbacks.h"
 
+#include <algorithm>
 #include <cmath>
 
+#include "mip/callback_data.h"
 #include "mip/cuts/cut_pool.h"
 #include "runtime/frame.h"
-#include "runtime/progress_callback.h"
+#include "simplex/engine.h"
 #include "simplex/lp_relaxation.h"
 
 namespace qvn {
 
-namespace {
+MipCallbackData::~MipCallbackData() {
+  magic = 0;
+  if (nodeLpCopy) QVNfreeprob(run->env, &nodeLpCopy);
+}
 
-// Marks a live data block: a callback that keeps the pointer past its call,
-// or passes something else, gets error 1006 rather than a crash.
-constexpr unsigned kCallbackMagic = 0x5156cb01u;
-
-struct CallbackCut {
-  char sense;
-  double rhs;
-  int start, count;
-};
-
-struct MipCallbackData {
-  unsigned magic = kCallbackMagic;
-  MipRun *run = nullptr;
-  int wherefrom = 0;
-  const NodeRecord *node = nullptr;
-  const double *x = nullptr;  // the point the callback is called for, or null
-  // Cuts added by a cut callback, collected until it returns.
-  EnvVector<CallbackCut> cuts;
-  EnvVector<int> index;
-  EnvVector<double> value;
-  ~MipCallbackData() { magic = 0; }
-};
-
-MipCallbackData *dataOf(void *cbdata, int wherefrom) {
+MipCallbackData *callbackDataOf(void *cbdata, int wherefrom, int *status) {
   auto *d = static_cast<MipCallbackData *>(cbdata);
-  if (!d || d->magic != kCallbackMagic || !d->run) return nullptr;
-  (void)wherefrom;
+  if (!d || d->magic != kCallbackMagic || !d->run) {
+    *status = QVNERR_CALLBACK;
+    return nullptr;
+  }
+  if (d->wherefrom != wherefrom) {
+    *status = QVNERR_BAD_ARGUMENT;
+    return nullptr;
+  }
+  *status = 0;
   return d;
 }
+
+double userBound(const MipRun &run, double v) {
+  if (std::fabs(v) >= 1e74) return run.sense * (v > 0 ? 1e75 : -1e75);
+  return userValue(run, v);
+}
+
+namespace {
 
 // A callback's return value as the run's stop: none, aborted, or a failure.
 int stopFor(int returned) {
@@ -49,9 +47,15 @@ int stopFor(int returned) {
   return returned >= 1000 ? returned : 113;
 }
 
-double userBound(const MipRun &run, double v) {
-  if (std::fabs(v) >= 1e74) return run.sense * (v > 0 ? 1e75 : -1e75);
-  return userValue(run, v);
+// The stop a callback's return value and use flag ask for, kept for the
+// loop's limits test; QVNERR_CALLBACK for a use flag it does not know.
+// True when the run goes on.
+bool keepStop(MipRun &run, int returned, int action) {
+  int stop = stopFor(returned);
+  if (stop == 0 && action == QVN_CALLBACK_FAIL) stop = 113;
+  if (stop == 0 && action != QVN_CALLBACK_DEFAULT && action != QVN_CALLBACK_SET) stop = QVNERR_CALLBACK;
+  if (stop != 0 && run.callbackStop == 0) run.callbackStop = stop;
+  return stop == 0;
 }
 
 int installCallbackCuts(MipRun &run, MipCallbackData &d, int *added) {
@@ -70,7 +74,109 @@ int installCallbackCuts(MipRun &run, MipCallbackData &d, int *added) {
                      d.index.data(), d.value.data(), added);
 }
 
+const CallbackSlot &slotOf(const MipRun &run, MipCallbackKind kind) { return run.env->mipCallbacks[kind]; }
+
+// Limits lo <= a x <= up of a row as sense, rhs and range of the Problem form.
+void rowForm(double lo, double up, char *sense, double *rhs, double *range) {
+  *range = 0.0;
+  if (lo <= -1e20 && up >= 1e20) {
+    *sense = 'L', *rhs = 1e20;
+  } else if (lo <= -1e20) {
+    *sense = 'L', *rhs = up;
+  } else if (up >= 1e20) {
+    *sense = 'G', *rhs = lo;
+  } else if (lo == up) {
+    *sense = 'E', *rhs = lo;
+  } else {
+    *sense = 'R', *rhs = lo, *range = up - lo;
+  }
+}
+
+// The basis of a solved copy of the node LP, in the node LP's statuses: the
+// columns' statuses are the same; a nonbasic row's logical sits at the
+// limit that the row's activity touches.
+bool basisFromCopy(MipRun &run, Problem *copy, EnvVector<int> &colStatus, EnvVector<int> &rowStatus) {
+  LpRelaxation &r = *run.search->nodeLp;
+  const int n = relaxNumCols(r), m = relaxNumRows(r);
+  if (QVNgetnumcols(run.env, copy) != n || QVNgetnumrows(run.env, copy) != m) return false;
+  colStatus.assign(static_cast<size_t>(n) + 1, 0);
+  rowStatus.assign(static_cast<size_t>(m) + 1, 0);
+  EnvVector<double> x(static_cast<size_t>(n) + 1, 0.0);
+  if (QVNgetbase(run.env, copy, colStatus.data(), rowStatus.data()) != 0) return false;
+  if (QVNgetx(run.env, copy, x.data(), 0, n - 1) != 0) return false;
+  EnvVector<double> activity(static_cast<size_t>(m) + 1, 0.0);
+  const LpData &d = *copy->lpData;
+  for (int j = 0; j < n; ++j)
+    for (int64_t k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k)
+      activity[d.rowIndex[k]] += d.coefValue[k] * x[j];
+  for (int i = 0; i < m; ++i) {
+    if (rowStatus[i] == 1) continue;
+    double lo = 0.0, up = 0.0;
+    relaxGetRowBounds(r, i, &lo, &up);
+    if (lo <= -1e20)
+      rowStatus[i] = 2;
+    else if (up >= 1e20)
+      rowStatus[i] = 0;
+    else
+      rowStatus[i] = std::fabs(activity[i] - lo) <= std::fabs(activity[i] - up) ? 0 : 2;
+  }
+  return true;
+}
+
 } // namespace
+
+int copyNodeLp(MipRun &run, Problem **out) {
+  *out = nullptr;
+  MipSearch &s = *run.search;
+  LpRelaxation &r = *s.nodeLp;
+  const LpData &d = *run.model;
+  const int n = d.numCols, m = d.numRows, rows = relaxNumRows(r);
+  EnvVector<int> start(static_cast<size_t>(n) + 1), count(static_cast<size_t>(n) + 1);
+  EnvVector<double> lower(static_cast<size_t>(n) + 1), upper(static_cast<size_t>(n) + 1);
+  EnvVector<double> rhs(static_cast<size_t>(m) + 1), range(static_cast<size_t>(m) + 1);
+  EnvVector<char> sense(static_cast<size_t>(m) + 1);
+  for (int j = 0; j < n; ++j) {
+    start[j] = static_cast<int>(d.colStart[j]);
+    count[j] = d.colCount[j];
+    relaxGetBounds(r, j, &lower[j], &upper[j]);
+  }
+  for (int i = 0; i < m; ++i) {
+    double lo = 0.0, up = 0.0;
+    relaxGetRowBounds(r, i, &lo, &up);
+    rowForm(lo, up, &sense[i], &rhs[i], &range[i]);
+  }
+  int status = 0;
+  Problem *copy = QVNcreateprob(run.env, &status, "nodelp");
+  if (!copy) return status;
+  status = QVNcopylp(run.env, copy, n, m, d.objSense, d.objCoef.data(), rhs.data(), sense.data(), start.data(),
+                     count.data(), d.rowIndex.data(), d.coefValue.data(), lower.data(), upper.data(),
+                     range.data());
+  if (status == 0 && d.objOffset != 0.0) status = QVNchgobjoffset(run.env, copy, d.objOffset);
+  // The cut rows after the model's, as the pool mirrors them.
+  const CutPool *pool = s.cuts;
+  for (int i = m; i < rows && status == 0; ++i) {
+    double lo = 0.0, up = 0.0;
+    relaxGetRowBounds(r, i, &lo, &up);
+    char one = 'L';
+    double value = 0.0, width = 0.0;
+    rowForm(lo, up, &one, &value, &width);
+    const int k = pool ? i - pool->firstCutRow : -1;
+    if (!pool || k < 0 || k >= static_cast<int>(pool->installed.cuts.size()) || one == 'R') {
+      status = QVNERR_CALLBACK;  // a row the pool does not describe
+      break;
+    }
+    const Cut &c = pool->installed.cuts[static_cast<size_t>(k)];
+    const int begin = 0;
+    status = QVNaddrows(run.env, copy, 0, 1, c.count, &value, &one, &begin, pool->installed.index.data() + c.start,
+                        pool->installed.value.data() + c.start, nullptr, nullptr);
+  }
+  if (status != 0) {
+    QVNfreeprob(run.env, &copy);
+    return status;
+  }
+  *out = copy;
+  return 0;
+}
 
 int addTreeRows(MipRun &run, int family, int count, const char *sense, const double *rhs, const int *start,
                 const int *index, const double *value, int *added) {
@@ -112,7 +218,7 @@ int addTreeRows(MipRun &run, int family, int count, const char *sense, const dou
 }
 
 int callInfoCallback(MipRun &run, const NodeRecord *current) {
-  const CallbackSlot &slot = run.env->mipCallbacks[kMipInfoCallback];
+  const CallbackSlot &slot = slotOf(run, kMipInfoCallback);
   if (!slot.function) return 0;
   MipCallbackData d;
   d.run = &run;
@@ -124,13 +230,17 @@ int callInfoCallback(MipRun &run, const NodeRecord *current) {
 
 int callCutCallback(MipRun &run, const NodeRecord *current, const double *x, int *added) {
   *added = 0;
-  const CallbackSlot &slot = run.env->mipCallbacks[kCutCallback];
+  const CallbackSlot &slot = slotOf(run, kCutCallback);
   if (!slot.function) return 0;
   MipCallbackData d;
   d.run = &run;
   d.wherefrom = QVN_CALLBACK_MIP_CUT;
   d.node = current;
+  d.inHand = true;
   d.x = x;
+  d.hasObjective = true;
+  d.objective = relaxObjective(*run.search->nodeLp);
+  d.nodeStatus = QVN_STAT_OPTIMAL;
   int action = QVN_CALLBACK_DEFAULT;
   const auto f = reinterpret_cast<QVNcutcallbackfunc>(slot.function);
   const int stop = stopFor(f(run.env, &d, QVN_CALLBACK_MIP_CUT, slot.handle, &action));
@@ -142,12 +252,14 @@ int callCutCallback(MipRun &run, const NodeRecord *current, const double *x, int
 
 int callIncumbentCallback(MipRun &run, double objective, double *x, bool *accept) {
   *accept = true;
-  const CallbackSlot &slot = run.env->mipCallbacks[kIncumbentCallback];
+  const CallbackSlot &slot = slotOf(run, kIncumbentCallback);
   if (!slot.function) return 0;
   MipCallbackData d;
   d.run = &run;
   d.wherefrom = QVN_CALLBACK_MIP_INCUMBENT;
   d.x = x;
+  d.hasObjective = true;
+  d.objective = objective;
   int feasible = 1, action = QVN_CALLBACK_DEFAULT;
   const auto f = reinterpret_cast<QVNincumbentcallbackfunc>(slot.function);
   const int stop = stopFor(
@@ -157,6 +269,113 @@ int callIncumbentCallback(MipRun &run, double objective, double *x, bool *accept
   if (action == QVN_CALLBACK_FAIL) return 113;
   if (action != QVN_CALLBACK_DEFAULT && action != QVN_CALLBACK_SET) return QVNERR_CALLBACK;
   return 0;
+}
+
+int popWithNodeCallback(MipRun &run, NodeRecord **node) {
+  NodeStore &store = run.search->store;
+  const CallbackSlot &slot = slotOf(run, kNodeCallback);
+  *node = nullptr;
+  if (slot.function && run.callbackStop == 0) {
+    // Nodes in block files are out of reach of an index; the heap's own
+    // order numbers the rest, 0 being the built-in rule's pick.
+    MipCallbackData d;
+    d.run = &run;
+    d.wherefrom = QVN_CALLBACK_MIP_NODE;
+    int index = 0, action = QVN_CALLBACK_DEFAULT;
+    const auto f = reinterpret_cast<QVNnodecallbackfunc>(slot.function);
+    const int returned =
+        store.heap[0].empty() ? 0 : f(run.env, &d, QVN_CALLBACK_MIP_NODE, slot.handle, &index, &action);
+    if (keepStop(run, returned, action) && action == QVN_CALLBACK_SET) {
+      if (index < 0 || index >= static_cast<int>(store.heap[0].size())) {
+        run.callbackStop = QVNERR_INDEX_RANGE;
+      } else {
+        *node = store.heap[0][static_cast<size_t>(index)];
+        storeTake(store, *node);
+        return 0;
+      }
+    }
+  }
+  *node = storePop(store);
+  return 0;
+}
+
+int callSolveCallback(MipRun &run, const NodeRecord *current) {
+  const CallbackSlot &slot = slotOf(run, kSolveCallback);
+  if (!slot.function || run.callbackStop != 0) return 0;
+  MipCallbackData d;
+  d.run = &run;
+  d.wherefrom = QVN_CALLBACK_MIP_SOLVE;
+  d.node = current;
+  d.inHand = true;
+  int action = QVN_CALLBACK_DEFAULT;
+  const auto f = reinterpret_cast<QVNsolvecallbackfunc>(slot.function);
+  const int returned = f(run.env, &d, QVN_CALLBACK_MIP_SOLVE, slot.handle, &action);
+  if (!keepStop(run, returned, action)) return 0;
+  if (action != QVN_CALLBACK_SET || !d.nodeLpCopy) return 0;
+  // The callback's result is its copy's final basis. A copy it left without
+  // a basis (not solved, or not by a simplex) gives the node nothing to use.
+  const int stat = QVNgetstat(run.env, d.nodeLpCopy);
+  if (stat != QVN_STAT_OPTIMAL && stat != QVN_STAT_INFEASIBLE) return 0;
+  EnvVector<int> colStatus, rowStatus;
+  if (!basisFromCopy(run, d.nodeLpCopy, colStatus, rowStatus)) return 0;
+  run.search->iterationTotal += QVNgetitcnt(run.env, d.nodeLpCopy);
+  return relaxSetBasis(*run.search->nodeLp, colStatus.data(), rowStatus.data(), stat == QVN_STAT_OPTIMAL);
+}
+
+int callHeuristicCallback(MipRun &run, const NodeRecord *current, double objective) {
+  const CallbackSlot &slot = slotOf(run, kHeuristicCallback);
+  if (!slot.function || run.callbackStop != 0) return 0;
+  MipSearch &s = *run.search;
+  const int n = run.model->numCols;
+  const double *point = relaxPrimal(*s.nodeLp);
+  EnvVector<double> x(point, point + n);
+  MipCallbackData d;
+  d.run = &run;
+  d.wherefrom = QVN_CALLBACK_MIP_HEURISTIC;
+  d.node = current;
+  d.inHand = true;
+  d.x = point;
+  d.hasObjective = true;
+  d.objective = objective;
+  d.nodeStatus = QVN_STAT_OPTIMAL;
+  double value = userValue(run, objective);
+  int action = QVN_CALLBACK_DEFAULT;
+  const auto f = reinterpret_cast<QVNheuristiccallbackfunc>(slot.function);
+  const int returned = f(run.env, &d, QVN_CALLBACK_MIP_HEURISTIC, slot.handle, &value, x.data(), &action);
+  if (!keepStop(run, returned, action)) return 0;
+  if (action != QVN_CALLBACK_SET) return 0;
+  // The point is the callback's claim only: bounds, rows and integrality are
+  // tested where it is offered, and the objective is recomputed there.
+  for (double v : x)
+    if (!std::isfinite(v)) return 0;
+  offerIncumbent(run, x.data(), static_cast<int>(s.nodeCount), true);
+  return 0;
+}
+
+void reportDroppedNode(MipRun &run, const NodeRecord &node) {
+  const CallbackSlot &slot = slotOf(run, kDeleteNodeCallback);
+  EnvVector<void *> &handles = run.search->nodeHandles;
+  if (node.nodeId < 0 || node.nodeId >= static_cast<int>(handles.size())) return;
+  if (slot.function) {
+    const auto f = reinterpret_cast<QVNdeletenodecallbackfunc>(slot.function);
+    f(run.env, QVN_CALLBACK_MIP_DELETENODE, slot.handle, node.sequence, handles[static_cast<size_t>(node.nodeId)]);
+  }
+  handles[static_cast<size_t>(node.nodeId)] = nullptr;
+}
+
+int pruneStore(MipRun &run) {
+  MipSearch &s = *run.search;
+  if (!s.nodeHandles.empty())
+    for (const NodeRecord *n : s.store.heap[0])
+      if (n->bound >= s.cutoff) reportDroppedNode(run, *n);
+  return storePrune(s.store, s.cutoff);
+}
+
+void reportRemainingNodes(MipRun &run) {
+  MipSearch &s = *run.search;
+  if (s.nodeHandles.empty()) return;
+  for (const NodeRecord *n : s.store.heap[0]) reportDroppedNode(run, *n);
+  if (s.resume) reportDroppedNode(run, *s.resume);
 }
 
 } // namespace qvn
@@ -174,22 +393,14 @@ int setSlot(QVNCENVptr cenv, MipCallbackKind kind, void *function, void *handle)
   });
 }
 
-int getSlot(QVNCENVptr env, MipCallbackKind kind, void **function, void **handle) {
+template <class F> int getSlot(QVNCENVptr env, MipCallbackKind kind, F *function, void **handle) {
   return guarded(env, [&]() -> int {
     if (!function || !handle) return QVNERR_NULL_POINTER;
-    *function = env->mipCallbacks[kind].function;
+    *function = reinterpret_cast<F>(env->mipCallbacks[kind].function);
     *handle = env->mipCallbacks[kind].handle;
     return 0;
   });
 }
-
-// The wherefrom numbers whose data this file serves.
-bool servedHere(int wherefrom) {
-  return wherefrom == QVN_CALLBACK_MIP || wherefrom == QVN_CALLBACK_MIP_CUT ||
-         wherefrom == QVN_CALLBACK_MIP_INCUMBENT;
-}
-
-int cutCount(const MipSearch &s, int family) { return s.cuts ? s.cuts->applied[family] : 0; }
 
 } // namespace
 
@@ -199,83 +410,58 @@ QVN_API int QVNsetmipcallbackfunc(QVNENVptr env, QVNmipcallbackfunc callback, vo
   return setSlot(env, kMipInfoCallback, reinterpret_cast<void *>(callback), cbhandle);
 }
 QVN_API int QVNgetmipcallbackfunc(QVNCENVptr env, QVNmipcallbackfunc *callback_p, void **cbhandle_p) {
-  void *f = nullptr;
-  const int status = getSlot(env, kMipInfoCallback, &f, cbhandle_p);
-  if (status == 0 && callback_p) *callback_p = reinterpret_cast<QVNmipcallbackfunc>(f);
-  return status;
+  return getSlot(env, kMipInfoCallback, callback_p, cbhandle_p);
 }
 QVN_API int QVNsetincumbentcallbackfunc(QVNENVptr env, QVNincumbentcallbackfunc callback, void *cbhandle) {
   return setSlot(env, kIncumbentCallback, reinterpret_cast<void *>(callback), cbhandle);
 }
 QVN_API int QVNgetincumbentcallbackfunc(QVNCENVptr env, QVNincumbentcallbackfunc *callback_p,
                                         void **cbhandle_p) {
-  void *f = nullptr;
-  const int status = getSlot(env, kIncumbentCallback, &f, cbhandle_p);
-  if (status == 0 && callback_p) *callback_p = reinterpret_cast<QVNincumbentcallbackfunc>(f);
-  return status;
+  return getSlot(env, kIncumbentCallback, callback_p, cbhandle_p);
 }
 QVN_API int QVNsetcutcallbackfunc(QVNENVptr env, QVNcutcallbackfunc callback, void *cbhandle) {
   return setSlot(env, kCutCallback, reinterpret_cast<void *>(callback), cbhandle);
 }
 QVN_API int QVNgetcutcallbackfunc(QVNCENVptr env, QVNcutcallbackfunc *callback_p, void **cbhandle_p) {
-  void *f = nullptr;
-  const int status = getSlot(env, kCutCallback, &f, cbhandle_p);
-  if (status == 0 && callback_p) *callback_p = reinterpret_cast<QVNcutcallbackfunc>(f);
-  return status;
+  return getSlot(env, kCutCallback, callback_p, cbhandle_p);
 }
-
-QVN_API int QVNgetcallbackinfo(QVNCENVptr env, void *cbdata, int wherefrom, int whichinfo, void *result_p) {
-  return guarded(env, [&]() -> int {
-    if (wherefrom >= QVN_CALLBACK_PRIMAL && wherefrom <= QVN_CALLBACK_QPSIMPLEX)
-      return progressInfo(cbdata, wherefrom, whichinfo, result_p);
-    if (!servedHere(wherefrom)) return QVNERR_BAD_ARGUMENT;
-    if (!result_p) return QVNERR_NULL_POINTER;
-    MipCallbackData *d = dataOf(cbdata, wherefrom);
-    if (!d) return QVNERR_CALLBACK;
-    const MipRun &run = *d->run;
-    const MipSearch &s = *run.search;
-    auto *i = static_cast<int *>(result_p);
-    auto *v = static_cast<double *>(result_p);
-    switch (whichinfo) {
-    case 101: *v = s.incumbent.exists ? userValue(run, s.incumbent.objective) : run.sense * 1e75; return 0;
-    case 102: *v = userBound(run, currentBestBound(run, d->node)); return 0;
-    case 103: *i = static_cast<int>(s.nodeCount); return 0;
-    case 104: *i = storeCount(s.store) + (d->node ? 1 : 0); return 0;
-    case 105: *i = static_cast<int>(std::min(s.iterationTotal, 2.1e9)); return 0;
-    case 106: *v = userBound(run, s.cutoff); return 0;
-    case 107: *i = cutCount(s, kCutClique); return 0;
-    case 108: *i = cutCount(s, kCutCover); return 0;
-    case 109: *i = s.incumbent.exists ? 1 : 0; return 0;
-    case 110: *i = cutCount(s, kCutFlow); return 0;
-    case 111: *i = cutCount(s, kCutGub); return 0;
-    case 112: *i = cutCount(s, kCutImplBd); return 0;
-    case 113: *i = 0; return 0;
-    case 115: *i = cutCount(s, kCutFract); return 0;
-    case 117: *i = cutCount(s, kCutDisj); return 0;
-    case 119: *i = cutCount(s, kCutFlowPath); return 0;
-    case 120: *i = cutCount(s, kCutMir); return 0;
-    case 114:
-    case 116:
-    case 118:
-    case 121: *v = 1.0; return 0;  // the passes that report a fraction are over once the tree runs
-    case 122: *i = 0; return 0;
-    case 123: *i = 1; return 0;
-    default: return QVNERR_BAD_ARGUMENT;
-    }
-  });
+QVN_API int QVNsetbranchcallbackfunc(QVNENVptr env, QVNbranchcallbackfunc callback, void *cbhandle) {
+  return setSlot(env, kBranchCallback, reinterpret_cast<void *>(callback), cbhandle);
 }
-
-QVN_API int QVNgetcallbacknodex(QVNCENVptr env, void *cbdata, int wherefrom, double *x, int begin, int end) {
-  return guarded(env, [&]() -> int {
-    if (!servedHere(wherefrom)) return QVNERR_BAD_ARGUMENT;
-    if (!x) return QVNERR_NULL_POINTER;
-    MipCallbackData *d = dataOf(cbdata, wherefrom);
-    if (!d || !d->x) return QVNERR_CALLBACK;
-    const int n = d->run->model->numCols;
-    if (begin < 0 || end >= n || begin > end) return QVNERR_INDEX_RANGE;
-    for (int j = begin; j <= end; ++j) x[j - begin] = d->x[j];
-    return 0;
-  });
+QVN_API int QVNgetbranchcallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *callback_p, void **cbhandle_p) {
+  return getSlot(env, kBranchCallback, callback_p, cbhandle_p);
+}
+QVN_API int QVNsetbranchnosolncallbackfunc(QVNENVptr env, QVNbranchcallbackfunc callback, void *cbhandle) {
+  return setSlot(env, kBranchNoSolnCallback, reinterpret_cast<void *>(callback), cbhandle);
+}
+QVN_API int QVNgetbranchnosolncallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *callback_p, void **cbhandle_p) {
+  return getSlot(env, kBranchNoSolnCallback, callback_p, cbhandle_p);
+}
+QVN_API int QVNsetnodecallbackfunc(QVNENVptr env, QVNnodecallbackfunc callback, void *cbhandle) {
+  return setSlot(env, kNodeCallback, reinterpret_cast<void *>(callback), cbhandle);
+}
+QVN_API int QVNgetnodecallbackfunc(QVNCENVptr env, QVNnodecallbackfunc *callback_p, void **cbhandle_p) {
+  return getSlot(env, kNodeCallback, callback_p, cbhandle_p);
+}
+QVN_API int QVNsetheuristiccallbackfunc(QVNENVptr env, QVNheuristiccallbackfunc callback, void *cbhandle) {
+  return setSlot(env, kHeuristicCallback, reinterpret_cast<void *>(callback), cbhandle);
+}
+QVN_API int QVNgetheuristiccallbackfunc(QVNCENVptr env, QVNheuristiccallbackfunc *callback_p,
+                                        void **cbhandle_p) {
+  return getSlot(env, kHeuristicCallback, callback_p, cbhandle_p);
+}
+QVN_API int QVNsetsolvecallbackfunc(QVNENVptr env, QVNsolvecallbackfunc callback, void *cbhandle) {
+  return setSlot(env, kSolveCallback, reinterpret_cast<void *>(callback), cbhandle);
+}
+QVN_API int QVNgetsolvecallbackfunc(QVNCENVptr env, QVNsolvecallbackfunc *callback_p, void **cbhandle_p) {
+  return getSlot(env, kSolveCallback, callback_p, cbhandle_p);
+}
+QVN_API int QVNsetdeletenodecallbackfunc(QVNENVptr env, QVNdeletenodecallbackfunc callback, void *cbhandle) {
+  return setSlot(env, kDeleteNodeCallback, reinterpret_cast<void *>(callback), cbhandle);
+}
+QVN_API int QVNgetdeletenodecallbackfunc(QVNCENVptr env, QVNdeletenodecallbackfunc *callback_p,
+                                         void **cbhandle_p) {
+  return getSlot(env, kDeleteNodeCallback, callback_p, cbhandle_p);
 }
 
 QVN_API int QVNcutcallbackadd(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,
@@ -283,8 +469,9 @@ QVN_API int QVNcutcallbackadd(QVNCENVptr env, void *cbdata, int wherefrom, int n
   (void)purgeable;
   return guarded(env, [&]() -> int {
     if (wherefrom != QVN_CALLBACK_MIP_CUT) return QVNERR_BAD_ARGUMENT;
-    MipCallbackData *d = dataOf(cbdata, wherefrom);
-    if (!d || d->wherefrom != QVN_CALLBACK_MIP_CUT) return QVNERR_CALLBACK;
+    int status = 0;
+    MipCallbackData *d = callbackDataOf(cbdata, wherefrom, &status);
+    if (!d) return status;
     if (nzcnt < 0) return QVNERR_COUNT_RANGE;
     if (nzcnt > 0 && (!cutind || !cutval)) return QVNERR_NULL_POINTER;
     if (sense != 'L' && sense != 'G' && sense != 'E') return QVNERR_BAD_SENSE;

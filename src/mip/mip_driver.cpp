@@ -9,6 +9,7 @@
 
 #include "mip/mip_log.h"
 #include "mip/debug_solution.h"
+#include "mip/callbacks.h"
 #include "mip/mip_presolve.h"
 #include "mip/mip_run.h"
 #include "mip/plugins.h"
@@ -507,6 +508,7 @@ int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited) {
   }
   if (status == 101 || status == 103) {
     // The tree is exhausted: nothing open is left to bound the optimum.
+    reportRemainingNodes(run);
     storeClear(s.store);
     freeNode(s.resume);
   }

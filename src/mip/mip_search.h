@@ -90,6 +90,8 @@ struct MipSearch {
   qvn::SharedBasis *rootBasis = nullptr;
   // Columns whose node LP bounds differ from the root's now.
   qvn::EnvVector<qvn::BoundChange> applied;
+  // User handles of the nodes a branch callback made, by the node's nodeId.
+  qvn::EnvVector<void *> nodeHandles;
   int lastLoggedNode = -1;
   bool headerPrinted = false;
 };

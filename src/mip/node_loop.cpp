@@ -712,6 +712,7 @@ int runNodeLoop(MipRun &run) {
   EnvVector<BoundChange> proved;
   for (;;) {
     if (current && current->bound >= s.cutoff) {
+      reportDroppedNode(run, *current);
       freeNode(current);
       current = nullptr;
     }
@@ -723,7 +724,7 @@ int runNodeLoop(MipRun &run) {
       return 0;
     }
     if (!current) {
-      current = storePop(s.store);
+      QVN_TRY(popWithNodeCallback(run, &current));
       if (!current) break;
       continue;  // the limits see the popped node's bound first
     }
@@ -742,6 +743,7 @@ int runNodeLoop(MipRun &run) {
     bool branched = false, trialBounds = false, sosBranch = false;
     int callbackRounds = 0, cutRounds = 0;
     for (;;) {
+      QVN_TRY(callSolveCallback(run, current));
       QVN_TRY(solveNode(run, res));
       if (debugHeld) debugCheckNodeResult(run, res);
       if (rounds == 0 && callbackRounds == 0 && cutRounds == 0) updatePseudoCost(run, *current, res);
@@ -900,7 +902,7 @@ int runNodeLoop(MipRun &run) {
       }
     }
     if (newIncumbent) {
-      storePrune(s.store, s.cutoff);
+      pruneStore(run);
       QVN_TRY(heuristicStep(run, kAfterIncumbent));
     }
     if (branched && std::fabs(rec[0].branchValue) > kIntegerLimit) {
@@ -912,14 +914,20 @@ int runNodeLoop(MipRun &run) {
     }
     NodeRecord *next = nullptr;
     CurrentNodeGuard nextGuard{s, next};
+    if (branched || sosBranch) {
+      const BuiltInBranch choice{branched ? rec : nullptr, sosBranch ? &chooseSet(run) : nullptr, res.objective,
+                                 res.sumInf, res.iinf, res.outcome == NodeOutcome::kLpTrouble};
+      QVN_TRY(callBranchCallback(run, *current, choice, &next, &branched, &sosBranch));
+    }
     if (branched) next = branch(run, current, res, rec, trialBounds);
     if (sosBranch) next = branchSos(run, current, res, chooseSet(run));
     if (res.outcome == NodeOutcome::kFractional) {
       // The node LP still holds this node's optimum; the heuristics restore it.
       const int before = s.incumbent.found;
+      QVN_TRY(callHeuristicCallback(run, current, res.objective));
       QVN_TRY(heuristicStep(run, kAtNode));
       if (s.incumbent.found != before) {
-        storePrune(s.store, s.cutoff);
+        pruneStore(run);
         newIncumbent = heuristicIncumbent = true;
       }
     }

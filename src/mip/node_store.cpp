@@ -175,6 +175,11 @@ NodeRecord *storePop(NodeStore &s) {
   return n;
 }
 
+void storeTake(NodeStore &s, NodeRecord *node) {
+  removeBoth(s, node);
+  ++s.popCount;
+}
+
 int storePrune(NodeStore &s, double cutoff) {
   int removed = 0;
   // The bound heap's top is its smallest bound; everything at or above the

@@ -113,6 +113,8 @@ void storePush(NodeStore &s, NodeRecord *node);
 // The next node by the selection rule (or by bound on the BBINTERVAL turns of
 // best-estimate search); null when empty.
 NodeRecord *storePop(NodeStore &s);
+// Takes `node`, one of the heaps' nodes, out of the store as a pop would.
+void storeTake(NodeStore &s, NodeRecord *node);
 // Removes and frees every node whose bound is at or above `cutoff`; returns the count.
 int storePrune(NodeStore &s, double cutoff);
 void storeClear(NodeStore &s);

@@ -59,7 +59,18 @@ struct CallbackSlot {
   void *function;
   void *handle;
 };
-enum MipCallbackKind : int { kMipInfoCallback = 0, kIncumbentCallback = 1, kCutCallback = 2, kMipCallbackKinds = 3 };
+enum MipCallbackKind : int {
+  kMipInfoCallback = 0,
+  kIncumbentCallback = 1,
+  kCutCallback = 2,
+  kBranchCallback = 3,
+  kBranchNoSolnCallback = 4,
+  kNodeCallback = 5,
+  kHeuristicCallback = 6,
+  kSolveCallback = 7,
+  kDeleteNodeCallback = 8,
+  kMipCallbackKinds = 9
+};
 
 } // namespace qvn
 

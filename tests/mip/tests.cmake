@@ -2,6 +2,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   mip/cuts/cut_pool_test.cpp
   mip/cuts/cut_validity_test.cpp
   mip/heuristics_test.cpp
+  mip/mip_callback_kinds_test.cpp
   mip/mip_callback_test.cpp
   mip/mip_check.cpp
   mip/mip_cli_test.cpp
