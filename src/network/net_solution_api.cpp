@@ -208,14 +208,14 @@ QVN_API int QVNNETextract(QVNCENVptr env, QVNNETptr net, QVNCLPptr lp, int *colu
   return guardedNet(env, net, [&](Environment *e, NetProblem *n) -> int {
     const int cols = QVNgetnumcols(e, lp), rows = QVNgetnumrows(e, lp);
     // The count first, so that no short-space probe reaches the error channel.
-    const int total = std::max(0, QVNgetnumnz(e, lp));
+    const int room = std::max(0, QVNgetnumnz(e, lp));
     int surplus = 0, nz = 0;
-    EnvVector<int> start(static_cast<size_t>(cols) + 1), index(static_cast<size_t>(total) + 1);
-    EnvVector<double> value(static_cast<size_t>(total) + 1), obj(static_cast<size_t>(cols) + 1),
+    EnvVector<int> start(static_cast<size_t>(cols) + 1), index(static_cast<size_t>(room) + 1);
+    EnvVector<double> value(static_cast<size_t>(room) + 1), obj(static_cast<size_t>(cols) + 1),
         lower(static_cast<size_t>(cols) + 1), upper(static_cast<size_t>(cols) + 1), rhs(static_cast<size_t>(rows) + 1);
     EnvVector<char> sense(static_cast<size_t>(rows) + 1);
     if (cols > 0) {
-      QVN_TRY(QVNgetcols(e, lp, &nz, start.data(), index.data(), value.data(), total, &surplus, 0, cols - 1));
+      QVN_TRY(QVNgetcols(e, lp, &nz, start.data(), index.data(), value.data(), room, &surplus, 0, cols - 1));
       QVN_TRY(QVNgetobj(e, lp, obj.data(), 0, cols - 1));
       QVN_TRY(QVNgetlb(e, lp, lower.data(), 0, cols - 1));
       QVN_TRY(QVNgetub(e, lp, upper.data(), 0, cols - 1));
