@@ -35,27 +35,31 @@ command -v clp > /dev/null || { echo "clp not installed (apt-get install coinor-
 mkdir -p "$cache"
 results=$(mktemp); cpu=$(mktemp); trap 'rm -f "$results" "$cpu"' EXIT
 command -v /usr/bin/time > /dev/null || { echo "/usr/bin/time is needed (apt-get install time)"; exit 1; }
-# Runs a command and leaves its CPU seconds in $cpu.
-timed() { /usr/bin/time -f '%U %S' -o "$cpu" "$@"; }
+# Runs a command and leaves its CPU seconds in $cpu. The time limit is on
+# CPU seconds too (ulimit -t ends the process), like the times compared, so a
+# loaded machine neither stops a run early nor lets it run on; a wall-clock
+# timeout of several times the limit is only the safety net.
+timed() { /usr/bin/time -f '%U %S' -o "$cpu" bash -c 'ulimit -t "$0"; exec "$@"' "$limit" timeout $((10 * limit + 60)) "$@"; }
 cputime() { awk 'NF == 2 { t = $1 + $2 } END { printf "%.3f", t }' "$cpu"; }
 
 # ours METHOD FILE -> "status obj iters time"
 ours() {
   local out st ob it t
-  out=$(timed timeout $((limit + 30)) "$tool" solve "$2" --method "$1" --time-limit "$limit" --quiet "${params[@]}" 2>&1)
+  out=$(timed "$tool" solve "$2" --method "$1" --quiet "${params[@]}" 2>&1)
   st=$(sed -n 's/^Status: //p' <<< "$out" | tr ' ' '_'); ob=$(sed -n 's/^Objective: //p' <<< "$out")
+  [ -z "$st" ] && grep -q signal "$cpu" && st=cpu_limit
   it=$(sed -n 's/^Iterations: //p' <<< "$out"); t=$(cputime)
   echo "${st:-error} ${ob:-nan} ${it:-0} ${t:-nan}"
 }
 clprun() {
   local out st
-  out=$(timed timeout $((limit + 30)) clp "$1" -sec "$limit" -dualsimplex 2>&1)
+  out=$(timed clp "$1" -dualsimplex 2>&1)
   st=$(grep -E '^(Optimal|Primal infeasible|Dual infeasible|Stopped|Infeasible)' <<< "$out" | tail -1)
   local ob it t
   ob=$(sed -n 's/.*objective \([-0-9.eE+]*\) - .*/\1/p' <<< "$st")
   it=$(sed -n 's/.* - \([0-9]*\) iterations time \([0-9.]*\).*/\1/p' <<< "$st")
   t=$(cputime)
-  case "$st" in Optimal*) st=optimal ;; "") st=error ;; *) st=$(awk '{print tolower($1)}' <<< "$st") ;; esac
+  case "$st" in Optimal*) st=optimal ;; "") st=error; grep -q signal "$cpu" && st=cpu_limit ;; *) st=$(awk '{print tolower($1)}' <<< "$st") ;; esac
   echo "${st} ${ob:-nan} ${it:-0} ${t:-nan}"
 }
 

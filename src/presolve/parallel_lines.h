@@ -1,7 +1,8 @@
 // Search for parallel lines, rows or columns alike: the same index pattern
 // and values in a constant ratio. Candidates are found by a hash of the
 // pattern and of the values divided by the first one; within a bucket each
-// line is compared with a bounded number of later ones.
+// line is compared with a bounded number of later ones, and a line alone in
+// its bucket costs only its hash.
 #pragma once
 #include <algorithm>
 #include <cmath>
@@ -42,7 +43,9 @@ template <class Entries, class Visit> int forParallelPairs(int count, Entries en
   for (size_t g = 0; g < keys.size();) {
     size_t end = g + 1;
     while (end < keys.size() && keys[end].hash == keys[g].hash) ++end;
-    for (size_t p = g; p < end; ++p) {
+    // A line alone under its hash has no partner: most lines are, and their
+    // entries need not be gathered a second time.
+    for (size_t p = g; p + 1 < end; ++p) {
       const int first = keys[p].line;
       entries(first, a);
       if (a.empty()) continue;

@@ -22,9 +22,12 @@ constexpr double kDensityWeight = 0.05;
 
 // Depth-first search from the roots through the edges of each node, given by
 // `range(node, from, to)` as the stretch target(from..to); each node once
-// (marks equal to `stamp`), without recursion: the stack lives in `stack` and
-// `edge`. Writes the nodes to `order` in postorder, so the reverse of `order`
-// puts every node before the nodes its edges lead to. Returns their count.
+// (marks equal to `stamp`), without recursion: the stack lives in `stack`
+// (two ints a level: the node and the end of its edges, so that coming back
+// to a node costs no second look-up of its line; the depth is at most the
+// node count, and the factor's heap holds twice that) and `edge`. Writes the
+// nodes to `order` in postorder, so the reverse of `order` puts every node
+// before the nodes its edges lead to. Returns their count.
 template <class Target, class Range>
 int depthFirst(const int *roots, int rootCount, Target target, Range range, int *mark, int stamp, int *stack,
                int *edge, int *order) {
@@ -36,20 +39,23 @@ int depthFirst(const int *roots, int rootCount, Target target, Range range, int 
     int top = 0, from = 0, to = 0;
     range(root, from, to);
     stack[0] = root;
+    stack[1] = to;
     edge[0] = from;
     for (;;) {
-      range(stack[top], from, to);
+      const int end = stack[2 * top + 1];
       int p = edge[top];
-      while (p < to && mark[target(p)] == stamp) ++p;
-      if (p < to) {
+      while (p < end && mark[target(p)] == stamp) ++p;
+      if (p < end) {
         const int next = target(p);
         edge[top] = p + 1;
         mark[next] = stamp;
         range(next, from, to);
-        stack[++top] = next;
+        ++top;
+        stack[2 * top] = next;
+        stack[2 * top + 1] = to;
         edge[top] = from;
       } else {
-        order[count++] = stack[top];
+        order[count++] = stack[2 * top];
         if (top-- == 0) break;
       }
     }
