@@ -25,7 +25,8 @@ bool isCrossover(int wherefrom) {
 
 int progressInfo(void *cbdata, int wherefrom, int whichinfo, void *result) {
   auto *p = static_cast<LpProgress *>(cbdata);
-  if (!p || p->wherefrom != wherefrom) return QVNERR_CALLBACK;
+  if (!p) return QVNERR_CALLBACK;
+  if (p->magic != kLpProgressMagic || p->wherefrom != wherefrom) return QVNERR_BAD_ARGUMENT;
   if (!result) return QVNERR_NULL_POINTER;
   auto *i = static_cast<int *>(result);
   auto *v = static_cast<double *>(result);

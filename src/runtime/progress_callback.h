@@ -9,7 +9,12 @@ struct Environment;
 
 namespace qvn {
 
+constexpr unsigned kLpProgressMagic = 0x4c50524fu;
+
 struct LpProgress {
+  // First, so that a record of another kind handed to the getter is told
+  // apart from this one.
+  unsigned magic = kLpProgressMagic;
   int wherefrom = 0;
   int iterations = 0;
   // Objectives (the user's sense, with the constant) and infeasibility sums:
@@ -28,8 +33,8 @@ bool progressCallbackSet(const Environment *env);
 // 0 to go on; non-zero when the callback asks the run to stop.
 int reportProgress(const Environment *env, LpProgress &p);
 // QVNgetcallbackinfo for the wherefrom numbers of the continuous optimizers
-// (1 to 9): 0, 1003 for an info number this wherefrom does not give, 1006
-// for a missing record.
+// (1 to 9): 0; 1003 for an info number this wherefrom does not give or a
+// record of another call; 1006 for a missing record.
 int progressInfo(void *cbdata, int wherefrom, int whichinfo, void *result);
 
 } // namespace qvn

@@ -77,7 +77,9 @@ TEST_F(NetHybrid, NetworkStartReachesTheDualSimplexAnswer) {
         }
         const int stat = QVNgetstat(env, lp);
         // Infeasible and unbounded may be told apart differently by the loops.
-        if (refStat == QVN_STAT_OPTIMAL || stat == QVN_STAT_OPTIMAL) EXPECT_EQ(stat, refStat) << "way " << way;
+        if (refStat == QVN_STAT_OPTIMAL || stat == QVN_STAT_OPTIMAL) {
+          EXPECT_EQ(stat, refStat) << "way " << way;
+        }
         if (stat == QVN_STAT_OPTIMAL && refStat == QVN_STAT_OPTIMAL) {
           double objective = 0;
           QVNgetobjval(env, lp, &objective);
@@ -90,7 +92,9 @@ TEST_F(NetHybrid, NetworkStartReachesTheDualSimplexAnswer) {
             for (double &v : x) v = std::round(v * 1e6) / 1e6;
             EXPECT_EQ(checkOptimal(t, x, pi), "") << "way " << way;
             // The network's tree is already optimal for the whole LP.
-            if (way == 0) EXPECT_EQ(QVNgetitcnt(env, lp), 0);
+            if (way == 0) {
+              EXPECT_EQ(QVNgetitcnt(env, lp), 0);
+            }
           }
         }
         QVNfreeprob(env, &lp);

@@ -101,7 +101,9 @@ TEST_F(NetlibPresolve, PrimalReductionsKeepAKnownOptimum) {
     EXPECT_EQ(QVNpresolve(env, lp, 2), 0);
     // The log agrees with the point: fixed values, substitution rows and
     // the reduced objective with its constant.
-    if (lp->presolved && lp->presolved->reduced) EXPECT_EQ(qvn::checkPostsolve(env, lp, *lp->presolved, x.data()), 0);
+    if (lp->presolved && lp->presolved->reduced) {
+      EXPECT_EQ(qvn::checkPostsolve(env, lp, *lp->presolved, x.data()), 0);
+    }
     // The same point pushed far outside a column's bounds and so off its rows.
     for (int j = 0; j < n; ++j) x[j] += 1e3 * (1.0 + std::fabs(x[j]));
     qvn::setPresolveTestSolution(lp, x.data());
