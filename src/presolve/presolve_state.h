@@ -246,8 +246,11 @@ int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
 // 1101 when a row's implied bounds leave a column no room.
 int boundStrengthening(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
 // The stored implied bounds of column j, when still valid, tighten lo/up.
+// Not in a MIP: the integer passes rewrite and drop rows under the stored
+// bounds without the epoch knowing, and an integer column substituted on
+// such a bound came back outside its own bounds (harp2).
 inline void storedImplied(const PresolveState &s, int j, double &lo, double &up) {
-  if (s.impliedStamp.empty() || s.impliedStamp[j] != s.impliedEpoch) return;
+  if (s.mip || s.impliedStamp.empty() || s.impliedStamp[j] != s.impliedEpoch) return;
   lo = std::max(lo, s.impliedLower[j]);
   up = std::min(up, s.impliedUpper[j]);
 }
