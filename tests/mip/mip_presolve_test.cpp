@@ -530,6 +530,19 @@ TEST_F(MipPresolveTest, MiplibOptimaSurvivePresolve) {
     ASSERT_EQ(QVNgetx(env, lp, x.data(), 0, m.lp.numCols() - 1), 0);
     EXPECT_EQ(checkIntegerSolution(m, x, again, 0.0), "") << name;
   }
+  // harp2's root incumbent, found in the reduced problem, came back with a
+  // binary at -26 when presolve substituted columns on implied bounds that
+  // its integer passes had since undone.
+  const std::string harp2 = dir + "/miplib3/harp2.mps.gz";
+  if (std::filesystem::exists(harp2)) {
+    ASSERT_EQ(QVNreadcopyprob(env, lp, harp2.c_str(), nullptr), 0);
+    const MipModel m = readMipModel(env, lp);
+    QVNsetintparam(env, QVN_PARAM_NODELIM, 0);
+    ASSERT_EQ(QVNmipopt(env, lp), 0);
+    QVNsetintparam(env, QVN_PARAM_NODELIM, 2100000000);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_NODE_LIM_FEAS);
+    EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  }
 }
 
 } // namespace
