@@ -15,14 +15,6 @@ int reportProgress(const Environment *env, LpProgress &p) {
   return gp.lpCallback(env, &p, p.wherefrom, gp.lpCallbackHandle);
 }
 
-namespace {
-
-bool isCrossover(int wherefrom) {
-  return wherefrom == QVN_CALLBACK_PRIMAL_CROSSOVER || wherefrom == QVN_CALLBACK_DUAL_CROSSOVER;
-}
-
-} // namespace
-
 int progressInfo(void *cbdata, int wherefrom, int whichinfo, void *result) {
   auto *p = static_cast<LpProgress *>(cbdata);
   if (!p) return QVNERR_CALLBACK;
@@ -30,17 +22,14 @@ int progressInfo(void *cbdata, int wherefrom, int whichinfo, void *result) {
   if (!result) return QVNERR_NULL_POINTER;
   auto *i = static_cast<int *>(result);
   auto *v = static_cast<double *>(result);
-  const bool presolve = wherefrom == QVN_CALLBACK_PRESOLVE;
-  if (presolve || isCrossover(wherefrom)) {
+  if (wherefrom == QVN_CALLBACK_PRESOLVE) {
     switch (whichinfo) {
-    case QVN_CALLBACK_INFO_PRESOLVE_ROWSGONE: if (!presolve) break; *i = p->rowsGone; return 0;
-    case QVN_CALLBACK_INFO_PRESOLVE_COLSGONE: if (!presolve) break; *i = p->colsGone; return 0;
-    case QVN_CALLBACK_INFO_PRESOLVE_AGGSUBST: if (!presolve) break; *i = p->substitutions; return 0;
-    case QVN_CALLBACK_INFO_PRESOLVE_BOUNDS: if (!presolve) break; *i = p->boundChanges; return 0;
-    case QVN_CALLBACK_INFO_ITCOUNT: if (presolve) break; *i = p->iterations; return 0;
-    default: break;
+    case QVN_CALLBACK_INFO_PRESOLVE_ROWSGONE: *i = p->rowsGone; return 0;
+    case QVN_CALLBACK_INFO_PRESOLVE_COLSGONE: *i = p->colsGone; return 0;
+    case QVN_CALLBACK_INFO_PRESOLVE_AGGSUBST: *i = p->substitutions; return 0;
+    case QVN_CALLBACK_INFO_PRESOLVE_BOUNDS: *i = p->boundChanges; return 0;
+    default: return QVNERR_BAD_ARGUMENT;
     }
-    return QVNERR_BAD_ARGUMENT;
   }
   if (p->measure) {
     p->measure(p->source, *p);
