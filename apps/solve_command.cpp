@@ -384,6 +384,9 @@ int runSolve(int argc, char **argv) {
   QVNaddfpdest(env, error, stderr);
   QVNaddfpdest(env, warning, stderr);
   if (!o.quiet) QVNaddfpdest(env, results, stdout);
+  // --time-limit is a wall-clock deadline; a parameter file or --param may
+  // still ask for the process clock.
+  if (o.timeLimit >= 0) QVNsetintparam(env, QVN_PARAM_CLOCKTYPE, 2);
   if (!o.paramsFile.empty() && (status = QVNreadcopyparam(env, o.paramsFile.c_str())) != 0)
     return finish(fail(env, "reading the parameter file", status));
   // The type probes of setParam fail by design on the other types: keep

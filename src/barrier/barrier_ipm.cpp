@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <ctime>
 
 #include "barrier/ipm.h"
 #include "runtime/environment.h"
+#include "runtime/limit_clock.h"
 #include "runtime/params.h"
 
 namespace qvn {
@@ -22,15 +22,13 @@ constexpr double kLpCap = 1.000050003, kQpCap = 1.005025126;
 // share of the objective with it (plus the floor).
 constexpr double kShiftShare = 1e-4, kShiftFloor = 1e-4;
 
-double processSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
-
 struct Run {
   Environment *env;
   const WorkLp &w;
   const BarrierControl &ctl;
   BarrierProblem &p;
   NormalSystem &s;
-  double clockStart;
+  LimitClock clock;
   int maxCount = 1;
   int iteration = 0;
 };
@@ -84,7 +82,7 @@ int iterate(Run &run, BarrierIterate &it, bool useInfRatio) {
   for (;;) {
     computeResiduals(p, it, r);
     printLine(run, run.iteration, it);
-    const int status = barrierStopTest(p, it, r, history, st, run.iteration, processSeconds() - run.clockStart, run.env);
+    const int status = barrierStopTest(p, it, r, history, st, run.iteration, limitSeconds(run.clock), run.env);
     if (status != 0) return status;
     const auto begin = std::chrono::steady_clock::now();
     run.s.solveSeconds = 0.0;
@@ -163,7 +161,7 @@ void barrierControlFromParams(const Environment *env, BarrierControl &ctl) {
 }
 
 int barrierRun(Environment *env, const WorkLp &w, const BarrierControl &ctl, BarrierResult &out) {
-  const double clockStart = processSeconds();
+  const LimitClock clock = startLimitClock(env);
   const auto wallStart = std::chrono::steady_clock::now();
   BarrierProblem p;
   buildBarrierProblem(w, ctl.qdiag, p);
@@ -173,7 +171,7 @@ int barrierRun(Environment *env, const WorkLp &w, const BarrierControl &ctl, Bar
   out.factorNonzeros = s.factor.nonzeros;
   out.factorFlops = s.factor.flops;
   out.denseColumns = static_cast<int>(s.factor.dense.columns.size());
-  Run run{env, w, ctl, p, s, clockStart};
+  Run run{env, w, ctl, p, s, clock};
   run.maxCount = correctionCount(ctl.maxCorrections, p, s.factor);
   if (ctl.display > 1) QVNmsg(env->resultsChannel, "Max number of central corrections is %d\n", run.maxCount - 1);
   BarrierIterate it;

@@ -177,7 +177,7 @@ bool crossoverLimitHit(CrossoverWork &cw) {
     cw.stopStatus = kRunIterLimit;
   else if (terminateRequested(e.env))
     cw.stopStatus = kRunAborted;
-  else if (e.timeLimit < 1e74 && moves % 10 == 0 && secondsSince(cw.began) > e.timeLimit)
+  else if (e.timeLimit < 1e74 && moves % 10 == 0 && limitSeconds(e.limitClock) > e.timeLimit)
     cw.stopStatus = kRunTimeLimit;
   return cw.stopStatus != 0;
 }

@@ -17,7 +17,6 @@
 // are on, with the full optimizer (branch and bound for a MIP), so that the
 // conflict it returns is confirmed by a second path.
 #include <algorithm>
-#include <chrono>
 
 #include "diagnostics/conflict.h"
 #include "formats/model_image.h"
@@ -25,6 +24,7 @@
 #include "runtime/channels.h"
 #include "runtime/environment.h"
 #include "runtime/errors.h"
+#include "runtime/limit_clock.h"
 #include "runtime/params.h"
 #include "runtime/progress_callback.h"
 #include "simplex/engine.h"
@@ -33,8 +33,6 @@
 namespace qvn {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 enum class Verdict { kInfeasible, kFeasible, kStopped };
 
@@ -102,7 +100,7 @@ struct ConflictRun {
   Problem *augmented = nullptr, *copy = nullptr;
   LpRelaxation *relaxation = nullptr;
   // Search state.
-  Clock::time_point start;
+  LimitClock start;
   double timeLimit = 1e75;
   int itLimit = 2100000000;
   int display = 0, iteration = 0, status = 0, numMembers = 0;
@@ -114,7 +112,7 @@ struct ConflictRun {
     if (copy) freeProblem(env, copy);
   }
 
-  double elapsed() const { return std::chrono::duration<double>(Clock::now() - start).count(); }
+  double elapsed() const { return limitSeconds(start); }
 };
 
 int buildRun(ConflictRun &run, Problem *lp) {
@@ -465,7 +463,7 @@ int refineConflict(Environment *env, Problem *lp, ConflictResult &groups, const 
   ConflictRun run;
   run.env = env;
   run.groups = &groups;
-  run.start = Clock::now();
+  run.start = startLimitClock(env);
   SavedParams saved(env);
   // The tests solve copies of the model's own rows, so rows kept beside the
   // model and the cut callback take no part; the caller is told.

@@ -106,7 +106,7 @@ MipControl buildControl(Environment *env, const LpData &d) {
   default: break;
   }
   c.objectiveStep = objectiveStep(d);
-  c.start = std::chrono::steady_clock::now();
+  c.start = startLimitClock(env);
   return c;
 }
 
@@ -520,7 +520,7 @@ int mipopt(Environment *env, Problem *lp, const ReducedRunContext *inherited) {
 } // namespace
 
 double elapsedSeconds(const MipRun &run) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - run.control.start).count();
+  return limitSeconds(run.control.start);
 }
 
 int mipRoot(MipRun &run) {

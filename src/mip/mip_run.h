@@ -54,6 +54,7 @@ struct MipRun {
   int callbackStop = 0;
 };
 
+// Seconds of the run on its limit clock (process time unless CLOCKTYPE is 2).
 double elapsedSeconds(const MipRun &run);
 // Objective value in the user's sense of a minimization-sense value.
 inline double userValue(const MipRun &run, double v) { return run.sense * v; }

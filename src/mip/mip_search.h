@@ -10,6 +10,7 @@
 #include "model/attachments.h"
 #include "model/problem.h"
 #include "runtime/environment.h"
+#include "runtime/limit_clock.h"
 
 namespace qvn {
 
@@ -50,7 +51,7 @@ struct MipControl {
   // Every integer solution's objective is the offset plus a multiple of this
   // step (0 when no such step is known).
   double objectiveStep = 0.0;
-  std::chrono::steady_clock::time_point start;
+  LimitClock start;
 };
 
 } // namespace qvn

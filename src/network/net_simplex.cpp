@@ -6,6 +6,7 @@
 
 #include "network/net_simplex.h"
 #include "runtime/errors.h"
+#include "runtime/limit_clock.h"
 #include "simplex/fpu_precision.h"
 
 namespace qvn {
@@ -23,6 +24,7 @@ struct NetRun {
   NetPricer *pricer;
   NetStep step;
   Clock::time_point started;
+  LimitClock limitClock;
   EnvVector<int> order;        // preorder of the tree, for the flows
   EnvVector<int> flagChanged;  // the pivot's notes, one slot per node
   EnvVector<double> heldCost;  // true costs while a phase 1 round prices without them
@@ -212,7 +214,7 @@ bool limitReached(NetRun &run) {
   int stopped = 0;
   if (net->abortFlag) stopped = phase1 ? kNetPhase1Abort : kNetPhase2Abort;
   else if (net->iterationCount >= run.env->netParams->netitlim) stopped = phase1 ? kNetPhase1ItLim : kNetPhase2ItLim;
-  else if (run.env->generalParams->tilim < 1e74 && elapsed(run) >= run.env->generalParams->tilim)
+  else if (run.env->generalParams->tilim < 1e74 && limitSeconds(run.limitClock) >= run.env->generalParams->tilim)
     stopped = phase1 ? kNetPhase1TimeLim : kNetPhase2TimeLim;
   if (stopped == 0) return false;
   net->state = stopped;
@@ -465,6 +467,7 @@ int netPrimopt(Environment *env, NetProblem *net) {
   run.net = net;
   run.pricer = net->pricer;
   run.started = Clock::now();
+  run.limitClock = startLimitClock(env);
   // The simplex minimizes: a maximization runs on negated costs.
   const bool negate = net->objSense < 0;
   if (negate)

@@ -4,6 +4,7 @@ list(APPEND QUORVAN_SOURCES
   src/runtime/debug_checks.cpp
   src/runtime/environment.cpp
   src/runtime/errors.cpp
+  src/runtime/limit_clock.cpp
   src/runtime/file_backends.cpp
   src/runtime/files.cpp
   src/runtime/param_file.cpp

@@ -39,6 +39,7 @@ int engineSetup(SimplexEngine &e, Environment *env, const WorkLp &lp) {
   e.dualPricing = static_cast<DualPricingKind>(gp.dpriind);
   e.primalPricing = static_cast<PrimalPricingKind>(gp.ppriind);
   e.start = std::chrono::steady_clock::now();
+  e.limitClock = startLimitClock(env);
   e.factorCurrent = false;
   return factorSetup(e.factor, env, lp, e.head.data());
 }
@@ -344,8 +345,7 @@ int checkLimits(SimplexEngine &e) {
   // Every tenth iteration: on a large LP a hundred iterations can take a
   // good part of a second, beyond what a time limit may overrun.
   if (e.iterations > 0 && e.iterations % 10 == 0 && e.timeLimit < 1e74) {
-    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - e.start).count();
-    if (elapsed > e.timeLimit) return kRunTimeLimit;
+    if (limitSeconds(e.limitClock) > e.timeLimit) return kRunTimeLimit;
   }
   // A long solve tells the caller it is alive: at most every thousand
   // iterations and every ten seconds.

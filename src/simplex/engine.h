@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "runtime/environment.h"
+#include "runtime/limit_clock.h"
 #include "simplex/basis_factor.h"
 #include "simplex/hvector.h"
 #include "simplex/work_lp.h"
@@ -116,7 +117,8 @@ struct SimplexEngine {
   int iterations = 0, phase1Iterations = 0;
   int iterationLimit = 0;
   double timeLimit = 0.0;
-  std::chrono::steady_clock::time_point start;
+  std::chrono::steady_clock::time_point start;  // for the log's elapsed time
+  LimitClock limitClock;                         // for the time limit
   double primalTol = 1e-6, dualTol = 1e-6;
   int display = 1;
   bool logStarted = false;

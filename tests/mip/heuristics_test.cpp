@@ -84,7 +84,7 @@ protected:
     run.sense = lp->lpData->objSense >= 0 ? 1 : -1;
     run.control.epint = 1e-5;
     run.control.display = 0;
-    run.control.start = std::chrono::steady_clock::now();
+    run.control.start = qvn::startLimitClock(env);
     int status = 0;
     EXPECT_EQ(qvn::relaxSolve(*run.search->nodeLp, qvn::RelaxSolveLimits{}, &status), 0);
     EXPECT_EQ(status, qvn::kRunOptimal);

@@ -1,9 +1,11 @@
 // The progress callback of the continuous optimizers: who calls it, what it
 // may read, and that its answer stops the run it came from and nothing else.
 // Every optimum a run reaches is checked from outside (lp_model.h).
+#include <chrono>
 #include <cmath>
 #include <random>
 #include <set>
+#include <thread>
 #include <vector>
 
 #include "support/lp_model.h"
@@ -285,6 +287,32 @@ TEST_F(ProgressCallback, ConflictThatFullSolvesCannotReproduceIs1720) {
   EXPECT_NE(takeErrors().find("could not reproduce previously found infeasibility"), std::string::npos);
   EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_CONFLICT_NONMINIMAL);
   EXPECT_GT(calls, 1);
+  ASSERT_EQ(QVNsetlpcallbackfunc(env, nullptr, nullptr), 0);
+}
+
+// Time limits count process time by default: a run whose caller sleeps in the
+// callback uses little of it and ends optimal, while on the wall clock
+// (CLOCKTYPE 2) the same run stops at the limit. Both loops and the barrier.
+int sleepAtFirst(QVNCENVptr, void *, int, void *handle) {
+  // The first ten calls sleep 0.2 s in all: twice the limit on the wall clock.
+  if (++*static_cast<int *>(handle) <= 10) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  return 0;
+}
+
+TEST_F(ProgressCallback, TimeLimitsCountTheClockTheCallerChose) {
+  int calls = 0;
+  ASSERT_EQ(QVNsetlpcallbackfunc(env, sleepAtFirst, &calls), 0);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_TILIM, 0.1), 0);
+  for (auto opt : {QVNprimopt, QVNdualopt, QVNbaropt}) {
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_CLOCKTYPE, 2), 0);
+    calls = 0;
+    ASSERT_EQ(opt(env, lp), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_ABORT_TIME_LIM);
+    ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_CLOCKTYPE, 1), 0);
+    calls = 0;
+    expectOptimal(opt);
+    EXPECT_GT(calls, 10);
+  }
   ASSERT_EQ(QVNsetlpcallbackfunc(env, nullptr, nullptr), 0);
 }
 
