@@ -48,6 +48,20 @@ ModelImage columnsNamed(const std::vector<std::string> &names) {
 
 class WriterRoundTrip : public FormatFixture {
 protected:
+  // Reads `file` into a fresh problem and solves it: its status must be
+  // optimal; the objective value.
+  double optimumOf(const std::string &file) {
+    SCOPED_TRACE(file);
+    int status = 0;
+    QVNLPptr lp = QVNcreateprob(env, &status, "optimum");
+    double z = NAN;
+    EXPECT_EQ(QVNreadcopyprob(env, lp, file.c_str(), nullptr), 0);
+    EXPECT_EQ(QVNlpopt(env, lp), 0);
+    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
+    EXPECT_EQ(QVNgetobjval(env, lp, &z), 0);
+    EXPECT_EQ(QVNfreeprob(env, &lp), 0);
+    return z;
+  }
   // Writes `m` in `type`, reads it back and compares; the status of the write.
   int roundTrip(const ModelImage &m, const char *type, ModelImage *back = nullptr, double tolerance = 1e-14) {
     const std::string file = path(std::string("model.") + type);
@@ -248,19 +262,7 @@ TEST_F(WriterRoundTrip, ABoundOf1e19SurvivesConversionWithItsOptimum) {
   ASSERT_EQ(readModelImage(env, path("big.mps").c_str(), nullptr, fromMps), 0);
   ASSERT_EQ(fromMps.numCols, 2);
   EXPECT_EQ(fromMps.upper[0], 1e19);
-  for (const std::string &file : {lpFile, path("big.mps")}) {
-    SCOPED_TRACE(file);
-    int status = 0;
-    QVNLPptr lp = QVNcreateprob(env, &status, "big");
-    ASSERT_NE(lp, nullptr);
-    ASSERT_EQ(QVNreadcopyprob(env, lp, file.c_str(), nullptr), 0);
-    ASSERT_EQ(QVNlpopt(env, lp), 0);
-    double z = 0;
-    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
-    EXPECT_EQ(QVNgetobjval(env, lp, &z), 0);
-    EXPECT_EQ(z, -1e19);
-    EXPECT_EQ(QVNfreeprob(env, &lp), 0);
-  }
+  for (const std::string &file : {lpFile, path("big.mps")}) EXPECT_EQ(optimumOf(file), -1e19) << file;
   // At 1e20 and beyond a bound is infinite in every reader.
   ModelImage m;
   ASSERT_EQ(readText("inf.mps",
@@ -288,27 +290,9 @@ TEST_F(WriterRoundTrip, ForplanKeepsItsColumnsAndOptimumThroughLp) {
   EXPECT_EQ(back.numCols, 421 + ranged);
   EXPECT_EQ(compareRoundTrip(original, back, true), "");
   // The optimum of the reference list, from the original and from the LP file.
-  double reference = 0;
-  std::ifstream tsv(dir + "/netlib/reference.tsv");
-  for (std::string line; std::getline(tsv, line);) {
-    std::istringstream fields(line);
-    std::string name, status;
-    if (fields >> name >> status && name == "forplan") fields >> reference;
-  }
-  ASSERT_NE(reference, 0.0);
-  for (const std::string &model : {file, path("forplan.lp")}) {
-    SCOPED_TRACE(model);
-    int status = 0;
-    QVNLPptr lp = QVNcreateprob(env, &status, "forplan");
-    ASSERT_NE(lp, nullptr);
-    ASSERT_EQ(QVNreadcopyprob(env, lp, model.c_str(), nullptr), 0);
-    ASSERT_EQ(QVNlpopt(env, lp), 0);
-    double z = 0;
-    EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_OPTIMAL);
-    EXPECT_EQ(QVNgetobjval(env, lp, &z), 0);
-    EXPECT_NEAR(z, reference, 1e-6 * std::fabs(reference));
-    EXPECT_EQ(QVNfreeprob(env, &lp), 0);
-  }
+  const double reference = qvntest::referenceOptima("netlib").at("forplan");
+  for (const std::string &model : {file, path("forplan.lp")})
+    EXPECT_NEAR(optimumOf(model), reference, 1e-6 * std::fabs(reference)) << model;
   takeWarnings();
   takeResults();
 }

@@ -16,20 +16,6 @@ namespace {
 
 using qvntest::EnvFixture;
 
-std::map<std::string, double> readReference(const std::string &dir) {
-  std::map<std::string, double> ref;
-  std::ifstream in(dir + "/netlib/reference.tsv");
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::istringstream fields(line);
-    std::string name, status;
-    double value = 0;
-    if (fields >> name >> status >> value && status == "optimal") ref[name] = value;
-  }
-  return ref;
-}
-
 class NetlibPresolve : public EnvFixture {
 protected:
   // Objective without the constant of the objective row, as the reference counts it.
@@ -57,7 +43,7 @@ protected:
   void run(const std::vector<std::string> &names) {
     const std::string dir = qvntest::sharedDataDir();
     if (dir.empty()) GTEST_SKIP() << "shared data absent";
-    const auto ref = readReference(dir);
+    const auto ref = qvntest::referenceOptima("netlib");
     ASSERT_FALSE(ref.empty());
     QVNsetintparam(env, QVN_PARAM_SIMDISPLAY, 0);
     for (const std::string &name : names) {

@@ -113,16 +113,10 @@ LpModel readNetlibModel(QVNENVptr env, const std::string &dataDir, const std::st
   return m;
 }
 
-double referenceObjective(const std::string &dataDir, const std::string &name) {
-  std::ifstream in(dataDir + "/netlib/reference.tsv");
-  std::string line;
-  while (std::getline(in, line)) {
-    std::istringstream fields(line);
-    std::string model, status;
-    double value = 0;
-    if (fields >> model >> status >> value && model == name) return value;
-  }
-  return NAN;
+double referenceObjective(const std::string &, const std::string &name) {
+  const auto optima = referenceOptima("netlib");
+  const auto it = optima.find(name);
+  return it == optima.end() ? NAN : it->second;
 }
 
 } // namespace qvntest

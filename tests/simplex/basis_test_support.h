@@ -13,18 +13,7 @@
 
 namespace qvntest {
 
-inline std::map<std::string, double> netlibReference(const std::string &dir) {
-  std::map<std::string, double> ref;
-  std::ifstream in(dir + "/reference.tsv");
-  std::string line;
-  while (std::getline(in, line)) {
-    std::istringstream fields(line);
-    std::string name, status;
-    double value = 0;
-    if (fields >> name >> status >> value) ref[name] = value;
-  }
-  return ref;
-}
+inline std::map<std::string, double> netlibReference(const std::string &) { return referenceOptima("netlib"); }
 
 // Column `var` of the caller's basis matrix: a structural column, or the
 // unit vector of a row's slack (head entry -1-i), dense over the rows.

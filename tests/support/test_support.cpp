@@ -5,6 +5,8 @@
 #endif
 
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "runtime/debug_checks.h"
 
@@ -62,6 +64,22 @@ int captureMessages(QVNENVptr env, std::string *text, bool results, bool warning
 std::string sharedDataDir() {
   const std::filesystem::path dir = std::filesystem::path(QUORVAN_SOURCE_DIR) / ".." / "shared" / "data";
   return std::filesystem::is_directory(dir) ? dir.lexically_normal().string() : std::string();
+}
+
+std::map<std::string, double> referenceOptima(const std::string &collection) {
+  std::map<std::string, double> optima;
+  const std::string dir = sharedDataDir();
+  if (dir.empty()) return optima;
+  std::ifstream in(dir + "/" + collection + "/reference.tsv");
+  std::string line;
+  for (int guard = 0; guard < 10000 && std::getline(in, line); ++guard) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream fields(line);
+    std::string name, status;
+    double value = 0.0;
+    if (fields >> name >> status >> value && status == "optimal") optima[name] = value;
+  }
+  return optima;
 }
 
 #if defined(__SANITIZE_ADDRESS__)

@@ -2,6 +2,7 @@
 #pragma once
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,12 @@ int captureMessages(QVNENVptr env, std::string *text, bool results, bool warning
 
 // Directory with the shared public test models, or "" when absent.
 std::string sharedDataDir();
+
+// The published objectives of a collection of the shared models
+// (`collection` is "netlib" or "miplib3"): model name to the value of its
+// reference.tsv line, for the lines whose status is "optimal". Empty when
+// the data are absent.
+std::map<std::string, double> referenceOptima(const std::string &collection);
 
 // While one lives, the sanitizer's leak checker ignores what is allocated.
 // Only for the tests that inject allocation failures into the tree: some
