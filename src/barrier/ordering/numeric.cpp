@@ -27,16 +27,12 @@ constexpr int kExtendedGroup = 64;
 constexpr int kPanel = 16;
 
 struct Workspace {
-  EnvVector<int> pos, touched, rel;
-  EnvVector<double> acc, update, partial;
+  EnvVector<int> pos, rel;
+  EnvVector<double> update, partial;
   EnvVector<long double> column;
-  EnvVector<char> seen;
   void size(int m, int maxRows) {
     pos.assign(static_cast<size_t>(m), 0);
-    touched.reserve(static_cast<size_t>(m));
     rel.assign(static_cast<size_t>(maxRows), 0);
-    acc.assign(static_cast<size_t>(m), 0.0);
-    seen.assign(static_cast<size_t>(m), 0);
     update.assign(static_cast<size_t>(maxRows) * kUpdateChunk, 0.0);
     column.assign(static_cast<size_t>(maxRows) * kPanel, 0.0L);
     partial.assign(static_cast<size_t>(maxRows), 0.0);
@@ -53,37 +49,31 @@ struct Job {
   double shiftValue;
 };
 
+// Columns of M = A diag(d) A' + diag(e) into the block, the lower part only:
+// row t of A's row-wise copy holds a_old,j, and column j's sorted entries
+// from entryPos[t] on are the rows at or below column c. Every such row is
+// in the supernode's row list, so the sums go straight to their places.
 void assemble(const Job &job, int s, double *block, int count) {
-  const NormalPattern &p = *job.p;
-  CholeskyFactor &f = *job.f;
-  Workspace &w = *job.ws;
+  const CholeskyFactor &f = *job.f;
+  const int *__restrict pos = job.ws->pos.data();
+  const int *__restrict sortedRow = f.sortedRow.data();
+  const double *__restrict sortedVal = f.sortedVal.data();
+  const int *__restrict colStart = job.p->start;
+  const int *__restrict rowCol = f.rowCol.data();
+  const double *__restrict rowVal = f.rowVal.data();
+  const double *__restrict d = job.d;
   const int first = f.superStart[s], width = f.superStart[s + 1] - first;
   for (int c = first; c < first + width; ++c) {
     const int old = f.perm[c];
-    w.touched.clear();
-    w.acc[c] += job.e[old];
-    w.seen[c] = 1;
-    w.touched.push_back(c);
+    double *__restrict col = block + static_cast<size_t>(c - first) * count;
+    col[c - first] += job.e[old];
     for (int t = f.rowPtr[old]; t < f.rowPtr[old + 1]; ++t) {
-      const int j = f.rowCol[t];
-      const double a = f.rowVal[t] * job.d[j];
-      for (int k = p.start[j]; k < p.start[j + 1]; ++k) {
-        const int r = f.iperm[p.index[k]];
-        if (r < c) continue;
-        w.acc[r] += a * p.value[k];
-        if (!w.seen[r]) {
-          w.seen[r] = 1;
-          w.touched.push_back(r);
-        }
-      }
+      const int j = rowCol[t];
+      const double a = rowVal[t] * d[j];
+      const int end = colStart[j + 1];
+      for (int k = f.entryPos[t]; k < end; ++k) col[pos[sortedRow[k]]] += a * sortedVal[k];
     }
-    double *col = block + static_cast<size_t>(c - first) * count;
-    for (int r : w.touched) {
-      col[w.pos[r]] += w.acc[r];
-      w.acc[r] = 0.0;
-      w.seen[r] = 0;
-    }
-    f.diag0[c] = col[c - first];
+    job.f->diag0[c] = col[c - first];
   }
 }
 
