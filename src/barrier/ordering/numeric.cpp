@@ -79,10 +79,13 @@ void assemble(const Job &job, int s, double *block, int count) {
 
 // c(i, j) += sum over k of a(i, k) b(j, k) for i < rows, j < cols; all three
 // column-major with the given leading dimensions. Tiles of 8 x 4 stay in
-// registers over the whole sum; a second build for processors with FMA and
-// 256-bit vectors is chosen at run time.
-__attribute__((target_clones("arch=haswell", "default")))
-void tileProduct(int rows, int cols, int width, const double *a, int lda, const double *b, int ldb, double *c, int ldc) {
+// registers over the whole sum. The kernel is built twice, plainly and for
+// processors with FMA and 256-bit vectors, and the second is chosen at run
+// time by the features the processor reports (a choice by processor model
+// would never pick it on processors of another maker).
+template <int Build>
+inline __attribute__((always_inline)) void tileKernel(int rows, int cols, int width, const double *a, int lda,
+                                                      const double *b, int ldb, double *c, int ldc) {
   int j = 0;
   for (; j + 4 <= cols; j += 4) {
     int i = 0;
@@ -119,6 +122,25 @@ void tileProduct(int rows, int cols, int width, const double *a, int lda, const 
     }
   }
 }
+
+__attribute__((target("avx2,fma"))) void tileProductWide(int rows, int cols, int width, const double *a, int lda,
+                                                         const double *b, int ldb, double *c, int ldc) {
+  tileKernel<1>(rows, cols, width, a, lda, b, ldb, c, ldc);
+}
+
+void tileProductPlain(int rows, int cols, int width, const double *a, int lda, const double *b, int ldb, double *c,
+                      int ldc) {
+  tileKernel<0>(rows, cols, width, a, lda, b, ldb, c, ldc);
+}
+
+using TileProduct = void (*)(int, int, int, const double *, int, const double *, int, double *, int);
+
+TileProduct chooseTileProduct() {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? tileProductWide : tileProductPlain;
+}
+
+const TileProduct tileProduct = chooseTileProduct();
 
 // block(t) -= L_s[from:, :] L_s[from:to, :]^T, scattered by the row map pos.
 void applyUpdate(Workspace &w, const CholeskyFactor &f, int s, int from, int to, double *tBlock, int tFirst, int tCount) {
