@@ -64,5 +64,8 @@ int barrierSolveProblem(Environment *env, Problem *lp, int crossover, SimplexSol
 // presolve or crossover. Returns 0, 5002 when Q is not positive
 // semi-definite (negative semi-definite for a maximization), or an error.
 int barrierSolveQuadratic(Environment *env, Problem *lp);
+// The test of semi-definiteness that barrierSolveQuadratic makes, alone:
+// 0, or 5002 with its message.
+int quadraticConvexityTest(Environment *env, const Problem *lp);
 
 } // namespace qvn

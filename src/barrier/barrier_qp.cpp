@@ -197,6 +197,13 @@ void storeQpPoint(Problem *lp, const WorkLp &w, int extraColumns, const BarrierR
 
 } // namespace
 
+int quadraticConvexityTest(Environment *env, const Problem *lp) {
+  WorkLp w;
+  buildWorkLp(*lp->lpData, w);
+  QpFactor f;
+  return factorQ(env, *lp->qpData, w, f);
+}
+
 int barrierSolveQuadratic(Environment *env, Problem *lp) {
   WorkLp w;
   buildWorkLp(*lp->lpData, w);

@@ -89,6 +89,15 @@ int primalRatio(const SimplexEngine &e, double dir, double dist, double &step) {
   return leave;
 }
 
+// After the dual pushes (a dual crossover) the basis is dual feasible, and
+// an exchange would bring in a column whose reduced cost is not nil. A
+// variable whose reduced cost names its bound goes there whatever the basic
+// values do: the dual simplex that finishes mends the primal side, which
+// costs it far fewer iterations than a dual infeasible start.
+bool forcedPush(const CrossoverWork &cw, double d, double dist) {
+  return !cw.primalFirst && std::fabs(d) > kCostTol && dist < kInfinity;
+}
+
 void logPrimalMoves(const CrossoverWork &cw) {
   const SimplexEngine &e = cw.e;
   QVNmsg(e.env->resultsChannel, "   %6d PMoves:  Infeasibility %15.8e  Objective %15.8e\n", cw.moves,
@@ -124,7 +133,13 @@ int pushOne(CrossoverWork &cw, int j) {
   signed char endMove;
   chooseTarget(e, j, d, dir, dist, endMove);
   double step = 0.0;
-  int r = primalRatio(e, dir, dist, step);
+  int r;
+  if (forcedPush(cw, d, dist)) {
+    step = dist;
+    r = -1;
+  } else {
+    r = primalRatio(e, dir, dist, step);
+  }
   if (r == -2) {
     // Nothing stops the move: a ray that the interior point's optimality
     // denies, or a free column that costs nothing. The nearer bound, or 0 for
@@ -198,12 +213,15 @@ bool pushBatch(CrossoverWork &cw, const int *run, int count, bool &dualsReady, i
   hvClear(col);
   double *rhs = col.array.data();
   taken = 0;
+  bool allForced = true;
   for (; taken < count; ++taken) {
     const int j = run[taken];
     double dir, dist;
     signed char endMove;
-    chooseTarget(e, j, pushCost(cw, j, dualsReady), dir, dist, endMove);
+    const double d = pushCost(cw, j, dualsReady);
+    chooseTarget(e, j, d, dir, dist, endMove);
     if (dist >= kInfinity) break;
+    allForced = allForced && forcedPush(cw, d, dist);
     cw.batchMove[taken] = endMove;
     addColumn(*e.lp, j, -dir * dist, rhs);
   }
@@ -214,7 +232,7 @@ bool pushBatch(CrossoverWork &cw, const int *run, int count, bool &dualsReady, i
   col.count = -1;
   ftran(e.factor, col);
   bool inside = true;
-  for (int k = 0; k < e.m && inside; ++k) {
+  for (int k = 0; k < e.m && inside && !allForced; ++k) {
     const int j = e.head[k];
     const double before = e.x[j], after = before + rhs[k];
     const double below = e.lower[j] - kHarrisTol * std::max(1.0, std::fabs(e.lower[j]));
@@ -257,10 +275,10 @@ int primalPushes(CrossoverWork &cw) {
   cw.moves = 0;
   bool logged = false;
   // Runs of superbasics are tried together first; a run that would take a
-  // basic variable out of its bounds goes one by one, with exchanges, and
-  // the next run is shorter. The duals for the directions hold until the
-  // basis changes.
-  EnvVector<int> run;
+  // basic variable out of its bounds is split, and the next run is shorter.
+  // The duals for the directions hold until the basis changes.
+  EnvVector<int> run, members, batch;
+  EnvVector<std::pair<int, int>> ranges;  // [lo, hi) of run, the last one next
   cw.batchMove.assign(kLongestRun, kAtZero);
   int runLength = kFirstRun;
   bool dualsReady = false;
@@ -287,25 +305,59 @@ int primalPushes(CrossoverWork &cw) {
       const int j = cw.list[k];
       if (e.basicPos[j] < 0 && e.move[j] == kAtZero) run.push_back(j);
     }
+    // A run that fails as a batch is split in halves, each tried as a batch
+    // again, down to single pushes (with exchanges): the few superbasics
+    // that need an exchange cost a solve each, the rest go by halves.
     const int runCount = static_cast<int>(run.size());
-    int taken = 0;
-    if (runCount > 1 && pushBatch(cw, run.data(), runCount, dualsReady, taken)) {
-      cw.moves += taken;
-      runLength = std::min(2 * runLength, kLongestRun);
-    } else {
-      taken = 0;
-      runLength = std::max(runLength / 4, 1);
+    ranges.clear();
+    ranges.push_back({0, runCount});
+    bool whole = true;
+    while (!ranges.empty() && !cw.breakdown) {
+      const auto [lo, hi] = ranges.back();
+      ranges.pop_back();
+      members.clear();
+      for (int q = lo; q < hi; ++q)
+        if (e.basicPos[run[q]] < 0 && e.move[run[q]] == kAtZero) members.push_back(q);
+      if (members.empty()) continue;
+      if (members.size() >= 2) {
+        batch.clear();
+        for (const int q : members) batch.push_back(run[q]);
+        int taken = 0;
+        if (pushBatch(cw, batch.data(), static_cast<int>(batch.size()), dualsReady, taken)) {
+          cw.moves += taken;
+          if (taken < static_cast<int>(members.size())) {
+            // members[taken] has no bound its way: alone, then the rest.
+            ranges.push_back({members[taken] + 1, hi});
+            ranges.push_back({members[taken], members[taken] + 1});
+          }
+          QVN_TRY(brokenDown());
+          continue;
+        }
+        whole = false;
+        if (taken == 0) {
+          // The head has no bound its way: alone, then the rest.
+          ranges.push_back({members[0] + 1, hi});
+          ranges.push_back({members[0], members[0] + 1});
+        } else {
+          const int mid = members[members.size() / 2];
+          ranges.push_back({mid, hi});
+          ranges.push_back({lo, mid});
+        }
+        continue;
+      }
+      // A single member: a push or an exchange.
+      for (const int q : members) {
+        const int j = run[q];
+        if (cw.breakdown) break;
+        if (e.basicPos[j] >= 0 || e.move[j] != kAtZero) continue;
+        if (crossoverLimitHit(cw)) return 0;
+        const int exchanged = cw.counts.primalExchanges;
+        cw.moves += pushOne(cw, j);
+        if (cw.counts.primalExchanges != exchanged) dualsReady = false;
+        QVN_TRY(brokenDown());
+      }
     }
-    // What the run left, one by one.
-    for (int q = taken; q < runCount && !cw.breakdown; ++q) {
-      const int j = run[q];
-      if (e.basicPos[j] >= 0 || e.move[j] != kAtZero) continue;
-      if (q > taken && crossoverLimitHit(cw)) return 0;
-      const int exchanged = cw.counts.primalExchanges;
-      cw.moves += pushOne(cw, j);
-      if (cw.counts.primalExchanges != exchanged) dualsReady = false;
-      QVN_TRY(brokenDown());
-    }
+    runLength = whole ? std::min(2 * runLength, kLongestRun) : std::max(runLength / 2, kFirstRun);
     if (!cw.breakdown) QVN_TRY(brokenDown());
     crossoverElapsedLine(cw, "PMoves");
   }

@@ -324,7 +324,7 @@ int presolveBody(Environment *env, Problem *lp, bool keepReduced, int method, in
   fillMaps(s);
   s.ran = true;
   const bool display = env->generalParams->simdisplay != 0 && (!mip || env->mipParams->mipdisplay > 0);
-  const char *cls = mip ? "MIP" : "LP";
+  const char *cls = mip ? "MIP" : hasQuadObjType(lp->probType) ? "QP" : "LP";
   const bool dualize = !mip && keepReduced && chooseDual(lp, s);
   s.nothingDone = !dualize && s.head < 0 && s.rowsEliminated == 0 && s.colsEliminated == 0 &&
                   s.coefsModified == 0 && s.boundsImproved == 0;

@@ -6,6 +6,7 @@
 #include "formats/restart_file.h"
 #include "model/problem.h"
 #include "presolve/presolve_state.h"
+#include "quadratic/qp_presolve.h"
 #include "simplex/advanced_basis.h"
 #include "simplex/fpu_precision.h"
 #include "simplex/lp_relaxation_internal.h"
@@ -133,8 +134,8 @@ int solveByMethod(Environment *env, Problem *lp, int method) {
   return solveProblem(env, lp, method);
 }
 
-// The barrier on a quadratic objective: no presolve and no crossover, since
-// neither knows Q; a crossover asked for by name cannot be given.
+// The barrier on a quadratic objective, through the presolve that keeps Q's
+// columns; no crossover, which knows no Q: asked for by name it cannot be given.
 int optimizeQuadratic(Environment *env, Problem *lp, int crossover) {
   const int t = lp->probType;
   if (isMipType(t)) return QVNERR_NOT_FOR_MIP;
@@ -146,7 +147,7 @@ int optimizeQuadratic(Environment *env, Problem *lp, int crossover) {
     QVN_TRY(refuseNonFiniteData(env, *lp->lpData));
     if (settleContradictoryBounds(env, lp)) return 0;
     modelChanged(env, lp, ModelEvent::kDualDriverBegins);
-    return barrierSolveQuadratic(env, lp);
+    return quadraticSolveWithPresolve(env, lp);
   });
 }
 

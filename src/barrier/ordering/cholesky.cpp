@@ -78,6 +78,32 @@ void buildPattern(const NormalPattern &p, const DenseColumnSet &dense, CholeskyF
   }
 }
 
+// The sorted copy of A's kept columns and the entry positions (see
+// CholeskyFactor::entryPos). The row-wise copy lists each row's columns in
+// ascending order, one entry per column, so visiting the columns in
+// ascending order meets each row's entries in the order of that copy.
+void buildSortedColumns(const NormalPattern &p, CholeskyFactor &f) {
+  const int m = p.rows;
+  const size_t nz = p.cols > 0 ? static_cast<size_t>(p.start[p.cols]) : 0;
+  f.sortedRow.assign(nz, 0);
+  f.sortedVal.assign(nz, 0.0);
+  f.entryPos.assign(static_cast<size_t>(f.rowPtr[m]), 0);
+  EnvVector<int> cursor(f.rowPtr.begin(), f.rowPtr.end() - 1);
+  EnvVector<std::pair<int, int>> order;  // (new row, entry of A)
+  for (int j = 0; j < p.cols; ++j) {
+    if ((p.skip && p.skip[j]) || f.dense.isDense[j]) continue;
+    order.clear();
+    for (int k = p.start[j]; k < p.start[j + 1]; ++k) order.push_back({f.iperm[p.index[k]], k});
+    std::sort(order.begin(), order.end());
+    for (size_t q = 0; q < order.size(); ++q) {
+      const int at = p.start[j] + static_cast<int>(q), k = order[q].second;
+      f.sortedRow[at] = order[q].first;
+      f.sortedVal[at] = p.value[k];
+      f.entryPos[cursor[p.index[k]]++] = at;
+    }
+  }
+}
+
 struct RaceEntry {
   const OrderingMethod *method = nullptr;
   EnvVector<int> start, index, perm;  // own copy of the pattern
@@ -383,6 +409,7 @@ int analyse(const NormalPattern &p, const CholeskyOptions &o, CholeskyFactor &f)
   for (int k = 0; k < m; ++k) f.perm[k] = perm[post[k]];
   f.iperm.assign(static_cast<size_t>(m), 0);
   for (int k = 0; k < m; ++k) f.iperm[f.perm[k]] = k;
+  buildSortedColumns(p, f);
   eliminationTree(g, f.perm, f.iperm, f.parent);
   columnCounts(g, f.perm, f.iperm, f.parent, count);
   buildSupernodes(g, count, f);
@@ -424,35 +451,107 @@ void choleskyFactor(const NormalPattern &p, const double *d, const double *e, Ch
   denseCorrectionBuild(p, d, f);
 }
 
+// The solves work on each supernode's dense block: the triangle of its own
+// columns in place, and the rows below it through a dense buffer of the
+// block's height, so that the scattered entries of x are read or written
+// once per supernode instead of once per column. Narrow supernodes, where
+// the buffer saves nothing, go column by column.
+namespace {
+
+constexpr int kSolveBlockWidth = 3;
+
+double *solveBuffer(const CholeskyFactor &f) {
+  if (f.solveWork.size() < static_cast<size_t>(f.maxRows)) f.solveWork.assign(static_cast<size_t>(f.maxRows), 0.0);
+  return f.solveWork.data();
+}
+
+} // namespace
+
 void factorForward(const CholeskyFactor &f, double *x) {
+  double *__restrict below = solveBuffer(f);
   for (int s = 0; s < f.numSuper; ++s) {
     const int first = f.superStart[s], width = f.superStart[s + 1] - first;
     const int *rows = f.rowIndex.data() + f.rowStart[s];
     const int count = f.rowStart[s + 1] - f.rowStart[s];
     const double *block = superBlock(f, s);
+    double *__restrict own = x + first;
+    if (width < kSolveBlockWidth) {
+      for (int k = 0; k < width; ++k) {
+        const double *col = block + static_cast<size_t>(k) * count;
+        const double v = own[k] / col[k];
+        own[k] = v;
+        if (v == 0.0) continue;
+        for (int i = k + 1; i < width; ++i) own[i] -= col[i] * v;
+        for (int i = width; i < count; ++i) x[rows[i]] -= col[i] * v;
+      }
+      continue;
+    }
     for (int k = 0; k < width; ++k) {
       const double *col = block + static_cast<size_t>(k) * count;
-      const double v = x[first + k] / col[k];
-      x[first + k] = v;
-      if (v == 0.0) continue;
-      for (int i = k + 1; i < width; ++i) x[first + i] -= col[i] * v;
-      for (int i = width; i < count; ++i) x[rows[i]] -= col[i] * v;
+      const double v = own[k] / col[k];
+      own[k] = v;
+      if (v != 0.0)
+        for (int i = k + 1; i < width; ++i) own[i] -= col[i] * v;
     }
+    const int height = count - width;
+    if (height == 0) continue;
+    std::fill(below, below + height, 0.0);
+    // below += L21 own, two columns at a time.
+    int k = 0;
+    for (; k + 2 <= width; k += 2) {
+      const double *__restrict c0 = block + static_cast<size_t>(k) * count + width;
+      const double *__restrict c1 = c0 + count;
+      const double v0 = own[k], v1 = own[k + 1];
+      for (int i = 0; i < height; ++i) below[i] += c0[i] * v0 + c1[i] * v1;
+    }
+    if (k < width) {
+      const double *__restrict c0 = block + static_cast<size_t>(k) * count + width;
+      const double v0 = own[k];
+      for (int i = 0; i < height; ++i) below[i] += c0[i] * v0;
+    }
+    for (int i = 0; i < height; ++i) x[rows[width + i]] -= below[i];
   }
 }
 
 void factorBackward(const CholeskyFactor &f, double *x) {
+  double *__restrict below = solveBuffer(f);
   for (int s = f.numSuper - 1; s >= 0; --s) {
     const int first = f.superStart[s], width = f.superStart[s + 1] - first;
     const int *rows = f.rowIndex.data() + f.rowStart[s];
     const int count = f.rowStart[s + 1] - f.rowStart[s];
     const double *block = superBlock(f, s);
+    double *__restrict own = x + first;
+    if (width < kSolveBlockWidth) {
+      for (int k = width - 1; k >= 0; --k) {
+        const double *col = block + static_cast<size_t>(k) * count;
+        double sum = own[k];
+        for (int i = k + 1; i < width; ++i) sum -= col[i] * own[i];
+        for (int i = width; i < count; ++i) sum -= col[i] * x[rows[i]];
+        own[k] = sum / col[k];
+      }
+      continue;
+    }
+    const int height = count - width;
+    for (int i = 0; i < height; ++i) below[i] = x[rows[width + i]];
+    // own -= L21' below, by dot products in four running sums each.
+    for (int k = 0; k < width; ++k) {
+      const double *__restrict c = block + static_cast<size_t>(k) * count + width;
+      double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
+      int i = 0;
+      for (; i + 4 <= height; i += 4) {
+        s0 += c[i] * below[i];
+        s1 += c[i + 1] * below[i + 1];
+        s2 += c[i + 2] * below[i + 2];
+        s3 += c[i + 3] * below[i + 3];
+      }
+      for (; i < height; ++i) s0 += c[i] * below[i];
+      own[k] -= (s0 + s1) + (s2 + s3);
+    }
     for (int k = width - 1; k >= 0; --k) {
       const double *col = block + static_cast<size_t>(k) * count;
-      double sum = x[first + k];
-      for (int i = k + 1; i < width; ++i) sum -= col[i] * x[first + i];
-      for (int i = width; i < count; ++i) sum -= col[i] * x[rows[i]];
-      x[first + k] = sum / col[k];
+      double sum = own[k];
+      for (int i = k + 1; i < width; ++i) sum -= col[i] * own[i];
+      own[k] = sum / col[k];
     }
   }
 }

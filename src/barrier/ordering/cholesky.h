@@ -92,6 +92,12 @@ struct CholeskyFactor {
   // Row-wise copy of the structural part of M's columns, for the numeric build.
   EnvVector<int> rowPtr, rowCol;
   EnvVector<double> rowVal;
+  // The kept columns of A with their entries sorted by new row index, at the
+  // positions of A's own column starts, and for each entry t of the row-wise
+  // copy the place of that same entry in its sorted column: the entries of
+  // column rowCol[t] from entryPos[t] on are the rows at or below it.
+  EnvVector<int> sortedRow, entryPos;
+  EnvVector<double> sortedVal;
   // Updates of the left-looking factor: target supernode t takes, from each
   // source s in updSource[updStart[t] .. updStart[t+1]) (ascending), the rows
   // updFirst .. of s's row list; those up to updEnd are t's own columns.
@@ -106,6 +112,7 @@ struct CholeskyFactor {
   EnvVector<double> diag0, shift;
   DenseColumnSet dense;
   mutable OutOfCoreStore store;
+  mutable EnvVector<double> solveWork;  // the rows below a supernode in the solves
 };
 
 // Minimum degree ordering of a symmetric pattern given by full adjacency lists

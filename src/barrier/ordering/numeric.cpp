@@ -27,16 +27,12 @@ constexpr int kExtendedGroup = 64;
 constexpr int kPanel = 16;
 
 struct Workspace {
-  EnvVector<int> pos, touched, rel;
-  EnvVector<double> acc, update, partial;
+  EnvVector<int> pos, rel;
+  EnvVector<double> update, partial;
   EnvVector<long double> column;
-  EnvVector<char> seen;
   void size(int m, int maxRows) {
     pos.assign(static_cast<size_t>(m), 0);
-    touched.reserve(static_cast<size_t>(m));
     rel.assign(static_cast<size_t>(maxRows), 0);
-    acc.assign(static_cast<size_t>(m), 0.0);
-    seen.assign(static_cast<size_t>(m), 0);
     update.assign(static_cast<size_t>(maxRows) * kUpdateChunk, 0.0);
     column.assign(static_cast<size_t>(maxRows) * kPanel, 0.0L);
     partial.assign(static_cast<size_t>(maxRows), 0.0);
@@ -53,46 +49,43 @@ struct Job {
   double shiftValue;
 };
 
+// Columns of M = A diag(d) A' + diag(e) into the block, the lower part only:
+// row t of A's row-wise copy holds a_old,j, and column j's sorted entries
+// from entryPos[t] on are the rows at or below column c. Every such row is
+// in the supernode's row list, so the sums go straight to their places.
 void assemble(const Job &job, int s, double *block, int count) {
-  const NormalPattern &p = *job.p;
-  CholeskyFactor &f = *job.f;
-  Workspace &w = *job.ws;
+  const CholeskyFactor &f = *job.f;
+  const int *__restrict pos = job.ws->pos.data();
+  const int *__restrict sortedRow = f.sortedRow.data();
+  const double *__restrict sortedVal = f.sortedVal.data();
+  const int *__restrict colStart = job.p->start;
+  const int *__restrict rowCol = f.rowCol.data();
+  const double *__restrict rowVal = f.rowVal.data();
+  const double *__restrict d = job.d;
   const int first = f.superStart[s], width = f.superStart[s + 1] - first;
   for (int c = first; c < first + width; ++c) {
     const int old = f.perm[c];
-    w.touched.clear();
-    w.acc[c] += job.e[old];
-    w.seen[c] = 1;
-    w.touched.push_back(c);
+    double *__restrict col = block + static_cast<size_t>(c - first) * count;
+    col[c - first] += job.e[old];
     for (int t = f.rowPtr[old]; t < f.rowPtr[old + 1]; ++t) {
-      const int j = f.rowCol[t];
-      const double a = f.rowVal[t] * job.d[j];
-      for (int k = p.start[j]; k < p.start[j + 1]; ++k) {
-        const int r = f.iperm[p.index[k]];
-        if (r < c) continue;
-        w.acc[r] += a * p.value[k];
-        if (!w.seen[r]) {
-          w.seen[r] = 1;
-          w.touched.push_back(r);
-        }
-      }
+      const int j = rowCol[t];
+      const double a = rowVal[t] * d[j];
+      const int end = colStart[j + 1];
+      for (int k = f.entryPos[t]; k < end; ++k) col[pos[sortedRow[k]]] += a * sortedVal[k];
     }
-    double *col = block + static_cast<size_t>(c - first) * count;
-    for (int r : w.touched) {
-      col[w.pos[r]] += w.acc[r];
-      w.acc[r] = 0.0;
-      w.seen[r] = 0;
-    }
-    f.diag0[c] = col[c - first];
+    job.f->diag0[c] = col[c - first];
   }
 }
 
 // c(i, j) += sum over k of a(i, k) b(j, k) for i < rows, j < cols; all three
 // column-major with the given leading dimensions. Tiles of 8 x 4 stay in
-// registers over the whole sum; a second build for processors with FMA and
-// 256-bit vectors is chosen at run time.
-__attribute__((target_clones("arch=haswell", "default")))
-void tileProduct(int rows, int cols, int width, const double *a, int lda, const double *b, int ldb, double *c, int ldc) {
+// registers over the whole sum. The kernel is built twice, plainly and for
+// processors with FMA and 256-bit vectors, and the second is chosen at run
+// time by the features the processor reports (a choice by processor model
+// would never pick it on processors of another maker).
+template <int Build>
+inline __attribute__((always_inline)) void tileKernel(int rows, int cols, int width, const double *a, int lda,
+                                                      const double *b, int ldb, double *c, int ldc) {
   int j = 0;
   for (; j + 4 <= cols; j += 4) {
     int i = 0;
@@ -129,6 +122,25 @@ void tileProduct(int rows, int cols, int width, const double *a, int lda, const 
     }
   }
 }
+
+__attribute__((target("avx2,fma"))) void tileProductWide(int rows, int cols, int width, const double *a, int lda,
+                                                         const double *b, int ldb, double *c, int ldc) {
+  tileKernel<1>(rows, cols, width, a, lda, b, ldb, c, ldc);
+}
+
+void tileProductPlain(int rows, int cols, int width, const double *a, int lda, const double *b, int ldb, double *c,
+                      int ldc) {
+  tileKernel<0>(rows, cols, width, a, lda, b, ldb, c, ldc);
+}
+
+using TileProduct = void (*)(int, int, int, const double *, int, const double *, int, double *, int);
+
+TileProduct chooseTileProduct() {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? tileProductWide : tileProductPlain;
+}
+
+const TileProduct tileProduct = chooseTileProduct();
 
 // block(t) -= L_s[from:, :] L_s[from:to, :]^T, scattered by the row map pos.
 void applyUpdate(Workspace &w, const CholeskyFactor &f, int s, int from, int to, double *tBlock, int tFirst, int tCount) {
