@@ -155,6 +155,24 @@ TEST_F(SiftingRun, CallbackSeesTheWholeProblemAndSwitchesTheMethod) {
   EXPECT_GT(w.noPoint, 0);  // the first work solve has no point before it ends
   EXPECT_GE(w.methodSwitchAt, 0);
   EXPECT_TRUE(w.barrierAfterSwitch);
+  // After presolve the handle still finds the run, in the reduced frame.
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 1), 0);
+  int reducedRows = -1;
+  std::pair<QVNLPptr, int *> lpAndRows{lp, &reducedRows};
+  ASSERT_EQ(QVNsetlpcallbackfunc(env,
+                                 [](QVNCENVptr e, void *, int, void *h) {
+                                   auto *p = static_cast<std::pair<QVNLPptr, int *> *>(h);
+                                   const int rows = QVNsiftgetnumrows(e, p->first);
+                                   if (rows > 0) *p->second = rows;
+                                   return 0;
+                                 },
+                                 &lpAndRows),
+            0);
+  siftChecked(lp, 16310.66667);
+  ASSERT_EQ(QVNsetlpcallbackfunc(env, nullptr, nullptr), 0);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_PREIND, 0), 0);
+  EXPECT_GT(reducedRows, 0);
+  EXPECT_LE(reducedRows, model.numRows());
   // Outside of the run there is none to ask.
   double x = 0;
   EXPECT_EQ(QVNsiftgetx(env, lp, &x, 0, 0), QVNERR_NO_PROBLEM);
