@@ -60,7 +60,6 @@ struct Watch {
   int calls = 0, checked = 0, phase2Checked = 0, noPoint = 0;
   double lastObjective = 1e300;
   std::string fault;          // first disagreement found
-  std::vector<int> wherefrom;  // distinct values seen, in order
   int methodSwitchAt = -1;     // calls count when QVNsiftsetmethod(4) was made
   bool barrierAfterSwitch = false;
 };
@@ -108,8 +107,6 @@ void checkPoint(QVNCENVptr env, Watch &w, int phase, double objective) {
 int watchPoints(QVNCENVptr env, void *, int wherefrom, void *handle) {
   auto &w = *static_cast<Watch *>(handle);
   ++w.calls;
-  if (std::find(w.wherefrom.begin(), w.wherefrom.end(), wherefrom) == w.wherefrom.end())
-    w.wherefrom.push_back(wherefrom);
   if (w.methodSwitchAt >= 0 && wherefrom == QVN_CALLBACK_BARRIER) w.barrierAfterSwitch = true;
   const int rows = QVNsiftgetnumrows(env, w.lp);
   if (rows == 0) return 0;  // the clean-up on the whole problem, after the run
