@@ -913,6 +913,26 @@ QVN_API int QVNgetray(QVNCENVptr env, QVNCLPptr lp, double *z);
 QVN_API int QVNsiftopt(QVNCENVptr env, QVNLPptr lp);
 QVN_API int QVNgetsiftitcnt(QVNCENVptr env, QVNCLPptr lp);
 QVN_API int QVNgetsiftphase1cnt(QVNCENVptr env, QVNCLPptr lp);
+/* For code running inside a sifting run (an LP callback during a work LP
+   solve), lp being the problem given to the optimizer (after presolve the
+   frame is the reduced problem's). The values are those of the last finished
+   work solve, over all columns of the problem: a column outside the work LP
+   rests at 0 and is priced with the work duals; in phase 1 they belong to
+   the infeasibility. Added and deleted columns (by index of the problem) and
+   the method (0 automatic, 1 primal, 2 dual, 3 network, 4 barrier) take
+   effect at the next round. Outside of a run: 1009. */
+QVN_API int QVNsiftgetx(QVNCENVptr env, QVNCLPptr lp, double *x, int begin, int end);
+QVN_API int QVNsiftgetslack(QVNCENVptr env, QVNCLPptr lp, double *slack, int begin, int end);
+QVN_API int QVNsiftgetpi(QVNCENVptr env, QVNCLPptr lp, double *pi, int begin, int end);
+QVN_API int QVNsiftgetdj(QVNCENVptr env, QVNCLPptr lp, double *dj, int begin, int end);
+QVN_API int QVNsiftgetobjval(QVNCENVptr env, QVNCLPptr lp, double *objective);
+/* Structural columns of the work LP, its rows, the phase (1 or 2); 0 on error. */
+QVN_API int QVNsiftgetnumcols(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNsiftgetnumrows(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNsiftgetphase(QVNCENVptr env, QVNCLPptr lp);
+QVN_API int QVNsiftaddcols(QVNCENVptr env, QVNLPptr lp, int count, const int *indices);
+QVN_API int QVNsiftdelcols(QVNCENVptr env, QVNLPptr lp, int count, const int *indices);
+QVN_API int QVNsiftsetmethod(QVNCENVptr env, QVNLPptr lp, int method);
 
 /* ---- Presolve and crush ----------------------------------------------- */
 QVN_API int QVNpresolve(QVNCENVptr env, QVNLPptr lp, int method);

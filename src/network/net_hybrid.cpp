@@ -32,8 +32,8 @@ int inner(int status) { return status > 0 ? -status : status; }
 // status of their arc; columns left out of the network sit at a finite bound
 // (or at zero when free); nodes whose artificial is basic, and rows that are
 // not nodes, have their slack basic. Returns false when the count of basic
-// positions is not the row count (the extra node closing one-ended arcs may
-// hold the root), so that no basis of the wrong size is handed on.
+// positions is not the row count, so that no basis of the wrong size is
+// handed on.
 bool lpBasisOf(Environment *env, QVNNETptr net, Problem *lp, const EnvVector<int> &arcOf,
                const EnvVector<int> &nodeOf, EnvVector<int> &colStatus, EnvVector<int> &rowStatus) {
   const int arcs = QVNNETgetnumarcs(env, net), nodes = QVNNETgetnumnodes(env, net);
@@ -53,6 +53,20 @@ bool lpBasisOf(Environment *env, QVNNETptr net, Problem *lp, const EnvVector<int
   for (int i = 0; i < m; ++i) {
     rowStatus[i] = nodeOf[i] < 0 || nodeStatus[nodeOf[i]] == 1 ? 1 : 0;
     basic += rowStatus[i] == 1;
+  }
+  // With the extra node in the network its tree arcs alone span the rows'
+  // nodes, and B without the extra node's row is that tree's incidence
+  // matrix less one row: nonsingular. A root on a row's node then leaves one
+  // basic too many, whose row goes back to nonbasic.
+  int rowNodes = 0;
+  for (int i = 0; i < m; ++i) rowNodes += nodeOf[i] >= 0;
+  if (basic == m + 1 && nodes == rowNodes + 1) {
+    for (int i = 0; i < m; ++i)
+      if (nodeOf[i] >= 0 && rowStatus[i] == 1) {
+        rowStatus[i] = 0;
+        --basic;
+        break;
+      }
   }
   return basic == m;
 }

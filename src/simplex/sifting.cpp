@@ -10,6 +10,7 @@
 #include "runtime/errors.h"
 #include "simplex/engine.h"
 #include "simplex/sifting.h"
+#include "simplex/sifting_run.h"
 
 namespace qvn {
 
@@ -19,6 +20,10 @@ constexpr int kPrimal = methodNumber(LpMethod::kPrimal), kDual = methodNumber(Lp
 constexpr int kAutomatic = methodNumber(LpMethod::kAuto);
 constexpr int kNetwork = methodNumber(LpMethod::kNetwork), kBarrier = methodNumber(LpMethod::kBarrier);
 
+// Marks of inWork besides 0 (outside) and 1 (in the work LP), set only
+// inside one update.
+constexpr char kQueued = 2, kLeaving = 3;
+
 struct SiftState {
   Environment *env = nullptr;
   Problem *lp = nullptr;
@@ -27,14 +32,24 @@ struct SiftState {
   EnvVector<double> cost;       // minimization sense, whole problem
   EnvVector<int> workColumns;   // original index of each structural of workLp
   EnvVector<char> inWork;       // per original column
-  int phase = 2;
   int phase1Iterations = 0, iterationCount = 0, workIterations = 0;
   int added = 0, removed = 0;
   int statusCode = 0;           // 0 running, 1 finished, 3 the limit was reached
-  int method = kAutomatic;     // or the method QVN_PARAM_SIFTALG names
   int solves = 0;               // of the work LP
   double tolerance = 1e-6;
+  // The perturbation of the work columns' bounds against stalling: the
+  // magnitude of the next one, the count of rounds without progress that
+  // starts it, and whether the work LP's bounds are moved now.
+  double perturbation = 1e-6;
+  int perturbLimit = 3;
+  bool perturbed = false;
+  int stalledRounds = 0;
+  double lastObjective = kInfinity;
+  bool progressed = true;  // the last round lowered the objective of its phase
+  // What code inside the run sees: phase, method and the last work point.
+  SiftRun run;
   ~SiftState() {
+    leaveSiftRun(&run);
     if (workLp) QVNfreeprob(env, &workLp);
   }
 };
@@ -48,7 +63,7 @@ int addWorkColumns(SiftState &s, const EnvVector<int> &cols) {
   EnvVector<double> obj, lo, up, val;
   EnvVector<int> start, idx;
   for (int j : cols) {
-    obj.push_back(s.phase == 1 ? 0.0 : s.cost[j]);
+    obj.push_back(s.run.phase == 1 ? 0.0 : s.cost[j]);
     lo.push_back(d.lowerBound[j]);
     up.push_back(d.upperBound[j]);
     start.push_back(static_cast<int>(idx.size()));
@@ -59,6 +74,7 @@ int addWorkColumns(SiftState &s, const EnvVector<int> &cols) {
     s.workColumns.push_back(j);
     s.inWork[j] = 1;
   }
+  s.run.workColumnCount = static_cast<int>(s.workColumns.size());
   if (idx.empty()) idx.push_back(0), val.push_back(0.0);
   return QVNaddcols(s.env, s.workLp, static_cast<int>(cols.size()), static_cast<int>(start.empty() ? 0 : val.size()),
                     obj.data(), start.data(), idx.data(), val.data(), lo.data(), up.data(), nullptr);
@@ -121,7 +137,11 @@ void firstColumns(SiftState &s, EnvVector<int> &cols) {
 
 // Sets the costs and artificial bounds of a phase in the work LP.
 int enterPhase(SiftState &s, int phase) {
-  s.phase = phase;
+  s.run.phase = phase;
+  dropSiftPoint(s.run);
+  s.lastObjective = kInfinity;
+  s.stalledRounds = 0;
+  s.progressed = true;
   const int m = s.m, count = 2 * m + static_cast<int>(s.workColumns.size());
   EnvVector<int> idx(static_cast<size_t>(count > 0 ? count : 1));
   EnvVector<double> obj(idx.size(), 0.0), ub(idx.size(), 0.0);
@@ -147,7 +167,7 @@ int solveWorkByOptimizer(SiftState &s) {
   const int savedNet = netDisplay, savedBar = barDisplay;
   netDisplay = 0;
   barDisplay = 0;
-  const int rc = s.method == kNetwork ? QVNhybnetopt(env, s.workLp, 'p') : QVNhybbaropt(env, s.workLp, 0);
+  const int rc = s.run.method == kNetwork ? QVNhybnetopt(env, s.workLp, 'p') : QVNhybbaropt(env, s.workLp, 0);
   netDisplay = savedNet;
   barDisplay = savedBar;
   return inner(rc);
@@ -165,7 +185,7 @@ int solveWork(SiftState &s, int *status) {
   // The automatic choice: the dual for the first work LP, which starts from
   // nothing; the primal afterwards, since added columns and new costs keep
   // the held basis primal feasible.
-  const int method = s.method != kAutomatic ? s.method : s.solves == 0 ? kDual : kPrimal;
+  const int method = s.run.method != kAutomatic ? s.run.method : s.solves == 0 ? kDual : kPrimal;
   ++s.solves;
   const int rc = method == kNetwork || method == kBarrier ? solveWorkByOptimizer(s)
                                                           : solveBySimplex(s.env, s.workLp, method);
@@ -181,6 +201,19 @@ int solveWork(SiftState &s, int *status) {
     QVNmsg(s.env->errorChannel, "Failure to solve work LP\n");
     return QVNERR_SINGULAR;
   }
+  if (s.workLp->solution->dualComputed)
+    takeSiftPoint(s.run, s.workLp, 2 * s.m, s.workColumns.data(), static_cast<int>(s.workColumns.size()));
+  return 0;
+}
+
+// A work solve as the loop needs it: a work LP that lost its feasibility in
+// phase 2 (columns taken out from inside the run) goes back to phase 1.
+int solveRound(SiftState &s, int *status) {
+  QVN_TRY(solveWork(s, status));
+  if (s.run.phase == 2 && *status == 3) {
+    QVN_TRY(enterPhase(s, 1));
+    QVN_TRY(solveWork(s, status));
+  }
   return 0;
 }
 
@@ -189,9 +222,37 @@ struct Candidate {
   int col;
 };
 
+// Takes the work columns marked kLeaving out of the work LP.
+int dropMarkedColumns(SiftState &s) {
+  const int size = static_cast<int>(s.workColumns.size());
+  EnvVector<int> flags(static_cast<size_t>(2 * s.m + size), 0);
+  int drop = 0;
+  for (int k = 0; k < size; ++k)
+    if (s.inWork[s.workColumns[k]] == kLeaving) flags[2 * s.m + k] = 1, ++drop;
+  if (drop == 0) return 0;
+  QVN_TRY(QVNdelsetcols(s.env, s.workLp, flags.data()));
+  // The call leaves each column's new index in its flag, -1 for the deleted.
+  EnvVector<int> kept;
+  for (int k = 0; k < size; ++k) {
+    if (flags[2 * s.m + k] < 0)
+      s.inWork[s.workColumns[k]] = 0;
+    else
+      kept.push_back(s.workColumns[k]);
+  }
+  s.workColumns.swap(kept);
+  s.run.workColumnCount = static_cast<int>(s.workColumns.size());
+  s.removed = drop;
+  return 0;
+}
+
 // Prices the columns outside with the work duals; adds the best and drops
 // nonbasic work columns that price out well above zero when the work LP grows
-// past its target size.
+// past its target size. The changes asked for from inside the run join in.
+// No column leaves by price while the bounds are perturbed (the column set
+// then only grows, so it stays feasible once the bounds are restored), nor
+// after a round that did not lower the objective: the rounds that drop
+// columns then lower it strictly, so a degenerate run cannot drop and take
+// back the same columns for ever.
 int priceAndUpdate(SiftState &s) {
   const LpData &d = *s.lp->lpData;
   const SolutionBlock &ws = *s.workLp->solution;
@@ -199,7 +260,7 @@ int priceAndUpdate(SiftState &s) {
   EnvVector<Candidate> cands;
   for (int j = 0; j < s.n; ++j) {
     if (s.inWork[j] || d.upperBound[j] == 0.0) continue;
-    double dj = s.phase == 1 ? 0.0 : s.cost[j];
+    double dj = s.run.phase == 1 ? 0.0 : s.cost[j];
     for (int64_t k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) dj -= d.coefValue[k] * y[d.rowIndex[k]];
     if (dj < -s.tolerance) cands.push_back({dj, j});
   }
@@ -209,39 +270,36 @@ int priceAndUpdate(SiftState &s) {
                      [](const Candidate &a, const Candidate &b) { return a.dj < b.dj; });
     cands.resize(static_cast<size_t>(addLimit));
   }
+  for (const Candidate &c : cands) s.inWork[c.col] = kQueued;
+  for (int j : s.run.pendingAdd)
+    if (s.inWork[j] == 0) s.inWork[j] = kQueued, cands.push_back({0.0, j});
+  s.run.pendingAdd.clear();
   s.added = static_cast<int>(cands.size());
   s.removed = 0;
-  if (cands.empty()) return 0;
   // Removal first, so that the work LP keeps its indices until the add.
+  bool leaving = false;
+  for (int j : s.run.pendingDelete)
+    if (s.inWork[j] == 1 && !mustStayIn(d, j)) s.inWork[j] = kLeaving, leaving = true;
+  s.run.pendingDelete.clear();
   const int target = std::max(10 * s.m, 2000);
   const int size = static_cast<int>(s.workColumns.size());
-  if (size + s.added > target) {
+  if (!s.perturbed && s.progressed && s.added > 0 && size + s.added > target) {
     const BasisData &b = *s.workLp->basisData;
     EnvVector<Candidate> out;
     for (int k = 0; k < size; ++k) {
       const int wc = 2 * s.m + k, j = s.workColumns[k];
-      if (mustStayIn(d, j) || b.colStatus[wc] != 0) continue;
+      if (mustStayIn(d, j) || b.colStatus[wc] != 0 || s.inWork[j] != 1) continue;
       if (ws.dj[wc] > s.tolerance) out.push_back({-ws.dj[wc], k});
     }
     const int drop = std::min(static_cast<int>(out.size()), size + s.added - target);
     if (drop > 0) {
       std::nth_element(out.begin(), out.begin() + (drop - 1), out.end(),
                        [](const Candidate &a, const Candidate &b) { return a.dj < b.dj; });
-      EnvVector<int> flags(static_cast<size_t>(2 * s.m + size), 0);
-      for (int t = 0; t < drop; ++t) flags[2 * s.m + out[t].col] = 1;
-      QVN_TRY(QVNdelsetcols(s.env, s.workLp, flags.data()));
-      // The call leaves each column's new index in its flag, -1 for the deleted.
-      EnvVector<int> kept;
-      for (int k = 0; k < size; ++k) {
-        if (flags[2 * s.m + k] < 0)
-          s.inWork[s.workColumns[k]] = 0;
-        else
-          kept.push_back(s.workColumns[k]);
-      }
-      s.workColumns.swap(kept);
-      s.removed = drop;
+      for (int t = 0; t < drop; ++t) s.inWork[s.workColumns[out[t].col]] = kLeaving;
+      leaving = true;
     }
   }
+  if (leaving) QVN_TRY(dropMarkedColumns(s));
   EnvVector<int> cols;
   for (const Candidate &c : cands) cols.push_back(c.col);
   QVN_TRY(addWorkColumns(s, cols));
@@ -250,14 +308,74 @@ int priceAndUpdate(SiftState &s) {
   return 0;
 }
 
+// Moves each finite bound of the work columns out by its own random share
+// of the magnitude, then halves the magnitude and doubles the stall count
+// that starts the next one. The automatic method turns to the barrier, which
+// a degenerate work LP does not stall.
+int perturbWork(SiftState &s) {
+  const LpData &d = *s.lp->lpData;
+  if (s.env->generalParams->siftdisplay >= 1) QVNmsg(s.env->resultsChannel, "Sifting perturbation started\n");
+  EnvVector<int> idx;
+  EnvVector<char> kind;
+  EnvVector<double> value;
+  for (size_t k = 0; k < s.workColumns.size(); ++k) {
+    const int j = s.workColumns[k], wc = 2 * s.m + static_cast<int>(k);
+    if (d.lowerBound[j] > -kInfinity)
+      idx.push_back(wc), kind.push_back('L'), value.push_back(d.lowerBound[j] - nextRandom(s.env) * s.perturbation);
+    if (d.upperBound[j] < kInfinity)
+      idx.push_back(wc), kind.push_back('U'), value.push_back(d.upperBound[j] + nextRandom(s.env) * s.perturbation);
+  }
+  if (!idx.empty())
+    QVN_TRY(QVNchgbds(s.env, s.workLp, static_cast<int>(idx.size()), idx.data(), kind.data(), value.data()));
+  s.perturbation *= 0.5;
+  s.perturbLimit *= 2;
+  s.perturbed = true;
+  s.stalledRounds = 0;
+  if (s.run.method == kAutomatic) s.run.method = kBarrier;
+  return 0;
+}
+
+// The work columns get their own bounds back; the rounds after clean up.
+int removePerturbation(SiftState &s) {
+  const LpData &d = *s.lp->lpData;
+  if (s.env->generalParams->siftdisplay >= 1) QVNmsg(s.env->resultsChannel, "Removing sifting perturbation\n");
+  const int count = static_cast<int>(s.workColumns.size());
+  s.perturbed = false;
+  s.stalledRounds = 0;
+  s.lastObjective = kInfinity;
+  if (count == 0) return 0;
+  EnvVector<int> idx(static_cast<size_t>(2 * count));
+  EnvVector<char> kind(idx.size());
+  EnvVector<double> value(idx.size());
+  for (int k = 0; k < count; ++k) {
+    const int j = s.workColumns[k];
+    idx[2 * k] = idx[2 * k + 1] = 2 * s.m + k;
+    kind[2 * k] = 'L', kind[2 * k + 1] = 'U';
+    value[2 * k] = d.lowerBound[j], value[2 * k + 1] = d.upperBound[j];
+  }
+  return QVNchgbds(s.env, s.workLp, 2 * count, idx.data(), kind.data(), value.data());
+}
+
+// Counts the rounds in a row that did not lower the objective of the phase
+// (the infeasibility in phase 1); true when they make a stall.
+bool stalled(SiftState &s, double objective) {
+  const double last = s.lastObjective;
+  s.lastObjective = objective;
+  s.progressed = !(last < kInfinity && objective > last - 1e-9 * (1.0 + std::fabs(last)));
+  if (s.perturbed) return false;
+  s.stalledRounds = s.progressed ? 0 : s.stalledRounds + 1;
+  return s.stalledRounds >= s.perturbLimit;
+}
+
 void logRound(const SiftState &s, double value) {
   const int display = s.env->generalParams->siftdisplay;
   if (display < 1) return;
   QVNCHANNELptr log = s.env->resultsChannel;
   if (display >= 2) QVNmsg(log, "\n");
-  QVNmsg(log, "Sifting iteration %4d [%5d]:   ", s.iterationCount, static_cast<int>(s.workColumns.size()));
+  // The count shown is the work LP's columns less its rows.
+  QVNmsg(log, "Sifting iteration %4d [%5d]:   ", s.iterationCount, static_cast<int>(s.workColumns.size()) - s.m);
   const LpData &d = *s.lp->lpData;
-  if (s.phase == 1)
+  if (s.run.phase == 1)
     QVNmsg(log, "Infeasibility = %20.6f\n", value);
   else
     QVNmsg(log, "Objective     = %20.6f\n", d.objSense * value + d.objOffset);
@@ -278,12 +396,18 @@ int siftRounds(SiftState &s) {
       s.statusCode = 3;
       break;
     }
-    if (work == 2 && s.phase == 2) break;  // the work LP is unbounded, hence the whole one
+    // The work LP is unbounded, hence the whole one; the clean-up proves it.
+    if ((work == 2 || work == 4) && s.run.phase == 2) break;
     // Read before the update: deleting work columns discards the work solution.
     const double value = s.workLp->solution->objValue;
     QVN_TRY(priceAndUpdate(s));
-    if (s.added == 0) {
-      if (s.phase == 2) {
+    if (s.added == 0 && s.removed == 0) {
+      if (s.perturbed) {
+        QVN_TRY(removePerturbation(s));
+        QVN_TRY(solveRound(s, &work));
+        continue;
+      }
+      if (s.run.phase == 2) {
         s.statusCode = 1;
         break;
       }
@@ -298,13 +422,18 @@ int siftRounds(SiftState &s) {
       }
     } else {
       ++s.iterationCount;
-      if (s.phase == 1) ++s.phase1Iterations;
+      if (s.run.phase == 1) ++s.phase1Iterations;
     }
-    QVN_TRY(solveWork(s, &work));
-    logRound(s, s.workLp->solution->objValue);
-    if (s.phase == 1 && s.workLp->solution->objValue <= gp.eprhs) {
+    QVN_TRY(solveRound(s, &work));
+    const double objective = s.workLp->solution->objValue;
+    logRound(s, objective);
+    const bool stall = work == 1 && stalled(s, objective);
+    if (s.run.phase == 1 && objective <= gp.eprhs) {
       QVN_TRY(enterPhase(s, 2));
-      QVN_TRY(solveWork(s, &work));
+      QVN_TRY(solveRound(s, &work));
+    } else if (s.run.phase == 2 && stall) {
+      QVN_TRY(perturbWork(s));
+      QVN_TRY(solveRound(s, &work));
     }
   }
   return 0;
@@ -340,10 +469,16 @@ int siftSolve(Environment *env, Problem *lp) {
   s.m = d.numRows;
   s.tolerance = env->generalParams->epopt;
   // QVN_PARAM_SIFTALG's values are the method numbers, 0 the automatic choice.
-  s.method = env->generalParams->siftalg;
+  s.run.method = env->generalParams->siftalg;
+  s.run.env = env;
+  s.run.lp = lp;
+  s.run.n = s.n;
+  s.run.m = s.m;
+  s.perturbation = env->generalParams->epper;
   s.cost.resize(static_cast<size_t>(s.n > 0 ? s.n : 1));
   for (int j = 0; j < s.n; ++j) s.cost[j] = d.objSense * d.objCoef[j];
   s.inWork.assign(static_cast<size_t>(s.n > 0 ? s.n : 1), 0);
+  s.run.cost = s.cost.data();
   if (env->generalParams->siftitlim == 0) {
     lp->status = kRunIterLimit;
     return 0;
@@ -352,7 +487,10 @@ int siftSolve(Environment *env, Problem *lp) {
   EnvVector<int> first;
   firstColumns(s, first);
   QVN_TRY(addWorkColumns(s, first));
+  enterSiftRun(&s.run);
   QVN_TRY(siftRounds(s));
+  // The clean-up below is no work LP solve: code it calls back is outside the run.
+  leaveSiftRun(&s.run);
   if (s.statusCode == 3) {
     modelChanged(env, lp, ModelEvent::kSiftOrBarrierBegins);
     lp->status = kRunIterLimit;

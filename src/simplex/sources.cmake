@@ -25,6 +25,7 @@ list(APPEND QUORVAN_SOURCES
   src/simplex/scaling.cpp
   src/simplex/sensitivity.cpp
   src/simplex/sifting.cpp
+  src/simplex/sifting_api.cpp
   src/simplex/sifting_debug.cpp
   src/simplex/simplex_debug.cpp
   src/simplex/solution.cpp

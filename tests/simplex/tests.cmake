@@ -3,6 +3,7 @@ list(APPEND QUORVAN_TEST_SOURCES
   simplex/lp_relaxation_test.cpp
   simplex/sensitivity_test.cpp
   simplex/sifting_test.cpp
+  simplex/sifting_run_test.cpp
   simplex/lp_solve_test.cpp
   simplex/netlib_test.cpp
   simplex/primal_pricing_test.cpp
