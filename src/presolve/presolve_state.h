@@ -159,8 +159,14 @@ struct PresolveState {
   // infinite bound) or rows leave with it, since a bound derived through
   // the dropped one would otherwise free a second column on the first one's
   // account, and the two could then leave their bounds together.
+  // impliedLowerRow/UpperRow name the row each stored bound came from: when
+  // that row leaves, the column's stored bounds go with it. A row dropped as
+  // redundant under the column's own bound may well be the one that implies
+  // that very bound, and once the own bound is dropped in turn nothing would
+  // hold the column (harp2: a binary substituted on such a bound came back
+  // at -25).
   qvn::EnvVector<double> impliedLower, impliedUpper;
-  qvn::EnvVector<int> impliedStamp;
+  qvn::EnvVector<int> impliedStamp, impliedLowerRow, impliedUpperRow;
   int impliedEpoch = 0;
   bool dualUsed = false;  // some column went by an argument about the objective
   bool dualVerdict = false;  // the run ended on an argument about the objective (unboundedness)
@@ -246,11 +252,8 @@ int duplicateRows(Environment *env, const Problem *lp, PresolveState &s);
 // 1101 when a row's implied bounds leave a column no room.
 int boundStrengthening(Environment *env, const Problem *lp, PresolveState &s, const EnvVector<int> &rows);
 // The stored implied bounds of column j, when still valid, tighten lo/up.
-// Not in a MIP: the integer passes rewrite and drop rows under the stored
-// bounds without the epoch knowing, and an integer column substituted on
-// such a bound came back outside its own bounds (harp2).
 inline void storedImplied(const PresolveState &s, int j, double &lo, double &up) {
-  if (s.mip || s.impliedStamp.empty() || s.impliedStamp[j] != s.impliedEpoch) return;
+  if (s.impliedStamp.empty() || s.impliedStamp[j] != s.impliedEpoch) return;
   lo = std::max(lo, s.impliedLower[j]);
   up = std::min(up, s.impliedUpper[j]);
 }

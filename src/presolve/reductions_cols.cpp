@@ -196,6 +196,8 @@ void mergeColumns(PresolveState &s, int j, int k, double ratio) {
   s.colLower[j] = lowInf ? -kPreInf : s.colLower[j] + ratio * kLow;
   s.colUpper[j] = highInf ? kPreInf : s.colUpper[j] + ratio * kHigh;
   removeCol(s, k);
+  // What the rows implied on x_j alone says nothing of the sum in its place.
+  s.impliedStamp[j] = -1;
   markCol(s, j);
   for (int e : s.colEntries[j])
     if (s.entries[e].alive) markRow(s, s.entries[e].row);

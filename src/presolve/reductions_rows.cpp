@@ -193,6 +193,7 @@ int boundStrengthening(Environment *env, const Problem *lp, PresolveState &s, co
       if (s.impliedStamp[j] != s.impliedEpoch) {
         s.impliedStamp[j] = s.impliedEpoch;
         s.impliedLower[j] = -kPreInf, s.impliedUpper[j] = kPreInf;
+        s.impliedLowerRow[j] = s.impliedUpperRow[j] = -1;
       }
       // A row at odds with the column's own bounds is the activity pass's to
       // name; one at odds with what another row implies is caught only here.
@@ -204,8 +205,8 @@ int boundStrengthening(Environment *env, const Problem *lp, PresolveState &s, co
         if (logOn(env)) QVNmsg(env->resultsChannel, "Implied bounds make row '%.255s' infeasible.\n", rowNameOf(lp, i, buf));
         return QVNERR_PRESLV_INForUNBD;
       }
-      s.impliedLower[j] = std::max(s.impliedLower[j], lo);
-      s.impliedUpper[j] = std::min(s.impliedUpper[j], up);
+      if (lo > s.impliedLower[j]) s.impliedLower[j] = lo, s.impliedLowerRow[j] = i;
+      if (up < s.impliedUpper[j]) s.impliedUpper[j] = up, s.impliedUpperRow[j] = i;
     }
   }
   return 0;

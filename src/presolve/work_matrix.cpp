@@ -30,6 +30,8 @@ void buildWorkingCopy(Environment *env, const Problem *lp, PresolveState &s) {
   s.impliedLower.assign(static_cast<size_t>(n), -kPreInf);
   s.impliedUpper.assign(static_cast<size_t>(n), kPreInf);
   s.impliedStamp.assign(static_cast<size_t>(n), -1);
+  s.impliedLowerRow.assign(static_cast<size_t>(n), -1);
+  s.impliedUpperRow.assign(static_cast<size_t>(n), -1);
   s.impliedEpoch = 0;
   for (int j : s.protectedList)
     if (j >= 0 && j < n) s.protectedCol[j] = 1;
@@ -104,6 +106,8 @@ void removeRow(PresolveState &s, int i) {
     if (!en.alive) continue;
     en.alive = false;
     --s.colLive[en.col];
+    // A bound stored from this row no longer holds anything.
+    if (s.impliedLowerRow[en.col] == i || s.impliedUpperRow[en.col] == i) s.impliedStamp[en.col] = -1;
     markCol(s, en.col);
   }
   s.rowEntries[i] = EnvVector<int>();

@@ -531,8 +531,8 @@ TEST_F(MipPresolveTest, MiplibOptimaSurvivePresolve) {
     EXPECT_EQ(checkIntegerSolution(m, x, again, 0.0), "") << name;
   }
   // harp2's root incumbent, found in the reduced problem, came back with a
-  // binary at -26 when presolve substituted columns on implied bounds that
-  // its integer passes had since undone.
+  // binary at -25 when presolve substituted it on an implied bound whose row
+  // had been dropped as redundant under that binary's own bound.
   const std::string harp2 = dir + "/miplib3/harp2.mps.gz";
   if (std::filesystem::exists(harp2)) {
     ASSERT_EQ(QVNreadcopyprob(env, lp, harp2.c_str(), nullptr), 0);

@@ -32,7 +32,9 @@ constexpr int kScaleTrials = 4;
 // Cut length allowed: kLengthBase plus kLengthShare of the columns.
 constexpr double kLengthBase = 500.0;
 constexpr double kLengthShare = 0.1;
-constexpr double kMeanRowLengths = 20.0;
+// Or this many mean row lengths: on models of few long rows (mod010) the
+// cuts that close the gap run just past 20 of them.
+constexpr double kMeanRowLengths = 25.0;
 // Entries below this fraction of the largest do not count for length and
 // spread; offerCut folds them into the rhs.
 constexpr double kTinyRelative = 1e-9;
