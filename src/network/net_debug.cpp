@@ -39,6 +39,7 @@ struct TreeChecker {
   void run() {
     const int n = net->nodeCount, root = net->rootNode;
     const NetNode *nodes = net->nodes;
+    const NetLink *links = net->links;
     if (n == 0) return;
     // The thread: one cycle through every node, starting at the root.
     EnvVector<int> order(static_cast<size_t>(n)), position(static_cast<size_t>(n), -1);
@@ -47,24 +48,24 @@ struct TreeChecker {
       if (u < 0 || u >= n || position[u] >= 0) return fail("thread revisits or leaves the nodes", k, u);
       position[u] = k;
       order[k] = u;
-      if (nodes[net->thread[u]].revThread != u) return fail("reverse thread", u, nodes[net->thread[u]].revThread);
+      if (net->revThread[net->thread[u]] != u) return fail("reverse thread", u, net->revThread[net->thread[u]]);
       u = net->thread[u];
     }
     if (u != root) return fail("thread does not close at the root", u, n);
     // Sizes from the parent links, in reverse preorder.
     EnvVector<int> size(static_cast<size_t>(n), 1);
     for (int k = n - 1; k > 0; --k) {
-      const int v = order[k], parent = nodes[v].parent;
+      const int v = order[k], parent = links[v].parent;
       if (parent < 0 || parent >= n || position[parent] >= k) return fail("parent after its child", v, parent);
       size[parent] += size[v];
     }
-    if (nodes[root].parent >= 0) fail("root has a parent", root, nodes[root].parent);
+    if (links[root].parent >= 0) fail("root has a parent", root, links[root].parent);
     for (int k = 0; k < n; ++k) {
       const int v = order[k];
-      if (nodes[v].descendants != size[v] - 1) fail("descendants", v, nodes[v].descendants);
+      if (links[v].descendants != size[v] - 1) fail("descendants", v, links[v].descendants);
       if (nodes[v].lastSuccessor != order[k + size[v] - 1]) fail("last successor", v, nodes[v].lastSuccessor);
       // A subtree that is one run of the thread lies inside its parent's run.
-      if (v != root && k + size[v] > position[nodes[v].parent] + size[nodes[v].parent])
+      if (v != root && k + size[v] > position[links[v].parent] + size[links[v].parent])
         fail("subtree outside its parent's run", v, k);
     }
     treeArcs(order);
@@ -74,10 +75,11 @@ struct TreeChecker {
 
   void treeArcs(const EnvVector<int> &order) {
     const NetNode *nodes = net->nodes;
+    const NetLink *links = net->links;
     int inTree = 0;
     for (int j = 0; j < net->arcCount; ++j) inTree += net->arcs[j].status == kArcTree;
     for (size_t k = 1; k < order.size(); ++k) {
-      const int v = order[k], e = nodes[v].treeArc, parent = nodes[v].parent;
+      const int v = order[k], e = nodes[v].treeArc, parent = links[v].parent;
       if (isArtificial(e)) {
         if (e != -(v + 1) || parent != net->rootNode || nodes[v].mark != kMarkArtificialBasic ||
             nodes[v].flowLower != 0.0 || nodes[v].flowUpper != 0.0)
@@ -100,6 +102,7 @@ struct TreeChecker {
   // and what its children send up.
   void flows(const EnvVector<int> &order) {
     const NetNode *nodes = net->nodes;
+    const NetLink *links = net->links;
     EnvVector<double> excess(static_cast<size_t>(net->nodeCount));
     for (int i = 0; i < net->nodeCount; ++i) excess[i] = nodes[i].supply;
     for (int j = 0; j < net->arcCount; ++j) {
@@ -111,7 +114,7 @@ struct TreeChecker {
     for (size_t k = order.size() - 1; k > 0; --k) {
       const int v = order[k];
       if (!near(excess[v], nodes[v].flow)) fail("flow", v, nodes[v].flow - excess[v]);
-      excess[nodes[v].parent] += excess[v];
+      excess[links[v].parent] += excess[v];
     }
   }
 
@@ -119,6 +122,7 @@ struct TreeChecker {
   // an arc out of its bounds carries one unit more or less, and is flagged.
   void potentials(const EnvVector<int> &order) {
     const NetNode *nodes = net->nodes;
+    const NetLink *links = net->links;
     const bool phase1 = net->state == kNetPhase1;
     const double tol = net->feasibilityTol;
     int flagged = 0;
@@ -135,7 +139,7 @@ struct TreeChecker {
       if (phase1 && flag != nodes[v].infeasible) fail("infeasibility flag", v, nodes[v].infeasible);
       flagged += nodes[v].infeasible;
       // cost - potential(to) + potential(from) = 0 along the tree arc.
-      const double expected = net->potential[nodes[v].parent] + (tail ? -cost : cost);
+      const double expected = net->potential[links[v].parent] + (tail ? -cost : cost);
       if (!near(net->potential[v], expected)) fail("potential", v, net->potential[v] - expected);
     }
     if (phase1 && flagged != net->infeasibleTreeArcs) fail("count of flagged tree arcs", net->rootNode, flagged);

@@ -72,17 +72,18 @@ inline double potentialStep(NetProblem *net, int n, bool penalty) {
 
 int subtreePotentials(NetProblem *net, int top) {
   NetNode *nodes = net->nodes;
+  const NetLink *links = net->links;
   double *potential = net->potential;
   const int *thread = net->thread;
   const bool penalty = net->state == kNetPhase1;
   int flagged = 0, n = top;
-  for (int left = nodes[top].descendants; left >= 0; --left, n = thread[n]) {
-    if (nodes[n].parent < 0) {
+  for (int left = links[top].descendants; left >= 0; --left, n = thread[n]) {
+    if (links[n].parent < 0) {
       potential[n] = 0.0;
       nodes[n].infeasible = 0;
       continue;
     }
-    potential[n] = potential[nodes[n].parent] + potentialStep(net, n, penalty);
+    potential[n] = potential[links[n].parent] + potentialStep(net, n, penalty);
     flagged += nodes[n].infeasible;
   }
   return flagged;
@@ -117,18 +118,19 @@ void netRatioTest(const NetProblem *net, NetStep &s) {
   // cycling: on the side of `second` the first arc met on the climb wins a
   // tie, on the side of `first` the last.
   const NetNode *nodes = net->nodes;
+  const NetLink *links = net->links;
   double firstStep = std::numeric_limits<double>::infinity(), secondStep = firstStep;
   int firstNode = -1, secondNode = -1;
   int u = s.first, v = s.second;
   while (u != v) {
-    if (nodes[u].descendants <= nodes[v].descendants) {
+    if (links[u].descendants <= links[v].descendants) {
       const double r = room(nodes[u], true);
       if (r <= firstStep) firstStep = r, firstNode = u;
-      u = nodes[u].parent;
+      u = links[u].parent;
     } else {
       const double r = room(nodes[v], false);
       if (r < secondStep) secondStep = r, secondNode = v;
-      v = nodes[v].parent;
+      v = links[v].parent;
     }
   }
   s.apex = u;
@@ -139,7 +141,7 @@ void netRatioTest(const NetProblem *net, NetStep &s) {
 namespace {
 
 void noteFlags(NetProblem *net, NetStep &s, int from) {
-  for (int n = from; n != s.apex; n = net->nodes[n].parent) {
+  for (int n = from; n != s.apex; n = net->links[n].parent) {
     const int flag = treeArcFlag(net, n);
     if (flag != net->nodes[n].infeasible) {
       net->infeasibleTreeArcs += flag - net->nodes[n].infeasible;
@@ -158,7 +160,7 @@ int holderOf(const NetProblem *net, int e) {
   }
   const NetArc &a = net->arcs[e];
   if (a.status != kArcTree) return -1;
-  return net->nodes[a.fromNode].treeArc == e && net->nodes[a.fromNode].parent == a.toNode ? a.fromNode : a.toNode;
+  return net->nodes[a.fromNode].treeArc == e && net->links[a.fromNode].parent == a.toNode ? a.fromNode : a.toNode;
 }
 
 // Phase 1: a tree arc whose flag the step changed changes its penalty, and
@@ -170,9 +172,9 @@ void refreshFlagged(NetProblem *net, const NetStep &s) {
   }
 }
 
-inline void link(NetNode *nodes, int *thread, int before, int after) {
+inline void link(int *thread, int *revThread, int before, int after) {
   thread[before] = after;
-  nodes[after].revThread = before;
+  revThread[after] = before;
 }
 
 // The thread for a pivot that cuts the subtree of w and hangs it under p,
@@ -184,22 +186,24 @@ inline void link(NetNode *nodes, int *thread, int before, int after) {
 // only the joints change. Returns the last node of the new block.
 int rethread(NetProblem *net, int p, int q, int w) {
   NetNode *nodes = net->nodes;
+  const NetLink *links = net->links;
   int *thread = net->thread;
-  const int beforeBlock = nodes[w].revThread;
+  int *revThread = net->revThread;
+  const int beforeBlock = revThread[w];
   int tail = nodes[q].lastSuccessor;   // last node of the new block so far
   int childLast = tail;                // last node of the child's old subtree
   int afterOld = thread[childLast];    // what followed that subtree in the old thread
-  int childRev = nodes[q].revThread;   // what preceded the child in the old thread
+  int childRev = revThread[q];         // what preceded the child in the old thread
   for (int child = q; child != w;) {
-    const int x = nodes[child].parent;
-    const int xLast = nodes[x].lastSuccessor, xRev = nodes[x].revThread;
+    const int x = links[child].parent;
+    const int xLast = nodes[x].lastSuccessor, xRev = revThread[x];
     const bool aEmpty = thread[x] == child;
-    link(nodes, thread, tail, x);
+    link(thread, revThread, tail, x);
     // A runs from x's own successor, which it keeps, to the child's predecessor.
     tail = aEmpty ? x : childRev;
     if (xLast != childLast) {
       // B runs from what followed the child's subtree to x's last successor.
-      link(nodes, thread, tail, afterOld);
+      link(thread, revThread, tail, afterOld);
       tail = xLast;
       afterOld = thread[xLast];
     }
@@ -207,10 +211,10 @@ int rethread(NetProblem *net, int p, int q, int w) {
     childRev = xRev;
     child = x;
   }
-  link(nodes, thread, beforeBlock, afterOld);
+  link(thread, revThread, beforeBlock, afterOld);
   const int afterP = thread[p];
-  link(nodes, thread, p, q);
-  link(nodes, thread, tail, afterP);
+  link(thread, revThread, p, q);
+  link(thread, revThread, tail, afterP);
   return tail;
 }
 
@@ -219,6 +223,7 @@ int rethread(NetProblem *net, int p, int q, int w) {
 void netPivot(NetProblem *net, NetStep &s) {
   NetArc &in = net->arcs[s.entering];
   NetNode *nodes = net->nodes;
+  NetLink *links = net->links;
   const double tol = net->feasibilityTol;
   const bool phase1 = net->state == kNetPhase1;
   s.flagChangedCount = 0;
@@ -232,8 +237,8 @@ void netPivot(NetProblem *net, NetStep &s) {
     return;
   }
   if (t >= kZeroStep) {
-    for (int n = s.first; n != s.apex; n = nodes[n].parent) nodes[n].flow += t;
-    for (int n = s.second; n != s.apex; n = nodes[n].parent) nodes[n].flow -= t;
+    for (int n = s.first; n != s.apex; n = links[n].parent) nodes[n].flow += t;
+    for (int n = s.second; n != s.apex; n = links[n].parent) nodes[n].flow -= t;
     if (phase1) {
       noteFlags(net, s, s.first);
       noteFlags(net, s, s.second);
@@ -270,17 +275,17 @@ void netPivot(NetProblem *net, NetStep &s) {
   else value = s.first == in.toNode ? t : -t;
   in.status = kArcTree;
   // Subtree sizes: the cut part leaves the path above w and joins the path above p.
-  const int cutSize = nodes[w].descendants + 1;
-  for (int n = nodes[w].parent; n != s.apex; n = nodes[n].parent) nodes[n].descendants -= cutSize;
-  for (int n = p; n != s.apex; n = nodes[n].parent) nodes[n].descendants += cutSize;
-  const int oldLast = nodes[w].lastSuccessor, before = nodes[w].revThread;
+  const int cutSize = links[w].descendants + 1;
+  for (int n = links[w].parent; n != s.apex; n = links[n].parent) links[n].descendants -= cutSize;
+  for (int n = p; n != s.apex; n = links[n].parent) links[n].descendants += cutSize;
+  const int oldLast = nodes[w].lastSuccessor, before = net->revThread[w];
   const int blockEnd = rethread(net, p, q, w);
   // Last successors outside the block: the ancestors of w that ended with the
   // block now end just before it, then those of p that ended at p (among them,
   // when the block returns to where it was, the same nodes) end with it.
-  for (int n = nodes[w].parent; n >= 0 && nodes[n].lastSuccessor == oldLast; n = nodes[n].parent)
+  for (int n = links[w].parent; n >= 0 && nodes[n].lastSuccessor == oldLast; n = links[n].parent)
     nodes[n].lastSuccessor = before;
-  for (int n = p; n >= 0 && nodes[n].lastSuccessor == p; n = nodes[n].parent) nodes[n].lastSuccessor = blockEnd;
+  for (int n = p; n >= 0 && nodes[n].lastSuccessor == p; n = links[n].parent) nodes[n].lastSuccessor = blockEnd;
   // Re-hang the path q .. w: each node takes its old child on the path as its
   // parent, with the tree arc, flow and flag that joined them; its subtree
   // now runs to the end of the block.
@@ -294,16 +299,17 @@ void netPivot(NetProblem *net, NetStep &s) {
   int x = q, newParent = p, previousSize = 0;
   for (;;) {
     NetNode &node = nodes[x];
-    const int oldParent = node.parent, oldSize = node.descendants + 1;
+    NetLink &nodeLink = links[x];
+    const int oldParent = nodeLink.parent, oldSize = nodeLink.descendants + 1;
     // The arc that joined x to its old parent will join the old parent to x.
     const Joint next{node.treeArc, -node.flow, -node.flowUpper, -node.flowLower, node.infeasible};
-    node.parent = newParent;
+    nodeLink.parent = newParent;
     node.treeArc = joint.arc;
     node.flow = joint.flow;
     node.flowLower = joint.lower;
     node.flowUpper = joint.upper;
     node.infeasible = joint.flag;
-    node.descendants = (x == q ? cutSize : cutSize - previousSize) - 1;
+    nodeLink.descendants = (x == q ? cutSize : cutSize - previousSize) - 1;
     node.lastSuccessor = blockEnd;
     if (x == w) break;
     joint = next;
@@ -320,9 +326,18 @@ void netPivot(NetProblem *net, NetStep &s) {
   const int *thread = net->thread;
   double shift = potential[p] + (in.toNode == q ? in.cost : -in.cost) - potential[q];
   if (shift != 0.0) {
-    int n = q, count = cutSize;
-    if (2 * cutSize > net->nodeCount) n = thread[blockEnd], count = net->nodeCount - cutSize, shift = -shift;
-    for (; count > 0; --count, n = thread[n]) potential[n] += shift;
+    // The side to shift is one run of the thread: the block from q to its
+    // end, or the rest from after the block round to p. Following one list
+    // waits on a load per node; the run is walked from both of its ends at
+    // once, by the thread and the reverse thread, so two loads are under way.
+    int n = q, back = blockEnd, count = cutSize;
+    if (2 * cutSize > net->nodeCount) n = thread[blockEnd], back = p, count = net->nodeCount - cutSize, shift = -shift;
+    const int *revThread = net->revThread;
+    for (int pairs = count / 2; pairs > 0; --pairs, n = thread[n], back = revThread[back]) {
+      potential[n] += shift;
+      potential[back] += shift;
+    }
+    if (count % 2 != 0) potential[n] += shift;
   }
   if (phase1) refreshFlagged(net, s);
 }

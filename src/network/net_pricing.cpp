@@ -38,7 +38,20 @@ void layOutBlocks(NetPricer *p, const NetProblem *net, double tolerance) {
   p->writePosition = 0;
 }
 
-bool priceable(const NetArc &a) { return a.status != kArcTree && a.status != kArcFixed; }
+bool priceable(int status) { return status != kArcTree && status != kArcFixed; }
+
+NetPricerEntry entryOf(const NetProblem *net, int j, double d) {
+  const NetArc &a = net->arcs[j];
+  return NetPricerEntry{d, a.cost, j, a.fromNode, a.toNode, a.status};
+}
+
+// The arc handed out enters the tree or moves to its other bound: either way
+// its copy in the list is stale, and it is no candidate right after.
+void dropFromList(NetPricer *p, int arc) {
+  if (arc < 0) return;
+  for (int k = 0; k < p->listCount; ++k)
+    if (p->list[k].arc == arc) p->list[k].status = kArcTree;
+}
 
 // Prices one block; each candidate goes to `take`; keeps the best.
 template <class Take>
@@ -48,7 +61,7 @@ void scanBlock(const NetProblem *net, const NetPricer *p, int block, double &bes
   const int end = std::min(net->arcCount, (block + 1) * p->blockLength);
   for (int j = block * p->blockLength; j < end; ++j) {
     const NetArc &a = arcs[j];
-    if (!priceable(a)) continue;
+    if (!priceable(a.status)) continue;
     const double d = arcReducedValue(net, a);
     if (d >= threshold) continue;
     take(j, d);
@@ -106,13 +119,18 @@ int startMultiple(NetPricer *p, const NetProblem *net, double tolerance) {
 void repriceList(NetPricer *p, const NetProblem *net, double &best, int &bestArc) {
   int kept = 0;
   const double threshold = -p->tolerance;
+  const double *potential = net->potential;
   for (int k = 0; k < p->listCount; ++k) {
-    const int j = p->list[k].arc;
-    const NetArc &a = net->arcs[j];
-    if (!priceable(a)) continue;
-    const double d = arcReducedValue(net, a);
+    NetPricerEntry e = p->list[k];
+    if (!priceable(e.status)) continue;
+    const double forward = e.cost - potential[e.toNode] + potential[e.fromNode];
+    const double d = e.status == kArcLower   ? forward
+                     : e.status == kArcUpper ? -forward
+                     : forward < -kFreeArcDirectionTol ? forward : -forward;
     if (d >= threshold) continue;
-    p->list[kept++] = NetPricerEntry{j, d};
+    e.value = d;
+    p->list[kept++] = e;
+    const int j = e.arc;
     if (d + kPricingTieTol < best) {
       best = d;
       bestArc = j;
@@ -126,12 +144,13 @@ int nextMultiple(NetPricer *p, const NetProblem *net, double *value) {
   int bestArc = -1;
   repriceList(p, net, best, bestArc);
   p->writePosition = p->listCount == p->listCapacity ? 0 : p->listCount;
-  auto take = [p](int arc, double d) {
-    p->list[p->writePosition] = NetPricerEntry{arc, d};
+  auto take = [p, net](int arc, double d) {
+    p->list[p->writePosition] = entryOf(net, arc, d);
     if (++p->writePosition == p->listCapacity) p->writePosition = 0;
     p->listCount = std::min(p->listCount + 1, p->listCapacity);
   };
   scanBlocks(net, p, 1, best, bestArc, take);
+  dropFromList(p, bestArc);
   if (value) *value = best;
   return bestArc;
 }
@@ -169,10 +188,11 @@ int nextSorted(NetPricer *p, const NetProblem *net, double *value) {
     keepBest(p->list, p->listCount, p->listLength);
     p->listCount = p->listLength;
   }
-  auto take = [p](int arc, double d) {
-    if (p->listCount < p->listCapacity) p->list[p->listCount++] = NetPricerEntry{arc, d};
+  auto take = [p, net](int arc, double d) {
+    if (p->listCount < p->listCapacity) p->list[p->listCount++] = entryOf(net, arc, d);
   };
   scanBlocks(net, p, 1, best, bestArc, take);
+  dropFromList(p, bestArc);
   if (value) *value = best;
   return bestArc;
 }

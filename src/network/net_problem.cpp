@@ -37,6 +37,8 @@ void releaseParts(NetProblem *net) {
   envFree(net->nodes);
   envFree(net->potential);
   envFree(net->thread);
+  envFree(net->revThread);
+  envFree(net->links);
   freeNameTable(net->arcNames);
   freeNameTable(net->nodeNames);
 }
@@ -114,8 +116,7 @@ int addNetNodes(Environment *env, NetProblem *net, int count, const double *supp
     NetNode &n = net->nodes[net->nodeCount + k];
     n = NetNode{};
     n.supply = supply ? supply[k] : 0.0;
-    n.parent = n.revThread = n.lastSuccessor = -1;
-    n.descendants = -1;
+    n.lastSuccessor = -1;
     n.treeArc = -(net->nodeCount + k + 1);
     n.mark = kMarkArtificialBasic;
   }

@@ -89,10 +89,11 @@ bool checkBasis(NetProblem *net) {
 bool buildTree(NetRun &run) {
   NetProblem *net = run.net;
   NetNode *nodes = net->nodes;
+  NetLink *links = net->links;
   const int n = net->nodeCount, root = net->rootNode;
   for (int i = 0; i < n; ++i) {
-    nodes[i].parent = -1;
-    nodes[i].descendants = -1;
+    links[i].parent = -1;
+    links[i].descendants = -1;
     nodes[i].infeasible = 0;
   }
   // Adjacency of the tree in two counting passes: basic arcs at both ends,
@@ -116,7 +117,7 @@ bool buildTree(NetRun &run) {
   stack[top++] = root;
   run.order.clear();
   setTreeArc(net, root, -(root + 1), 0.0);
-  nodes[root].descendants = 0;
+  links[root].descendants = 0;
   while (top > 0) {
     const int u = stack[--top];
     run.order.push_back(u);
@@ -124,20 +125,20 @@ bool buildTree(NetRun &run) {
       const int e = edge[at];
       if (e == nodes[u].treeArc && u != root) continue;
       const int v = e < 0 ? (u == root ? -e - 1 : root) : (net->arcs[e].fromNode == u ? net->arcs[e].toNode : net->arcs[e].fromNode);
-      if (v == u || nodes[v].descendants >= 0) return false;  // a loop or a cycle
-      nodes[v].descendants = 0;
+      if (v == u || links[v].descendants >= 0) return false;  // a loop or a cycle
+      links[v].descendants = 0;
       setTreeArc(net, v, e, 0.0);
-      nodes[v].parent = u;
+      links[v].parent = u;
       stack[top++] = v;
     }
   }
   if (static_cast<int>(run.order.size()) != n) return false;
-  for (int k = n - 1; k > 0; --k) nodes[nodes[run.order[k]].parent].descendants += nodes[run.order[k]].descendants + 1;
+  for (int k = n - 1; k > 0; --k) links[links[run.order[k]].parent].descendants += links[run.order[k]].descendants + 1;
   for (int k = 0; k < n; ++k) {
     const int u = run.order[k], v = run.order[k + 1 < n ? k + 1 : 0];
     net->thread[u] = v;
-    nodes[v].revThread = u;
-    nodes[u].lastSuccessor = run.order[k + nodes[u].descendants];
+    net->revThread[v] = u;
+    nodes[u].lastSuccessor = run.order[k + links[u].descendants];
   }
   return true;
 }
@@ -156,6 +157,7 @@ double outOfTreeValue(const NetArc &a) {
 int computeFlows(NetRun &run) {
   NetProblem *net = run.net;
   NetNode *nodes = net->nodes;
+  const NetLink *links = net->links;
   int contradictory = -1;
   for (int j = 0; j < net->arcCount; ++j)
     if (net->arcs[j].lowerBound - net->feasibilityTol >= net->arcs[j].upperBound) contradictory = j;
@@ -167,7 +169,7 @@ int computeFlows(NetRun &run) {
     nodes[a.fromNode].flow -= x;
     nodes[a.toNode].flow += x;
   }
-  for (int k = net->nodeCount - 1; k > 0; --k) nodes[nodes[run.order[k]].parent].flow += nodes[run.order[k]].flow;
+  for (int k = net->nodeCount - 1; k > 0; --k) nodes[links[run.order[k]].parent].flow += nodes[run.order[k]].flow;
   if (contradictory >= 0) {
     net->state = kNetInfeasible;
     if (!net->quiet)
@@ -337,10 +339,12 @@ void phase1(NetRun &run) {
       net->infeasibleTreeArcs = 0;
       break;
     }
+    // The pricer's list holds copies of costs: a change of costs empties it.
     if (arc >= 0 || net->iterationCount > roundStart) {
-      if (stage == kTrueCosts) stage = kScaledCosts, scaleCosts(net);
+      if (stage == kTrueCosts) stage = kScaledCosts, scaleCosts(net), pricer->ops->finish(pricer);
       continue;
     }
+    pricer->ops->finish(pricer);
     if (stage == kTrueCosts) {
       stage = kScaledCosts;
       scaleCosts(net);
@@ -356,6 +360,7 @@ void phase1(NetRun &run) {
   }
   net->phase1Iterations = net->iterationCount;
   restoreCosts(run);
+  pricer->ops->finish(pricer);
 }
 
 void phase2(NetRun &run) {
@@ -395,18 +400,27 @@ int solve(NetRun &run) {
     return 0;
   }
   if (net->treeSpace < net->nodeCount) {
-    // Both arrays or neither: a failure leaves the old pair.
-    auto *potential = static_cast<double *>(envAlloc(sizeof(double) * static_cast<size_t>(net->nodeCount)));
-    auto *thread = static_cast<int *>(envAlloc(sizeof(int) * static_cast<size_t>(net->nodeCount)));
-    if (!potential || !thread) {
+    // All arrays or none: a failure leaves the old ones.
+    const size_t n = static_cast<size_t>(net->nodeCount);
+    auto *potential = static_cast<double *>(envAlloc(sizeof(double) * n));
+    auto *thread = static_cast<int *>(envAlloc(sizeof(int) * n));
+    auto *revThread = static_cast<int *>(envAlloc(sizeof(int) * n));
+    auto *links = static_cast<NetLink *>(envAlloc(sizeof(NetLink) * n));
+    if (!potential || !thread || !revThread || !links) {
       envFree(potential);
       envFree(thread);
+      envFree(revThread);
+      envFree(links);
       return QVNERR_NO_MEMORY;
     }
     envFree(net->potential);
     envFree(net->thread);
+    envFree(net->revThread);
+    envFree(net->links);
     net->potential = potential;
     net->thread = thread;
+    net->revThread = revThread;
+    net->links = links;
     net->treeSpace = net->nodeCount;
   }
   run.flagChanged.resize(static_cast<size_t>(net->nodeCount) + 1);
@@ -499,7 +513,7 @@ void computeArcFlows(const NetProblem *net, double *x) {
   for (int j = 0; j < net->arcCount; ++j) x[j] = outOfTreeValue(net->arcs[j]);
   for (int i = 0; i < net->nodeCount; ++i) {
     const NetNode &n = net->nodes[i];
-    if (i == net->rootNode || isArtificial(n.treeArc) || n.parent < 0) continue;
+    if (i == net->rootNode || isArtificial(n.treeArc) || !net->links || net->links[i].parent < 0) continue;
     const NetArc &a = net->arcs[n.treeArc];
     x[n.treeArc] = a.fromNode == i ? n.flow : -n.flow;
   }

@@ -32,9 +32,18 @@ struct NetPricerOps {
   void (*setTolerance)(NetPricer *pricer, double tolerance);
 };
 
+// A listed candidate keeps a copy of what pricing reads of its arc, so that
+// pricing the list again reads only potentials: the list's arcs lie anywhere
+// in the arc array. The copy stays true while the arc is out of the tree,
+// since only the arc that a pricer hands out changes status (it is dropped
+// from the list then), and costs change only between rounds, which empty
+// the list through `finish`.
 struct NetPricerEntry {
-  int arc;
   double value;
+  double cost;
+  int arc;
+  int fromNode, toNode;
+  int status;
 };
 
 // The arcs are priced in blocks of consecutive arcs, block j holding arcs
