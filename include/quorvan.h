@@ -1237,6 +1237,9 @@ QVN_API int QVNgetlpcallbackfunc(QVNCENVptr env, QVNlpcallbackfunc *callback_p, 
 #define QVN_CALLBACK_FAIL    1
 #define QVN_CALLBACK_SET     2
 
+/* Informational: 101 at each turn of the node loop; from the root passes 107
+   (clique table, then probing), 108 (Gomory) and 110 (flow cover and MIR),
+   where the PROBE_PHASE and ..._PROGRESS infos tell how far the pass is. */
 typedef int (*QVNmipcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle);
 /* An incumbent candidate: objective in the user's sense and x (one value per
    column). Setting *isfeas_p to 0 refuses it; *useraction_p 1 stops the run. */
@@ -1266,9 +1269,10 @@ typedef int (*QVNbranchcallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom
    *useraction_p 2; another index is error 1200. */
 typedef int (*QVNnodecallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
                                    int *nodeindex_p, int *useraction_p);
-/* Heuristic (104): after a fractional node LP, with its objective and point
-   (user sense). With *useraction_p 2 the callback's x (bounds and rows
-   checked, integer columns rounded) is offered as an incumbent. */
+/* Heuristic (104): after a fractional node LP, before its children are
+   made, with its objective and point (user sense). With *useraction_p 2 the
+   callback's x (bounds and rows checked, integer columns rounded) is offered
+   as an incumbent. */
 typedef int (*QVNheuristiccallbackfunc)(QVNCENVptr env, void *cbdata, int wherefrom, void *cbhandle,
                                         double *objval_p, double *x, int *useraction_p);
 /* Solve (105): instead of the node LP. The callback may solve the copy of
@@ -1301,8 +1305,8 @@ QVN_API int QVNgetdeletenodecallbackfunc(QVNCENVptr env, QVNdeletenodecallbackfu
 /* Children of a branch callback (wherefrom 102 or 113 only, else 1003). A
    child takes the node's bounds changed by `cnt` entries (lu 'L', 'U' or
    'B'); its estimate is in the user's sense; *seqnum_p (may be null) gets its
-   sequence number. Rows for a child are refused with 1003: children carry
-   bound changes only. */
+   sequence number. Rows for a child (senses 'L', 'G', 'E'; row r's entries
+   from rmatbeg[r]) hold in its subtree only; no node cut rounds run there. */
 QVN_API int QVNbranchcallbackbranchbds(QVNCENVptr env, void *cbdata, int wherefrom, int cnt, const int *indices,
                                        const char *lu, const double *bd, double nodeest, void *userhandle,
                                        int *seqnum_p);
@@ -1382,6 +1386,10 @@ QVN_API int QVNgetcallbackbranchconstraints(QVNCENVptr env, void *cbdata, int wh
    cut callback (error 1003 from any other). */
 QVN_API int QVNcutcallbackadd(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,
                               const int *cutind, const double *cutval, int purgeable);
+/* As QVNcutcallbackadd, for a cut that holds in the subtree of the node in
+   hand only: the node's children and their descendants inherit it. */
+QVN_API int QVNcutcallbackaddlocal(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,
+                                   const int *cutind, const double *cutval);
 
 /* ---- User cuts and lazy constraints --------------------------------------
    Rows kept beside a MIP, not in its LP, with the arguments of QVNaddrows

@@ -5,6 +5,8 @@
 
 #include "mip/callback_data.h"
 #include "mip/cuts/cut_pool.h"
+#include "mip/debug_solution.h"
+#include "model/datacheck.h"
 #include "runtime/frame.h"
 #include "simplex/lp_relaxation.h"
 
@@ -96,6 +98,11 @@ void makeCallbackChildren(MipRun &run, NodeRecord &parent, const BuiltInBranch &
     }
   } release{basis};
   const double bound = std::max(choice.objective, parent.bound);
+  // A known solution the node holds must be held by one of the children.
+  const double *known = run.debug ? run.debug->x.data() : nullptr;
+  const bool debugHeld = known && debugSolutionInside(*run.debug, run.nodeLower.data(), run.nodeUpper.data()) &&
+                         localRowsHold(s, parent.localRows, known);
+  bool debugKept = false;
   for (const CallbackChild &c : d.children) {
     NodeRecord *child = newNode();
     child->nodeId = static_cast<int>(s.nodeHandles.size());
@@ -120,6 +127,28 @@ void makeCallbackChildren(MipRun &run, NodeRecord &parent, const BuiltInBranch &
       if (lo > up) empty = true;
       child->changes.push_back(BoundChange{j, lo, up});
     }
+    if (c.rowCount > 0 || !parent.localRows.empty()) {
+      try {
+        child->localRows.assign(parent.localRows.begin(), parent.localRows.end());
+        for (int k = c.rowStart; k < c.rowStart + c.rowCount; ++k) {
+          const CallbackCut &r = d.cuts[k];
+          child->localRows.push_back(
+              appendLocalRow(s, r.sense, r.rhs, r.count, d.index.data() + r.start, d.value.data() + r.start));
+        }
+      } catch (...) {
+        freeNode(child);
+        throw;
+      }
+      child->rowCount = c.rowCount;
+    }
+    if (debugHeld && !empty && !debugKept) {
+      bool inside = localRowsHold(s, child->localRows, known);
+      for (size_t p = parent.changes.size(); p < child->changes.size() && inside; ++p) {
+        const BoundChange &b = child->changes[p];
+        inside = known[b.col] >= b.lower - 1e-6 && known[b.col] <= b.upper + 1e-6;
+      }
+      debugKept = inside;
+    }
     child->objective = choice.objective;
     child->bound = bound;
     const double wanted = run.sense * c.estimate;
@@ -127,7 +156,7 @@ void makeCallbackChildren(MipRun &run, NodeRecord &parent, const BuiltInBranch &
     child->estimate = finite ? std::max(0.0, wanted - choice.objective) : 1e37;
     child->sumInf = choice.sumInf;
     child->iinf = choice.iinf;
-    child->direction = 'X';
+    child->direction = c.rowCount > 0 ? 'A' : 'X';
     child->depth = parent.depth + 1;
     child->parentSequence = parent.sequence;
     if (empty || child->bound >= s.cutoff) {
@@ -146,11 +175,33 @@ void makeCallbackChildren(MipRun &run, NodeRecord &parent, const BuiltInBranch &
       throw;
     }
   }
+  if (debugHeld && !debugKept) debugCheckBound(run.env, *run.debug, kTreeInfinity, "a branch callback's children");
 }
 
-// Tests the bound changes of a child and appends them to the block.
-int addChild(MipCallbackData &d, int cnt, const int *indices, const char *lu, const double *bd, double nodeest,
-             void *userhandle, int *seqnum_p) {
+// The rows of a child, in the arguments' form.
+struct ChildRows {
+  int count = 0, nonzeros = 0;
+  const double *rhs = nullptr;
+  const char *sense = nullptr;
+  const int *begin = nullptr, *index = nullptr;
+  const double *value = nullptr;
+};
+
+int checkChildRows(const MipCallbackData &d, const ChildRows &r) {
+  if (r.count < 0 || r.nonzeros < 0) return QVNERR_COUNT_RANGE;
+  if (r.count == 0) return 0;
+  if (!r.rhs || !r.sense || !r.begin || (r.nonzeros > 0 && (!r.index || !r.value))) return QVNERR_NULL_POINTER;
+  for (int k = 0; k < r.count; ++k) {
+    if (r.sense[k] != 'L' && r.sense[k] != 'G' && r.sense[k] != 'E') return QVNERR_BAD_SENSE;
+    if (!std::isfinite(r.rhs[k])) return QVNERR_NAN;
+  }
+  return checkStartMatrix(d.run->env, r.count, r.begin, r.nonzeros, r.index, d.run->model->numCols,
+                          QVNERR_COL_INDEX_RANGE, r.value, true);
+}
+
+// Tests the bound changes and rows of a child and appends them to the block.
+int addChild(MipCallbackData &d, int cnt, const int *indices, const char *lu, const double *bd, const ChildRows &rows,
+             double nodeest, void *userhandle, int *seqnum_p) {
   if (cnt < 0) return QVNERR_COUNT_RANGE;
   if (cnt > 0 && (!indices || !lu || !bd)) return QVNERR_NULL_POINTER;
   const int n = d.run->model->numCols;
@@ -160,14 +211,22 @@ int addChild(MipCallbackData &d, int cnt, const int *indices, const char *lu, co
     if (std::isnan(bd[k])) return QVNERR_NAN;
   }
   if (std::isnan(nodeest)) return QVNERR_NAN;
+  QVN_TRY(checkChildRows(d, rows));
   MipSearch &s = *d.run->search;
   const int sequence = s.nodesMade;
-  d.children.push_back(CallbackChild{static_cast<int>(d.childCol.size()), cnt, nodeest, userhandle, sequence});
+  d.children.push_back(CallbackChild{static_cast<int>(d.childCol.size()), cnt, static_cast<int>(d.cuts.size()),
+                                     rows.count, nodeest, userhandle, sequence});
   for (int k = 0; k < cnt; ++k) {
     d.childCol.push_back(indices[k]);
     d.childLu.push_back(lu[k]);
     // Beyond 1e20 a bound is infinite, as everywhere in the model.
     d.childBound.push_back(bd[k] >= 1e20 ? kInfinity : bd[k] <= -1e20 ? -kInfinity : bd[k]);
+  }
+  for (int r = 0; r < rows.count; ++r) {
+    const int from = rows.begin[r], to = r + 1 < rows.count ? rows.begin[r + 1] : rows.nonzeros;
+    d.cuts.push_back(CallbackCut{rows.sense[r], rows.rhs[r], static_cast<int>(d.index.size()), to - from, true});
+    d.index.insert(d.index.end(), rows.index + from, rows.index + to);
+    d.value.insert(d.value.end(), rows.value + from, rows.value + to);
   }
   ++s.nodesMade;
   if (seqnum_p) *seqnum_p = sequence;
@@ -237,7 +296,7 @@ QVN_API int QVNbranchcallbackbranchbds(QVNCENVptr env, void *cbdata, int wherefr
     int status = 0;
     MipCallbackData *d = callbackDataOf(cbdata, wherefrom, &status);
     if (!d) return status;
-    return addChild(*d, cnt, indices, lu, bd, nodeest, userhandle, seqnum_p);
+    return addChild(*d, cnt, indices, lu, bd, ChildRows{}, nodeest, userhandle, seqnum_p);
   });
 }
 
@@ -246,16 +305,13 @@ QVN_API int QVNbranchcallbackbranchgeneral(QVNCENVptr env, void *cbdata, int whe
                                            int nzcnt, const double *rhs, const char *sense, const int *rmatbeg,
                                            const int *rmatind, const double *rmatval, double nodeest,
                                            void *userhandle, int *seqnum_p) {
-  (void)nzcnt, (void)rhs, (void)sense, (void)rmatbeg, (void)rmatind, (void)rmatval;
   return guarded(env, [&]() -> int {
     if (!branchWherefrom(wherefrom)) return QVNERR_BAD_ARGUMENT;
     int status = 0;
     MipCallbackData *d = callbackDataOf(cbdata, wherefrom, &status);
     if (!d) return status;
-    // Children carry bound changes only: a row local to a subtree has no
-    // place in the node LP, whose rows after the model's are the cut pool's.
-    if (rcnt != 0) return QVNERR_BAD_ARGUMENT;
-    return addChild(*d, varcnt, varind, varlu, varbd, nodeest, userhandle, seqnum_p);
+    const ChildRows rows{rcnt, nzcnt, rhs, sense, rmatbeg, rmatind, rmatval};
+    return addChild(*d, varcnt, varind, varlu, varbd, rows, nodeest, userhandle, seqnum_p);
   });
 }
 

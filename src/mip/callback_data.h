@@ -15,12 +15,15 @@ struct CallbackCut {
   char sense;
   double rhs;
   int start, count;
+  bool local;  // for the node's subtree only
 };
 
 // A child asked for by a branch callback: its bound changes are entries
-// [boundStart, boundStart + boundCount) of the block's child arrays.
+// [boundStart, boundStart + boundCount) of the block's child arrays, its rows
+// entries [rowStart, rowStart + rowCount) of the block's cut rows.
 struct CallbackChild {
   int boundStart, boundCount;
+  int rowStart, rowCount;
   double estimate;  // user sense
   void *handle;
   int sequence;
@@ -38,7 +41,11 @@ struct MipCallbackData {
   bool hasObjective = false;
   double objective = 0.0;     // of x, minimization sense
   int nodeStatus = 0;         // the node LP's status as QVNgetstat tells it, 0 for none
-  // Cuts added by a cut callback, collected until it returns.
+  // A root pass's call (107-110): the probing phase and the share done.
+  int passPhase = 1;
+  double passDone = 1.0;
+  // Cuts added by a cut callback, collected until it returns; the rows of a
+  // branch callback's children.
   EnvVector<CallbackCut> cuts;
   EnvVector<int> index;
   EnvVector<double> value;
@@ -48,7 +55,7 @@ struct MipCallbackData {
   EnvVector<char> childLu;
   EnvVector<double> childBound;
   // The built-in branch shown to a branch callback: its children's row counts
-  // (always 0).
+  // (always 0: the built-in rules branch on bounds).
   int builtInChildren = 0;
   // The node LP as a Problem, made when first asked for.
   Problem *nodeLpCopy = nullptr;

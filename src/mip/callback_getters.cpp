@@ -141,15 +141,17 @@ QVN_API int QVNgetcallbackinfo(QVNCENVptr env, void *cbdata, int wherefrom, int 
     case 110: *i = cutCount(s, kCutFlow); return 0;
     case 111: *i = cutCount(s, kCutGub); return 0;
     case 112: *i = cutCount(s, kCutImplBd); return 0;
-    case 113: *i = 1; return 0;  // clique growth is over once the tree runs
+    // The phase and share of a root pass in its own call; once the tree
+    // runs every pass is over.
+    case 113: *i = d.wherefrom == QVN_CALLBACK_MIP_PROBE ? d.passPhase : 1; return 0;
     case 115: *i = cutCount(s, kCutFract); return 0;
     case 117: *i = cutCount(s, kCutDisj); return 0;
     case 119: *i = cutCount(s, kCutFlowPath); return 0;
     case 120: *i = cutCount(s, kCutMir); return 0;
-    case 114:
-    case 116:
-    case 118:
-    case 121: *v = 1.0; return 0;  // the passes that report a fraction are over once the tree runs
+    case 114: *v = d.wherefrom == QVN_CALLBACK_MIP_PROBE ? d.passDone : 1.0; return 0;
+    case 116: *v = d.wherefrom == QVN_CALLBACK_MIP_FRACCUT ? d.passDone : 1.0; return 0;
+    case 118: *v = d.wherefrom == QVN_CALLBACK_MIP_DISJCUT ? d.passDone : 1.0; return 0;
+    case 121: *v = d.wherefrom == QVN_CALLBACK_MIP_FLOWMIR ? d.passDone : 1.0; return 0;
     case 122: *i = 0; return 0;
     case 123: *i = 1; return 0;
     default: return QVNERR_BAD_ARGUMENT;

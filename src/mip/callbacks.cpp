@@ -58,20 +58,60 @@ bool keepStop(MipRun &run, int returned, int action) {
   return stop == 0;
 }
 
-int installCallbackCuts(MipRun &run, MipCallbackData &d, int *added) {
+// Cuts for the whole tree go in for good; local ones join the rows of the
+// node's subtree, which its children inherit.
+int installCallbackCuts(MipRun &run, NodeRecord *current, MipCallbackData &d, int *added) {
   *added = 0;
   if (d.cuts.empty()) return 0;
   EnvVector<char> sense;
   EnvVector<double> rhs;
-  EnvVector<int> start;
+  EnvVector<int> start, index;
+  EnvVector<double> value;
+  start.push_back(0);
   for (const CallbackCut &c : d.cuts) {
+    if (c.local) {
+      if (!current) continue;
+      current->localRows.push_back(
+          appendLocalRow(*run.search, c.sense, c.rhs, c.count, d.index.data() + c.start, d.value.data() + c.start));
+      ++current->rowCount;
+      ++*added;
+      continue;
+    }
     sense.push_back(c.sense);
     rhs.push_back(c.rhs);
-    start.push_back(c.start);
+    index.insert(index.end(), d.index.begin() + c.start, d.index.begin() + c.start + c.count);
+    value.insert(value.end(), d.value.begin() + c.start, d.value.begin() + c.start + c.count);
+    start.push_back(static_cast<int>(index.size()));
   }
-  start.push_back(static_cast<int>(d.index.size()));
-  return addTreeRows(run, kCutUser, static_cast<int>(d.cuts.size()), sense.data(), rhs.data(), start.data(),
-                     d.index.data(), d.value.data(), added);
+  int global = 0;
+  QVN_TRY(addTreeRows(run, kCutUser, static_cast<int>(sense.size()), sense.data(), rhs.data(), start.data(),
+                      index.data(), value.data(), &global));
+  *added += global;
+  return current ? installLocalRows(run, current->localRows) : 0;
+}
+
+// A cut from a cut callback, tested, into the block.
+int collectCut(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense, const int *cutind,
+               const double *cutval, bool local) {
+  return guarded(env, [&]() -> int {
+    if (wherefrom != QVN_CALLBACK_MIP_CUT) return QVNERR_BAD_ARGUMENT;
+    int status = 0;
+    MipCallbackData *d = callbackDataOf(cbdata, wherefrom, &status);
+    if (!d) return status;
+    if (nzcnt < 0) return QVNERR_COUNT_RANGE;
+    if (nzcnt > 0 && (!cutind || !cutval)) return QVNERR_NULL_POINTER;
+    if (sense != 'L' && sense != 'G' && sense != 'E') return QVNERR_BAD_SENSE;
+    if (!std::isfinite(rhs)) return QVNERR_NAN;
+    const int n = d->run->model->numCols;
+    for (int k = 0; k < nzcnt; ++k) {
+      if (cutind[k] < 0 || cutind[k] >= n) return QVNERR_COL_INDEX_RANGE;
+      if (!std::isfinite(cutval[k])) return QVNERR_NAN;
+    }
+    d->cuts.push_back(CallbackCut{static_cast<char>(sense), rhs, static_cast<int>(d->index.size()), nzcnt, local});
+    d->index.insert(d->index.end(), cutind, cutind + nzcnt);
+    d->value.insert(d->value.end(), cutval, cutval + nzcnt);
+    return 0;
+  });
 }
 
 const CallbackSlot &slotOf(const MipRun &run, MipCallbackKind kind) { return run.env->mipCallbacks[kind]; }
@@ -152,21 +192,31 @@ int copyNodeLp(MipRun &run, Problem **out) {
                      count.data(), d.rowIndex.data(), d.coefValue.data(), lower.data(), upper.data(),
                      range.data());
   if (status == 0 && d.objOffset != 0.0) status = QVNchgobjoffset(run.env, copy, d.objOffset);
-  // The cut rows after the model's, as the pool mirrors them.
+  // The cut rows after the model's, as the pool mirrors them, then the
+  // rows local to the node's subtree.
   const CutPool *pool = s.cuts;
+  const LocalRowTable &t = s.localRows;
+  const int local = rows - static_cast<int>(t.installed.size());
   for (int i = m; i < rows && status == 0; ++i) {
     double lo = 0.0, up = 0.0;
     relaxGetRowBounds(r, i, &lo, &up);
     char one = 'L';
     double value = 0.0, width = 0.0;
     rowForm(lo, up, &one, &value, &width);
+    const int begin = 0;
+    if (i >= local) {
+      const int row = t.installed[static_cast<size_t>(i - local)];
+      const int from = t.start[row];
+      status = QVNaddrows(run.env, copy, 0, 1, t.start[row + 1] - from, &value, &one, &begin,
+                          t.index.data() + from, t.value.data() + from, nullptr, nullptr);
+      continue;
+    }
     const int k = pool ? i - pool->firstCutRow : -1;
     if (!pool || k < 0 || k >= static_cast<int>(pool->installed.cuts.size()) || one == 'R') {
       status = QVNERR_CALLBACK;  // a row the pool does not describe
       break;
     }
     const Cut &c = pool->installed.cuts[static_cast<size_t>(k)];
-    const int begin = 0;
     status = QVNaddrows(run.env, copy, 0, 1, c.count, &value, &one, &begin, pool->installed.index.data() + c.start,
                         pool->installed.value.data() + c.start, nullptr, nullptr);
   }
@@ -183,11 +233,15 @@ int addTreeRows(MipRun &run, int family, int count, const char *sense, const dou
   *added = 0;
   if (count <= 0) return 0;
   MipSearch &s = *run.search;
-  if (!s.cuts) {
-    s.cuts = newCutPool();
-    s.cuts->firstCutRow = relaxNumRows(*s.nodeLp);
+  // Rows local to the subtree sit after every other row: they step aside
+  // while these come, and come back after them.
+  if (!s.localRows.installed.empty()) {
+    EnvVector<int> local(s.localRows.installed.begin(), s.localRows.installed.end());
+    QVN_TRY(installLocalRows(run, EnvVector<int>()));
+    QVN_TRY(addTreeRows(run, family, count, sense, rhs, start, index, value, added));
+    return installLocalRows(run, local);
   }
-  CutPool &pool = *s.cuts;
+  CutPool &pool = treeCutPool(run);
   // The pool mirrors the LP rows after the model's; rows it does not know
   // would break that, so none go in then.
   if (relaxNumRows(*s.nodeLp) != pool.firstCutRow + static_cast<int>(pool.installed.cuts.size())) return 0;
@@ -228,7 +282,31 @@ int callInfoCallback(MipRun &run, const NodeRecord *current) {
   return stopFor(f(run.env, &d, QVN_CALLBACK_MIP, slot.handle));
 }
 
-int callCutCallback(MipRun &run, const NodeRecord *current, const double *x, int *added) {
+int callPassCallback(MipRun &run, int wherefrom, int phase, double fraction) {
+  const CallbackSlot &slot = slotOf(run, kMipInfoCallback);
+  if (!slot.function || run.callbackStop != 0) return 0;
+  MipCallbackData d;
+  d.run = &run;
+  d.wherefrom = wherefrom;
+  d.passPhase = phase;
+  d.passDone = std::clamp(fraction, 0.0, 1.0);
+  const auto f = reinterpret_cast<QVNmipcallbackfunc>(slot.function);
+  run.callbackStop = stopFor(f(run.env, &d, wherefrom, slot.handle));
+  return 0;
+}
+
+int callFamilyPassCallback(MipRun &run, int family) {
+  switch (family) {
+  case kCutFract: return callPassCallback(run, QVN_CALLBACK_MIP_FRACCUT, 1, 1.0);
+  case kCutDisj: return callPassCallback(run, QVN_CALLBACK_MIP_DISJCUT, 1, 1.0);
+  case kCutFlow:
+  case kCutMir:
+  case kCutFlowPath: return callPassCallback(run, QVN_CALLBACK_MIP_FLOWMIR, 1, 1.0);
+  default: return 0;
+  }
+}
+
+int callCutCallback(MipRun &run, NodeRecord *current, const double *x, int *added) {
   *added = 0;
   const CallbackSlot &slot = slotOf(run, kCutCallback);
   if (!slot.function) return 0;
@@ -247,7 +325,7 @@ int callCutCallback(MipRun &run, const NodeRecord *current, const double *x, int
   if (stop != 0) return stop;
   if (action == QVN_CALLBACK_FAIL) return 113;
   if (action != QVN_CALLBACK_DEFAULT && action != QVN_CALLBACK_SET) return QVNERR_CALLBACK;
-  return installCallbackCuts(run, d, added);
+  return installCallbackCuts(run, current, d, added);
 }
 
 int callIncumbentCallback(MipRun &run, double objective, double *x, bool *accept) {
@@ -363,17 +441,38 @@ void reportDroppedNode(MipRun &run, const NodeRecord &node) {
   handles[static_cast<size_t>(node.nodeId)] = nullptr;
 }
 
+namespace {
+
+// Blocks of nodes moved out of memory come back when a node in them may have
+// an id the delete-node callback must hear of as it goes: those whose nodes
+// all reach `cutoff`, or all of them.
+void readBackForDeletion(MipRun &run, double cutoff) {
+  NodeStore &store = run.search->store;
+  if (!slotOf(run, kDeleteNodeCallback).function) return;
+  for (size_t b = store.blocks.size(); b-- > 0;)
+    if (store.blocks[b]->minBound >= cutoff) readBackBlock(store, static_cast<int>(b));
+}
+
+} // namespace
+
 int pruneStore(MipRun &run) {
   MipSearch &s = *run.search;
-  if (!s.nodeHandles.empty())
+  if (!s.nodeHandles.empty()) {
+    readBackForDeletion(run, s.cutoff);
     for (const NodeRecord *n : s.store.heap[0])
       if (n->bound >= s.cutoff) reportDroppedNode(run, *n);
+  }
   return storePrune(s.store, s.cutoff);
 }
 
 void reportRemainingNodes(MipRun &run) {
   MipSearch &s = *run.search;
   if (s.nodeHandles.empty()) return;
+  try {
+    readBackForDeletion(run, -kTreeInfinity);
+  } catch (const NodeFileFailure &) {
+    // A block file that cannot be read: its nodes go untold.
+  }
   for (const NodeRecord *n : s.store.heap[0]) reportDroppedNode(run, *n);
   if (s.resume) reportDroppedNode(run, *s.resume);
 }
@@ -384,108 +483,70 @@ using namespace qvn;
 
 namespace {
 
-int setSlot(QVNCENVptr cenv, MipCallbackKind kind, void *function, void *handle) {
-  return guarded(cenv, [&]() -> int {
-    auto *env = const_cast<Environment *>(cenv);
-    env->mipCallbacks[kind].function = function;
-    env->mipCallbacks[kind].handle = function ? handle : nullptr;
-    return 0;
-  });
-}
+// One registration slot a kind: every setter and getter pair below is this
+// template on its kind and its function type.
+template <MipCallbackKind K, class F> struct Registration {
+  static int set(QVNENVptr env, F function, void *handle) {
+    return guarded(env, [&]() -> int {
+      env->mipCallbacks[K].function = reinterpret_cast<void *>(function);
+      env->mipCallbacks[K].handle = function ? handle : nullptr;
+      return 0;
+    });
+  }
+  static int get(QVNCENVptr env, F *function, void **handle) {
+    return guarded(env, [&]() -> int {
+      if (!function || !handle) return QVNERR_NULL_POINTER;
+      *function = reinterpret_cast<F>(env->mipCallbacks[K].function);
+      *handle = env->mipCallbacks[K].handle;
+      return 0;
+    });
+  }
+};
 
-template <class F> int getSlot(QVNCENVptr env, MipCallbackKind kind, F *function, void **handle) {
-  return guarded(env, [&]() -> int {
-    if (!function || !handle) return QVNERR_NULL_POINTER;
-    *function = reinterpret_cast<F>(env->mipCallbacks[kind].function);
-    *handle = env->mipCallbacks[kind].handle;
-    return 0;
-  });
-}
+using MipInfoCallbacks = Registration<kMipInfoCallback, QVNmipcallbackfunc>;
+using IncumbentCallbacks = Registration<kIncumbentCallback, QVNincumbentcallbackfunc>;
+using CutCallbacks = Registration<kCutCallback, QVNcutcallbackfunc>;
+using BranchCallbacks = Registration<kBranchCallback, QVNbranchcallbackfunc>;
+using BranchNoSolnCallbacks = Registration<kBranchNoSolnCallback, QVNbranchcallbackfunc>;
+using NodeCallbacks = Registration<kNodeCallback, QVNnodecallbackfunc>;
+using HeuristicCallbacks = Registration<kHeuristicCallback, QVNheuristiccallbackfunc>;
+using SolveCallbacks = Registration<kSolveCallback, QVNsolvecallbackfunc>;
+using DeleteNodeCallbacks = Registration<kDeleteNodeCallback, QVNdeletenodecallbackfunc>;
 
 } // namespace
 
 extern "C" {
 
-QVN_API int QVNsetmipcallbackfunc(QVNENVptr env, QVNmipcallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kMipInfoCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetmipcallbackfunc(QVNCENVptr env, QVNmipcallbackfunc *callback_p, void **cbhandle_p) {
-  return getSlot(env, kMipInfoCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetincumbentcallbackfunc(QVNENVptr env, QVNincumbentcallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kIncumbentCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetincumbentcallbackfunc(QVNCENVptr env, QVNincumbentcallbackfunc *callback_p,
-                                        void **cbhandle_p) {
-  return getSlot(env, kIncumbentCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetcutcallbackfunc(QVNENVptr env, QVNcutcallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kCutCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetcutcallbackfunc(QVNCENVptr env, QVNcutcallbackfunc *callback_p, void **cbhandle_p) {
-  return getSlot(env, kCutCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetbranchcallbackfunc(QVNENVptr env, QVNbranchcallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kBranchCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetbranchcallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *callback_p, void **cbhandle_p) {
-  return getSlot(env, kBranchCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetbranchnosolncallbackfunc(QVNENVptr env, QVNbranchcallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kBranchNoSolnCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetbranchnosolncallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *callback_p, void **cbhandle_p) {
-  return getSlot(env, kBranchNoSolnCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetnodecallbackfunc(QVNENVptr env, QVNnodecallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kNodeCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetnodecallbackfunc(QVNCENVptr env, QVNnodecallbackfunc *callback_p, void **cbhandle_p) {
-  return getSlot(env, kNodeCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetheuristiccallbackfunc(QVNENVptr env, QVNheuristiccallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kHeuristicCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetheuristiccallbackfunc(QVNCENVptr env, QVNheuristiccallbackfunc *callback_p,
-                                        void **cbhandle_p) {
-  return getSlot(env, kHeuristicCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetsolvecallbackfunc(QVNENVptr env, QVNsolvecallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kSolveCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetsolvecallbackfunc(QVNCENVptr env, QVNsolvecallbackfunc *callback_p, void **cbhandle_p) {
-  return getSlot(env, kSolveCallback, callback_p, cbhandle_p);
-}
-QVN_API int QVNsetdeletenodecallbackfunc(QVNENVptr env, QVNdeletenodecallbackfunc callback, void *cbhandle) {
-  return setSlot(env, kDeleteNodeCallback, reinterpret_cast<void *>(callback), cbhandle);
-}
-QVN_API int QVNgetdeletenodecallbackfunc(QVNCENVptr env, QVNdeletenodecallbackfunc *callback_p,
-                                         void **cbhandle_p) {
-  return getSlot(env, kDeleteNodeCallback, callback_p, cbhandle_p);
-}
+// clang-format off
+QVN_API int QVNsetmipcallbackfunc(QVNENVptr env, QVNmipcallbackfunc f, void *h) { return MipInfoCallbacks::set(env, f, h); }
+QVN_API int QVNgetmipcallbackfunc(QVNCENVptr env, QVNmipcallbackfunc *f, void **h) { return MipInfoCallbacks::get(env, f, h); }
+QVN_API int QVNsetincumbentcallbackfunc(QVNENVptr env, QVNincumbentcallbackfunc f, void *h) { return IncumbentCallbacks::set(env, f, h); }
+QVN_API int QVNgetincumbentcallbackfunc(QVNCENVptr env, QVNincumbentcallbackfunc *f, void **h) { return IncumbentCallbacks::get(env, f, h); }
+QVN_API int QVNsetcutcallbackfunc(QVNENVptr env, QVNcutcallbackfunc f, void *h) { return CutCallbacks::set(env, f, h); }
+QVN_API int QVNgetcutcallbackfunc(QVNCENVptr env, QVNcutcallbackfunc *f, void **h) { return CutCallbacks::get(env, f, h); }
+QVN_API int QVNsetbranchcallbackfunc(QVNENVptr env, QVNbranchcallbackfunc f, void *h) { return BranchCallbacks::set(env, f, h); }
+QVN_API int QVNgetbranchcallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *f, void **h) { return BranchCallbacks::get(env, f, h); }
+QVN_API int QVNsetbranchnosolncallbackfunc(QVNENVptr env, QVNbranchcallbackfunc f, void *h) { return BranchNoSolnCallbacks::set(env, f, h); }
+QVN_API int QVNgetbranchnosolncallbackfunc(QVNCENVptr env, QVNbranchcallbackfunc *f, void **h) { return BranchNoSolnCallbacks::get(env, f, h); }
+QVN_API int QVNsetnodecallbackfunc(QVNENVptr env, QVNnodecallbackfunc f, void *h) { return NodeCallbacks::set(env, f, h); }
+QVN_API int QVNgetnodecallbackfunc(QVNCENVptr env, QVNnodecallbackfunc *f, void **h) { return NodeCallbacks::get(env, f, h); }
+QVN_API int QVNsetheuristiccallbackfunc(QVNENVptr env, QVNheuristiccallbackfunc f, void *h) { return HeuristicCallbacks::set(env, f, h); }
+QVN_API int QVNgetheuristiccallbackfunc(QVNCENVptr env, QVNheuristiccallbackfunc *f, void **h) { return HeuristicCallbacks::get(env, f, h); }
+QVN_API int QVNsetsolvecallbackfunc(QVNENVptr env, QVNsolvecallbackfunc f, void *h) { return SolveCallbacks::set(env, f, h); }
+QVN_API int QVNgetsolvecallbackfunc(QVNCENVptr env, QVNsolvecallbackfunc *f, void **h) { return SolveCallbacks::get(env, f, h); }
+QVN_API int QVNsetdeletenodecallbackfunc(QVNENVptr env, QVNdeletenodecallbackfunc f, void *h) { return DeleteNodeCallbacks::set(env, f, h); }
+QVN_API int QVNgetdeletenodecallbackfunc(QVNCENVptr env, QVNdeletenodecallbackfunc *f, void **h) { return DeleteNodeCallbacks::get(env, f, h); }
+// clang-format on
 
 QVN_API int QVNcutcallbackadd(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,
                               const int *cutind, const double *cutval, int purgeable) {
   (void)purgeable;
-  return guarded(env, [&]() -> int {
-    if (wherefrom != QVN_CALLBACK_MIP_CUT) return QVNERR_BAD_ARGUMENT;
-    int status = 0;
-    MipCallbackData *d = callbackDataOf(cbdata, wherefrom, &status);
-    if (!d) return status;
-    if (nzcnt < 0) return QVNERR_COUNT_RANGE;
-    if (nzcnt > 0 && (!cutind || !cutval)) return QVNERR_NULL_POINTER;
-    if (sense != 'L' && sense != 'G' && sense != 'E') return QVNERR_BAD_SENSE;
-    if (!std::isfinite(rhs)) return QVNERR_NAN;
-    const int n = d->run->model->numCols;
-    for (int k = 0; k < nzcnt; ++k) {
-      if (cutind[k] < 0 || cutind[k] >= n) return QVNERR_COL_INDEX_RANGE;
-      if (!std::isfinite(cutval[k])) return QVNERR_NAN;
-    }
-    d->cuts.push_back(CallbackCut{static_cast<char>(sense), rhs, static_cast<int>(d->index.size()), nzcnt});
-    d->index.insert(d->index.end(), cutind, cutind + nzcnt);
-    d->value.insert(d->value.end(), cutval, cutval + nzcnt);
-    return 0;
-  });
+  return collectCut(env, cbdata, wherefrom, nzcnt, rhs, sense, cutind, cutval, false);
+}
+
+QVN_API int QVNcutcallbackaddlocal(QVNCENVptr env, void *cbdata, int wherefrom, int nzcnt, double rhs, int sense,
+                                   const int *cutind, const double *cutval) {
+  return collectCut(env, cbdata, wherefrom, nzcnt, rhs, sense, cutind, cutval, true);
 }
 
 } // extern "C"

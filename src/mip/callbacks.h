@@ -20,12 +20,31 @@ inline bool hasMipCallback(const MipRun &run, MipCallbackKind kind) {
 int addTreeRows(MipRun &run, int family, int count, const char *sense, const double *rhs, const int *start,
                 const int *index, const double *value, int *added);
 
+// Rows local to a subtree (callback_rows.cpp). The cut pool of the tree,
+// made when first needed.
+CutPool &treeCutPool(MipRun &run);
+// Stores a row in the search's table; returns its number.
+int appendLocalRow(MipSearch &s, char sense, double rhs, int count, const int *index, const double *value);
+// Makes the node LP's local rows `wanted` (a node's list), changing only what
+// differs from the rows it holds.
+int installLocalRows(MipRun &run, const EnvVector<int> &wanted);
+// True when x satisfies every row of `rows` (within 1e-6 of the row's scale).
+bool localRowsHold(const MipSearch &s, const EnvVector<int> &rows, const double *x);
+
 // Each returns 0 to go on, or what ends the run: 113 for a stop asked by the
 // callback (the driver makes it 114 without an incumbent), or a failure of
 // 1000 and above.
 int callInfoCallback(MipRun &run, const NodeRecord *current);
+// The informational callback from a root pass: wherefrom 107 (the clique
+// table, phase 0, and probing, phase 1), 108 (Gomory), 109 (disjunctive) or
+// 110 (flow cover and MIR), with the share of the pass done.
+int callPassCallback(MipRun &run, int wherefrom, int phase, double fraction);
+// The same after cut family `family` ran its pass (nothing for a family
+// that has no call of its own).
+int callFamilyPassCallback(MipRun &run, int family);
 // Rows the callback added go into the node LP at once; *added counts them.
-int callCutCallback(MipRun &run, const NodeRecord *current, const double *x, int *added);
+// Local cuts join the rows of `current`'s subtree.
+int callCutCallback(MipRun &run, NodeRecord *current, const double *x, int *added);
 // *accept false when the callback refuses the candidate (objective in
 // minimization sense, x one value per column).
 int callIncumbentCallback(MipRun &run, double objective, double *x, bool *accept);

@@ -93,6 +93,8 @@ struct MipSearch {
   qvn::EnvVector<qvn::BoundChange> applied;
   // User handles of the nodes a branch callback made, by the node's nodeId.
   qvn::EnvVector<void *> nodeHandles;
+  // Rows that branch callbacks put on subtrees.
+  qvn::LocalRowTable localRows;
   int lastLoggedNode = -1;
   bool headerPrinted = false;
 };

@@ -48,6 +48,8 @@ void packNode(Packer &p, const NodeRecord &n) {
   p.put(n.state), p.put(n.direction);
   p.put(static_cast<int>(n.changes.size()));
   p.bytes(n.changes.data(), n.changes.size() * sizeof(BoundChange));
+  p.put(static_cast<int>(n.localRows.size()));
+  p.bytes(n.localRows.data(), n.localRows.size() * sizeof(int));
   // A shared basis is written once per node: the block owns what it holds.
   const int basisSize = n.basis ? static_cast<int>(n.basis->status.size()) : -1;
   p.put(basisSize);
@@ -68,6 +70,10 @@ NodeRecord *unpackNode(Unpacker &u) {
   n->changes.resize(static_cast<size_t>(changes));
   std::memcpy(n->changes.data(), u.at, static_cast<size_t>(changes) * sizeof(BoundChange));
   u.at += static_cast<size_t>(changes) * sizeof(BoundChange);
+  const int rows = u.get<int>();
+  n->localRows.resize(static_cast<size_t>(rows));
+  if (rows > 0) std::memcpy(n->localRows.data(), u.at, static_cast<size_t>(rows) * sizeof(int));
+  u.at += static_cast<size_t>(rows) * sizeof(int);
   const int basisSize = u.get<int>();
   if (basisSize >= 0) {
     n->basis = envNew<SharedBasis>();

@@ -434,6 +434,7 @@ NodeRecord *makeChild(MipRun &run, const NodeRecord &parent, const NodeResult &r
   }
   child->changes.assign(parent.changes.begin(), parent.changes.end());
   child->changes.insert(child->changes.end(), change, change + changeCount);
+  if (!parent.localRows.empty()) child->localRows.assign(parent.localRows.begin(), parent.localRows.end());
   child->objective = res.objective;
   child->bound = std::max(res.objective, boundFromTrial ? res.objective + estimate : res.objective);
   child->estimate = estimate;
@@ -698,6 +699,7 @@ int runNodeLoop(MipRun &run) {
   {
     NodeRecord empty;
     QVN_TRY(loadBounds(run, empty));
+    QVN_TRY(installLocalRows(run, empty.localRows));
     run.nodeLower.assign(s.rootLower.begin(), s.rootLower.end());
     run.nodeUpper.assign(s.rootUpper.begin(), s.rootUpper.end());
   }
@@ -725,11 +727,13 @@ int runNodeLoop(MipRun &run) {
     }
     if (!current) {
       QVN_TRY(popWithNodeCallback(run, &current));
-      if (!current) break;
+      if (!current) return installLocalRows(run, EnvVector<int>());
       continue;  // the limits see the popped node's bound first
     }
     QVN_TRY(loadBounds(run, *current));
-    const bool debugHeld = run.debug && debugSolutionInside(*run.debug, run.nodeLower.data(), run.nodeUpper.data());
+    QVN_TRY(installLocalRows(run, current->localRows));
+    const bool debugHeld = run.debug && debugSolutionInside(*run.debug, run.nodeLower.data(), run.nodeUpper.data()) &&
+                           localRowsHold(s, current->localRows, run.debug->x.data());
     int propagated = 0;
     bool contradiction = false;  // left to the node LP and branching
     QVN_TRY(propagateNode(run, *current, &propagated, &contradiction));
@@ -912,6 +916,9 @@ int runNodeLoop(MipRun &run) {
       return -reportError(run.env, 3018, columnName(*run.model, rec[0].variable, name), rec[0].branchValue,
                          static_cast<int>(kIntegerLimit));
     }
+    // The heuristic callback sees the node before its children are made.
+    const int foundBefore = s.incumbent.found;
+    if (res.outcome == NodeOutcome::kFractional) QVN_TRY(callHeuristicCallback(run, current, res.objective));
     NodeRecord *next = nullptr;
     CurrentNodeGuard nextGuard{s, next};
     if (branched || sosBranch) {
@@ -923,10 +930,8 @@ int runNodeLoop(MipRun &run) {
     if (sosBranch) next = branchSos(run, current, res, chooseSet(run));
     if (res.outcome == NodeOutcome::kFractional) {
       // The node LP still holds this node's optimum; the heuristics restore it.
-      const int before = s.incumbent.found;
-      QVN_TRY(callHeuristicCallback(run, current, res.objective));
       QVN_TRY(heuristicStep(run, kAtNode));
-      if (s.incumbent.found != before) {
+      if (s.incumbent.found != foundBefore) {
         pruneStore(run);
         newIncumbent = heuristicIncumbent = true;
       }

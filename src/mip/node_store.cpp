@@ -24,7 +24,8 @@ void freeNode(NodeRecord *&node) {
 }
 
 double nodeSize(const NodeRecord &node) {
-  double size = sizeof(NodeRecord) + sizeof(BoundChange) * static_cast<double>(node.changes.capacity());
+  double size = sizeof(NodeRecord) + sizeof(BoundChange) * static_cast<double>(node.changes.capacity()) +
+                sizeof(int) * static_cast<double>(node.localRows.capacity());
   // A shared basis counts once per holder: an upper estimate that stays cheap to keep.
   if (node.basis && node.basis->holders > 0)
     size += static_cast<double>(node.basis->status.capacity()) / node.basis->holders;

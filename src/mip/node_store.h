@@ -50,6 +50,10 @@ struct NodeRecord {
   double branchValue = 0.0;
   double sosWeight = -2.0;  // negative for a variable branch
   EnvVector<BoundChange> changes;
+  // Rows that hold in this node's subtree only (a branch callback's), by
+  // their number in the search's LocalRowTable, the path's rows in order;
+  // empty for nearly every node.
+  EnvVector<int> localRows;
   SharedBasis *basis = nullptr;
   int branchVar = -1, branchSet = -1;
   int depth = 0, iinf = -1, rowCount = 0, sequence = 0, nodeId = -1;
@@ -75,6 +79,18 @@ struct NodeKeyInputs {
 };
 
 double nodeKey(const NodeRecord &node, const NodeKeyInputs &in);
+
+// The subtree-local rows of a tree, kept for its whole life: row r is
+// sense[r] ('L', 'G' or 'E') and rhs[r], its entries from start[r] to
+// start[r + 1] (start is empty until the first row). `installed` lists the
+// rows the node LP holds now, in order, after every other row.
+struct LocalRowTable {
+  EnvVector<char> sense;
+  EnvVector<double> rhs;
+  EnvVector<int> start, index;
+  EnvVector<double> value;
+  EnvVector<int> installed;
+};
 
 // Open nodes moved out of memory together, worst keys first: their least key
 // and bound stay here so the block can be weighed without reading it.

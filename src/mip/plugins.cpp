@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "mip/callbacks.h"
 #include "mip/cuts/cut_pool.h"
 #include "mip/debug_solution.h"
 #include "mip/heuristics/heuristics.h"
@@ -201,6 +202,7 @@ int preparePool(MipRun &run, bool *boundsMoved) {
   // The clique table serves clique cuts, probing and node propagation.
   if (p.cliques >= 0 || p.probe >= 0 || p.p2038 >= 1)
     buildCliqueTable(*run.model, pool.rows, s.kind.data(), s.rootLower.data(), s.rootUpper.data(), pool.cliques);
+  QVN_TRY(callPassCallback(run, QVN_CALLBACK_MIP_PROBE, 0, 1.0));
   if (p.probe >= 0) QVN_TRY(probeAtRoot(run, pool, boundsMoved));
   int members = 0;
   for (int v : pool.cliques.origin) members += v;
@@ -245,6 +247,7 @@ int separateRound(MipRun &run, const double *x, unsigned mask, int tableauFamily
     const int counted = k == kCutFract ? tableauFamily : k;
     c.tableauFamily = counted;
     QVN_TRY(kFamilies[k].separate(run, &c, x, &added));
+    QVN_TRY(callFamilyPassCallback(run, k));
     found[counted] += added;
     if (k == kCutFract && tableauCuts) *tableauCuts = added;
     room -= added;

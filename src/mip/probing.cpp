@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "mip/callbacks.h"
 #include "mip/clique_table.h"
 #include "mip/cuts/cut_pool.h"
 
@@ -256,6 +257,7 @@ int probe(MipRun &run, const RowModel &rows, const ColKind *kind, double *lower,
       stopped = true;
       break;
     }
+    if ((probed & 31) == 1) QVN_TRY(callPassCallback(run, QVN_CALLBACK_MIP_PROBE, 1, static_cast<double>(j) / n));
     probedColumn[j] = 1;
     const long budget = scans + kScansPerProbe;
     // Down: x_j = 0.

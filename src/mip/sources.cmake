@@ -2,6 +2,7 @@ list(APPEND QUORVAN_SOURCES
   src/mip/branch_infeasibility.cpp
   src/mip/callback_branch.cpp
   src/mip/callback_getters.cpp
+  src/mip/callback_rows.cpp
   src/mip/callbacks.cpp
   src/mip/clique_table.cpp
   src/mip/debug_solution.cpp

@@ -8,22 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "mip/mip_check.h"
-#include "mip/mip_models.h"
+#include "mip/mip_callback_fixture.h"
 #include "support/test_support.h"
 
 namespace qvntest {
 namespace {
 
-class MipCallbackTest : public ExactMipFixture {
-protected:
-  void TearDown() override {
-    QVNsetmipcallbackfunc(env, nullptr, nullptr);
-    QVNsetincumbentcallbackfunc(env, nullptr, nullptr);
-    QVNsetcutcallbackfunc(env, nullptr, nullptr);
-    ExactMipFixture::TearDown();
-  }
-};
+using MipCallbackTest = MipCallbackFixture;
 
 struct InfoWatch {
   int calls = 0, stopAt = -1;
@@ -64,12 +55,7 @@ TEST_F(MipCallbackTest, InformationalCallbackWatchesAndStops) {
   ASSERT_EQ(QVNgetmipcallbackfunc(env, &f, &handle), 0);
   EXPECT_EQ(f, &watchInfo);
   EXPECT_EQ(handle, &w);
-  ASSERT_EQ(loadMipModel(env, lp, m), 0);
-  ASSERT_EQ(QVNmipopt(env, lp), 0);
-  ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
-  double z = 0.0;
-  ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
-  EXPECT_TRUE(sameObjective(z, optimum)) << z << " vs " << optimum;
+  expectOptimum(m, optimum, "watched");
   EXPECT_GE(w.calls, QVNgetnodecnt(env, lp));
   EXPECT_TRUE(w.nodesNeverFall);
   EXPECT_TRUE(w.feasFlagMatches);
@@ -81,18 +67,90 @@ TEST_F(MipCallbackTest, InformationalCallbackWatchesAndStops) {
   InfoWatch stop;
   stop.stopAt = 2;
   ASSERT_EQ(QVNsetmipcallbackfunc(env, watchInfo, &stop), 0);
-  ASSERT_EQ(loadMipModel(env, lp, m), 0);
-  ASSERT_EQ(QVNmipopt(env, lp), 0);
-  const int status = QVNgetstat(env, lp);
-  EXPECT_TRUE(status == QVN_STAT_MIP_ABORT_FEAS || status == QVN_STAT_MIP_ABORT_INFEAS) << status;
+  expectStopped(m, "stopped at the second call");
   EXPECT_EQ(stop.calls, 2);
-  EXPECT_EQ(status == QVN_STAT_MIP_ABORT_FEAS, QVNgetobjval(env, lp, &z) == 0);
-  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  double z = 0.0;
   ASSERT_EQ(QVNsetmipcallbackfunc(env, nullptr, nullptr), 0);
   ASSERT_EQ(QVNmipopt(env, lp), 0);
   ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
   ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
   EXPECT_TRUE(sameObjective(z, optimum)) << z << " vs " << optimum;
+  takeErrors();
+}
+
+// The informational callback from the root passes: probing (107, phase 0
+// when the clique table is grown, 1 while columns are probed, with the share
+// done), Gomory (108) and flow cover and MIR (110), each reading its own
+// share of the pass; a non-zero return from one of them stops the run.
+struct PassWatch {
+  int probeCalls = 0, cliqueCalls = 0, gomoryCalls = 0, flowMirCalls = 0, disjCalls = 0, treeCalls = 0;
+  double lastShare = -1.0;
+  bool sharesRise = true, sharesInRange = true, phaseKnown = true;
+  int stopAt = -1, calls = 0;
+};
+
+int watchPasses(QVNCENVptr env, void *cbdata, int wherefrom, void *handle) {
+  auto *w = static_cast<PassWatch *>(handle);
+  ++w->calls;
+  int phase = -1;
+  double share = -1.0;
+  if (QVNgetcallbackinfo(env, cbdata, wherefrom, QVN_CALLBACK_INFO_PROBE_PHASE, &phase) != 0) w->phaseKnown = false;
+  switch (wherefrom) {
+  case QVN_CALLBACK_MIP_PROBE:
+    QVNgetcallbackinfo(env, cbdata, wherefrom, QVN_CALLBACK_INFO_PROBE_PROGRESS, &share);
+    if (phase == 0) {
+      ++w->cliqueCalls;
+    } else if (phase == 1) {
+      ++w->probeCalls;
+      if (share < w->lastShare) w->sharesRise = false;
+      w->lastShare = share;
+    } else {
+      w->phaseKnown = false;
+    }
+    break;
+  case QVN_CALLBACK_MIP_FRACCUT:
+    ++w->gomoryCalls;
+    QVNgetcallbackinfo(env, cbdata, wherefrom, QVN_CALLBACK_INFO_FRACCUT_PROGRESS, &share);
+    break;
+  case QVN_CALLBACK_MIP_DISJCUT: ++w->disjCalls; share = 0.5; break;
+  case QVN_CALLBACK_MIP_FLOWMIR:
+    ++w->flowMirCalls;
+    QVNgetcallbackinfo(env, cbdata, wherefrom, QVN_CALLBACK_INFO_FLOWMIR_PROGRESS, &share);
+    break;
+  default:
+    ++w->treeCalls;
+    share = 0.5;
+    break;
+  }
+  if (share < 0.0 || share > 1.0) w->sharesInRange = false;
+  return w->calls == w->stopAt ? 1 : 0;
+}
+
+TEST_F(MipCallbackTest, InformationalCallbackFromTheRootPasses) {
+  const MipModel m = knapsack(7, 20);
+  double optimum = 0.0;
+  ASSERT_TRUE(enumerateOptimum(m, &optimum));
+  QVNsetintparam(env, QVN_PARAM_PROBE, 3);
+  QVNsetintparam(env, QVN_PARAM_FRACCUTS, 2);
+  QVNsetintparam(env, QVN_PARAM_MIRCUTS, 2);
+  PassWatch w;
+  ASSERT_EQ(QVNsetmipcallbackfunc(env, watchPasses, &w), 0);
+  expectOptimum(m, optimum, "watched passes");
+  EXPECT_EQ(w.cliqueCalls, 1);
+  EXPECT_GT(w.probeCalls, 0);
+  EXPECT_GT(w.gomoryCalls, 0);
+  EXPECT_GT(w.flowMirCalls, 0);
+  EXPECT_EQ(w.disjCalls, 0);  // no disjunctive pass runs
+  EXPECT_GT(w.treeCalls, 0);
+  EXPECT_TRUE(w.sharesRise);
+  EXPECT_TRUE(w.sharesInRange);
+  EXPECT_TRUE(w.phaseKnown);
+  // A stop asked for from the clique table's call ends the run as aborted.
+  PassWatch stop;
+  stop.stopAt = 1;
+  ASSERT_EQ(QVNsetmipcallbackfunc(env, watchPasses, &stop), 0);
+  expectStopped(m, "stopped from the clique table");
+  EXPECT_EQ(stop.treeCalls, 0);
   takeErrors();
 }
 
@@ -125,15 +183,9 @@ TEST_F(MipCallbackTest, IncumbentCallbackSeesCandidatesAndMayRefuseThem) {
   IncumbentWatch w;
   w.model = &m;
   ASSERT_EQ(QVNsetincumbentcallbackfunc(env, watchIncumbent, &w), 0);
-  ASSERT_EQ(loadMipModel(env, lp, m), 0);
-  ASSERT_EQ(QVNmipopt(env, lp), 0);
-  ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL);
-  double z = 0.0;
-  ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
-  EXPECT_TRUE(sameObjective(z, optimum)) << z << " vs " << optimum;
+  expectOptimum(m, optimum, "watched");
   EXPECT_GT(w.calls, 0);
   EXPECT_EQ(w.firstFault, "");
-  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
   // Refusing every candidate: the run ends without an incumbent.
   IncumbentWatch no;
   no.model = &m;
@@ -143,6 +195,7 @@ TEST_F(MipCallbackTest, IncumbentCallbackSeesCandidatesAndMayRefuseThem) {
   ASSERT_EQ(QVNmipopt(env, lp), 0);
   EXPECT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_INFEASIBLE);
   EXPECT_GT(no.calls, 0);
+  double z = 0.0;
   EXPECT_EQ(QVNgetobjval(env, lp, &z), QVNERR_NO_INT_X);
   takeErrors();
 }
@@ -187,13 +240,7 @@ TEST_F(MipCallbackTest, ValidCutsFromACallbackKeepTheOptimum) {
     cut.n = 16;
     cut.most = most;
     ASSERT_EQ(QVNsetcutcallbackfunc(env, addCardinality, &cut), 0);
-    ASSERT_EQ(loadMipModel(env, lp, m), 0);
-    ASSERT_EQ(QVNmipopt(env, lp), 0);
-    ASSERT_EQ(QVNgetstat(env, lp), QVN_STAT_MIP_OPTIMAL) << seed;
-    double z = 0.0;
-    ASSERT_EQ(QVNgetobjval(env, lp, &z), 0);
-    EXPECT_TRUE(sameObjective(z, optimum)) << seed << ": " << z << " vs " << optimum;
-    EXPECT_EQ(checkIncumbentOf(env, lp, m), "") << seed;
+    expectOptimum(m, optimum, "seed " + std::to_string(seed));
     EXPECT_GT(cut.calls, 0);
     EXPECT_EQ(cut.rejected, 0);
   }
@@ -207,11 +254,67 @@ TEST_F(MipCallbackTest, ValidCutsFromACallbackKeepTheOptimum) {
                 },
                 nullptr),
             0);
-  ASSERT_EQ(loadMipModel(env, lp, m), 0);
-  ASSERT_EQ(QVNmipopt(env, lp), 0);
-  const int status = QVNgetstat(env, lp);
-  EXPECT_TRUE(status == QVN_STAT_MIP_ABORT_FEAS || status == QVN_STAT_MIP_ABORT_INFEAS) << status;
-  EXPECT_EQ(checkIncumbentOf(env, lp, m), "");
+  expectStopped(m, "cut callback's use flag");
+  takeErrors();
+}
+
+// Local cuts hold in the subtree of the node that adds them: at a node with
+// columns fixed at 0 by its bounds, the sum of those columns <= 0. Valid
+// there, and wrong anywhere else: a cut that leaked out of its subtree would
+// forbid those items everywhere and lose the optimum.
+struct LocalFixings {
+  int n = 0;
+  int lastSequence = -1, added = 0, refusedElsewhere = 0;
+};
+
+int addLocalFixings(QVNCENVptr env, void *cbdata, int wherefrom, void *handle, int *action) {
+  auto *l = static_cast<LocalFixings *>(handle);
+  *action = QVN_CALLBACK_DEFAULT;
+  int seq = -1;
+  if (QVNgetcallbacknodeinfo(env, cbdata, wherefrom, 0, QVN_CALLBACK_INFO_NODE_SEQNUM, &seq) != 0) return 1;
+  // Once a node: the cut is never violated, and a node re-solves while cuts come.
+  if (seq == l->lastSequence) return 0;
+  l->lastSequence = seq;
+  std::vector<double> ub(static_cast<size_t>(l->n));
+  if (QVNgetcallbacknodeub(env, cbdata, wherefrom, ub.data(), 0, l->n - 1) != 0) return 1;
+  std::vector<int> fixed;
+  for (int j = 0; j < l->n; ++j)
+    if (ub[j] < 0.5) fixed.push_back(j);
+  if (fixed.empty()) return 0;
+  const std::vector<double> ones(fixed.size(), 1.0);
+  if (QVNcutcallbackaddlocal(env, cbdata, wherefrom, static_cast<int>(fixed.size()), 0.0, 'L', fixed.data(),
+                             ones.data()) != 0)
+    return 1;
+  ++l->added;
+  *action = QVN_CALLBACK_SET;
+  return 0;
+}
+
+int localFromElsewhere(QVNCENVptr env, void *cbdata, int wherefrom, void *handle, double *, double *,
+                       int *action) {
+  const int index = 0;
+  const double value = 1.0;
+  if (QVNcutcallbackaddlocal(env, cbdata, wherefrom, 1, 1.0, 'L', &index, &value) == QVNERR_BAD_ARGUMENT)
+    ++static_cast<LocalFixings *>(handle)->refusedElsewhere;
+  *action = QVN_CALLBACK_DEFAULT;
+  return 0;
+}
+
+TEST_F(MipCallbackTest, LocalCutsStayInTheirSubtrees) {
+  for (uint64_t seed = 21; seed <= 24; ++seed) {
+    const MipModel m = knapsack(seed, 16);
+    double optimum = 0.0;
+    ASSERT_TRUE(enumerateOptimum(m, &optimum));
+    LocalFixings l;
+    l.n = 16;
+    QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);
+    QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);
+    ASSERT_EQ(QVNsetcutcallbackfunc(env, addLocalFixings, &l), 0);
+    ASSERT_EQ(QVNsetheuristiccallbackfunc(env, localFromElsewhere, &l), 0);
+    expectOptimum(m, optimum, "seed " + std::to_string(seed));
+    EXPECT_GT(l.added, 3) << seed;
+    EXPECT_GT(l.refusedElsewhere, 0) << seed;
+  }
   takeErrors();
 }
 

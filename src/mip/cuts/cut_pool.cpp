@@ -298,17 +298,11 @@ int purgeCuts(CutPool &pool, LpRelaxation &lp, int maxAge, int *removed) {
   for (int v : mark) gone += v;
   if (gone == 0) return 0;
   QVN_TRY(relaxDeleteRows(lp, mark.data()));
-  // The new epoch and the rows that went, for carryBasis.
-  if (pool.purgeLog.size() >= kPurgeLogLength) {
-    pool.purgeLog.erase(pool.purgeLog.begin());
-    ++pool.logBase;
-  }
   EnvVector<int> deleted;
   deleted.reserve(static_cast<size_t>(gone));
   for (int i = 0; i < m; ++i)
     if (mark[i]) deleted.push_back(i);
-  pool.purgeLog.push_back(std::move(deleted));
-  ++pool.rowEpoch;
+  logDeletedRows(pool, std::move(deleted));
   CutBlock kept;
   EnvVector<int> keptAge;
   for (int k = 0; k < cuts; ++k) {
@@ -351,6 +345,15 @@ void rescanRetired(CutPool &pool, const double *x, double violation, int room, i
     blockAppend(kept, c.sense, c.family, c.rhs, c.count, r.index.data() + c.start, r.value.data() + c.start, c.serial);
   }
   r = std::move(kept);
+}
+
+void logDeletedRows(CutPool &pool, EnvVector<int> &&deleted) {
+  if (pool.purgeLog.size() >= kPurgeLogLength) {
+    pool.purgeLog.erase(pool.purgeLog.begin());
+    ++pool.logBase;
+  }
+  pool.purgeLog.push_back(std::move(deleted));
+  ++pool.rowEpoch;
 }
 
 bool carryBasis(CutPool *pool, int epoch, int n, const unsigned char *status, int size, int m, int *colStatus,

@@ -147,6 +147,9 @@ int purgeCuts(CutPool &pool, LpRelaxation &lp, int maxAge, int *removed);
 // the pending block, `room` at most; *moved gets their number.
 void rescanRetired(CutPool &pool, const double *x, double violation, int room, int *moved);
 
+// Begins a new row epoch after the LP rows `deleted` (ascending) went.
+void logDeletedRows(CutPool &pool, EnvVector<int> &&deleted);
+
 // The statuses of a basis stored at row epoch `epoch` (`size` entries: n
 // columns, then its rows) carried over to the LP's m rows now: rows purged
 // since are dropped, rows added since enter with their logical basic, the
