@@ -31,9 +31,28 @@ bool dualFeasibleForRealCosts(SimplexEngine &e) {
   return feasible;
 }
 
+// On a basis whose unscaled form is badly conditioned the unscaled finish
+// can wander for long on rounding alone: it then gets a few more iterations
+// than the scaled run took, and what it cannot settle in them stays with the
+// scaled answer. The limit is e's iteration limit; true when it was cut.
+constexpr double kReentryGrowth = 1.025;
+constexpr int kReentryExtra = 20;
+constexpr double kReentryCondition = 1e11;
+
+bool capReentryIterations(SimplexEngine &e) {
+  const long long cap = std::llround(e.iterations * kReentryGrowth) + kReentryExtra;
+  if (cap >= e.iterationLimit) return false;
+  double kappa = 0.0;
+  if (e.factor.lu->ops->estimateCondition(*e.factor.lu, e.factor.basis, &kappa) != 0) return false;
+  if (kappa * (std::fabs(objectiveValue(e)) + 1.0) < kReentryCondition) return false;
+  e.iterationLimit = static_cast<int>(cap);
+  return true;
+}
+
 // The basis of the scaled run on the unscaled LP: an optimum must meet the
-// tolerances here too; otherwise the loop that suits the basis finishes.
-int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method) {
+// tolerances here too; otherwise the loop that suits the basis finishes,
+// within the cap above when `cap` asks for it (*capped tells).
+int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method, bool cap = false, bool *capped = nullptr) {
   QVN_TRY(refactor(e));
   computePrimal(e);
   computeDual(e);
@@ -41,6 +60,7 @@ int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method) {
   const bool primalOk = maxPrimalInfeasibility(e) <= e.primalTol;
   const bool dualOk = dualInfeasibility(e, false) == 0.0;
   if (primalOk && dualOk) return run;
+  if (cap && capped) *capped = capReentryIterations(e);
   if (primalOk) return runPrimalSimplex(e);
   if (dualOk) return runDualSimplex(e);
   return runMethod(e, method);
@@ -353,9 +373,23 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
     e.claimVar = w.claimVar;
     e.claimDir = w.claimDir;
     carryNorms(w, e);
-    run = finishUnscaled(e, run, method);
+    const int scaledRun = run, userLimit = e.iterationLimit;
+    bool capped = false;
+    run = finishUnscaled(e, run, method, r.capReentry, &capped);
     if (run >= 1000) return run;
     r.finishUsed = true;
+    if (capped) {
+      ++claimCounters().cappedReentries;
+      e.iterationLimit = userLimit;
+      // The unscaled finish did not settle within its cap (a limit of the
+      // caller's own still ends the run as such): the scaled optimum stands.
+      if (scaledRun == kRunOptimal && run != kRunOptimal && run != kRunTimeLimit && run != kRunAborted &&
+          !(run == kRunIterLimit && e.iterations >= userLimit)) {
+        r.finishUsed = false;
+        run = kRunOptimalUnscaledInfeas;
+        ++claimCounters().unscaledOptimal;
+      }
+    }
   }
   if (run == kRunInfeasible || run == kRunUnbounded) {
     QVN_TRY(confirmClaim(r, r.finishUsed ? r.finish : w, run));
