@@ -144,6 +144,7 @@ TEST_F(ScaledNetlib, StressScalingsKeepAnswersHonest) {
   }
   EXPECT_GT(qvn::claimCounters().primalBans, before.primalBans);
   EXPECT_GT(qvn::claimCounters().cappedReentries, before.cappedReentries);
+  EXPECT_GT(qvn::claimCounters().unscaledOptimal, before.unscaledOptimal);
 }
 
 TEST_F(ScaledNetlib, ObjectiveRowBelowTheOptimumIsProvedInfeasible) {
