@@ -121,6 +121,7 @@ struct Outcome {
   int status = 0;
   double objective = 0.0;
   bool solved = false;
+  int error = 0;  // of the optimizer call
   double primalInf = 0.0, dualInf = 0.0;  // of an optimal answer, measured here on the variant
 };
 
@@ -175,7 +176,7 @@ Outcome solve(QVNENVptr env, const Lp &lp, bool dual) {
   if (QVNcopylp(env, p, lp.n, lp.m, lp.sense, lp.obj.data(), lp.rhs.data(), lp.rowSense.data(), lp.start.data(),
                 lp.count.data(), lp.index.data(), lp.value.data(), lp.lo.data(), lp.up.data(),
                 lp.range.data()) == 0 &&
-      (dual ? QVNdualopt(env, p) : QVNprimopt(env, p)) == 0) {
+      (o.error = dual ? QVNdualopt(env, p) : QVNprimopt(env, p)) == 0) {
     o.solved = true;
     o.status = QVNgetstat(env, p);
     QVNgetobjval(env, p, &o.objective);
@@ -193,7 +194,13 @@ struct Tally {
 };
 
 const char *shortStatus(const Outcome &o) {
-  if (!o.solved) return "error";
+  if (!o.solved) {
+    static char text[4][16];
+    static int slot = 0;
+    slot = (slot + 1) % 4;
+    std::snprintf(text[slot], sizeof text[slot], "error%d", o.error);
+    return text[slot];
+  }
   switch (o.status) {
   case QVN_STAT_OPTIMAL: return "optimal";
   case QVN_STAT_INFEASIBLE: return "infeas";

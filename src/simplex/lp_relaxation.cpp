@@ -219,22 +219,32 @@ int ensureFactor(SimplexEngine &e) {
 
 namespace {
 
-// True when the scaled answer held in `work`, with the real costs, meets the
-// tolerances on the unscaled LP.
-bool meetsUnscaled(const LpRelaxation &r) {
+// Largest violation of the bounds and of the reduced cost signs by the
+// scaled answer held in `work`, with the real costs, on the unscaled LP, each
+// over its tolerance; the scan stops once one passes `enough`.
+double unscaledViolation(const LpRelaxation &r, double enough) {
   const SimplexEngine &w = r.work;
   const WorkLp &lp = r.lp;
-  for (int j = 0; j < w.nt; ++j) {
+  double worst = 0.0;
+  for (int j = 0; j < w.nt && worst <= enough; ++j) {
     const double s = variableScale(r, j);
     const double v = w.x[j] / s;
-    if (std::max(lp.lower[j] - v, v - lp.upper[j]) > w.primalTol) return false;
+    worst = std::max(worst, std::max(lp.lower[j] - v, v - lp.upper[j]) / w.primalTol);
     if (w.basicPos[j] >= 0 || lp.lower[j] == lp.upper[j]) continue;
     const double d = w.dj[j] * s;
     const double violation = w.move[j] == kAtZero ? std::fabs(d) : w.move[j] == kAtLower ? -d : d;
-    if (violation > w.dualTol) return false;
+    worst = std::max(worst, violation / w.dualTol);
   }
-  return true;
+  return worst;
 }
+
+// True when the scaled answer held in `work`, with the real costs, meets the
+// tolerances on the unscaled LP.
+bool meetsUnscaled(const LpRelaxation &r) { return unscaledViolation(r, 1.0) <= 1.0; }
+
+// A scaled answer whose unscaled violations exceed this many tolerances is
+// no answer to stand on as status 5.
+constexpr double kStandingViolation = 1000.0;
 
 } // namespace
 
@@ -382,12 +392,26 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
       ++claimCounters().cappedReentries;
       e.iterationLimit = userLimit;
       // The unscaled finish did not settle within its cap (a limit of the
-      // caller's own still ends the run as such): the scaled optimum stands.
+      // caller's own still ends the run as such).
       if (scaledRun == kRunOptimal && run != kRunOptimal && run != kRunTimeLimit && run != kRunAborted &&
           !(run == kRunIterLimit && e.iterations >= userLimit)) {
-        r.finishUsed = false;
-        run = kRunOptimalUnscaledInfeas;
-        ++claimCounters().unscaledOptimal;
+        // Near the tolerances the scaled answer stands as status 5; far from
+        // them (or on a basis that no longer factors) it is no optimum, and
+        // the run ends not proved optimal rather than wander on.
+        const int factored = ensureFactor(w);
+        if (factored >= 1000 && factored != QVNERR_SINGULAR) return factored;
+        if (factored == 0) {
+          for (int j = 0; j < w.nt; ++j) w.cost[j] = w.lp->cost[j];
+          w.costsShifted = false;
+          computeDual(w);
+          r.finishUsed = false;
+        }
+        if (factored == 0 && unscaledViolation(r, kStandingViolation) <= kStandingViolation) {
+          run = kRunOptimalUnscaledInfeas;
+          ++claimCounters().unscaledOptimal;
+        } else {
+          run = kRunNonOptimal;
+        }
       }
     }
   }

@@ -11,6 +11,8 @@
 #include <random>
 #include <string>
 
+#include "runtime/environment.h"
+#include "simplex/basis_factor.h"
 #include "simplex/basis_test_support.h"
 #include "simplex/claim_check.h"
 #include "support/lp_model.h"
@@ -145,6 +147,33 @@ TEST_F(ScaledNetlib, StressScalingsKeepAnswersHonest) {
   EXPECT_GT(qvn::claimCounters().primalBans, before.primalBans);
   EXPECT_GT(qvn::claimCounters().cappedReentries, before.cappedReentries);
   EXPECT_GT(qvn::claimCounters().unscaledOptimal, before.unscaledOptimal);
+}
+
+// Numerical emphasis starts the factorization from a strict threshold (0.9)
+// unless the caller set one of his own; the loops still reach the reference
+// on a badly scaled model with it.
+TEST_F(ScaledNetlib, NumericalEmphasisFactorsWithAStrictThreshold) {
+  EXPECT_EQ(qvn::markowitzWork(*env->generalParams), 0.01);
+  ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_NUMERICALEMPHASIS, 1), 0);
+  EXPECT_EQ(qvn::markowitzWork(*env->generalParams), 0.9);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_EPMRK, 0.05), 0);
+  EXPECT_EQ(qvn::markowitzWork(*env->generalParams), 0.05);
+  ASSERT_EQ(QVNsetdblparam(env, QVN_PARAM_EPMRK, 0.01), 0);
+  const std::string data = qvntest::sharedDataDir();
+  if (data.empty()) GTEST_SKIP() << "shared test models not present";
+  const std::string dir = data + "/netlib";
+  const auto reference = qvntest::netlibReference(dir);
+  for (const char *name : {"grow15", "stocfor1"}) {
+    if (!reference.count(name)) continue;
+    const double ref = reference.at(name);
+    const qvntest::LpModel m = scaledModel(original(dir, name), name, 5);
+    for (int method : {1, 2}) {
+      SCOPED_TRACE(std::string(name) + (method == 1 ? " primal" : " dual"));
+      const qvntest::LpSolution s = solve(m, method, 1);
+      EXPECT_TRUE(s.status == QVN_STAT_OPTIMAL || s.status == QVN_STAT_OPTIMAL_INFEAS) << s.status;
+      EXPECT_LE(std::fabs(s.objective - ref), 1e-6 * std::max(1.0, std::fabs(ref)));
+    }
+  }
 }
 
 TEST_F(ScaledNetlib, ObjectiveRowBelowTheOptimumIsProvedInfeasible) {
