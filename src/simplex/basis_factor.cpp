@@ -38,6 +38,13 @@ void toChannels(void *context, LuMessage what, double value) {
 
 } // namespace
 
+double markowitzWork(const GeneralParams &p) {
+  // Numerical emphasis trades fill for stability, unless the caller chose a
+  // threshold of his own.
+  constexpr double kDefaultThreshold = 0.01, kEmphasisThreshold = 0.9;
+  return p.numericalemphasis != 0 && p.epmrk == kDefaultThreshold ? kEmphasisThreshold : p.epmrk;
+}
+
 LuOptions factorOptions(Environment *env) {
   const GeneralParams &p = *env->generalParams;
   LuOptions o;
@@ -49,7 +56,7 @@ LuOptions factorOptions(Environment *env) {
   o.singularLimit = p.singlim;
   o.rowMultiplier = p.rfilemul;
   o.colMultiplier = p.cfilemul;
-  o.markowitz = p.epmrk;
+  o.markowitz = markowitzWork(p);
   o.absTol = p.singtol;
   o.messages.context = env;
   o.messages.message = toChannels;
@@ -72,7 +79,7 @@ int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head) {
   f.basis.context = &f;
   f.basis.column = workColumn;
   f.basis.logicalOf = logicalOfRow;
-  f.markowitz = env->generalParams->epmrk;
+  f.markowitz = markowitzWork(*env->generalParams);
   // Both simplex loops compare each pivot as the row and the column see it
   // and refactor when the two drift apart, so the factors may run longer
   // cycles than a user without that check could afford.

@@ -9,6 +9,8 @@
 
 namespace qvn {
 
+struct GeneralParams;
+
 struct BasisFactor {
   Environment *env = nullptr;
   const WorkLp *lp = nullptr;
@@ -26,6 +28,9 @@ struct BasisFactor {
 // results channel, the repair and threshold notes to the log when the
 // simplex display is on.
 LuOptions factorOptions(Environment *env);
+// The Markowitz threshold a run starts from: QVN_PARAM_EPMRK, or 0.9 under
+// QVN_PARAM_NUMERICALEMPHASIS while EPMRK has its default 0.01.
+double markowitzWork(const GeneralParams &p);
 
 // Sizes the factor for lp; head is the caller's basis header.
 int factorSetup(BasisFactor &f, Environment *env, const WorkLp &lp, int *head);

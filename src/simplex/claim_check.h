@@ -14,6 +14,10 @@ struct ClaimCounters {
   long long refused = 0;     // claims no row combination proved
   long long recovered = 0;   // refused claims that a further run turned into an optimum
   long long unresolved = 0;  // refused claims left as "not proved optimal"
+  long long cappedReentries = 0;  // unscaled finishes of a scaled optimum run under the iteration cap
+  long long unscaledOptimal = 0;  // of those, the ones that left the scaled answer standing (status 5)
+  long long primalBans = 0;       // entering candidates the primal ratio test refused
+  long long repairs = 0;          // factorizations that replaced dependent basic columns
 };
 ClaimCounters &claimCounters();
 

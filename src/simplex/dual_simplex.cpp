@@ -715,6 +715,32 @@ int dualIterate(SimplexEngine &e, DualWork &w, int phase) {
   return status;
 }
 
+// Reduced costs on the wrong side by at most kPhase1ShiftTols dual
+// tolerances are shifted to zero; false (and nothing changed) when a larger
+// violation exists.
+constexpr double kPhase1ShiftTols = 1000.0;
+
+bool shiftSmallDualInfeasibilities(SimplexEngine &e, DualWork &w) {
+  const double limit = kPhase1ShiftTols * e.dualTol;
+  for (int pass = 0; pass < 2; ++pass) {
+    for (int j = 0; j < e.nt; ++j) {
+      if (e.basicPos[j] >= 0 || e.lower[j] == e.upper[j] || isBoxed(e, j)) continue;
+      const double d = e.dj[j];
+      const double v = e.move[j] == kAtZero ? std::fabs(d) : e.move[j] == kAtLower ? -d : d;
+      if (v <= e.dualTol) continue;
+      if (pass == 0) {
+        if (v > limit) return false;
+        continue;
+      }
+      e.cost[j] -= d;
+      e.dj[j] = 0.0;
+      ++w.shiftCount;
+    }
+  }
+  e.costsShifted = true;
+  return true;
+}
+
 // Dual phase 1 over artificial boxes. Returns 0 when the basis found is dual
 // feasible for the real bounds, kRunUnbounded when the dual is infeasible, or
 // a limit status or an error.
@@ -753,7 +779,13 @@ int dualPhase1(SimplexEngine &e, DualWork &w) {
   }
   if (status != kRunOptimal && status != kRunInfeasible) return status;
   QVN_TRY(rebuild(e, w, RebuildReason::kBoundsRestored, Flip::kNo));
-  return dualInfeasibility(e, true) > 0 ? kRunUnbounded : 0;
+  if (dualInfeasibility(e, true) == 0) return 0;
+  // Phase 1 ended on its optimum but a few reduced costs stay a little on
+  // the wrong side (rounding of the boxes' values on badly scaled data):
+  // their costs are shifted to make them zero, and the caller's clean-up
+  // with the real costs finishes. Large ones mean an infeasible dual.
+  if (status == kRunOptimal && shiftSmallDualInfeasibilities(e, w)) return 0;
+  return kRunUnbounded;
 }
 
 int dualLoop(SimplexEngine &e) {

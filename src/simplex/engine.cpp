@@ -1,6 +1,7 @@
 #include "simplex/engine.h"
 
 #include "runtime/progress_callback.h"
+#include "simplex/claim_check.h"
 
 #include <algorithm>
 #include <cmath>
@@ -135,6 +136,7 @@ int refactor(SimplexEngine &e) {
   // The factor replaced dependent columns by logicals in head: bring the
   // basic flags and the dropped variables' positions in line.
   ++e.repairs;
+  ++claimCounters().repairs;
   e.packed.valid = false;
   const LuFactor &f = *e.factor.lu;
   for (size_t k = 0; k < f.repairPosition.size(); ++k) {

@@ -18,7 +18,7 @@ enum NonbasicMove : signed char { kAtLower = 0, kAtUpper = 2, kAtZero = 3 };
 // Outcome of a loop, in the numbers of the status table.
 enum RunStatus {
   kRunGoing = 0, kRunOptimal = 1, kRunUnbounded = 2, kRunInfeasible = 3, kRunInfOrUnbd = 4,
-  kRunNonOptimal = 6, kRunIterLimit = 10, kRunTimeLimit = 11, kRunObjLimit = 12, kRunAborted = 13
+  kRunOptimalUnscaledInfeas = 5, kRunNonOptimal = 6, kRunIterLimit = 10, kRunTimeLimit = 11, kRunObjLimit = 12, kRunAborted = 13
 };
 
 // Primal pricing kinds, the values of QVN_PARAM_PPRIIND.
@@ -124,6 +124,11 @@ struct SimplexEngine {
   bool logStarted = false;
   int repairs = 0;
   bool costsShifted = false;
+  // Entering candidates of the primal loop whose ratio test refused every
+  // pivot, by variable; pricing passes over them until the next
+  // factorization forgives them. anyBanned says whether one is set.
+  EnvVector<char> primalBanned;
+  bool anyBanned = false;
   // The loop running (QVN_CALLBACK_PRIMAL or _DUAL), set at each loop's
   // entry, and whether this engine serves a caller's LP solve, whose progress
   // callback is then asked at each iteration (never for a MIP's node LPs).

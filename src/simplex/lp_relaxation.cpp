@@ -31,9 +31,28 @@ bool dualFeasibleForRealCosts(SimplexEngine &e) {
   return feasible;
 }
 
+// On a basis whose unscaled form is badly conditioned the unscaled finish
+// can wander for long on rounding alone: it then gets a few more iterations
+// than the scaled run took, and what it cannot settle in them stays with the
+// scaled answer. The limit is e's iteration limit; true when it was cut.
+constexpr double kReentryGrowth = 1.025;
+constexpr int kReentryExtra = 20;
+constexpr double kReentryCondition = 1e11;
+
+bool capReentryIterations(SimplexEngine &e) {
+  const long long cap = std::llround(e.iterations * kReentryGrowth) + kReentryExtra;
+  if (cap >= e.iterationLimit) return false;
+  double kappa = 0.0;
+  if (e.factor.lu->ops->estimateCondition(*e.factor.lu, e.factor.basis, &kappa) != 0) return false;
+  if (kappa * (std::fabs(objectiveValue(e)) + 1.0) < kReentryCondition) return false;
+  e.iterationLimit = static_cast<int>(cap);
+  return true;
+}
+
 // The basis of the scaled run on the unscaled LP: an optimum must meet the
-// tolerances here too; otherwise the loop that suits the basis finishes.
-int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method) {
+// tolerances here too; otherwise the loop that suits the basis finishes,
+// within the cap above when `cap` asks for it (*capped tells).
+int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method, bool cap = false, bool *capped = nullptr) {
   QVN_TRY(refactor(e));
   computePrimal(e);
   computeDual(e);
@@ -41,6 +60,7 @@ int finishUnscaled(SimplexEngine &e, int run, RelaxMethod method) {
   const bool primalOk = maxPrimalInfeasibility(e) <= e.primalTol;
   const bool dualOk = dualInfeasibility(e, false) == 0.0;
   if (primalOk && dualOk) return run;
+  if (cap && capped) *capped = capReentryIterations(e);
   if (primalOk) return runPrimalSimplex(e);
   if (dualOk) return runDualSimplex(e);
   return runMethod(e, method);
@@ -199,22 +219,32 @@ int ensureFactor(SimplexEngine &e) {
 
 namespace {
 
-// True when the scaled answer held in `work`, with the real costs, meets the
-// tolerances on the unscaled LP.
-bool meetsUnscaled(const LpRelaxation &r) {
+// Largest violation of the bounds and of the reduced cost signs by the
+// scaled answer held in `work`, with the real costs, on the unscaled LP, each
+// over its tolerance; the scan stops once one passes `enough`.
+double unscaledViolation(const LpRelaxation &r, double enough) {
   const SimplexEngine &w = r.work;
   const WorkLp &lp = r.lp;
-  for (int j = 0; j < w.nt; ++j) {
+  double worst = 0.0;
+  for (int j = 0; j < w.nt && worst <= enough; ++j) {
     const double s = variableScale(r, j);
     const double v = w.x[j] / s;
-    if (std::max(lp.lower[j] - v, v - lp.upper[j]) > w.primalTol) return false;
+    worst = std::max(worst, std::max(lp.lower[j] - v, v - lp.upper[j]) / w.primalTol);
     if (w.basicPos[j] >= 0 || lp.lower[j] == lp.upper[j]) continue;
     const double d = w.dj[j] * s;
     const double violation = w.move[j] == kAtZero ? std::fabs(d) : w.move[j] == kAtLower ? -d : d;
-    if (violation > w.dualTol) return false;
+    worst = std::max(worst, violation / w.dualTol);
   }
-  return true;
+  return worst;
 }
+
+// True when the scaled answer held in `work`, with the real costs, meets the
+// tolerances on the unscaled LP.
+bool meetsUnscaled(const LpRelaxation &r) { return unscaledViolation(r, 1.0) <= 1.0; }
+
+// A scaled answer whose unscaled violations exceed this many tolerances is
+// no answer to stand on as status 5.
+constexpr double kStandingViolation = 1000.0;
 
 } // namespace
 
@@ -353,9 +383,37 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
     e.claimVar = w.claimVar;
     e.claimDir = w.claimDir;
     carryNorms(w, e);
-    run = finishUnscaled(e, run, method);
+    const int scaledRun = run, userLimit = e.iterationLimit;
+    bool capped = false;
+    run = finishUnscaled(e, run, method, r.capReentry, &capped);
     if (run >= 1000) return run;
     r.finishUsed = true;
+    if (capped) {
+      ++claimCounters().cappedReentries;
+      e.iterationLimit = userLimit;
+      // The unscaled finish did not settle within its cap (a limit of the
+      // caller's own still ends the run as such).
+      if (scaledRun == kRunOptimal && run != kRunOptimal && run != kRunTimeLimit && run != kRunAborted &&
+          !(run == kRunIterLimit && e.iterations >= userLimit)) {
+        // Near the tolerances the scaled answer stands as status 5; far from
+        // them (or on a basis that no longer factors) it is no optimum, and
+        // the run ends not proved optimal rather than wander on.
+        const int factored = ensureFactor(w);
+        if (factored >= 1000 && factored != QVNERR_SINGULAR) return factored;
+        if (factored == 0) {
+          for (int j = 0; j < w.nt; ++j) w.cost[j] = w.lp->cost[j];
+          w.costsShifted = false;
+          computeDual(w);
+          r.finishUsed = false;
+        }
+        if (factored == 0 && unscaledViolation(r, kStandingViolation) <= kStandingViolation) {
+          run = kRunOptimalUnscaledInfeas;
+          ++claimCounters().unscaledOptimal;
+        } else {
+          run = kRunNonOptimal;
+        }
+      }
+    }
   }
   if (run == kRunInfeasible || run == kRunUnbounded) {
     QVN_TRY(confirmClaim(r, r.finishUsed ? r.finish : w, run));

@@ -23,6 +23,10 @@ struct LpRelaxation {
   SimplexEngine finish;
   bool finishUsed = false;     // the last solve ended in `finish`
   bool checkByFactor = false;  // the optimizer's unscaled finish on every solve
+  // A caller's solve: the unscaled finish of a scaled optimum is capped, and
+  // when it cannot finish within the cap the scaled answer stands as status
+  // 5 (kRunOptimalUnscaledInfeas), its values then in the results below.
+  bool capReentry = false;
   // The held basis is dual feasible: the last solve found an optimum and only
   // bounds changed since (rows added with basic logicals keep it so too).
   bool dualFeasible = false;

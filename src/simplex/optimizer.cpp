@@ -72,9 +72,28 @@ void startBasis(SimplexEngine &e, const Problem *lp) {
   }
 }
 
-void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus, int method) {
+// The answer of an engine on the scaled LP, as the relaxation unscaled it.
+void storeUnscaledPoint(const LpRelaxation &r, const LpData &d, SolutionBlock &s) {
+  const int n = r.lp.numCol, m = r.lp.numRow;
+  const double sense = r.lp.sense;
+  s.x.assign(r.x.begin(), r.x.begin() + n);
+  s.slack.resize(static_cast<size_t>(m));
+  s.pi.resize(static_cast<size_t>(m));
+  s.dj.resize(static_cast<size_t>(n));
+  for (int i = 0; i < m; ++i) {
+    s.slack[i] = d.rhs[i] - r.rowActivity[i];
+    s.pi[i] = sense * r.duals[i];
+  }
+  for (int j = 0; j < n; ++j) s.dj[j] = sense * r.reducedCosts[j];
+  s.objValue = sense * r.objective;
+  s.primalComputed = s.dualComputed = true;
+}
+
+void storeResult(Environment *env, Problem *lp, const LpRelaxation &r, SimplexEngine &e, int runStatus,
+                 int method) {
   const WorkLp &w = *e.lp;
   const LpData &d = *lp->lpData;
+  const bool scaledAnswer = &e == &r.work && r.useScaled;
   if (!lp->basisData) lp->basisData = envNew<BasisData>();
   BasisData &b = *lp->basisData;
   b.colStatus.assign(static_cast<size_t>(e.n > 0 ? e.n : 1), 0);
@@ -90,17 +109,23 @@ void storeResult(Environment *env, Problem *lp, SimplexEngine &e, int runStatus,
   if (e.primalWeightsValid) b.primalNorms.assign(e.primalWeights.begin(), e.primalWeights.end());
   if (!lp->solution) lp->solution = envNew<SolutionBlock>();
   SolutionBlock &s = *lp->solution;
-  // Values with the real costs and bounds of the model.
-  for (int j = 0; j < e.nt; ++j) e.cost[j] = w.cost[j];
-  computeDual(e);
-  storeBasicPoint(e, d, s);
   s.method = method;
   s.iterationCount = e.iterations;
   s.phase1Count = e.phase1Iterations;
-  s.primalFeasible = maxPrimalInfeasibility(e) <= e.primalTol;
-  s.dualFeasible = runStatus == kRunOptimal;
+  if (scaledAnswer) {
+    // Optimal on the scaled LP only: its values, unscaled, are the answer.
+    storeUnscaledPoint(r, d, s);
+    s.primalFeasible = worstViolationRatio(d, s.x.data(), env->generalParams->eprhs, nullptr) <= 1.0;
+    s.dualFeasible = false;
+  } else {
+    // Values with the real costs and bounds of the model.
+    for (int j = 0; j < e.nt; ++j) e.cost[j] = w.cost[j];
+    computeDual(e);
+    storeBasicPoint(e, d, s);
+    s.primalFeasible = maxPrimalInfeasibility(e) <= e.primalTol;
+    s.dualFeasible = runStatus == kRunOptimal;
+  }
   lp->status = runStatus;
-  (void)env;
 }
 
 // One solve of a problem as it stands, through a relaxation of its own: the
@@ -116,6 +141,7 @@ int solveProblem(Environment *env, Problem *lp, int method) {
     ~Release() { relaxFree(r); }
   } release{r};
   r->checkByFactor = true;
+  r->capReentry = true;
   r->work.reportProgress = r->finish.reportProgress = true;
   startBasis(r->work, lp);
   int run = 0;
@@ -123,7 +149,7 @@ int solveProblem(Environment *env, Problem *lp, int method) {
   SimplexEngine &e = finalEngine(*r);
   if (run == kRunNonOptimal && e.display > 0)
     QVNmsg(env->resultsChannel, "Numerical difficulties; solution is not proved optimal.\n");
-  storeResult(env, lp, e, run, method);
+  storeResult(env, lp, *r, e, run, method);
   return 0;
 }
 

@@ -18,8 +18,10 @@ inline double violation(const SimplexEngine &e, int j, double d) {
   }
 }
 
-// Basic and fixed variables never enter.
-inline bool priced(const SimplexEngine &e, int j) { return e.basicPos[j] < 0 && e.lower[j] != e.upper[j]; }
+// Basic and fixed variables never enter, nor do candidates the ratio test refused.
+inline bool priced(const SimplexEngine &e, int j) {
+  return e.basicPos[j] < 0 && e.lower[j] != e.upper[j] && !(e.anyBanned && e.primalBanned[j]);
+}
 
 inline double freshDj(const SimplexEngine &e, int j) { return e.cost[j] - columnDot(*e.lp, j, e.dual.data()); }
 

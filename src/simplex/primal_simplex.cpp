@@ -12,6 +12,7 @@
 #include <cmath>
 
 #include "formats/restart_file.h"
+#include "simplex/claim_check.h"
 #include "simplex/loops.h"
 #include "simplex/primal_pricing.h"
 #include "runtime/debug_checks.h"
@@ -37,6 +38,23 @@ constexpr double kPivotDrift = 1e-7;
 // A drifted variable is given a bound at its value only this close: a larger
 // violation is a real one that the loop must remove.
 constexpr double kMaxBoundShift = 1000.0;
+// Pivot check of the ratio test. A pivot below kSmallPivot is refused when
+// the step is long, the pivot or the largest blocking entry is not sizeable;
+// a pivot that is not sizeable is refused below kRelativePivot of the
+// column's largest entry (a sizeable one is kept: on badly scaled data the
+// column's entries span many decades and that share says nothing).
+// A basis grown from such pivots is nearly singular, and the values it
+// gives are rounding.
+constexpr double kLongStep = 100.0;
+constexpr double kSizeablePivot = 0.1;
+constexpr double kSmallPivot = 1e-8;
+constexpr double kRelativePivot = 1e-8;
+// Rounds of forgiving refused candidates with a raised threshold before the
+// run gives up as not proved optimal.
+constexpr int kUnbanRounds = 5;
+constexpr double kRaisedThreshold = 0.1;
+// chooseRow's answers besides a basis position.
+constexpr int kBoundFlip = -1, kNoLimit = -2, kRefused = -3;
 
 struct PrimalWork {
   // Bounds of the phase 2 problem: the LP's own, or moved out by perturbation.
@@ -54,7 +72,26 @@ struct PrimalWork {
   int infeasibleCount = 0;  // basic variables with a phase 1 cost
   bool phase1TolCut = false;  // the dual tolerance was cut to confirm a phase 1 end
   double phase1SavedDualTol = 0.0;
+  // Candidates refused since the last factorization, and the rounds of
+  // forgiving them in which none passed.
+  EnvVector<int> bannedList;
+  int candidateCount = 5;  // refusals in a row after which the basis is refactored
+  int refusedInRow = 0;
+  int unbanRounds = 0;
+  bool takeSmallPivot = false;  // the next ratio test refuses nothing
 };
+
+// Candidates per iteration that the ratio test may refuse before the
+// basis is refactored, by the row count.
+int candidatesFor(int m) {
+  if (m < 100) return 5;
+  if (m < 500) return 10;
+  if (m < 1000) return 15;
+  if (m < 5000) return 20;
+  if (m < 10000) return 25;
+  if (m < 100000) return 30;
+  return 35;
+}
 
 // Phase 1 cost of basic variable j at its value: -1 below its bound, +1
 // above, 0 within.
@@ -208,43 +245,67 @@ void logPrimal(SimplexEngine &e, int phase) {
            e.lp->sense * objectiveValue(e) + e.lp->offset);
 }
 
-// Choose row: the Harris ratio test over the FTRAN'd column. Returns the leaving position, -1
-// for a bound flip of the entering variable, -2 when nothing limits the step.
-int chooseRow(const SimplexEngine &e, int q, double dir, double &step) {
+// Choose row: the Harris ratio test over the FTRAN'd column. Returns the
+// leaving position, kBoundFlip for a bound flip of the entering variable,
+// kNoLimit when nothing limits the step, kRefused when the only pivots are
+// too small to be trusted.
+int chooseRow(const SimplexEngine &e, int q, double dir, bool refuse, double &step) {
   const HVector &col = e.column;
-  double thetaMax = kInfinity;
+  double thetaMax = kInfinity, maxAny = 0.0, maxBlocking = 0.0;
   for (int k = 0; k < col.count; ++k) {
     const int pos = col.index[k];
     const double a = col.array[pos];
-    if (std::fabs(a) < kColumnZero) continue;
+    const double size = std::fabs(a);
+    maxAny = std::max(maxAny, size);
+    if (size < kColumnZero) continue;
     const int j = e.head[pos];
     const double g = -dir * a;  // change of x_j per unit step
     if (g < 0 && e.lower[j] > -kInfinity)
       thetaMax = std::min(thetaMax, (e.x[j] - e.lower[j] + e.primalTol) / -g);
     else if (g > 0 && e.upper[j] < kInfinity)
       thetaMax = std::min(thetaMax, (e.upper[j] - e.x[j] + e.primalTol) / g);
+    else
+      continue;
+    maxBlocking = std::max(maxBlocking, size);
   }
   const double range = e.upper[q] - e.lower[q];
   if (thetaMax >= kInfinity) {
     if (range < kInfinity) {
       step = range;
-      return -1;
+      return kBoundFlip;
     }
-    return -2;
+    return kNoLimit;
   }
-  double bestAbs = 0.0, leaveRatio = 0.0;
-  const int leave = largestPivotWithin(e, dir, thetaMax, kColumnZero, &bestAbs, &leaveRatio);
+  double pivot = 0.0, leaveRatio = 0.0;
+  const int leave = largestPivotWithin(e, dir, thetaMax, kColumnZero, &pivot, &leaveRatio);
   if (range <= leaveRatio) {
     step = range;
-    return -1;
+    return kBoundFlip;
   }
   step = std::max(leaveRatio, 0.0);
+  if (leave < 0 || !refuse) return leave;
+  const bool doubtful = step > kLongStep || pivot < kSizeablePivot || maxBlocking < kSizeablePivot;
+  if ((doubtful && pivot < kSmallPivot) || (pivot < kSizeablePivot && pivot < kRelativePivot * maxAny)) return kRefused;
   return leave;
 }
 
+// Candidates refused on the old factor get another chance on a new one.
+void forgiveRefused(SimplexEngine &e, PrimalWork &w) {
+  if (!e.anyBanned) return;
+  for (const int j : w.bannedList) {
+    e.primalBanned[j] = 0;
+    pricingNoteChanged(w.pricing, j);
+  }
+  w.bannedList.clear();
+  e.anyBanned = false;
+  pricingRestart(w.pricing);
+}
+
 // Rebuild: a fresh factorization and the basic values recomputed.
-int rebuild(SimplexEngine &e, RebuildReason reason) {
+int rebuild(SimplexEngine &e, PrimalWork &w, RebuildReason reason) {
   ++e.rebuilds[static_cast<int>(reason)];
+  forgiveRefused(e, w);
+  w.refusedInRow = 0;
   QVN_TRY(refactor(e));
   computePrimal(e);
   return 0;
@@ -256,7 +317,7 @@ void debugCheck(SimplexEngine &e, RebuildReason reason, DebugScope scope) {
 
 // A rebuild followed by the phase decision and the duals of its costs.
 int refresh(SimplexEngine &e, PrimalWork &w, RebuildReason reason, int &phase, bool &fresh) {
-  QVN_TRY(rebuild(e, reason));
+  QVN_TRY(rebuild(e, w, reason));
   phase = setPhase(e, w);
   computeDual(e);
   fresh = true;
@@ -294,7 +355,7 @@ int removePerturbation(SimplexEngine &e, PrimalWork &w, int &phase, bool &fresh)
     e.cost[j] = lp.cost[j];
     if (e.basicPos[j] < 0) placeNonbasic(e, j);
   }
-  QVN_TRY(rebuild(e, RebuildReason::kBoundsRestored));
+  QVN_TRY(rebuild(e, w, RebuildReason::kBoundsRestored));
   debugCheck(e, RebuildReason::kBoundsRestored, DebugScope::kPrimal);
   if (phase == 2 && maxPrimalInfeasibility(e) > kCleanTol) {
     // The basis is optimal for the moved bounds and so dual feasible for
@@ -443,6 +504,37 @@ void updateIteration(SimplexEngine &e, PrimalWork &w, int q, int r, double dir, 
   hvClear(col);
 }
 
+// Every candidate pricing offers was refused, or too many in a row: the
+// basis may have drifted, so it is factored afresh, with the threshold
+// raised to kRaisedThreshold when it is below, and the refused ones are
+// forgiven.
+// After kUnbanRounds such rounds without a pivot the next pivot is taken
+// whatever its size. kRunGoing to iterate on.
+int forgiveRound(SimplexEngine &e, PrimalWork &w, int &phase, bool &fresh) {
+  // Rounds without a pivot: the small pivots are all there is, and the
+  // next one is taken as it comes.
+  if (++w.unbanRounds > kUnbanRounds) w.takeSmallPivot = true;
+  if (e.factor.markowitz < kRaisedThreshold) {
+    e.factor.markowitz = kRaisedThreshold;
+    if (e.display > 0) QVNmsg(e.env->resultsChannel, "Markowitz threshold set to %g\n", e.factor.markowitz);
+  }
+  QVN_TRY(refresh(e, w, RebuildReason::kRowsRefused, phase, fresh));
+  return kRunGoing;
+}
+
+// The ratio test refused every pivot of q: q is passed over by pricing until
+// the next factorization.
+int refuseCandidate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
+  ++claimCounters().primalBans;
+  if (e.primalBanned.size() != static_cast<size_t>(e.nt)) e.primalBanned.assign(static_cast<size_t>(e.nt), 0);
+  e.primalBanned[q] = 1;
+  e.anyBanned = true;
+  w.bannedList.push_back(q);
+  pricingNoteChanged(w.pricing, q);
+  if (++w.refusedInRow >= w.candidateCount) return forgiveRound(e, w, phase, fresh);
+  return kRunGoing;
+}
+
 // One iteration on the entering q: FTRAN, choose row by the ratio test,
 // update, then the progress watch. kRunGoing to go on, else the run's end.
 int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
@@ -453,8 +545,12 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
   hvAddColumn(col, lp, q, 1.0);
   ftranForUpdate(e.factor, col);
   double step = 0.0;
-  const int r = chooseRow(e, q, dir, step);
-  if (r == -2) {
+  const int r = chooseRow(e, q, dir, !w.takeSmallPivot, step);
+  if (r == kRefused) {
+    hvClear(col);
+    return refuseCandidate(e, w, q, phase, fresh);
+  }
+  if (r == kNoLimit) {
     hvClear(col);
     if (!fresh) {
       QVN_TRY(refresh(e, w, RebuildReason::kConfirmRay, phase, fresh));
@@ -469,7 +565,10 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
   }
   updateIteration(e, w, q, r, dir, step, phase);
   fresh = false;
-  if (r == -1) return kRunGoing;
+  w.refusedInRow = 0;
+  w.unbanRounds = 0;
+  w.takeSmallPivot = false;
+  if (r == kBoundFlip) return kRunGoing;
   if (pricingSwitch(e, w.pricing, phase, w.perturbActive)) computeDual(e);
   auto merit = [&]() { return phase == 1 ? sumInfeasibility(e) : objectiveValue(e); };
   const ProgressAction action = progressCheck(w.progress, e.iterations, phase, w.perturbActive, merit);
@@ -481,7 +580,7 @@ int iterate(SimplexEngine &e, PrimalWork &w, int q, int &phase, bool &fresh) {
   } else if (action == ProgressAction::kStall) {
     // Perturbed and still not moving: start again from fresh values, with
     // the bounds that drift has crossed moved out of the way in phase 2.
-    QVN_TRY(rebuild(e, RebuildReason::kStall));
+    QVN_TRY(rebuild(e, w, RebuildReason::kStall));
     if (phase == 2) shiftViolatedBounds(e, w);
     phase = setPhase(e, w);
     computeDual(e);
@@ -496,6 +595,9 @@ int primalLoop(SimplexEngine &e) {
   e.loopKind = QVN_CALLBACK_PRIMAL;
   const WorkLp &lp = *e.lp;
   PrimalWork w;
+  w.candidateCount = candidatesFor(e.m);
+  e.anyBanned = false;
+  if (e.primalBanned.size() != static_cast<size_t>(e.nt)) e.primalBanned.assign(static_cast<size_t>(e.nt), 0);
   w.baseLower.assign(lp.lower.begin(), lp.lower.end());
   w.baseUpper.assign(lp.upper.begin(), lp.upper.end());
   QVN_TRY(pricingSetup(e, w.pricing));
@@ -504,7 +606,7 @@ int primalLoop(SimplexEngine &e) {
   if (takeHeldFactor(e))
     computePrimal(e);
   else
-    QVN_TRY(rebuild(e, RebuildReason::kStart));
+    QVN_TRY(rebuild(e, w, RebuildReason::kStart));
   if (gp.perind == 1) perturbBounds(e, w);
   int phase = setPhase(e, w);
   computeDual(e);
@@ -528,7 +630,11 @@ int primalLoop(SimplexEngine &e) {
       logPrimal(e, phase);
     }
     const int q = chooseEntering(e, w.pricing);
-    const int status = q < 0 ? noColumnLeft(e, w, phase, fresh) : iterate(e, w, q, phase, fresh);
+    int status;
+    if (q < 0 && e.anyBanned)
+      status = forgiveRound(e, w, phase, fresh);  // refused candidates may pass on a new factor
+    else
+      status = q < 0 ? noColumnLeft(e, w, phase, fresh) : iterate(e, w, q, phase, fresh);
     if (status != kRunGoing) return status;
   }
 }
@@ -564,6 +670,7 @@ int runPrimalSimplex(SimplexEngine &e) {
   const double dualTol = e.dualTol;  // the last steps may tighten it
   const int status = primalLoop(e);
   e.dualTol = dualTol;
+  if (e.anyBanned) std::fill(e.primalBanned.begin(), e.primalBanned.end(), 0), e.anyBanned = false;
   return status;
 }
 
