@@ -78,6 +78,9 @@ const double *relaxRowActivity(const LpRelaxation &r);  // numRows values a_i x
 const double *relaxDuals(const LpRelaxation &r);        // numRows row duals
 const double *relaxReducedCosts(const LpRelaxation &r); // numCols reduced costs
 int relaxIterations(const LpRelaxation &r);             // of the last solve
+// Iterations of every strong-branching trial since the relaxation was made;
+// restoring a saved state leaves this count alone.
+double relaxTrialIterations(const LpRelaxation &r);
 
 void relaxGetBasis(const LpRelaxation &r, int *colStatus, int *rowStatus);
 // Installs a basis. One that differs from the held basis in a few columns is

@@ -26,12 +26,17 @@ struct LpRelaxation {
   // The held basis is dual feasible: the last solve found an optimum and only
   // bounds changed since (rows added with basic logicals keep it so too).
   bool dualFeasible = false;
+  // The duals and reduced costs held in `work` are those of the real costs on
+  // the held basis and factor (computed at the end of the last solve, nothing
+  // moved since): the next dual run from the held factor need not recompute them.
+  bool dualsHeld = false;
 
   // Results of the last solve, unscaled, minimization sense.
   EnvVector<double> x, rowActivity, duals, reducedCosts;
   double objective = 0.0;
   int iterations = 0;
   int lastStatus = 0;
+  double trialIterations = 0.0;  // of all strong-branching trials
 };
 
 struct RelaxState {
@@ -50,7 +55,7 @@ struct RelaxState {
   EnvVector<double> rx, rRow, rDual, rRc;
   double objective = 0.0;
   int iterations = 0, lastStatus = 0;
-  bool dualFeasible = false;
+  bool dualFeasible = false, dualsHeld = false;
 };
 
 // The working LP of the engine that holds the basis.

@@ -54,6 +54,7 @@ int relaxSaveState(const LpRelaxation &r, RelaxState **out) {
     s->rx = r.x, s->rRow = r.rowActivity, s->rDual = r.duals, s->rRc = r.reducedCosts;
     s->objective = r.objective, s->iterations = r.iterations, s->lastStatus = r.lastStatus;
     s->dualFeasible = r.dualFeasible;
+    s->dualsHeld = r.dualsHeld;
     return 0;
   });
   if (status != 0) {
@@ -107,6 +108,7 @@ int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
     copyInto(r.x, s.rx), copyInto(r.rowActivity, s.rRow), copyInto(r.duals, s.rDual), copyInto(r.reducedCosts, s.rRc);
     r.objective = s.objective, r.iterations = s.iterations, r.lastStatus = s.lastStatus;
     r.dualFeasible = s.dualFeasible;
+    r.dualsHeld = s.dualsHeld;
     r.finishUsed = false;
     return 0;
   });
@@ -164,6 +166,7 @@ int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, doub
   int run = 0;
   // No unscaled finish: a trial needs a bound, not an exact optimum.
   QVN_TRY(solveHeld(r, RelaxMethod::kDual, false, false, &run));
+  r.trialIterations += r.iterations;
   *status = run;
   if (run == kRunInfeasible || run == kRunObjLimit) return 0;
   if (run == kRunOptimal)
