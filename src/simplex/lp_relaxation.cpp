@@ -218,18 +218,26 @@ bool meetsUnscaled(const LpRelaxation &r) {
 
 } // namespace
 
-int runMethod(SimplexEngine &e, RelaxMethod method) {
+int runMethod(SimplexEngine &e, RelaxMethod method, bool exact, bool *unfinished) {
+  if (unfinished) *unfinished = false;
   int status = method == RelaxMethod::kPrimal ? runPrimalSimplex(e) : runDualSimplex(e);
   if (status == kRunUnbounded && method == RelaxMethod::kDual) {
     // The dual is infeasible, so the primal is unbounded or infeasible; the
-    // primal loop tells which.
+    // primal loop tells which, from the dual loop's factor when its owner
+    // lets loops start from a held one.
+    e.reuseFactor = e.checkWithHeldFactor;
     status = runPrimalSimplex(e);
   }
   if (status == kRunOptimal && e.costsShifted && !dualFeasibleForRealCosts(e)) {
+    if (!exact) {
+      if (unfinished) *unfinished = true;
+      return status;
+    }
     // Shifted costs leave reduced costs that are wrong by up to the shifts;
     // the primal loop finishes from the primal feasible basis, and its own
     // short tight finish removes what is left inside the tolerance, which
     // can cost objective accuracy where values are large.
+    e.reuseFactor = e.checkWithHeldFactor;
     status = runPrimalSimplex(e);
   }
   return status;
@@ -337,7 +345,7 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   w.dualsGiven = r.dualsHeld;
   r.dualFeasible = false;
   r.dualsHeld = false;
-  int run = runMethod(w, method);
+  int run = runMethod(w, method, !r.boundOnly, &r.unfinished);
   w.heldDualFeasible = false;
   w.dualsGiven = false;
   if (run >= 1000) return run;
@@ -376,7 +384,7 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   // A dual run that stopped at infeasibility, the cutoff or a limit usually
   // leaves a basis that is still dual feasible for the real costs: the next
   // solve after bound changes then needs no implied boxes either.
-  r.dualFeasible = run == kRunOptimal ||
+  r.dualFeasible = (run == kRunOptimal && !r.unfinished) ||
                    ((run == kRunInfeasible || run == kRunObjLimit || run == kRunIterLimit) &&
                     dualInfeasibility(f, true) == 0.0);
   if (r.finishUsed) {

@@ -37,6 +37,10 @@ struct LpRelaxation {
   int iterations = 0;
   int lastStatus = 0;
   double trialIterations = 0.0;  // of all strong-branching trials
+  // A trial's solve: an optimum of shifted costs is not finished by the
+  // primal loop (boundOnly), and `unfinished` tells the trial that its
+  // objective is no bound then.
+  bool boundOnly = false, unfinished = false;
 };
 
 struct RelaxState {
@@ -80,8 +84,10 @@ void sizeResults(LpRelaxation &r);
 
 // The method run of the optimizer: dual or primal, the primal after an
 // unbounded dual, and a primal finish after cost shifts that leave the real
-// costs dual infeasible.
-int runMethod(SimplexEngine &e, RelaxMethod method);
+// costs dual infeasible. With `exact` false that finish is left out (the
+// caller wants a bound, which the duals of the real costs still prove) and
+// *unfinished tells when it was.
+int runMethod(SimplexEngine &e, RelaxMethod method, bool exact = true, bool *unfinished = nullptr);
 // The working costs and bounds of the LP as it now stands, with every
 // nonbasic variable at a bound it still has.
 void resetWorkingData(SimplexEngine &e);

@@ -164,14 +164,21 @@ int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, doub
   resetWorkingData(e);
   applyLimits(e, limits);
   int run = 0;
-  // No unscaled finish: a trial needs a bound, not an exact optimum.
-  QVN_TRY(solveHeld(r, RelaxMethod::kDual, false, false, &run));
+  // No unscaled finish and no primal clean-up after cost shifts: a trial
+  // needs a bound, not an exact optimum.
+  r.boundOnly = true;
+  const int failure = solveHeld(r, RelaxMethod::kDual, false, false, &run);
+  r.boundOnly = false;
+  QVN_TRY(failure);
   r.trialIterations += r.iterations;
-  *status = run;
+  // An optimum of shifted costs is no optimum of the branch: what its duals
+  // prove is reported, as for a side stopped by its limit.
+  const bool unfinished = run == kRunOptimal && r.unfinished;
+  *status = unfinished ? kRunNonOptimal : run;
   if (run == kRunInfeasible || run == kRunObjLimit) return 0;
-  if (run == kRunOptimal)
+  if (run == kRunOptimal && !unfinished)
     *objective = r.objective;
-  else if (run == kRunIterLimit)
+  else if (unfinished || run == kRunIterLimit)
     *objective = lagrangianBound(r);
   else
     *objective = -1e75;  // unbounded, or stopped with nothing proved

@@ -557,7 +557,9 @@ TEST_F(LpRelaxationTest, StrongBranchSeriesFromOneState) {
       // Both sides' iterations are counted, each within its limit.
       const double spent = qvn::relaxTrialIterations(*relax) - before;
       EXPECT_LE(spent, 2.0 * itLimit);
-      if (st[0] == qvn::kRunIterLimit || st[1] == qvn::kRunIterLimit) EXPECT_GE(spent, 1.0 * itLimit);
+      if (st[0] == qvn::kRunIterLimit || st[1] == qvn::kRunIterLimit) {
+        EXPECT_GE(spent, 1.0 * itLimit);
+      }
       trialIterations += spent;
       for (int side = 0; side < 2; ++side) {
         LpModel branch = model;
