@@ -45,6 +45,12 @@ int strongTrial(MipContext &ctx, const BranchCandidate &c, int iterationLimit, d
   const double downUpper = std::floor(c.value), upLower = downUpper + 1.0;
   double downObj = kTreeInfinity, upObj = kTreeInfinity;
   int downStatus = 0, upStatus = 0;
+  const double before = relaxTrialIterations(*ctx.nodeLp);
+  struct Count {
+    MipContext &ctx;
+    double before;
+    ~Count() { ctx.strongIterations += relaxTrialIterations(*ctx.nodeLp) - before; }
+  } count{ctx, before};
   if (ctx.trialBase) {
     if (!ctx.trialBase->state) QVN_TRY(relaxSaveState(*ctx.nodeLp, &ctx.trialBase->state));
     // A side that passes the cutoff is dead: its trial stops there.

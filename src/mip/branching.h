@@ -32,7 +32,7 @@ struct MipContext {
   double cutoff;
   double timeLeft;  // seconds
   int objSense;
-  int strongIterations;  // iterations spent by trial solves, added by the rule
+  double strongIterations;  // iterations spent by trial solves, added by strongTrial
   EnvVector<BoundChange> *proved;
   bool nodeInfeasible;  // both directions of some candidate fail
   double objectiveRaise;  // a proved lower bound on the node's optimum

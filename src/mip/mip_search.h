@@ -73,6 +73,8 @@ struct MipSearch {
   qvn::NodeRecord *resume = nullptr;
   // Counters of the whole tree.
   double nodeCount = 0, iterationTotal = 0, rootIterations = 0;
+  // The part of iterationTotal spent by strong-branching trials.
+  double trialIterations = 0;
   int nodesMade = 0;
   // Root record.
   bool rootSolved = false;

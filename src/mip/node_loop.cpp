@@ -848,6 +848,8 @@ int runNodeLoop(MipRun &run) {
       const bool allowTrials = rounds < kProvedRounds;
       const BranchRule *rule = allowTrials ? run.rule : findBranchRule(1);
       const int failure = rule->select(ctx, nullptr, rec);
+      s.iterationTotal += ctx.strongIterations;
+      s.trialIterations += ctx.strongIterations;
       if (failure != 0) {
         if (fatalLpFailure(failure)) return failure;
         // Trial LPs that failed leave no estimates: the node still branches,

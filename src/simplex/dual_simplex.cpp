@@ -795,21 +795,26 @@ int dualLoop(SimplexEngine &e) {
   w.banned.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
   w.listAt.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), -1);
   w.listed.assign(static_cast<size_t>(e.m > 0 ? e.m : 1), 0);
+  const bool dualsGiven = e.dualsGiven;
+  e.dualsGiven = false;
   if (!validDualPricing(e.dualPricing)) return QVNERR_PRIIND;
   if (takeHeldFactor(e)) {
     computePrimal(e);
-    computeDual(e);
+    if (!dualsGiven) computeDual(e);
     if (debugLevel(e.env) > 0) debugAfterRebuild(e, RebuildReason::kStart, DebugScope::kPrimalAndDual);
   } else {
     QVN_TRY(rebuild(e, w, RebuildReason::kStart, Flip::kNo));
   }
   initDualPricing(e);
-  flipBoxedToDualFeasible(e);
+  // The basic values are those of the nonbasic ones as they stand unless a
+  // flip or the phase 1 moved them.
+  bool moved = flipBoxedToDualFeasible(e);
   if (dualInfeasibility(e, true) > 0) {
     const int s = dualPhase1(e, w);
     if (s != 0) return s;
+    moved = true;
   }
-  computePrimal(e);
+  if (moved) computePrimal(e);
   logDual(e, 2);
   if (e.env->generalParams->perind == 1) perturbCosts(e, w);
   const double primalTol = e.primalTol;  // the last steps may tighten it

@@ -165,6 +165,10 @@ struct SimplexEngine {
   // The owner knows the held basis to be dual feasible (an optimum changed in
   // bounds only): the dual needs no implied boxes to avoid its phase 1.
   bool heldDualFeasible = false;
+  // The owner vouches that dual and dj are those of the present costs on the
+  // held basis and factor: the dual loop that starts from the held factor then
+  // skips their recomputation. Read and cleared at the dual loop's entry.
+  bool dualsGiven = false;
   // An owner that passes its own objective cutoff (minimization sense, offset
   // included) instead of the Environment's limits; only the dual loop uses it.
   bool cutoffGiven = false;

@@ -248,18 +248,26 @@ constexpr double kStandingViolation = 1000.0;
 
 } // namespace
 
-int runMethod(SimplexEngine &e, RelaxMethod method) {
+int runMethod(SimplexEngine &e, RelaxMethod method, bool exact, bool *unfinished) {
+  if (unfinished) *unfinished = false;
   int status = method == RelaxMethod::kPrimal ? runPrimalSimplex(e) : runDualSimplex(e);
   if (status == kRunUnbounded && method == RelaxMethod::kDual) {
     // The dual is infeasible, so the primal is unbounded or infeasible; the
-    // primal loop tells which.
+    // primal loop tells which, from the dual loop's factor when its owner
+    // lets loops start from a held one.
+    e.reuseFactor = e.checkWithHeldFactor;
     status = runPrimalSimplex(e);
   }
   if (status == kRunOptimal && e.costsShifted && !dualFeasibleForRealCosts(e)) {
+    if (!exact) {
+      if (unfinished) *unfinished = true;
+      return status;
+    }
     // Shifted costs leave reduced costs that are wrong by up to the shifts;
     // the primal loop finishes from the primal feasible basis, and its own
     // short tight finish removes what is left inside the tolerance, which
     // can cost objective accuracy where values are large.
+    e.reuseFactor = e.checkWithHeldFactor;
     status = runPrimalSimplex(e);
   }
   return status;
@@ -301,6 +309,7 @@ int reseatEngine(LpRelaxation &r, const EnvVector<int> &headVars, const EnvVecto
                  const EnvVector<double> &xs, const EnvVector<double> &weightsByVar, bool weightsValid) {
   SimplexEngine &e = r.work;
   const bool primalValid = false;  // primal weights are by variable and the variables changed
+  r.dualsHeld = false;
   QVN_TRY(engineSetup(e, r.env, workingLp(r)));
   for (int j = 0; j < e.nt; ++j) e.basicPos[j] = -1;
   int pos = 0;
@@ -363,17 +372,24 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   SimplexEngine &w = r.work;
   r.finishUsed = false;
   w.heldDualFeasible = r.dualFeasible && !r.checkByFactor && method == RelaxMethod::kDual;
+  w.dualsGiven = r.dualsHeld;
   r.dualFeasible = false;
-  int run = runMethod(w, method);
+  r.dualsHeld = false;
+  int run = runMethod(w, method, !r.boundOnly, &r.unfinished);
   w.heldDualFeasible = false;
+  w.dualsGiven = false;
   if (run >= 1000) return run;
   bool needFinish = r.useScaled && finishAlways;
   bool dualsReady = false;
   if (r.useScaled && !needFinish && verify && run == kRunOptimal) {
+    // A dual loop that ends optimal with its costs unshifted has just
+    // computed its duals afresh from the held factor, with no pivot since.
+    const bool fresh = w.loopKind == QVN_CALLBACK_DUAL && !w.costsShifted && w.factorCurrent &&
+                       !w.factor.mustRefactor;
     QVN_TRY(ensureFactor(w));
     for (int j = 0; j < w.nt; ++j) w.cost[j] = w.lp->cost[j];
     w.costsShifted = false;
-    computeDual(w);
+    if (!fresh) computeDual(w);
     needFinish = !meetsUnscaled(r);
     dualsReady = !needFinish;
   }
@@ -422,10 +438,11 @@ int solveHeld(LpRelaxation &r, RelaxMethod method, bool finishAlways, bool verif
   SimplexEngine &f = r.finishUsed ? r.finish : w;
   if (!refactorDue(f.factor)) refinePrimal(f);
   collectResults(r, f, run, dualsReady);
+  r.dualsHeld = !r.finishUsed;
   // A dual run that stopped at infeasibility, the cutoff or a limit usually
   // leaves a basis that is still dual feasible for the real costs: the next
   // solve after bound changes then needs no implied boxes either.
-  r.dualFeasible = run == kRunOptimal ||
+  r.dualFeasible = (run == kRunOptimal && !r.unfinished) ||
                    ((run == kRunInfeasible || run == kRunObjLimit || run == kRunIterLimit) &&
                     dualInfeasibility(f, true) == 0.0);
   if (r.finishUsed) {
@@ -518,7 +535,7 @@ int relaxChangeCosts(LpRelaxation &r, int count, const int *cols, const double *
     r.lp.cost[j] = costs[k];
     if (r.useScaled) r.scaled.cost[j] = costs[k] / r.scale.colScale[j];
   }
-  if (count > 0) r.dualFeasible = false;
+  if (count > 0) r.dualFeasible = r.dualsHeld = false;
   // Weights of the primal pricing depend on the basis only; nothing else to do.
   return 0;
 }
@@ -550,6 +567,7 @@ const double *relaxRowActivity(const LpRelaxation &r) { return r.rowActivity.dat
 const double *relaxDuals(const LpRelaxation &r) { return r.duals.data(); }
 const double *relaxReducedCosts(const LpRelaxation &r) { return r.reducedCosts.data(); }
 int relaxIterations(const LpRelaxation &r) { return r.iterations; }
+double relaxTrialIterations(const LpRelaxation &r) { return r.trialIterations; }
 
 void relaxGetBasis(const LpRelaxation &r, int *colStatus, int *rowStatus) {
   const SimplexEngine &e = r.work;
@@ -657,6 +675,7 @@ int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus, b
     if (colStatus[j] < 0 || colStatus[j] > 3) return QVNERR_BAD_ARGUMENT;
   for (int i = 0; i < e.m; ++i)
     if (rowStatus[i] < 0 || rowStatus[i] > 3) return QVNERR_BAD_ARGUMENT;
+  r.dualsHeld = false;
   return runCaught([&]() -> int {
     resetWorkingData(e);
     EnvVector<int> entering, leaving;
@@ -671,6 +690,16 @@ int relaxSetBasis(LpRelaxation &r, const int *colStatus, const int *rowStatus, b
   });
 }
 
+namespace {
+
+// A new factor may replace dependent columns of the basis by logicals: the
+// held duals then no longer belong to it.
+void keepDualsThroughFactor(LpRelaxation &r) {
+  if (!r.work.factorCurrent || r.work.factor.mustRefactor) r.dualsHeld = false;
+}
+
+} // namespace
+
 int relaxBasicVariable(const LpRelaxation &r, int pos) {
   if (pos < 0 || pos >= r.work.m) return -1;
   return r.work.head[pos];
@@ -681,6 +710,7 @@ int relaxTableauRow(LpRelaxation &r, int pos, double *row) {
   if (!row) return QVNERR_NULL_POINTER;
   if (pos < 0 || pos >= e.m) return QVNERR_ROW_INDEX_RANGE;
   return runCaught([&]() -> int {
+    keepDualsThroughFactor(r);
     QVN_TRY(ensureFactor(e));
     btranUnitRow(e, pos);
     const double *rho = e.rowRho.array.data();
@@ -705,6 +735,7 @@ int relaxTableauColumn(LpRelaxation &r, int j, double *column) {
   if (!column) return QVNERR_NULL_POINTER;
   if (j < 0 || j >= e.nt) return QVNERR_COL_INDEX_RANGE;
   return runCaught([&]() -> int {
+    keepDualsThroughFactor(r);
     QVN_TRY(ensureFactor(e));
     HVector &col = e.column;
     hvClear(col);

@@ -78,6 +78,9 @@ const double *relaxRowActivity(const LpRelaxation &r);  // numRows values a_i x
 const double *relaxDuals(const LpRelaxation &r);        // numRows row duals
 const double *relaxReducedCosts(const LpRelaxation &r); // numCols reduced costs
 int relaxIterations(const LpRelaxation &r);             // of the last solve
+// Iterations of every strong-branching trial since the relaxation was made;
+// restoring a saved state leaves this count alone.
+double relaxTrialIterations(const LpRelaxation &r);
 
 void relaxGetBasis(const LpRelaxation &r, int *colStatus, int *rowStatus);
 // Installs a basis. One that differs from the held basis in a few columns is
@@ -119,8 +122,10 @@ int relaxStrongBranch(LpRelaxation &r, int j, double downUpper, double upLower, 
 // The same from a state saved by relaxSaveState on this relaxation as it now
 // stands, for a series of trials at one node: each trial restores it. A side
 // whose dual objective passes `objectiveLimit` stops there with status
-// kRunObjLimit. A side stopped by the iteration limit reports the bound its
-// duals prove, which may lie below the node's own objective.
+// kRunObjLimit. A side stopped by the iteration limit, and one that ends at
+// an optimum of shifted costs (kRunNonOptimal: no primal clean-up is spent
+// on a trial), reports the bound its duals prove, which may lie below the
+// node's own objective.
 int relaxStrongBranchFrom(LpRelaxation &r, const RelaxState &base, int j, double downUpper, double upLower,
                           int iterationLimit, double objectiveLimit, double *downObjective, int *downStatus,
                           double *upObjective, int *upStatus);

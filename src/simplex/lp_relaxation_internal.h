@@ -30,12 +30,21 @@ struct LpRelaxation {
   // The held basis is dual feasible: the last solve found an optimum and only
   // bounds changed since (rows added with basic logicals keep it so too).
   bool dualFeasible = false;
+  // The duals and reduced costs held in `work` are those of the real costs on
+  // the held basis and factor (computed at the end of the last solve, nothing
+  // moved since): the next dual run from the held factor need not recompute them.
+  bool dualsHeld = false;
 
   // Results of the last solve, unscaled, minimization sense.
   EnvVector<double> x, rowActivity, duals, reducedCosts;
   double objective = 0.0;
   int iterations = 0;
   int lastStatus = 0;
+  double trialIterations = 0.0;  // of all strong-branching trials
+  // A trial's solve: an optimum of shifted costs is not finished by the
+  // primal loop (boundOnly), and `unfinished` tells the trial that its
+  // objective is no bound then.
+  bool boundOnly = false, unfinished = false;
 };
 
 struct RelaxState {
@@ -54,7 +63,7 @@ struct RelaxState {
   EnvVector<double> rx, rRow, rDual, rRc;
   double objective = 0.0;
   int iterations = 0, lastStatus = 0;
-  bool dualFeasible = false;
+  bool dualFeasible = false, dualsHeld = false;
 };
 
 // The working LP of the engine that holds the basis.
@@ -79,8 +88,10 @@ void sizeResults(LpRelaxation &r);
 
 // The method run of the optimizer: dual or primal, the primal after an
 // unbounded dual, and a primal finish after cost shifts that leave the real
-// costs dual infeasible.
-int runMethod(SimplexEngine &e, RelaxMethod method);
+// costs dual infeasible. With `exact` false that finish is left out (the
+// caller wants a bound, which the duals of the real costs still prove) and
+// *unfinished tells when it was.
+int runMethod(SimplexEngine &e, RelaxMethod method, bool exact = true, bool *unfinished = nullptr);
 // The working costs and bounds of the LP as it now stands, with every
 // nonbasic variable at a bound it still has.
 void resetWorkingData(SimplexEngine &e);

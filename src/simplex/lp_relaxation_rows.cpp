@@ -99,6 +99,7 @@ int relaxAddRows(LpRelaxation &r, int count, const double *lower, const double *
   QVN_TRY(checkRows(r, count, lower, upper, start, index, value));
   if (count == 0) return 0;
   return runCaught([&]() -> int {
+    r.dualsHeld = false;
     SimplexEngine &e = r.work;
     WorkLp &lp = r.lp;
     const int n = lp.numCol, m = lp.numRow, mNew = m + count;
@@ -166,6 +167,7 @@ int relaxAddRows(LpRelaxation &r, int count, const double *lower, const double *
 
 int relaxDeleteRows(LpRelaxation &r, const int *mark) {
   if (!mark) return QVNERR_NULL_POINTER;
+  r.dualsHeld = false;
   WorkLp &lp = r.lp;
   const int n = lp.numCol, m = lp.numRow;
   int gone = 0;

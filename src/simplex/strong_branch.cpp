@@ -54,6 +54,7 @@ int relaxSaveState(const LpRelaxation &r, RelaxState **out) {
     s->rx = r.x, s->rRow = r.rowActivity, s->rDual = r.duals, s->rRc = r.reducedCosts;
     s->objective = r.objective, s->iterations = r.iterations, s->lastStatus = r.lastStatus;
     s->dualFeasible = r.dualFeasible;
+    s->dualsHeld = r.dualsHeld;
     return 0;
   });
   if (status != 0) {
@@ -107,6 +108,7 @@ int relaxRestoreState(LpRelaxation &r, const RelaxState &s) {
     copyInto(r.x, s.rx), copyInto(r.rowActivity, s.rRow), copyInto(r.duals, s.rDual), copyInto(r.reducedCosts, s.rRc);
     r.objective = s.objective, r.iterations = s.iterations, r.lastStatus = s.lastStatus;
     r.dualFeasible = s.dualFeasible;
+    r.dualsHeld = s.dualsHeld;
     r.finishUsed = false;
     return 0;
   });
@@ -162,13 +164,21 @@ int trial(LpRelaxation &r, int j, double lo, double up, int iterationLimit, doub
   resetWorkingData(e);
   applyLimits(e, limits);
   int run = 0;
-  // No unscaled finish: a trial needs a bound, not an exact optimum.
-  QVN_TRY(solveHeld(r, RelaxMethod::kDual, false, false, &run));
-  *status = run;
+  // No unscaled finish and no primal clean-up after cost shifts: a trial
+  // needs a bound, not an exact optimum.
+  r.boundOnly = true;
+  const int failure = solveHeld(r, RelaxMethod::kDual, false, false, &run);
+  r.boundOnly = false;
+  QVN_TRY(failure);
+  r.trialIterations += r.iterations;
+  // An optimum of shifted costs is no optimum of the branch: what its duals
+  // prove is reported, as for a side stopped by its limit.
+  const bool unfinished = run == kRunOptimal && r.unfinished;
+  *status = unfinished ? kRunNonOptimal : run;
   if (run == kRunInfeasible || run == kRunObjLimit) return 0;
-  if (run == kRunOptimal)
+  if (run == kRunOptimal && !unfinished)
     *objective = r.objective;
-  else if (run == kRunIterLimit)
+  else if (unfinished || run == kRunIterLimit)
     *objective = lagrangianBound(r);
   else
     *objective = -1e75;  // unbounded, or stopped with nothing proved

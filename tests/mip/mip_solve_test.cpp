@@ -6,6 +6,7 @@
 
 #include "mip/mip_check.h"
 #include "mip/mip_models.h"
+#include "runtime/debug_checks.h"
 #include "support/test_support.h"
 
 namespace qvntest {
@@ -37,6 +38,9 @@ protected:
 };
 
 TEST_F(MipSolveTest, EveryRuleFindsTheEnumeratedOptimum) {
+  // Node LPs and trials start from the duals their last solve left: the
+  // checks at each loop's start recompute them from the basis and costs.
+  qvn::setDebugLevel(env, 1);
   const int varsels[] = {-1, 0, 1, 2, 3, 4};
   for (int seed = 1; seed <= 2; ++seed) {
     const MipModel models[] = {knapsack(seed, 12), setCover(seed, 10, 8), randomIntegerModel(seed, 6, 4)};
@@ -49,6 +53,25 @@ TEST_F(MipSolveTest, EveryRuleFindsTheEnumeratedOptimum) {
                                          std::to_string(varsel) + " nodesel " + std::to_string(nodesel));
         }
   }
+}
+
+TEST_F(MipSolveTest, StrongBranchingTrialsCountInTheIterationTotal) {
+  // One node: the root LP, its cut rounds and heuristics are those of any
+  // rule; only strong branching adds trial solves, whose iterations count.
+  // No cuts, no heuristics: the root stays fractional and branches.
+  QVNsetintparam(env, QVN_PARAM_NODELIM, 1);
+  QVNsetintparam(env, QVN_PARAM_CUTPASS, -1);
+  QVNsetintparam(env, QVN_PARAM_HEURFREQ, -1);
+  int total[2] = {0, 0};
+  for (int k = 0; k < 2; ++k) {
+    QVNsetintparam(env, QVN_PARAM_VARSEL, k == 0 ? 1 : 3);
+    const MipModel m = setCover(3, 30, 20);
+    ASSERT_EQ(loadMipModel(env, lp, m), 0);
+    ASSERT_EQ(QVNmipopt(env, lp), 0);
+    ASSERT_EQ(QVNgetnodecnt(env, lp), 1);
+    total[k] = QVNgetmipitcnt(env, lp);
+  }
+  EXPECT_GT(total[1], total[0]);
 }
 
 TEST_F(MipSolveTest, RandomIntegerProgramsMatchEnumeration) {

@@ -11,6 +11,7 @@
 #include <random>
 
 #include "model/problem.h"
+#include "runtime/debug_checks.h"
 #include "simplex/engine.h"
 #include "simplex/lp_relaxation.h"
 #include "simplex/lp_relaxation_internal.h"
@@ -246,6 +247,9 @@ const char *const kNetlibModels[] = {"afiro", "sc50b", "stocfor1", "blend", "sha
 // Random bound changes, cuts added and deleted, and cost changes on netlib
 // models, each followed by a re-solve from the held basis.
 TEST_F(LpRelaxationTest, NetlibModelsThroughRandomChanges) {
+  // The checks at each loop's start catch duals carried over from a solve
+  // whose basis, costs or rows have changed since.
+  qvn::setDebugLevel(env, 1);
   int modelsRun = 0;
   for (const char *name : kNetlibModels) {
     LpModel m;
@@ -516,7 +520,9 @@ TEST_F(LpRelaxationTest, StrongBranchingOnNetlibModels) {
 // after the series (on the row copy and factor the restores left) agrees
 // with its cold solve.
 TEST_F(LpRelaxationTest, StrongBranchSeriesFromOneState) {
+  qvn::setDebugLevel(env, 1);  // each trial starts from the saved duals: checked
   int modelsRun = 0;
+  double trialIterations = 0.0;
   for (const char *name : {"afiro", "boeing2", "share2b", "israel"}) {
     LpModel m;
     if (!readNetlib(name, m)) continue;
@@ -544,9 +550,17 @@ TEST_F(LpRelaxationTest, StrongBranchSeriesFromOneState) {
       ++tried, lastCol = j;
       double obj[2];
       int st[2];
+      const double before = qvn::relaxTrialIterations(*relax);
       ASSERT_EQ(qvn::relaxStrongBranchFrom(*relax, *base.state, j, std::floor(v), std::ceil(v), itLimit, objLimit,
                                            &obj[0], &st[0], &obj[1], &st[1]),
                 0);
+      // Both sides' iterations are counted, each within its limit.
+      const double spent = qvn::relaxTrialIterations(*relax) - before;
+      EXPECT_LE(spent, 2.0 * itLimit);
+      if (st[0] == qvn::kRunIterLimit || st[1] == qvn::kRunIterLimit) {
+        EXPECT_GE(spent, 1.0 * itLimit);
+      }
+      trialIterations += spent;
       for (int side = 0; side < 2; ++side) {
         LpModel branch = model;
         (side == 0 ? branch.upper[j] : branch.lower[j]) = side == 0 ? std::floor(v) : std::ceil(v);
@@ -575,7 +589,9 @@ TEST_F(LpRelaxationTest, StrongBranchSeriesFromOneState) {
       // The down branch of the last candidate, solved for real after the series.
       const double lo = model.lower[lastCol], up = std::floor(x0[lastCol]);
       ASSERT_EQ(qvn::relaxChangeBounds(*relax, 1, &lastCol, &lo, &up), 0);
+      const double trialsBefore = qvn::relaxTrialIterations(*relax);
       const int status = solve();
+      EXPECT_EQ(qvn::relaxTrialIterations(*relax), trialsBefore);  // a solve is no trial
       LpModel branch = model;
       branch.upper[lastCol] = up;
       const ColdAnswer c = cold(branch);
@@ -589,6 +605,7 @@ TEST_F(LpRelaxationTest, StrongBranchSeriesFromOneState) {
     ++modelsRun;
   }
   if (modelsRun == 0) GTEST_SKIP() << "shared test models not present";
+  EXPECT_GT(trialIterations, 0.0);
 }
 
 // Bad input changes nothing and crashes nothing.

@@ -29,7 +29,8 @@ constexpr double kLookingInterval = 10.0;
 bool budgetAllows(const MipRun &run, const HeuristicState &h, int counter) {
   if (run.env->mipParams->heurfreq != 0) return true;
   const MipSearch &s = *run.search;
-  const double I = s.iterationTotal, R = s.rootIterations;
+  // Trials of branching are paid for by smaller trees, not by the dives' share.
+  const double I = s.iterationTotal - s.trialIterations, R = s.rootIterations;
   const double f = counter == 0 ? kFirstDiveShare : kSecondDiveShare;
   const double weight = s.incumbent.exists ? kWeightWithIncumbent : 1.0;
   return h.effortIterations[counter] < 2 * I + 2 * R + 200 &&
