@@ -106,8 +106,13 @@ int barrierStopTest(const BarrierProblem &p, BarrierIterate &it, const Residuals
   const double comp = (it.complementarity - (it.useInfRatio ? it.tau * it.kappa : 0.0)) / (tau * tau);
   const double pobj = it.primalObjective, dobj = it.dualObjective;
   const double gap = pobj - dobj;
-  auto rel = [&](double a) { return std::fabs(a) / (1.0 + std::fabs(pobj)); };
-  const double relGapDual = std::fabs(gap) / (1.0 + std::fabs(dobj));
+  // Relative to the objective both as the run sees it and as the caller
+  // does, whichever is smaller: a constant that presolve or the caller moved
+  // out of the objective must not loosen the test in either direction.
+  const double pScale = 1.0 + std::min(std::fabs(pobj), std::fabs(st.sense * pobj + st.offset));
+  const double dScale = 1.0 + std::min(std::fabs(dobj), std::fabs(st.sense * dobj + st.offset));
+  auto rel = [&](double a) { return std::fabs(a) / pScale; };
+  const double relGapDual = std::fabs(gap) / dScale;
   const double ratio = it.useInfRatio && it.kappa > 0.0 ? it.tau / it.kappa : 0.0;
   // Values of 20 (10) iterations ago, before this one enters the rings.
   const bool full = h.count >= BarrierHistory::kRing;
@@ -140,7 +145,11 @@ int barrierStopTest(const BarrierProblem &p, BarrierIterate &it, const Residuals
         if (dualOpen) noProgress = noProgress && dinfRatio > 0.9;
         if (noProgress) return kBarNumerical;
       }
-      if (rel(comp) >= e) {
+      // A quadratic objective's gap is its complementarity once the
+      // residuals are closed; a small pobj - dobj with the complementarity
+      // still open means the residual terms cancel it, and the point is
+      // not yet that close to the optimum.
+      if (rel(comp) >= e && !(p.qpFlag && rel(comp) >= 50 * e)) {
         if (rel(gap) < 50 * e && feasible) return kBarOptimal;
         if (rel(gap) < 50 * e && it.relPrimal < kLooseFeasTol && it.relDual < kLooseFeasTol && feasible)
           return kBarOptimal;

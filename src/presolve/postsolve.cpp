@@ -164,17 +164,25 @@ struct Replay {
     const double lk = val(r)[0], uk = val(r)[1];
     d[k] = ratio * d[j];
     auto finiteOr = [](double b, double other) { return std::fabs(b) < kPreInf ? b : std::fabs(other) < kPreInf ? other : 0.0; };
+    auto within = [](double a, double lo, double up) {
+      return a >= lo - 1e-9 * std::max(1.0, std::fabs(lo)) && a <= up + 1e-9 * std::max(1.0, std::fabs(up));
+    };
     if (colStat[j] != kStBasic && colStat[j] != kStFree) {
       const bool low = colStat[j] == kStLower;
       const double xk = (low == (ratio > 0)) ? finiteOr(lk, uk) : finiteOr(uk, lk);
-      x[k] = xk;
-      x[j] = v - ratio * xk;
-      colStat[k] = sideOf(xk, lk, uk);
-      colStat[j] = sideOf(x[j], lj, uj);
-      return;
+      // A status that did not come from a basis (an interior answer has
+      // none) need not match the value: then the split below decides.
+      if (within(v - ratio * xk, lj, uj)) {
+        x[k] = xk;
+        x[j] = v - ratio * xk;
+        colStat[k] = sideOf(xk, lk, uk);
+        colStat[j] = sideOf(x[j], lj, uj);
+        return;
+      }
+      colStat[j] = kStBasic;
     }
     double xk = finiteOr(lk, uk), xj = v - ratio * xk;
-    if (xj >= lj - 1e-9 * std::max(1.0, std::fabs(lj)) && xj <= uj + 1e-9 * std::max(1.0, std::fabs(uj))) {
+    if (within(xj, lj, uj)) {
       x[k] = xk, x[j] = xj;
       colStat[k] = sideOf(xk, lk, uk);
       return;

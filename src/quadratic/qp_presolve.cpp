@@ -116,6 +116,19 @@ int installReducedQ(Environment *env, const QpData &q, PresolveState &s, const E
   return QVNcopyquad(env, red, start.data(), count.data(), index.data(), entry.data());
 }
 
+// Columns that presolve sent to a bound by the sign of their cost alone
+// (no row could stop them moving that way): the rows they sat in then were
+// one-sided against them, so any row dual of the right sign keeps their
+// reduced cost of the right sign too. Such a column, like a fixed one,
+// leaves a row's dual free. A column sent to a bound by a forcing row is not
+// one of them: its reduced cost depends on that row's dual.
+void markDominatedColumns(const PresolveState &s, EnvVector<char> &anyDual) {
+  for (int h = s.head; h >= 0; h = s.records[static_cast<size_t>(h)].next) {
+    const ReductionRecord &r = s.records[static_cast<size_t>(h)];
+    if ((r.kind == kRecAtLower || r.kind == kRecAtUpper) && s.dualRemoved[r.index]) anyDual[r.index] = 1;
+  }
+}
+
 // The replay hands a singleton row the reduced cost of its column when the
 // column's value is not exactly on one of its own bounds, which is what a
 // vertex gives but not an interior point: a value 1e-6 off its own lower
@@ -124,9 +137,9 @@ int installReducedQ(Environment *env, const QpData &q, PresolveState &s, const E
 // rows are settled again here from distances: the column's reduced cost
 // without them, g, goes to whichever of its own bound or one of the rows
 // can hold it with the right sign and lies nearest to the value, the
-// others get 0. Only rows whose other entries are fixed columns (whose
-// reduced costs are free) are settled, so no other column's optimality
-// moves. Duals here are in minimization sense: y = sense * pi.
+// others get 0. Only rows whose other entries are fixed or dominated columns
+// (whose reduced costs stay right) are settled, so no other column's
+// optimality moves. Duals here are in minimization sense: y = sense * pi.
 void settleSingletonRows(const Problem *lp, const PresolveState &s, const EnvVector<double> &qx, SolutionBlock &sol) {
   const LpData &d = *lp->lpData;
   const int n = d.numCols, m = d.numRows;
@@ -137,15 +150,32 @@ void settleSingletonRows(const Problem *lp, const PresolveState &s, const EnvVec
     if (r.kind == kRecRowLower || r.kind == kRecRowUpper || r.kind == kRecRowEqual) colOfRow[r.index] = s.recIndex[r.first];
   }
   EnvVector<double> activity(static_cast<size_t>(m), 0.0), coef(static_cast<size_t>(m), 0.0);
-  EnvVector<char> settle(static_cast<size_t>(m), 0);
+  EnvVector<char> settle(static_cast<size_t>(m), 0), anyDual(static_cast<size_t>(n), 0);
   for (int i = 0; i < m; ++i) settle[i] = colOfRow[i] >= 0;
+  for (int j = 0; j < n; ++j) anyDual[j] = d.lowerBound[j] == d.upperBound[j];
+  markDominatedColumns(s, anyDual);
   for (int j = 0; j < n; ++j)
     for (int k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) {
       const int i = d.rowIndex[k];
       activity[i] += d.coefValue[k] * sol.x[j];
       if (colOfRow[i] == j) coef[i] = d.coefValue[k];
-      else if (colOfRow[i] >= 0 && d.lowerBound[j] != d.upperBound[j]) settle[i] = 0;
     }
+  // A column fixed by an equation that is settled here has its reduced cost
+  // set to 0 by that equation's free dual, so it too leaves the duals of its
+  // other rows free; that may free further rows, hence the rounds.
+  for (int round = 0; round <= m; ++round) {
+    bool grew = false;
+    for (int i = 0; i < m; ++i) settle[i] = colOfRow[i] >= 0;
+    for (int j = 0; j < n; ++j)
+      for (int k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) {
+        const int i = d.rowIndex[k];
+        if (colOfRow[i] >= 0 && colOfRow[i] != j && !anyDual[j]) settle[i] = 0;
+      }
+    for (int i = 0; i < m; ++i)
+      if (settle[i] && d.sense[i] == 'E' && coef[i] != 0.0 && !anyDual[colOfRow[i]])
+        anyDual[colOfRow[i]] = 1, grew = true;
+    if (!grew) break;
+  }
   EnvVector<int> head(static_cast<size_t>(n), -1), next(static_cast<size_t>(m), -1);
   for (int i = 0; i < m; ++i)
     if (settle[i] && coef[i] != 0.0) next[i] = head[colOfRow[i]], head[colOfRow[i]] = i;
