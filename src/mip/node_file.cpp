@@ -47,7 +47,9 @@ void packNode(Packer &p, const NodeRecord &n) {
   p.put(n.sequence), p.put(n.nodeId), p.put(n.parentSequence);
   p.put(n.state), p.put(n.direction);
   p.put(static_cast<int>(n.changes.size()));
-  p.bytes(n.changes.data(), n.changes.size() * sizeof(BoundChange));
+  // Field by field: the record's padding is never written, so a block's
+  // bytes (and what the compressor reads) are all defined.
+  for (const BoundChange &c : n.changes) p.put(c.col), p.put(c.lower), p.put(c.upper);
   p.put(static_cast<int>(n.localRows.size()));
   p.bytes(n.localRows.data(), n.localRows.size() * sizeof(int));
   // A shared basis is written once per node: the block owns what it holds.
@@ -68,8 +70,7 @@ NodeRecord *unpackNode(Unpacker &u) {
   n->state = u.get<char>(), n->direction = u.get<char>();
   const int changes = u.get<int>();
   n->changes.resize(static_cast<size_t>(changes));
-  std::memcpy(n->changes.data(), u.at, static_cast<size_t>(changes) * sizeof(BoundChange));
-  u.at += static_cast<size_t>(changes) * sizeof(BoundChange);
+  for (BoundChange &c : n->changes) c.col = u.get<int>(), c.lower = u.get<double>(), c.upper = u.get<double>();
   const int rows = u.get<int>();
   n->localRows.resize(static_cast<size_t>(rows));
   if (rows > 0) std::memcpy(n->localRows.data(), u.at, static_cast<size_t>(rows) * sizeof(int));
