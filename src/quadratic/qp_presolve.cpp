@@ -15,6 +15,7 @@
 // the barrier solves the problem as it stands. The reduced costs of the
 // answer are recomputed as c + Qx - A'pi from the caller's data.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 
@@ -316,11 +317,17 @@ void installAnswer(Problem *lp, const PresolveState &s, const Problem *red, int 
 
 } // namespace
 
+namespace {
+std::atomic<bool> quadraticPresolveOn{false};
+} // namespace
+
+bool enableQuadraticPresolve(bool on) { return quadraticPresolveOn.exchange(on); }
+
 int quadraticSolveWithPresolve(Environment *env, Problem *lp) {
   // A presolve kept from an earlier solve knows nothing of Q.
   dropPresolveResult(lp);
   const GeneralParams &gp = *env->generalParams;
-  if (gp.preind == 0 || !lp->qpData) return barrierSolveQuadratic(env, lp);
+  if (gp.preind == 0 || !lp->qpData || !quadraticPresolveOn.load()) return barrierSolveQuadratic(env, lp);
   const int n = lp->lpData->numCols;
   EnvVector<char> inQ(static_cast<size_t>(n), 0);
   forEachQEntry(*lp->qpData, n, [&](int i, int j, double) { inQ[i] = inQ[j] = 1; });

@@ -160,8 +160,9 @@ int solveByMethod(Environment *env, Problem *lp, int method) {
   return solveProblem(env, lp, method);
 }
 
-// The barrier on a quadratic objective, through the presolve that keeps Q's
-// columns; no crossover, which knows no Q: asked for by name it cannot be given.
+// The barrier on a quadratic objective (through the presolve that keeps Q's
+// columns when that path is enabled); no crossover, which knows no Q: asked
+// for by name it cannot be given.
 int optimizeQuadratic(Environment *env, Problem *lp, int crossover) {
   const int t = lp->probType;
   if (isMipType(t)) return QVNERR_NOT_FOR_MIP;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "quadratic/qp_check.h"
+#include "quadratic/qp_presolve.h"
 #include "support/test_support.h"
 
 namespace {
@@ -36,7 +37,13 @@ protected:
   void SetUp() override {
     ProblemFixture::SetUp();
     ASSERT_EQ(QVNsetintparam(env, QVN_PARAM_BARDISPLAY, 0), 0);
+    wasOn = qvn::enableQuadraticPresolve(true);
   }
+  void TearDown() override {
+    qvn::enableQuadraticPresolve(wasOn);
+    ProblemFixture::TearDown();
+  }
+  bool wasOn = false;
 
   Answer solve(const QpModel &m, int preind) {
     Answer a;
