@@ -73,12 +73,14 @@ int seatFinish(LpRelaxation &r, SimplexEngine &from, bool keepBasis) {
   EnvVector<int> colStatus(static_cast<size_t>(from.n + 1)), rowStatus(static_cast<size_t>(from.m + 1));
   if (keepBasis) extractStatuses(from, colStatus.data(), rowStatus.data());
   const auto start = from.start;
+  const LimitClock limitClock = from.limitClock;
   const int iterations = from.iterations, phase1 = from.phase1Iterations, limit = from.iterationLimit;
   const bool logStarted = from.logStarted, cutoffGiven = from.cutoffGiven;
   const double timeLimit = from.timeLimit, cutoff = from.cutoff;
   const int display = from.display;
   QVN_TRY(engineSetup(e, r.env, r.lp));
   e.start = start;
+  e.limitClock = limitClock;
   e.iterations = iterations;
   e.phase1Iterations = phase1;
   e.logStarted = logStarted;
@@ -202,6 +204,8 @@ void applyLimits(SimplexEngine &e, const RelaxSolveLimits &limits) {
   e.display = limits.display;
   e.logStarted = false;
   e.start = std::chrono::steady_clock::now();
+  // Each solve's time limit is what is left of its caller's: its clock starts here.
+  e.limitClock = startLimitClock(e.env);
   e.cutoffGiven = true;
   e.cutoff = limits.objectiveLimit;
   e.startGiven = true;
