@@ -34,23 +34,13 @@ struct QpFactor {
   double perturbation = 0.0;
 };
 
-void forEachEntry(const QpData &q, int n, auto &&visit) {
-  for (int j = 0; j < n; ++j) {
-    if (q.separable) {
-      if (q.diagonal[j] != 0.0) visit(j, j, q.diagonal[j]);
-      continue;
-    }
-    for (int k = q.qColStart[j]; k < q.qColStart[j] + q.qColCount[j]; ++k) visit(q.qRowIndex[k], j, q.qValue[k]);
-  }
-}
-
 // Q of the minimization form (the caller's Q times the sense), tested and
 // factored. Returns 0, 5002 or an error of the frame.
 int factorQ(Environment *env, const QpData &q, const WorkLp &w, QpFactor &f) {
   const int n = w.numCol;
   f.diag.assign(static_cast<size_t>(w.numTot), 0.0);
   double scale = 0.0;
-  forEachEntry(q, n, [&](int i, int j, double v) {
+  forEachQEntry(q, n, [&](int i, int j, double v) {
     scale = std::max(scale, std::fabs(v));
     if (i != j) f.diagonalOnly = false;
   });
@@ -58,7 +48,7 @@ int factorQ(Environment *env, const QpData &q, const WorkLp &w, QpFactor &f) {
   const bool repair = env->qpParams->qpmakepsdind == 1;
   if (f.diagonalOnly) {
     double worst = 0.0;
-    forEachEntry(q, n, [&](int, int j, double v) {
+    forEachQEntry(q, n, [&](int, int j, double v) {
       f.diag[j] = w.sense * v;
       worst = std::min(worst, f.diag[j]);
     });
@@ -70,7 +60,7 @@ int factorQ(Environment *env, const QpData &q, const WorkLp &w, QpFactor &f) {
     return 0;
   }
   EnvVector<int> position(static_cast<size_t>(n), -1);
-  forEachEntry(q, n, [&](int i, int j, double) {
+  forEachQEntry(q, n, [&](int i, int j, double) {
     for (int c : {i, j})
       if (position[c] < 0) position[c] = 0, f.cols.push_back(c);
   });
@@ -80,7 +70,7 @@ int factorQ(Environment *env, const QpData &q, const WorkLp &w, QpFactor &f) {
   for (int c = 0; c < k; ++c) position[f.cols[c]] = c;
   EnvVector<double> s(static_cast<size_t>(k) * k, 0.0);
   auto at = [&](int i, int j) -> double & { return s[static_cast<size_t>(i) * k + j]; };
-  forEachEntry(q, n, [&](int i, int j, double v) { at(position[i], position[j]) = w.sense * v; });
+  forEachQEntry(q, n, [&](int i, int j, double v) { at(position[i], position[j]) = w.sense * v; });
   EnvVector<char> done(static_cast<size_t>(k), 0);
   f.r.clear();
   for (int step = 0; step < k; ++step) {
@@ -170,7 +160,7 @@ void storeQpPoint(Problem *lp, const WorkLp &w, int extraColumns, const BarrierR
   const int n = w.numCol, m = w.numRow;
   s.x.assign(r.x.begin(), r.x.begin() + n);
   EnvVector<double> qx(static_cast<size_t>(n), 0.0);
-  forEachEntry(q, n, [&](int i, int j, double v) { qx[i] += v * s.x[j]; });
+  forEachQEntry(q, n, [&](int i, int j, double v) { qx[i] += v * s.x[j]; });
   s.pi.resize(static_cast<size_t>(m));
   s.slack.resize(static_cast<size_t>(m));
   for (int i = 0; i < m; ++i) {
@@ -178,14 +168,7 @@ void storeQpPoint(Problem *lp, const WorkLp &w, int extraColumns, const BarrierR
     s.slack[i] = d.rhs[i] - r.x[n + extraColumns + i];
   }
   s.dj.resize(static_cast<size_t>(n));
-  double obj = d.objOffset;
-  for (int j = 0; j < n; ++j) {
-    double dj = d.objCoef[j] + qx[j];
-    for (int k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) dj -= d.coefValue[k] * s.pi[d.rowIndex[k]];
-    s.dj[j] = dj;
-    obj += (d.objCoef[j] + 0.5 * qx[j]) * s.x[j];
-  }
-  s.objValue = obj;
+  s.objValue = quadraticReducedCosts(d, n, qx.data(), s.x.data(), s.pi.data(), s.dj.data());
   s.iterationCount = 0;
   s.phase1Count = 0;
   s.primalComputed = s.dualComputed = true;

@@ -94,6 +94,17 @@ void setOne(QpData &q, int row, int col, double value) {
 
 } // namespace
 
+double quadraticReducedCosts(const LpData &d, int n, const double *qx, const double *x, const double *pi, double *dj) {
+  double obj = d.objOffset;
+  for (int j = 0; j < n; ++j) {
+    double r = d.objCoef[j] + qx[j];
+    for (int k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) r -= d.coefValue[k] * pi[d.rowIndex[k]];
+    dj[j] = r;
+    obj += (d.objCoef[j] + 0.5 * qx[j]) * x[j];
+  }
+  return obj;
+}
+
 int qpNumColumns(const QpData &q) { return static_cast<int>(q.diagonal.size()); }
 
 int64_t qpNumNonzeros(const QpData &q) {

@@ -42,6 +42,22 @@ void qpTruncateColumns(QpData *q, int count);
 // Drops columns and rows whose map entry is -1 and renumbers the rest.
 void qpDeleteColumns(QpData *q, int oldCount, const int *map);
 
+// Calls visit(row, col, value) for each nonzero entry of Q, column by column.
+void forEachQEntry(const QpData &q, int n, auto &&visit) {
+  for (int j = 0; j < n; ++j) {
+    if (q.separable) {
+      if (q.diagonal[j] != 0.0) visit(j, j, q.diagonal[j]);
+      continue;
+    }
+    for (int k = q.qColStart[j]; k < q.qColStart[j] + q.qColCount[j]; ++k)
+      if (q.qValue[k] != 0.0) visit(q.qRowIndex[k], j, q.qValue[k]);
+  }
+}
+
+// The reduced costs c + Qx - A'pi of d's first n columns at x, given qx = Qx and the
+// row duals pi, into dj; returns the objective c'x + x'Qx/2 with d's offset.
+double quadraticReducedCosts(const LpData &d, int n, const double *qx, const double *x, const double *pi, double *dj);
+
 // The record under which a Problem keeps its QpData (qp_attachment.cpp).
 extern const AttachmentOps kQuadObjectiveAttachment;
 

@@ -35,17 +35,6 @@ namespace {
 // answer counts as resting on its bound.
 constexpr double kOnBound = 1e-7;
 
-void forEachQEntry(const QpData &q, int n, auto &&visit) {
-  for (int j = 0; j < n; ++j) {
-    if (q.separable) {
-      if (q.diagonal[j] != 0.0) visit(j, j, q.diagonal[j]);
-      continue;
-    }
-    for (int k = q.qColStart[j]; k < q.qColStart[j] + q.qColCount[j]; ++k)
-      if (q.qValue[k] != 0.0) visit(q.qRowIndex[k], j, q.qValue[k]);
-  }
-}
-
 // Runs the linear presolve with the columns of Q protected, and restores the
 // caller's own protected list after it. Returns what the run returned.
 int presolveProtected(Environment *env, Problem *lp, const EnvVector<char> &inQ) {
@@ -297,15 +286,8 @@ void installAnswer(Problem *lp, const PresolveState &s, const Problem *red, int 
     settleDoubletons(lp, s, qx, sol);
     settleSingletonRows(lp, s, qx, sol);
   }
-  double obj = d.objOffset;
-  for (int j = 0; j < n; ++j) {
-    double dj = d.objCoef[j] + qx[j];
-    for (int k = d.colStart[j]; k < d.colStart[j] + d.colCount[j]; ++k) dj -= d.coefValue[k] * sol.pi[d.rowIndex[k]];
-    sol.dj[j] = dj;
-    obj += (d.objCoef[j] + 0.5 * qx[j]) * sol.x[j];
-  }
+  sol.objValue = quadraticReducedCosts(d, n, qx.data(), sol.x.data(), sol.pi.data(), sol.dj.data());
   for (int i = 0; i < m; ++i) sol.slack[i] = d.rhs[i] - sol.slack[i];
-  sol.objValue = obj;
   sol.iterationCount = 0;
   sol.phase1Count = 0;
   sol.primalComputed = sol.dualComputed = true;
