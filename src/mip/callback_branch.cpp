@@ -66,24 +66,6 @@ void describeSetBranch(const MipRun &run, const BuiltInBranch &choice, BranchArg
   }
 }
 
-SharedBasis *takeBasis(MipRun &run) {
-  LpRelaxation &r = *run.search->nodeLp;
-  const int n = relaxNumCols(r), m = relaxNumRows(r);
-  EnvVector<int> col(static_cast<size_t>(n) + 1), row(static_cast<size_t>(m) + 1);
-  relaxGetBasis(r, col.data(), row.data());
-  SharedBasis *b = envNew<SharedBasis>();
-  try {
-    b->status.resize(static_cast<size_t>(n + m));
-  } catch (...) {
-    envDelete(b);
-    throw;
-  }
-  b->rowEpoch = run.search->cuts ? run.search->cuts->rowEpoch : 0;
-  for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(col[j]);
-  for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(row[i]);
-  return b;
-}
-
 // The callback's children go to the store. A child whose bounds cross, or
 // whose bound reaches the cutoff, is not made, and the delete-node callback
 // hears of it.
@@ -164,7 +146,7 @@ void makeCallbackChildren(MipRun &run, NodeRecord &parent, const BuiltInBranch &
       freeNode(child);
       continue;
     }
-    if (!basis && relaxNumRows(*s.nodeLp) > 0 && !choice.noSolution) basis = takeBasis(run);
+    if (!basis && relaxNumRows(*s.nodeLp) > 0 && !choice.noSolution) basis = snapshotBasis(run);
     child->basis = basis;
     holdBasis(basis);
     if (basis) basis->dualFeasible = !choice.noSolution;

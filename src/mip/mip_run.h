@@ -82,6 +82,9 @@ int tryMipStart(MipRun &run);
 int mipRoot(MipRun &run);
 int mipRootRounds(MipRun &run);
 int runNodeLoop(MipRun &run);
+// The node LP's basis as a record children can share (column statuses, then
+// row statuses, with the cut pool's row epoch).
+SharedBasis *snapshotBasis(MipRun &run);
 // Lowest bound over the store, the resume node and the incumbent.
 double currentBestBound(const MipRun &run, const NodeRecord *current);
 

@@ -132,24 +132,6 @@ int installBasis(MipRun &run, const SharedBasis &b) {
                        b.dualFeasible && b.rowEpoch == rowEpoch(run));
 }
 
-SharedBasis *snapshotBasis(MipRun &run) {
-  LpRelaxation &r = *run.search->nodeLp;
-  const int n = relaxNumCols(r), m = relaxNumRows(r);
-  statusRoom(run, n, m);
-  relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
-  SharedBasis *b = envNew<SharedBasis>();
-  try {
-    b->status.resize(static_cast<size_t>(n + m));
-  } catch (...) {
-    envDelete(b);
-    throw;
-  }
-  b->rowEpoch = rowEpoch(run);
-  for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(run.colStatus[j]);
-  for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(run.rowStatus[i]);
-  return b;
-}
-
 // Sets whose nonzero members at x are more than the set allows, each with the
 // member at which it splits: at the weighted mean of the members' weights,
 // moved inward so that both children cut the point off.
@@ -394,6 +376,24 @@ void logNode(MipRun &run, const NodeRecord &node, const NodeResult &res, int lef
 }
 
 } // namespace
+
+SharedBasis *snapshotBasis(MipRun &run) {
+  LpRelaxation &r = *run.search->nodeLp;
+  const int n = relaxNumCols(r), m = relaxNumRows(r);
+  statusRoom(run, n, m);
+  relaxGetBasis(r, run.colStatus.data(), run.rowStatus.data());
+  SharedBasis *b = envNew<SharedBasis>();
+  try {
+    b->status.resize(static_cast<size_t>(n + m));
+  } catch (...) {
+    envDelete(b);
+    throw;
+  }
+  b->rowEpoch = rowEpoch(run);
+  for (int j = 0; j < n; ++j) b->status[j] = static_cast<unsigned char>(run.colStatus[j]);
+  for (int i = 0; i < m; ++i) b->status[n + i] = static_cast<unsigned char>(run.rowStatus[i]);
+  return b;
+}
 
 void logIncumbent(MipRun &run, int left, const NodeRecord *current, bool fromHeuristic) {
   MipSearch &s = *run.search;
